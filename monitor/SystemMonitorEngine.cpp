@@ -1,0 +1,167 @@
+#include "monitor/SystemMonitorEngine.h"
+
+#include <chrono>
+#include <cmath>
+
+#include "monitor/MemoryFigures.h"
+#include "monitor/SMCHelper.h"
+#include "monitor/SensorChoice.h"
+
+namespace velmox {
+
+namespace {
+
+std::chrono::milliseconds toMilliseconds(double seconds) {
+    return std::chrono::milliseconds(std::llround(seconds * 1000.0));
+}
+
+} // namespace
+
+SystemMonitorEngine::SystemMonitorEngine(Settings& settings, Clock& clock, Sources sources,
+                                         QObject* parent)
+    : QObject(parent), settings_(settings), clock_(clock), sources_(std::move(sources)) {
+    if (sources_.readSensors) {
+        sensorWorker_ = std::make_unique<SensorWorker>(sources_.readSensors);
+        connect(sensorWorker_.get(), &SensorWorker::readingsReady, this,
+                &SystemMonitorEngine::applySensorReadings);
+    }
+    connect(&settings_, &Settings::valueChanged, this, [this] {
+        if (isRunning())
+            applyInterval();
+    });
+}
+
+SystemMonitorEngine::~SystemMonitorEngine() = default;
+
+SystemMonitorEngine::Sources SystemMonitorEngine::systemSources() {
+    return {systemHostCounters(), systemMachineInfo(),
+            [] { return SMCHelper::shared().readAllSensors(); }};
+}
+
+double SystemMonitorEngine::clampedInterval(const QVariant& stored) {
+    bool ok = false;
+    const double seconds = stored.toDouble(&ok);
+    if (!stored.isValid() || !ok || !(seconds >= minimumInterval && seconds <= maximumInterval))
+        return defaultInterval;
+    return seconds;
+}
+
+void SystemMonitorEngine::applyInterval() {
+    const double wanted = clampedInterval(settings_.value(pollingIntervalKey));
+    if (job_ && std::abs(wanted - timerInterval_) <= 0.01)
+        return;
+    timerInterval_ = wanted;
+    job_ = clock_.schedule(toMilliseconds(timerInterval_), [this] { tick(); }, true,
+                           toMilliseconds(timerTolerance));
+}
+
+void SystemMonitorEngine::start() {
+    if (isRunning())
+        return;
+    if (sources_.machine) {
+        stats_.macModel = sources_.machine->modelIdentifier();
+        stats_.macModelName = sources_.machine->modelName();
+        stats_.processorInfo = sources_.machine->processorInfo();
+        stats_.gpuModel = sources_.machine->gpuModel();
+    }
+    applyInterval();
+    tick();
+}
+
+void SystemMonitorEngine::stop() {
+    job_.reset();
+}
+
+bool SystemMonitorEngine::isReadingSensors() const {
+    return sensorWorker_ && sensorWorker_->isReading();
+}
+
+void SystemMonitorEngine::sampleProcessor() {
+    const auto ticks = sources_.counters->coreTicks();
+    if (!ticks)
+        return;
+    if (const auto load = cpu_.sample(*ticks)) {
+        stats_.cpuUser = load->user;
+        stats_.cpuSystem = load->system;
+        appendToHistory(stats_.cpuHistory, load->user + load->system);
+    }
+}
+
+void SystemMonitorEngine::sampleMemory() {
+    const auto counters = sources_.counters->memory();
+    if (!counters)
+        return;
+    const MemoryFigures memory = memoryFigures(*counters);
+    stats_.ramApp = memory.app;
+    stats_.ramWired = memory.wired;
+    stats_.ramCompressed = memory.compressed;
+    stats_.ramUsed = memory.used;
+    stats_.ramFree = memory.free;
+    appendToHistory(stats_.ramHistory, memory.used);
+}
+
+void SystemMonitorEngine::sampleNetwork() {
+    const auto counters = sources_.counters->interfaceCounters();
+    const NetworkRates rates =
+        network_.sample(counters.value_or(QList<InterfaceCounters>{}), clock_.now());
+    stats_.networkSpeedIn = rates.in;
+    stats_.networkSpeedOut = rates.out;
+    appendToHistory(stats_.networkHistoryIn, rates.in);
+    appendToHistory(stats_.networkHistoryOut, rates.out);
+}
+
+void SystemMonitorEngine::sampleMachine() {
+    MachineInfo* machine = sources_.machine.get();
+    if (!machine)
+        return;
+    if (const auto space = machine->startupVolumeSpace()) {
+        stats_.diskTotal = double(space->total);
+        stats_.diskAvailable = double(space->available);
+    }
+    if (const auto uptime = machine->uptimeSeconds())
+        stats_.uptime = *uptime;
+    if (const auto gpu = machine->gpuUtilization()) {
+        stats_.gpuUtilization = *gpu;
+        appendToHistory(stats_.gpuHistory, *gpu);
+    }
+    stats_.thermalState = machine->thermalState();
+    stats_.activeNICs.clear();
+    for (const NetworkAddress& address : machine->activeIPv4Interfaces())
+        stats_.activeNICs.append({address.interfaceName, QStringLiteral("Active"), address.address});
+    stats_.localIP =
+        stats_.activeNICs.isEmpty() ? notConnectedText() : stats_.activeNICs.first().address;
+}
+
+void SystemMonitorEngine::tick() {
+    if (sources_.counters) {
+        sampleProcessor();
+        sampleMemory();
+        sampleNetwork();
+    }
+    sampleMachine();
+    const QDateTime now = clock_.now();
+    if (!lastSensorRead_.isValid() || lastSensorRead_.msecsTo(now) >= sensorPeriodSeconds * 1000)
+        requestSensorRead();
+    emit statsChanged(stats_);
+}
+
+void SystemMonitorEngine::requestSensorRead() {
+    if (sensorWorker_ && sensorWorker_->requestRead())
+        lastSensorRead_ = clock_.now();
+}
+
+void SystemMonitorEngine::applySensorReadings(const QList<SensorReading>& readings) {
+    sensorReadings_ = readings;
+    sensorsRead_ = true;
+    const SensorChoice choice = chooseSensors(readings);
+    stats_.cpuTemp = choice.cpuTemp;
+    stats_.gpuTemp = choice.gpuTemp;
+    stats_.fanRPM = choice.fanRPM;
+    stats_.ssdTemp = choice.ssdTemp;
+    stats_.ssdLabel = choice.ssdLabel;
+    stats_.drives = choice.drives;
+    emit sensorsChanged(readings);
+    emit statsChanged(stats_);
+}
+
+} // namespace velmox

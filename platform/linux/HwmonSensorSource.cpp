@@ -1,0 +1,102 @@
+#include "platform/linux/HwmonSensorSource.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <algorithm>
+
+#include "platform/linux/AppleSmcSysfs.h"
+
+namespace velmox {
+
+namespace {
+
+QString readTrimmed(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromUtf8(file.readAll()).trimmed();
+}
+
+int trailingNumber(const QString& name) {
+    static const QRegularExpression digits(QStringLiteral("(\\d+)$"));
+    const auto match = digits.match(name);
+    return match.hasMatch() ? match.captured(1).toInt() : 0;
+}
+
+// The inputs of one folder, in numeric order (hwmon10 after hwmon9, temp10 after temp9).
+QStringList sortedByNumber(QStringList names, const QString& inputSuffix = {}) {
+    std::sort(names.begin(), names.end(), [&](const QString& a, const QString& b) {
+        const int na = trailingNumber(QString(a).remove(inputSuffix));
+        const int nb = trailingNumber(QString(b).remove(inputSuffix));
+        return na != nb ? na < nb : a < b;
+    });
+    return names;
+}
+
+void addInputs(QList<NamedSensorService>& services, const QDir& folder, const QString& chip,
+               const QString& prefix, SensorKind kind) {
+    const QString suffix = QStringLiteral("_input");
+    const QStringList inputs = folder.entryList({prefix + QLatin1Char('*') + suffix}, QDir::Files);
+    for (const QString& input : sortedByNumber(inputs, suffix)) {
+        const QString stem = input.left(input.size() - suffix.size());
+        QString label = readTrimmed(folder.filePath(stem + QStringLiteral("_label")));
+        if (label.isEmpty())
+            label = stem;
+        services.append({chip + QLatin1Char(' ') + label, folder.filePath(input), kind});
+    }
+}
+
+} // namespace
+
+HwmonSensorSource::HwmonSensorSource(QString root, QSet<QString> skippedChips)
+    : root_(std::move(root)), skippedChips_(std::move(skippedChips)) {}
+
+std::optional<QList<NamedSensorService>> HwmonSensorSource::discover() {
+    const QDir root(root_);
+    if (!root.exists())
+        return std::nullopt;
+    QList<NamedSensorService> services;
+    const QStringList chips = root.entryList({QStringLiteral("hwmon*")}, QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QString& entry : sortedByNumber(chips)) {
+        QDir folder(root.filePath(entry));
+        QString chip = readTrimmed(folder.filePath(QStringLiteral("name")));
+        if (chip.isEmpty())
+            chip = readTrimmed(folder.filePath(QStringLiteral("device/name")));
+        if (chip.isEmpty())
+            chip = entry;
+        if (skippedChips_.contains(chip))
+            continue;
+        const qsizetype before = services.size();
+        addInputs(services, folder, chip, QStringLiteral("temp"), SensorKind::temperature);
+        addInputs(services, folder, chip, QStringLiteral("fan"), SensorKind::fan);
+        if (services.size() == before) {
+            const QDir device(folder.filePath(QStringLiteral("device")));
+            addInputs(services, device, chip, QStringLiteral("temp"), SensorKind::temperature);
+            addInputs(services, device, chip, QStringLiteral("fan"), SensorKind::fan);
+        }
+    }
+    return services;
+}
+
+std::optional<double> HwmonSensorSource::read(const NamedSensorService& service) {
+    QFile file(service.handle);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+        return std::nullopt;
+    bool ok = false;
+    const qlonglong raw = file.readAll().trimmed().toLongLong(&ok);
+    if (!ok)
+        return std::nullopt;
+    return service.kind == SensorKind::temperature ? double(raw) / 1000.0 : double(raw);
+}
+
+std::unique_ptr<NamedSensorSource> systemNamedSensorSource() {
+    // With the SMC's keys readable directly, applesmc's own hwmon copies would repeat them.
+    QSet<QString> skipped;
+    if (AppleSmcSysfs::open())
+        skipped.insert(QStringLiteral("applesmc"));
+    return std::make_unique<HwmonSensorSource>(QString::fromLatin1(HwmonSensorSource::defaultRoot),
+                                               skipped);
+}
+
+} // namespace velmox

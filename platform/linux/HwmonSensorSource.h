@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QSet>
+#include <QString>
+
+#include "platform/NamedSensorSource.h"
+
+namespace velmox {
+
+// Linux hardware-monitoring sensors: every /sys/class/hwmon/hwmonN chip's temperature
+// inputs (tempK_input, millidegrees Celsius) and fan inputs (fanK_input, RPM), named
+// "<chip> <label>" from the chip's "name" and the input's tempK_label / fanK_label
+// ("<chip> tempK" without a label). Older drivers keep the files in hwmonN/device.
+class HwmonSensorSource final : public NamedSensorSource {
+public:
+    static constexpr const char* defaultRoot = "/sys/class/hwmon";
+
+    // Chips named in `skippedChips` are left out (applesmc, when its keys are read
+    // directly through the SMC).
+    explicit HwmonSensorSource(QString root = defaultRoot, QSet<QString> skippedChips = {});
+
+    std::optional<QList<NamedSensorService>> discover() override;
+    std::optional<double> read(const NamedSensorService& service) override;
+
+private:
+    QString root_;
+    QSet<QString> skippedChips_;
+};
+
+} // namespace velmox
