@@ -8,7 +8,7 @@ shift || true
 case "$flavour" in
     release) cmake_args=(-DCMAKE_BUILD_TYPE=RelWithDebInfo) ;;
     debug) cmake_args=(-DCMAKE_BUILD_TYPE=Debug) ;;
-    asan) cmake_args=(-DCMAKE_BUILD_TYPE=Debug -DVELMOX_SANITIZE=ON) ;;
+    asan) cmake_args=(-DCMAKE_BUILD_TYPE=Debug -DVELMOX_SANITIZE=ON -DVELMOX_BUILD_BENCHMARKS=OFF) ;;
     *) echo "Unknown build flavour '$flavour': use release, debug or asan." >&2; exit 2 ;;
 esac
 dir=build/$flavour
