@@ -1,0 +1,48 @@
+#include <gtest/gtest.h>
+
+#include "PrivilegeTestSupport.h"
+#include "services/AdminCredentials.h"
+
+using namespace velmox;
+using namespace velmox::test;
+
+// These run as velmox-test-admin with the real Secret Service and the real sudo.
+
+TEST(AdminCredentials, IncompleteOrForeignCredentialsAreRefusedBeforeAnyCheck) {
+    PrivilegeWorld world;
+    EXPECT_EQ(AdminCredentials::save(world.keychain, world.settings, kAdminAccount, ""),
+              "Enter the administrator name and password.");
+    EXPECT_EQ(AdminCredentials::save(world.keychain, world.settings, "", kAccountPassword),
+              "Enter the administrator name and password.");
+    EXPECT_EQ(AdminCredentials::save(world.keychain, world.settings, "root", kAccountPassword),
+              "Use the account you are logged in as ('velmox-test-admin'). The password of "
+              "another account can't be stored, because it could only be used by putting it in "
+              "a command.");
+    EXPECT_FALSE(world.keychain.hasSavedPassword());
+}
+
+TEST(AdminCredentials, AWrongPasswordIsNotSaved) {
+    PrivilegeWorld world;
+    const QString message =
+        AdminCredentials::save(world.keychain, world.settings, kAdminAccount, "wrong-password");
+    EXPECT_TRUE(message.startsWith("The password was not accepted for 'velmox-test-admin'"))
+        << message.toStdString();
+    EXPECT_FALSE(world.keychain.hasSavedPassword());
+    EXPECT_FALSE(world.settings.contains(ShellHelper::kAdminUsernameKey));
+}
+
+TEST(AdminCredentials, TheRightPasswordIsSavedAndThenUsed) {
+    PrivilegeWorld world;
+    EXPECT_EQ(AdminCredentials::test(world.shell),
+              "No administrator password is saved. Add it in Settings > Access.");
+
+    EXPECT_EQ(AdminCredentials::save(world.keychain, world.settings, kAdminAccount,
+                                     kAccountPassword),
+              "Credentials securely stored for 'velmox-test-admin'");
+    EXPECT_EQ(world.keychain.readPassword(), kAccountPassword);
+    EXPECT_EQ(world.settings.stringValue(ShellHelper::kAdminUsernameKey), kAdminAccount);
+
+    EXPECT_EQ(AdminCredentials::test(world.shell),
+              "Success: Administrator privileges verified (commands run as velmox-test-admin)");
+    EXPECT_TRUE(world.prompt.lines.isEmpty());
+}

@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+
+#include "PrivilegeTestSupport.h"
+#include "platform/linux/PkexecElevation.h"
+
+using namespace velmox;
+using namespace velmox::test;
+
+// These run as velmox-test-admin with the real Secret Service and the real sudo.
+
+TEST(ShellHelper, WithoutASavedPasswordOnlyAnAllowedPromptRuns) {
+    PrivilegeWorld world;
+    const CommandResult refused = world.shell.runPrivileged("id -u", false);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().description(),
+              "No administrator password is saved. Add it in Settings > Access.");
+    EXPECT_TRUE(world.prompt.lines.isEmpty());
+
+    EXPECT_EQ(world.shell.runPrivileged("id -u", true), "ran after the prompt");
+    EXPECT_EQ(world.prompt.lines, QStringList{"id -u"});
+}
+
+TEST(ShellHelper, TheSavedPasswordRunsTheLineAsRootWithoutAPrompt) {
+    PrivilegeWorld world;
+    ASSERT_TRUE(world.keychain.savePassword(kAccountPassword));
+    EXPECT_EQ(world.shell.adminUsername(), kAdminAccount);
+    EXPECT_EQ(world.shell.runPrivileged("id -un", true), "root");
+
+    const CommandResult failing = world.shell.runPrivileged("echo 'no such volume' >&2; exit 1", true);
+    ASSERT_FALSE(failing);
+    EXPECT_EQ(failing.error().description(), "no such volume");
+    EXPECT_TRUE(world.prompt.lines.isEmpty());
+}
+
+TEST(ShellHelper, ARejectedSavedPasswordNeverPromptsUnlessAllowed) {
+    PrivilegeWorld world;
+    ASSERT_TRUE(world.keychain.savePassword("an-old-password"));
+    const CommandResult refused = world.shell.runPrivileged("id -u", false);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().description(),
+              "The administrator password saved in Keychain was rejected for "
+              "'velmox-test-admin'. Open Settings > Access, remove it and enter the current "
+              "password.");
+    EXPECT_TRUE(world.prompt.lines.isEmpty());
+
+    EXPECT_EQ(world.shell.runPrivileged("id -u", true), "ran after the prompt");
+}
+
+TEST(ShellHelper, APasswordSavedForAnotherAccountIsNotUsed) {
+    PrivilegeWorld world;
+    ASSERT_TRUE(world.keychain.savePassword(kAccountPassword));
+    world.settings.setValue(ShellHelper::kAdminUsernameKey, "someone-else");
+    const CommandResult refused = world.shell.runPrivileged("id -u", false);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().description(),
+              "The saved administrator account ('someone-else') is not the account you are "
+              "logged in as. Open Settings > Access, remove it and save the password for "
+              "'velmox-test-admin'.");
+    EXPECT_TRUE(world.prompt.lines.isEmpty());
+
+    EXPECT_EQ(world.shell.runPrivileged("id -u", true), "ran after the prompt");
+}
+
+TEST(ShellHelper, ConfirmationNeedsAnInstalledHandler) {
+    PrivilegeWorld world;
+    EXPECT_FALSE(world.shell.confirm("Flush the DNS cache?", "Needs admin."));
+    QString asked;
+    world.shell.setConfirmHandler([&](const QString& message, const QString&) {
+        asked = message;
+        return true;
+    });
+    EXPECT_TRUE(world.shell.confirm("Flush the DNS cache?", "Needs admin."));
+    EXPECT_EQ(asked, "Flush the DNS cache?");
+}
+
+TEST(PkexecElevation, RealPkexecFailsHereWithItsOwnWholeMessage) {
+    // No polkit agent or login session on this machine: pkexec exits 127 with its reason.
+    PkexecElevation pkexec;
+    for (const CommandResult& result : {pkexec.run("id -u"), pkexec.runOneShot("id -u")}) {
+        ASSERT_FALSE(result);
+        ASSERT_TRUE(result.error().message);
+        EXPECT_TRUE(result.error().message->startsWith("Error ")) << result.error().message->toStdString();
+    }
+}

@@ -1,0 +1,64 @@
+#include <QElapsedTimer>
+#include <gtest/gtest.h>
+
+#include "platform/PromptElevation.h"
+#include "services/SudoRunner.h"
+#include "tests/support/TestAccounts.h"
+
+using namespace velmox;
+using namespace velmox::test;
+
+// These run as velmox-test-admin, a member of "sudo", against the real sudo.
+
+TEST(SudoRunner, RunsTheLineAsRootWithTheRightPassword) {
+    const PrivilegedRunResult result = SudoRunner::run(kAccountPassword, "id -un; echo \"$PATH\"");
+    ASSERT_TRUE(result.succeeded) << result.errorMessage.value_or("").toStdString();
+    EXPECT_EQ(result.output, "root\n/usr/bin:/bin:/usr/sbin:/sbin");
+    EXPECT_FALSE(result.passwordRejected);
+}
+
+TEST(SudoRunner, QuotesAndBackslashesReachTheRootShellUnchanged) {
+    const PrivilegedRunResult result =
+        SudoRunner::run(kAccountPassword, R"(printf '%s|' "say \"hi\"" 'back\slash' "a\\b")");
+    ASSERT_TRUE(result.succeeded);
+    EXPECT_EQ(result.output, R"(say "hi"|back\slash|a\b|)");
+}
+
+TEST(SudoRunner, ThePasswordNeverAppearsInAnyCommandLine) {
+    const PrivilegedRunResult result = SudoRunner::run(kAccountPassword, "ps -eo args");
+    ASSERT_TRUE(result.succeeded);
+    EXPECT_TRUE(result.output.contains("/usr/bin/sudo -S -k -p"));
+    EXPECT_FALSE(result.output.contains(kAccountPassword));
+}
+
+TEST(SudoRunner, AWrongPasswordIsRejectedWithoutWaitingForAnotherTry) {
+    QElapsedTimer timer;
+    timer.start();
+    const PrivilegedRunResult result = SudoRunner::run("not-the-password", "id -un");
+    EXPECT_FALSE(result.succeeded);
+    EXPECT_TRUE(result.passwordRejected);
+    EXPECT_TRUE(result.errorMessage.value_or("").contains("Sorry, try again."))
+        << result.errorMessage.value_or("").toStdString();
+    EXPECT_LT(timer.elapsed(), 15'000);
+}
+
+TEST(SudoRunner, AFailingLineIsNotARejectedPassword) {
+    const PrivilegedRunResult result =
+        SudoRunner::run(kAccountPassword, "echo 'some output'; echo ' disk is busy ' >&2; exit 5");
+    EXPECT_FALSE(result.succeeded);
+    EXPECT_FALSE(result.passwordRejected);
+    EXPECT_EQ(result.errorMessage, "disk is busy");
+
+    const PrivilegedRunResult silent = SudoRunner::run(kAccountPassword, "echo only-out; exit 5");
+    EXPECT_EQ(silent.errorMessage, "only-out");
+}
+
+TEST(SudoRunner, ALineThatOutlivesItsLimitIsStopped) {
+    QElapsedTimer timer;
+    timer.start();
+    const PrivilegedRunResult result =
+        SudoRunner::run(kAccountPassword, "exec sleep 60", std::chrono::seconds(2));
+    EXPECT_FALSE(result.succeeded);
+    EXPECT_EQ(result.errorMessage, PromptElevation::timedOutMessage());
+    EXPECT_LT(timer.elapsed(), 9'000);
+}
