@@ -1,0 +1,88 @@
+#pragma once
+
+#include <QList>
+#include <QMutex>
+#include <QObject>
+#include <utility>
+
+#include "services/ActionHistoryEntry.h"
+#include "services/Result.h"
+
+namespace velmox {
+
+class Clock;
+class Settings;
+
+// The activity log: everything Velmox did for the user, newest first, kept in the settings and
+// capped at maxEntries. Entries whose files the cache cleaner moved to the Trash carry an undo
+// payload and can be put back once.
+class ActionHistoryStore : public QObject {
+    Q_OBJECT
+public:
+    static inline const QString storageKey = QStringLiteral("com.quarnet.velmox.actionHistory");
+    // Read when storageKey is absent, never written.
+    static inline const QString legacyStorageKey =
+        QStringLiteral("com.quarnet.warrantis.actionHistory");
+    static inline const QString undoneKey = QStringLiteral("automationUndoneEntryIDs");
+    static inline const QString undoMarker = QStringLiteral("\n[undo:trash-v1] ");
+    static inline const QString putBackAction = QStringLiteral("Automation: Put Back");
+    static constexpr int maxEntries = 200;
+
+    ActionHistoryStore(Settings& settings, Clock& clock, QObject* parent = nullptr);
+    // Inserts what was recorded but not yet handed over, so nothing recorded is lost.
+    ~ActionHistoryStore() override;
+
+    // Callable from any thread: the entry is made at once and returned, and inserted later on
+    // the store's thread, in the order the insertions arrive there.
+    ActionHistoryEntry record(const QString& action, const QString& detail, bool success);
+    // Newest first; main thread only, like everything below that is not static.
+    const QList<ActionHistoryEntry>& entries() const;
+    // Empties the log. The set of entries already put back stays.
+    void clear();
+
+    using UndoPair = std::pair<QString, QString>; // (name in the user caches, name in the Trash)
+    static QList<UndoPair> undoItems(const ActionHistoryEntry& entry);
+    // What a producer appends to a detail for the items it moved; empty when none moved.
+    static QString undoPayload(const QList<UndoPair>& moved);
+    // The detail without its undo payload: what is shown, searched and exported.
+    static QString visibleDetail(const ActionHistoryEntry& entry);
+
+    bool canPutBack(const ActionHistoryEntry& entry) const;
+    struct PutBackResult {
+        int restored = 0;
+        int failed = 0;
+        bool operator==(const PutBackResult&) const = default;
+    };
+    // Moves the entry's items from the Trash back into the user caches, never overwriting, and
+    // records the outcome. Does nothing for an entry that cannot be put back.
+    PutBackResult putBack(const ActionHistoryEntry& entry);
+
+    enum class ResultFilter { all, ok, failed };
+    // The entries passing the filter whose action or visible detail contains `search`
+    // (ignoring case), in display order.
+    QList<ActionHistoryEntry> filtered(ResultFilter filter, const QString& search) const;
+
+    // Writes `shown` as CSV ("Date,Action,Result,Details"), replacing `path` atomically.
+    static Status exportCsv(const QList<ActionHistoryEntry>& shown, const QString& path);
+    static QByteArray csv(const QList<ActionHistoryEntry>& shown);
+    static QString exportedMessage(qsizetype count, const QString& path);
+    static QString suggestedExportFileName(const QDateTime& now);
+    static QString putBackButtonTitle(qsizetype itemCount);
+    static QString putBackHelp();
+
+signals:
+    void entriesChanged();
+
+private:
+    void insertArrived();
+    void save();
+    QStringList undoneIds() const;
+
+    Settings& settings_;
+    Clock& clock_;
+    QList<ActionHistoryEntry> entries_;
+    QMutex arrivingMutex_;
+    QList<ActionHistoryEntry> arriving_;
+};
+
+} // namespace velmox

@@ -1,0 +1,81 @@
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include "cli/CliCommand.h"
+#include "services/ActionHistoryStore.h"
+#include "services/Settings.h"
+#include "tests/history/HistoryTestSupport.h"
+#include "tests/support/ManualClock.h"
+
+using namespace velmox;
+using namespace velmox::test;
+
+namespace {
+
+struct CommandOutput {
+    int code = -1;
+    QString out;
+    QString err;
+};
+
+CommandOutput runActivity(const QStringList& args) {
+    CommandOutput result;
+    QTextStream out(&result.out);
+    QTextStream err(&result.err);
+    CliIO io{out, err};
+    const CliCommand* command = CliRegistry::shared().find("activity");
+    if (command)
+        result.code = command->run(args, io);
+    out.flush();
+    err.flush();
+    return result;
+}
+
+} // namespace
+
+TEST(ActivityCommand, ListsPrintsJsonAndExportsTheLog) {
+    Settings settings;
+    settings.remove(ActionHistoryStore::storageKey);
+    EXPECT_EQ(runActivity({}).out, "Actions you run in Velmox show up here.\n");
+
+    ManualClock clock;
+    {
+        ActionHistoryStore store(settings, clock);
+        store.record("User Cache Cleaner",
+                     "Moved 1 item.\nFreed 2 MB." +
+                         ActionHistoryStore::undoPayload({{"hidden-name", "hidden-name"}}),
+                     true);
+        store.record("Flush DNS", "", false);
+    }
+    const QByteArray stored = settings.value(ActionHistoryStore::storageKey).toByteArray();
+    const QList<ActionHistoryEntry> entries = historyFromJson(stored).value_or(QList<ActionHistoryEntry>());
+    ASSERT_EQ(entries.size(), 2);
+
+    const CommandOutput listed = runActivity({});
+    EXPECT_EQ(listed.code, 0);
+    const QString localTime = clock.now().toLocalTime().toString("yyyy-MM-dd HH:mm:ss");
+    EXPECT_EQ(listed.out, localTime + "  failed  Flush DNS\n" + localTime +
+                              "  ok      User Cache Cleaner: Moved 1 item. Freed 2 MB.\n");
+
+    const CommandOutput json = runActivity({"--json"});
+    EXPECT_EQ(json.code, 0);
+    EXPECT_EQ(json.out.toUtf8(), stored + "\n");
+
+    QTemporaryDir folder;
+    const QString file = folder.filePath("activity.csv");
+    const CommandOutput exported = runActivity({"--export", file});
+    EXPECT_EQ(exported.code, 0);
+    EXPECT_EQ(exported.out, "Exported 2 entries to " + file + ".\n");
+    EXPECT_EQ(readFile(file), ActionHistoryStore::csv(entries));
+
+    const CommandOutput failed = runActivity({"--export", folder.filePath("no/such/file.csv")});
+    EXPECT_EQ(failed.code, 1);
+    EXPECT_TRUE(failed.err.startsWith("Couldn't export: ")) << failed.err.toStdString();
+
+    for (const QStringList& wrong : {QStringList{"--jsn"}, QStringList{"--export"},
+                                     QStringList{"--json", "--export", file}}) {
+        const CommandOutput usage = runActivity(wrong);
+        EXPECT_EQ(usage.code, 2);
+        EXPECT_EQ(usage.err, "Usage: velmox activity [--json | --export FILE]\n");
+    }
+}

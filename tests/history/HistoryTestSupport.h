@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include "platform/PlatformPaths.h"
+
+namespace velmox::test {
+
+inline void writeFile(const QString& path, const QByteArray& content) {
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly))
+        file.write(content);
+}
+
+inline QByteArray readFile(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>");
+}
+
+inline bool exists(const QString& path) {
+    return QFileInfo::exists(path) || QFileInfo(path).isSymLink();
+}
+
+// Points the data and cache folders (and so the Trash) at fresh folders inside HOME, on the
+// home file system, for the life of the object.
+class FreshDataFolders {
+public:
+    FreshDataFolders()
+        : root_(PlatformPaths::home() + QStringLiteral("/fresh-XXXXXX")),
+          oldData_(qgetenv("XDG_DATA_HOME")), oldCache_(qgetenv("XDG_CACHE_HOME")) {
+        qputenv("XDG_DATA_HOME", QFile::encodeName(root_.filePath(QStringLiteral("data"))));
+        qputenv("XDG_CACHE_HOME", QFile::encodeName(root_.filePath(QStringLiteral("cache"))));
+        QDir().mkpath(root_.filePath(QStringLiteral("cache")));
+    }
+    ~FreshDataFolders() {
+        qputenv("XDG_DATA_HOME", oldData_);
+        qputenv("XDG_CACHE_HOME", oldCache_);
+    }
+
+private:
+    QTemporaryDir root_;
+    QByteArray oldData_;
+    QByteArray oldCache_;
+};
+
+// Runs the queued insertions of records made so far.
+inline void deliverRecords() {
+    QCoreApplication::processEvents();
+}
+
+} // namespace velmox::test
