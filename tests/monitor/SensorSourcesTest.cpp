@@ -1,0 +1,233 @@
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "monitor/SMCHelper.h"
+#include "platform/linux/AppleSmcSysfs.h"
+#include "platform/linux/HwmonSensorSource.h"
+#include "tests/monitor/SimulatedSmc.h"
+#include "tests/support/ManualClock.h"
+
+namespace velmox {
+namespace {
+
+using namespace std::chrono_literals;
+
+// The applesmc driver's attributes over a recorded key table: writing key_at_index selects
+// a key, the key_at_index_* attributes then describe it, as the driver does.
+class DriverAttributes final : public AppleSmcSysfs::Attributes {
+public:
+    explicit DriverAttributes(std::vector<test::SimulatedSmc::Key> keys, int* writes)
+        : keys_(std::move(keys)), writes_(writes) {}
+    std::optional<QByteArray> read(const QString& name) override {
+        if (name == QLatin1String("key_count"))
+            return QByteArray::number(qsizetype(keys_.size())) + '\n';
+        if (selected_ >= keys_.size())
+            return std::nullopt;
+        const auto& key = keys_[selected_];
+        if (name == QLatin1String("key_at_index_name"))
+            return smcFourCharString(key.code).toLatin1() + '\n';
+        if (name == QLatin1String("key_at_index_type"))
+            return smcFourCharString(key.type).toLatin1() + '\n';
+        if (name == QLatin1String("key_at_index_data_length"))
+            return QByteArray::number(key.size) + '\n';
+        if (name == QLatin1String("key_at_index_data") && !key.readFails)
+            return key.bytes;
+        return std::nullopt;
+    }
+    bool write(const QString& name, const QByteArray& value) override {
+        ++*writes_;
+        bool ok = false;
+        selected_ = value.toUInt(&ok);
+        return name == QLatin1String("key_at_index") && ok;
+    }
+
+private:
+    std::vector<test::SimulatedSmc::Key> keys_;
+    std::size_t selected_ = 0;
+    int* writes_;
+};
+
+TEST(AppleSmcSysfs, AnswersTheDriverCommandsFromTheSysfsKeys) {
+    const auto table = test::SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
+    auto recorded = table;
+    SMCHelper direct(recorded.opener(), nullptr);
+
+    int writes = 0;
+    SMCHelper viaSysfs(
+        [&] {
+            return std::make_unique<AppleSmcSysfs>(
+                std::make_unique<DriverAttributes>(table.keys(), &writes));
+        },
+        nullptr);
+
+    const auto readings = viaSysfs.readAllSensors();
+    // The sysfs table has no failing key information, so TH0F reads here as 42.0.
+    auto expected = direct.readAllSensors();
+    expected.insert(5, SensorReading{QStringLiteral("TH0F"), 42.0, SensorKind::temperature});
+    EXPECT_EQ(readings, expected);
+    EXPECT_EQ(viaSysfs.readKey(QStringLiteral("FNum")), 1.0);
+    EXPECT_EQ(viaSysfs.readKey(QStringLiteral("QILA")), 1.25) << "flt bytes pass through raw";
+    EXPECT_EQ(viaSysfs.readKey(QStringLiteral("ZZZZ")), std::nullopt);
+    EXPECT_GT(writes, 0);
+}
+
+TEST(AppleSmcSysfs, OpensOnlyAFolderWhoseIndexCanBeSelected) {
+    QTemporaryDir folder;
+    EXPECT_EQ(AppleSmcSysfs::open(folder.path()), nullptr);
+
+    QFile count(folder.filePath(QStringLiteral("key_count")));
+    ASSERT_TRUE(count.open(QIODevice::WriteOnly));
+    count.write("546\n");
+    count.close();
+    QFile selector(folder.filePath(QStringLiteral("key_at_index")));
+    ASSERT_TRUE(selector.open(QIODevice::WriteOnly));
+    selector.close();
+    EXPECT_NE(AppleSmcSysfs::open(folder.path()), nullptr);
+
+    if (::geteuid() != 0) { // root may write anything
+        selector.setPermissions(QFileDevice::ReadOwner);
+        EXPECT_EQ(AppleSmcSysfs::open(folder.path()), nullptr) << "selecting a key needs root";
+    }
+}
+
+void writeFile(const QString& path, const QByteArray& contents) {
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(contents);
+}
+
+// A tree laid out like /sys/class/hwmon: a processor, a drive, an Intel Mac's applesmc, an
+// old driver that keeps its files under device/, and chips numbered past 9.
+class HwmonTree : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const QString root = dir.path();
+        writeFile(root + "/hwmon0/name", "coretemp\n");
+        writeFile(root + "/hwmon0/temp1_input", "45000\n");
+        writeFile(root + "/hwmon0/temp1_label", "Package id 0\n");
+        writeFile(root + "/hwmon0/temp2_input", "43500\n");
+        writeFile(root + "/hwmon0/temp2_label", "Core 0\n");
+        writeFile(root + "/hwmon0/temp10_input", "41000\n");
+        writeFile(root + "/hwmon0/temp10_label", "Core 8\n");
+        writeFile(root + "/hwmon1/name", "nvme\n");
+        writeFile(root + "/hwmon1/temp1_input", "38850\n");
+        writeFile(root + "/hwmon1/temp1_label", "Composite\n");
+        writeFile(root + "/hwmon1/temp2_input", "garbage\n");
+        writeFile(root + "/hwmon2/name", "applesmc\n");
+        writeFile(root + "/hwmon2/fan1_input", "1998\n");
+        writeFile(root + "/hwmon2/fan1_label", "Exhaust  \n");
+        writeFile(root + "/hwmon2/temp1_input", "46250\n");
+        writeFile(root + "/hwmon2/temp1_label", "TC0P\n");
+        writeFile(root + "/hwmon3/device/name", "it87\n");
+        writeFile(root + "/hwmon3/device/temp1_input", "0\n");
+        writeFile(root + "/hwmon3/device/fan1_input", "0\n");
+        writeFile(root + "/hwmon10/name", "nvme\n");
+        writeFile(root + "/hwmon10/temp1_input", "36850\n");
+        writeFile(root + "/hwmon10/temp1_label", "Composite\n");
+    }
+    QTemporaryDir dir;
+};
+
+TEST_F(HwmonTree, NamesSensorsByChipAndLabelInNumericOrder) {
+    HwmonSensorSource source(dir.path());
+    const auto services = source.discover();
+    ASSERT_TRUE(services);
+    QStringList names;
+    for (const auto& service : *services)
+        names.append(service.name);
+    EXPECT_EQ(names, QStringList({"coretemp Package id 0", "coretemp Core 0", "coretemp Core 8",
+                                  "nvme Composite", "nvme temp2", "applesmc TC0P",
+                                  "applesmc Exhaust", "it87 temp1", "it87 fan1",
+                                  "nvme Composite"}));
+    EXPECT_EQ(source.read(services->at(0)), 45.0);
+    EXPECT_EQ(source.read(services->at(6)), 1998.0);
+    EXPECT_EQ(services->at(6).kind, SensorKind::fan);
+    EXPECT_EQ(source.read(services->at(4)), std::nullopt) << "unreadable value";
+
+    HwmonSensorSource withoutApplesmc(dir.path(), {QStringLiteral("applesmc")});
+    EXPECT_EQ(withoutApplesmc.discover()->size(), services->size() - 2);
+}
+
+TEST_F(HwmonTree, NamedReaderFiltersAndNumbersRepeatedNames) {
+    test::ManualClock clock;
+    NamedSensorReader reader(std::make_unique<HwmonSensorSource>(dir.path()), clock);
+    const QList<SensorReading> expected = {
+        {"coretemp Package id 0", 45.0, SensorKind::temperature},
+        {"coretemp Core 0", 43.5, SensorKind::temperature},
+        {"coretemp Core 8", 41.0, SensorKind::temperature},
+        {"nvme Composite", 38.85, SensorKind::temperature},
+        {"applesmc TC0P", 46.25, SensorKind::temperature},
+        {"applesmc Exhaust", 1998.0, SensorKind::fan},
+        {"it87 fan1", 0.0, SensorKind::fan}, // a stopped fan stays; 0 degrees does not
+        {"nvme Composite #2", 36.85, SensorKind::temperature}};
+    EXPECT_EQ(reader.read(), expected);
+}
+
+// Counts how often the sensors are listed, over a real hwmon tree.
+class CountingSource final : public NamedSensorSource {
+public:
+    CountingSource(QString root, int* discoveries) : inner_(std::move(root)), discoveries_(discoveries) {}
+    std::optional<QList<NamedSensorService>> discover() override {
+        ++*discoveries_;
+        return inner_.discover();
+    }
+    std::optional<double> read(const NamedSensorService& service) override { return inner_.read(service); }
+
+private:
+    HwmonSensorSource inner_;
+    int* discoveries_;
+};
+
+TEST_F(HwmonTree, ListsSensorsAgainOnlyAfterTheRefreshPeriod) {
+    test::ManualClock clock;
+    int discoveries = 0;
+    NamedSensorReader reader(std::make_unique<CountingSource>(dir.path(), &discoveries), clock);
+    reader.read();
+    clock.advance(3600s);
+    reader.read();
+    EXPECT_EQ(discoveries, 1) << "an hour old list is still fresh";
+    clock.advance(1s);
+    reader.read();
+    EXPECT_EQ(discoveries, 2);
+}
+
+TEST(NamedSensorReader, RetriesAMissingSourceAfterAMinuteAndAnEmptyOneAfterFiveMinutes) {
+    test::ManualClock clock;
+    QTemporaryDir dir;
+    const QString root = dir.filePath(QStringLiteral("hwmon-not-yet"));
+    int discoveries = 0;
+    NamedSensorReader reader(std::make_unique<CountingSource>(root, &discoveries), clock);
+
+    EXPECT_TRUE(reader.read().isEmpty());
+    clock.advance(60s);
+    reader.read();
+    EXPECT_EQ(discoveries, 1);
+    clock.advance(1s);
+    QDir().mkpath(root);
+    reader.read();
+    EXPECT_EQ(discoveries, 2) << "a missing source is looked for again after 60 seconds";
+
+    clock.advance(300s);
+    reader.read();
+    EXPECT_EQ(discoveries, 2);
+    writeFile(root + "/hwmon0/name", "acpitz\n");
+    writeFile(root + "/hwmon0/temp1_input", "27800\n");
+    clock.advance(1s);
+    const auto readings = reader.read();
+    EXPECT_EQ(discoveries, 3) << "an empty list is looked at again after five minutes";
+    ASSERT_EQ(readings.size(), 1);
+    EXPECT_EQ(readings.first().name, QStringLiteral("acpitz temp1"));
+}
+
+TEST(HwmonSensorSource, AMachineWithoutHwmonHasNoSource) {
+    QTemporaryDir dir;
+    HwmonSensorSource source(dir.filePath(QStringLiteral("missing")));
+    EXPECT_EQ(source.discover(), std::nullopt);
+}
+
+} // namespace
+} // namespace velmox
