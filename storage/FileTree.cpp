@@ -1,0 +1,359 @@
+#include "storage/FileTree.h"
+
+#include <QMutexLocker>
+#include <algorithm>
+#include <deque>
+
+namespace velmox {
+
+namespace {
+
+constexpr std::pair<TreeSortKey, const char*> kSortKeyNames[] = {
+    {TreeSortKey::real, "real"},
+    {TreeSortKey::logical, "logical"},
+    {TreeSortKey::name, "name"},
+    {TreeSortKey::date, "date"},
+};
+
+} // namespace
+
+QString toString(TreeSortKey key) {
+    for (const auto& [value, name] : kSortKeyNames)
+        if (value == key)
+            return QString::fromLatin1(name);
+    return {};
+}
+
+std::optional<TreeSortKey> treeSortKeyFromString(const QString& text) {
+    for (const auto& [value, name] : kSortKeyNames)
+        if (text == QLatin1String(name))
+            return value;
+    return std::nullopt;
+}
+
+FileTree::FileTree(QString rootPath, QString rootName)
+    : rootPath(std::move(rootPath)), rootName(std::move(rootName)) {}
+
+FileTree::FileTree(const FileTree& other)
+    : rootPath(other.rootPath), rootName(other.rootName), pathRedirects(other.pathRedirects),
+      cachesSortedChildren(other.cachesSortedChildren), columns_(other.columns_),
+      sizesSummed_(other.sizesSummed_) {}
+
+FileTree& FileTree::operator=(const FileTree& other) {
+    if (this == &other)
+        return *this;
+    rootPath = other.rootPath;
+    rootName = other.rootName;
+    pathRedirects = other.pathRedirects;
+    cachesSortedChildren = other.cachesSortedChildren;
+    columns_ = other.columns_;
+    sizesSummed_ = other.sizesSummed_;
+    clearSortCache();
+    return *this;
+}
+
+Result<FileTree> FileTree::fromColumns(QString rootPath, QString rootName,
+                                       FileTreeColumns columns, bool sizesSummed) {
+    FileTree tree(std::move(rootPath), std::move(rootName));
+    tree.columns_ = std::move(columns);
+    tree.sizesSummed_ = sizesSummed;
+    if (Status valid = tree.validate(); !valid)
+        return failure(valid.error());
+    return tree;
+}
+
+void FileTree::reserve(size_t nodes, qsizetype nameBytes) {
+    columns_.parent.reserve(nodes);
+    columns_.firstChild.reserve(nodes);
+    columns_.childCount.reserve(nodes);
+    columns_.nameOffset.reserve(nodes);
+    columns_.nameLength.reserve(nodes);
+    columns_.flags.reserve(nodes);
+    columns_.alloc.reserve(nodes);
+    columns_.logical.reserve(nodes);
+    columns_.mtime.reserve(nodes);
+    columns_.items.reserve(nodes);
+    columns_.names.reserve(nameBytes);
+}
+
+int32_t FileTree::append(int32_t parent, uint16_t flags, int64_t alloc, int64_t logical,
+                         int64_t mtime, QByteArrayView name) {
+    const auto index = static_cast<int32_t>(columns_.parent.size());
+    if (parent >= 0) {
+        uint32_t& count = columns_.childCount[parent];
+        if (count == 0)
+            columns_.firstChild[parent] = static_cast<uint32_t>(index);
+        Q_ASSERT(columns_.firstChild[parent] + count == static_cast<uint32_t>(index));
+        ++count;
+    }
+    columns_.parent.push_back(parent);
+    columns_.firstChild.push_back(0);
+    columns_.childCount.push_back(0);
+    columns_.nameOffset.push_back(static_cast<uint64_t>(columns_.names.size()));
+    columns_.nameLength.push_back(static_cast<uint16_t>(name.size()));
+    columns_.flags.push_back(flags);
+    columns_.alloc.push_back(alloc);
+    columns_.logical.push_back(logical);
+    columns_.mtime.push_back(mtime);
+    columns_.items.push_back(0);
+    columns_.names.append(name);
+    return index;
+}
+
+int64_t FileTree::size(int32_t node, TreeSortKey key) const {
+    return key == TreeSortKey::logical ? columns_.logical[node] : columns_.alloc[node];
+}
+
+QByteArrayView FileTree::nameBytes(int32_t node) const {
+    return QByteArrayView(columns_.names.constData() + columns_.nameOffset[node],
+                          columns_.nameLength[node]);
+}
+
+QString FileTree::name(int32_t node) const {
+    return node == 0 && !rootName.isEmpty() ? rootName : QString::fromUtf8(nameBytes(node));
+}
+
+QByteArray FileTree::pathBytes(int32_t node) const {
+    std::vector<int32_t> chain;
+    for (int32_t at = node; at > 0; at = columns_.parent[at])
+        chain.push_back(at);
+    QByteArray path = rootPath.toUtf8();
+    for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
+        if (!path.endsWith('/'))
+            path += '/';
+        path += nameBytes(*it);
+    }
+    return path;
+}
+
+QString FileTree::path(int32_t node) const {
+    return QString::fromUtf8(pathBytes(node));
+}
+
+std::optional<int32_t> FileTree::findPath(QByteArrayView path) const {
+    if (columns_.parent.empty())
+        return std::nullopt;
+    const QByteArray root = rootPath.toUtf8();
+    if (!path.startsWith(root))
+        return std::nullopt;
+    QByteArrayView rest = path.sliced(root.size());
+    if (!rest.isEmpty() && !root.endsWith('/') && !rest.startsWith('/'))
+        return std::nullopt;
+    int32_t node = 0;
+    while (!rest.isEmpty()) {
+        while (rest.startsWith('/'))
+            rest = rest.sliced(1);
+        if (rest.isEmpty())
+            break;
+        const qsizetype slash = rest.indexOf('/');
+        const QByteArrayView part = slash < 0 ? rest : rest.first(slash);
+        rest = slash < 0 ? QByteArrayView() : rest.sliced(slash);
+        const uint32_t first = columns_.firstChild[node];
+        const uint32_t end = first + columns_.childCount[node];
+        std::optional<int32_t> found;
+        for (uint32_t child = first; child < end; ++child)
+            if (nameBytes(static_cast<int32_t>(child)) == part) {
+                found = static_cast<int32_t>(child);
+                break;
+            }
+        if (!found)
+            return std::nullopt;
+        node = *found;
+    }
+    return node;
+}
+
+NodeKind FileTree::kind(int32_t node) const {
+    const uint16_t f = columns_.flags[node];
+    if (f & NodeFlag::mountPoint)
+        return NodeKind::mountPoint;
+    if (f & NodeFlag::directory)
+        return (f & NodeFlag::package) ? NodeKind::package : NodeKind::folder;
+    if (f & NodeFlag::symbolicLink)
+        return NodeKind::symbolicLink;
+    if (f & NodeFlag::otherKind)
+        return NodeKind::other;
+    return NodeKind::file;
+}
+
+void FileTree::sumFolderSizes() {
+    if (sizesSummed_)
+        return;
+    std::fill(columns_.items.begin(), columns_.items.end(), 0u);
+    for (int32_t node = size() - 1; node > 0; --node) {
+        const int32_t up = columns_.parent[node];
+        columns_.alloc[up] += columns_.alloc[node];
+        columns_.logical[up] += columns_.logical[node];
+        columns_.items[up] += columns_.items[node] + 1;
+    }
+    sizesSummed_ = true;
+}
+
+void FileTree::unsumFolderSizes() {
+    if (!sizesSummed_)
+        return;
+    // Parents come before their children, so a parent is undone while its children still
+    // hold their totals.
+    for (int32_t node = 0; node < size(); ++node) {
+        const uint32_t first = columns_.firstChild[node];
+        const uint32_t end = first + columns_.childCount[node];
+        for (uint32_t child = first; child < end; ++child) {
+            columns_.alloc[node] -= columns_.alloc[child];
+            columns_.logical[node] -= columns_.logical[child];
+        }
+        columns_.items[node] = 0;
+    }
+    sizesSummed_ = false;
+}
+
+void FileTree::replaceSubtree(int32_t node, const FileTree& fresh) {
+    FileTree freshOwn(fresh);
+    freshOwn.unsumFolderSizes();
+    const bool wasSummed = sizesSummed_;
+    unsumFolderSizes();
+
+    // Breadth first: each folder's children are appended together, which keeps every
+    // child range contiguous in the renumbered tree.
+    struct Source {
+        const FileTree* tree;
+        int32_t index;
+    };
+    FileTree rebuilt(rootPath, rootName);
+    rebuilt.pathRedirects = pathRedirects;
+    rebuilt.cachesSortedChildren = cachesSortedChildren;
+    rebuilt.reserve(static_cast<size_t>(size() + fresh.size()),
+                    columns_.names.size() + fresh.columns_.names.size());
+    std::deque<std::pair<Source, int32_t>> queue; // source node, its index in `rebuilt`
+    const auto copyNode = [&](Source from, int32_t newParent, QByteArrayView name) {
+        const FileTreeColumns& c = from.tree->columns_;
+        return rebuilt.append(newParent, c.flags[from.index], c.alloc[from.index],
+                              c.logical[from.index], c.mtime[from.index], name);
+    };
+    queue.push_back({{this, 0}, rebuilt.append(-1, columns_.flags[0], columns_.alloc[0],
+                                               columns_.logical[0], columns_.mtime[0],
+                                               nameBytes(0))});
+    if (node == 0)
+        queue.front().first = {&freshOwn, 0};
+    while (!queue.empty()) {
+        const auto [source, newIndex] = queue.front();
+        queue.pop_front();
+        const FileTreeColumns& c = source.tree->columns_;
+        const uint32_t first = c.firstChild[source.index];
+        const uint32_t end = first + c.childCount[source.index];
+        for (uint32_t child = first; child < end; ++child) {
+            Source from{source.tree, static_cast<int32_t>(child)};
+            const QByteArrayView name = source.tree->nameBytes(from.index);
+            if (source.tree == this && from.index == node)
+                from = {&freshOwn, 0};
+            queue.push_back({from, copyNode(from, newIndex, name)});
+        }
+    }
+    if (node == 0) {
+        rebuilt.columns_.flags[0] = freshOwn.columns_.flags[0];
+        rebuilt.columns_.alloc[0] = freshOwn.columns_.alloc[0];
+        rebuilt.columns_.logical[0] = freshOwn.columns_.logical[0];
+        rebuilt.columns_.mtime[0] = freshOwn.columns_.mtime[0];
+    }
+    columns_ = std::move(rebuilt.columns_);
+    clearSortCache();
+    if (wasSummed)
+        sumFolderSizes();
+}
+
+Status FileTree::validate() const {
+    const FileTreeColumns& c = columns_;
+    const size_t n = c.parent.size();
+    if (c.firstChild.size() != n || c.childCount.size() != n || c.nameOffset.size() != n ||
+        c.nameLength.size() != n || c.flags.size() != n || c.alloc.size() != n ||
+        c.logical.size() != n || c.mtime.size() != n || c.items.size() != n)
+        return failure(QStringLiteral("inconsistent array sizes"));
+    const auto outside = [](size_t node) {
+        return failure(QStringLiteral("node %1 is outside its parent's child range").arg(node));
+    };
+    for (size_t node = 0; node < n; ++node) {
+        const uint64_t first = c.firstChild[node];
+        const uint64_t end = first + c.childCount[node];
+        if (c.childCount[node] > 0 && first <= node)
+            return outside(first);
+        if (end > n)
+            return outside(n);
+        const int32_t up = c.parent[node];
+        if (node == 0 ? up != -1 : (up < 0 || static_cast<size_t>(up) >= node))
+            return outside(node);
+        if (node > 0 && (node < c.firstChild[up] ||
+                         node >= uint64_t{c.firstChild[up]} + c.childCount[up]))
+            return outside(node);
+        if (c.alloc[node] < 0 || c.logical[node] < 0)
+            return failure(QStringLiteral("negative size at %1").arg(node));
+        if (node > 0 && !(c.flags[up] & NodeFlag::directory))
+            return failure(QStringLiteral("the parent of node %1 is not a directory").arg(node));
+        if (c.nameOffset[node] + c.nameLength[node] > static_cast<uint64_t>(c.names.size()))
+            return failure(QStringLiteral("bad name range at %1").arg(node));
+    }
+    return Done{};
+}
+
+std::shared_ptr<const std::vector<int32_t>> FileTree::sortedChildren(int32_t node,
+                                                                     TreeSortKey key) const {
+    const quint64 cacheKey = (quint64(static_cast<uint32_t>(node)) << 8) | quint64(key);
+    if (cachesSortedChildren) {
+        QMutexLocker locker(&sortCacheLock_);
+        if (auto found = sortCache_.constFind(cacheKey); found != sortCache_.constEnd())
+            return found.value();
+    }
+    auto order = std::make_shared<std::vector<int32_t>>(columns_.childCount[node]);
+    for (uint32_t i = 0; i < columns_.childCount[node]; ++i)
+        (*order)[i] = static_cast<int32_t>(columns_.firstChild[node] + i);
+    const auto byName = [this](int32_t a, int32_t b) {
+        return QString::compare(name(a), name(b), Qt::CaseInsensitive) < 0;
+    };
+    switch (key) {
+    case TreeSortKey::real:
+    case TreeSortKey::logical:
+        std::stable_sort(order->begin(), order->end(), [&](int32_t a, int32_t b) {
+            return size(a, key) > size(b, key);
+        });
+        break;
+    case TreeSortKey::name:
+        std::stable_sort(order->begin(), order->end(), byName);
+        break;
+    case TreeSortKey::date:
+        std::stable_sort(order->begin(), order->end(), [this](int32_t a, int32_t b) {
+            return columns_.mtime[a] > columns_.mtime[b];
+        });
+        break;
+    }
+    if (cachesSortedChildren) {
+        QMutexLocker locker(&sortCacheLock_);
+        if (!sortCache_.contains(cacheKey)) {
+            sortCache_.insert(cacheKey, order);
+            sortCacheElements_ += order->size();
+        }
+    }
+    return order;
+}
+
+QList<ChildRow> FileTree::childRows(int32_t node, TreeSortKey key) const {
+    const auto order = sortedChildren(node, key);
+    QList<ChildRow> rows;
+    rows.reserve(static_cast<qsizetype>(order->size()));
+    const TreeSortKey sizeKey = key == TreeSortKey::logical ? key : TreeSortKey::real;
+    for (int32_t child : *order)
+        rows.append({name(child), size(child, sizeKey),
+                     QDateTime::fromSecsSinceEpoch(columns_.mtime[child], Qt::UTC), kind(child),
+                     child, columns_.childCount[child] > 0});
+    return rows;
+}
+
+size_t FileTree::sortCacheElements() const {
+    QMutexLocker locker(&sortCacheLock_);
+    return sortCacheElements_;
+}
+
+void FileTree::clearSortCache() {
+    QMutexLocker locker(&sortCacheLock_);
+    sortCache_.clear();
+    sortCacheElements_ = 0;
+}
+
+} // namespace velmox

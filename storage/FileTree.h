@@ -1,0 +1,152 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QHash>
+#include <QList>
+#include <QMutex>
+#include <QString>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "services/Result.h"
+
+namespace velmox {
+
+// Bits of FileTree::flags. The fixed ones are shared with saved catalogs.
+namespace NodeFlag {
+inline constexpr uint16_t directory = 0x1;
+inline constexpr uint16_t symbolicLink = 0x2;
+inline constexpr uint16_t package = 0x4;
+inline constexpr uint16_t hidden = 0x8;
+inline constexpr uint16_t edited = 0x10;
+// On the root, edited | incomplete marks a scan that was paused or stopped.
+inline constexpr uint16_t incomplete = 0x20;
+inline constexpr uint16_t incompleteRoot = 0x30;
+inline constexpr uint16_t linkedFolder = 0x40;
+inline constexpr uint16_t dataless = 0x100;
+inline constexpr uint16_t otherKind = 0x200;
+inline constexpr uint16_t notRead = 0x400;
+inline constexpr uint16_t multiplyLinked = 0x800;
+inline constexpr uint16_t mountPoint = 0x1000;
+// A folder that could not be opened (also carries notRead).
+inline constexpr uint16_t blocked = 0x2000;
+} // namespace NodeFlag
+
+struct PathRedirect {
+    QString visiblePrefix; // as seen from the scanned root
+    QString dataPrefix;    // the prefix on the data volume it stands for
+    bool operator==(const PathRedirect&) const = default;
+};
+
+enum class TreeSortKey { real, logical, name, date };
+QString toString(TreeSortKey key);
+std::optional<TreeSortKey> treeSortKeyFromString(const QString& text);
+
+enum class NodeKind { folder, package, file, symbolicLink, mountPoint, other };
+
+struct ChildRow {
+    QString name;
+    int64_t size = 0;
+    QDateTime date;
+    NodeKind kind = NodeKind::file;
+    int32_t node = 0;
+    bool hasChildren = false;
+    bool operator==(const ChildRow&) const = default;
+};
+
+// The raw columns of a tree, one entry per node (node 0 is the root); what catalogs save.
+struct FileTreeColumns {
+    std::vector<int32_t> parent;
+    std::vector<uint32_t> firstChild;
+    std::vector<uint32_t> childCount;
+    std::vector<uint64_t> nameOffset;
+    std::vector<uint16_t> nameLength;
+    std::vector<uint16_t> flags;
+    std::vector<int64_t> alloc;
+    std::vector<int64_t> logical;
+    std::vector<int64_t> mtime; // seconds since the epoch
+    std::vector<uint32_t> items;
+    QByteArray names;
+    bool operator==(const FileTreeColumns&) const = default;
+};
+
+// The result of a storage scan, stored column by column: no object per node, all names
+// end to end in one byte array. The children of a node occupy one contiguous index range,
+// so a folder's rows must be appended together. Folder sizes are the folder's own until
+// sumFolderSizes() adds every subtree into its folder.
+class FileTree {
+public:
+    FileTree() = default;
+    FileTree(QString rootPath, QString rootName);
+    FileTree(const FileTree& other);
+    FileTree& operator=(const FileTree& other);
+
+    // Checks a tree built elsewhere (a catalog, an administrator listing).
+    static Result<FileTree> fromColumns(QString rootPath, QString rootName,
+                                        FileTreeColumns columns, bool sizesSummed);
+
+    QString rootPath;
+    QString rootName;
+    QList<PathRedirect> pathRedirects;
+
+    // Appends a node; the parent's children must be appended one after another.
+    int32_t append(int32_t parent, uint16_t flags, int64_t alloc, int64_t logical,
+                   int64_t mtime, QByteArrayView name);
+    void reserve(size_t nodes, qsizetype nameBytes);
+
+    int32_t size() const { return static_cast<int32_t>(columns_.parent.size()); }
+    const FileTreeColumns& columns() const { return columns_; }
+    int32_t parent(int32_t node) const { return columns_.parent[node]; }
+    uint32_t firstChild(int32_t node) const { return columns_.firstChild[node]; }
+    uint32_t childCount(int32_t node) const { return columns_.childCount[node]; }
+    uint16_t flags(int32_t node) const { return columns_.flags[node]; }
+    bool hasFlag(int32_t node, uint16_t flag) const { return (columns_.flags[node] & flag) != 0; }
+    void setFlags(int32_t node, uint16_t flags) { columns_.flags[node] = flags; }
+    int64_t alloc(int32_t node) const { return columns_.alloc[node]; }
+    int64_t logical(int32_t node) const { return columns_.logical[node]; }
+    int64_t mtime(int32_t node) const { return columns_.mtime[node]; }
+    uint32_t items(int32_t node) const { return columns_.items[node]; }
+    int64_t size(int32_t node, TreeSortKey key) const;
+    QByteArrayView nameBytes(int32_t node) const;
+    QString name(int32_t node) const;
+    // The node's path as raw bytes (names need not be valid UTF-8 on Linux).
+    QByteArray pathBytes(int32_t node) const;
+    QString path(int32_t node) const;
+    // The node at a path below (or equal to) the root, compared byte for byte.
+    std::optional<int32_t> findPath(QByteArrayView path) const;
+    NodeKind kind(int32_t node) const;
+
+    // Adds every node's size and item count into its folder (children come after their
+    // parent, so one backward pass does it), and the reverse.
+    void sumFolderSizes();
+    void unsumFolderSizes();
+    bool sizesSummed() const { return sizesSummed_; }
+
+    // Replaces the subtree below `node` by `fresh` (whose root stands for `node`): the
+    // node takes the fresh root's flags, sizes and time, keeps its name, and the tree is
+    // renumbered so every child range stays contiguous.
+    void replaceSubtree(int32_t node, const FileTree& fresh);
+
+    Status validate() const;
+
+    // Children sorted by the key (sizes and dates largest first, names A to Z), cached per
+    // folder when cachesSortedChildren is on.
+    std::shared_ptr<const std::vector<int32_t>> sortedChildren(int32_t node,
+                                                               TreeSortKey key) const;
+    QList<ChildRow> childRows(int32_t node, TreeSortKey key) const;
+    bool cachesSortedChildren = true;
+    size_t sortCacheElements() const;
+    void clearSortCache();
+
+private:
+    FileTreeColumns columns_;
+    bool sizesSummed_ = false;
+    mutable QMutex sortCacheLock_;
+    mutable QHash<quint64, std::shared_ptr<const std::vector<int32_t>>> sortCache_;
+    mutable size_t sortCacheElements_ = 0;
+};
+
+} // namespace velmox
