@@ -1,0 +1,200 @@
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QThread>
+#include <gtest/gtest.h>
+
+#include "monitor/SMCHelper.h"
+#include "monitor/SystemMonitorEngine.h"
+#include "platform/linux/LinuxMachineInfo.h"
+#include "platform/linux/ProcHostCounters.h"
+#include "tests/monitor/ProcSnapshot.h"
+#include "tests/monitor/SimulatedSmc.h"
+#include "tests/support/ManualClock.h"
+
+namespace velmox {
+namespace {
+
+using namespace std::chrono_literals;
+
+bool waitUntil(const std::function<bool()>& done) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!done() && timer.elapsed() < 5000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    return done();
+}
+
+class EngineTest : public ::testing::Test {
+protected:
+    std::unique_ptr<SystemMonitorEngine> makeEngine(SensorWorker::ReadFunction sensors = {}) {
+        auto engine = std::make_unique<SystemMonitorEngine>(
+            settings, clock,
+            SystemMonitorEngine::Sources{std::make_unique<ProcHostCounters>(proc.path()),
+                                         std::make_unique<LinuxMachineInfo>(proc.path()),
+                                         std::move(sensors)});
+        QObject::connect(engine.get(), &SystemMonitorEngine::statsChanged,
+                         [this](const SystemStats&) { ++published; });
+        return engine;
+    }
+
+    test::ProcSnapshot proc;
+    test::ManualClock clock;
+    QTemporaryDir folder;
+    Settings settings{folder.filePath(QStringLiteral("Velmox.conf"))};
+    int published = 0;
+};
+
+TEST_F(EngineTest, PollingIntervalFromOneToTenElseTwo) {
+    EXPECT_EQ(SystemMonitorEngine::clampedInterval({}), 2.0);
+    EXPECT_EQ(SystemMonitorEngine::clampedInterval(0.5), 2.0);
+    EXPECT_EQ(SystemMonitorEngine::clampedInterval(11), 2.0);
+    EXPECT_EQ(SystemMonitorEngine::clampedInterval(QStringLiteral("fast")), 2.0);
+    EXPECT_EQ(SystemMonitorEngine::clampedInterval(1.0), 1.0);
+    EXPECT_EQ(SystemMonitorEngine::clampedInterval(10), 10.0);
+    EXPECT_EQ(SystemMonitorEngine::clampedInterval(QStringLiteral("4.5")), 4.5);
+}
+
+TEST_F(EngineTest, TicksOnTheStoredIntervalAndFollowsItsChanges) {
+    proc.use(QStringLiteral("live-1"));
+    settings.setValue(SystemMonitorEngine::pollingIntervalKey, 10);
+    auto engine = makeEngine();
+    engine->start();
+    EXPECT_EQ(published, 1) << "the first sample is taken at start";
+    clock.advance(20s);
+    EXPECT_EQ(published, 3);
+    EXPECT_EQ(engine->timerInterval(), 10.0);
+
+    settings.setValue(SystemMonitorEngine::pollingIntervalKey, 0.5);
+    EXPECT_EQ(engine->timerInterval(), 2.0);
+    clock.advance(10s);
+    EXPECT_EQ(published, 8);
+
+    settings.setValue(QStringLiteral("someOtherKey"), true);
+    EXPECT_EQ(clock.pendingJobs(), 1);
+    engine->stop();
+    clock.advance(10s);
+    EXPECT_EQ(published, 8);
+}
+
+TEST_F(EngineTest, PublishesProcessorLoadFromTheSecondSampleOn) {
+    proc.use(QStringLiteral("live-1"));
+    auto engine = makeEngine();
+    engine->start();
+    EXPECT_TRUE(engine->stats().cpuHistory.isEmpty());
+    EXPECT_EQ(engine->stats().cpuUser, 0.0);
+    EXPECT_EQ(engine->stats().networkSpeedIn, 0.0);
+    EXPECT_GT(engine->stats().ramUsed, 0.0);
+
+    proc.use(QStringLiteral("live-2"));
+    clock.advance(2s);
+    const SystemStats& stats = engine->stats();
+    EXPECT_DOUBLE_EQ(stats.cpuUser, 202.0 / 235.0 * 100.0);
+    EXPECT_DOUBLE_EQ(stats.cpuSystem, 32.0 / 235.0 * 100.0);
+    EXPECT_EQ(stats.cpuHistory, QList<double>({stats.cpuUser + stats.cpuSystem}));
+    EXPECT_EQ(stats.networkSpeedIn, 553 / 2.0);
+    EXPECT_EQ(stats.networkSpeedOut, 630 / 2.0);
+    EXPECT_EQ(stats.networkHistoryIn, QList<double>({0.0, 553 / 2.0}));
+    EXPECT_EQ(stats.ramHistory.size(), 2);
+    EXPECT_EQ(stats.uptime, 0.0) << "no uptime in the recorded tree";
+}
+
+TEST_F(EngineTest, SkipsOneProcessorSampleWhenTheCoreCountChanges) {
+    const auto firstCoreOnly = [](const char* snapshot) {
+        QByteArray stat = test::ProcSnapshot::recorded(QString::fromLatin1(snapshot), QStringLiteral("proc/stat"));
+        const qsizetype from = stat.indexOf("cpu1 ");
+        return stat.remove(from, stat.indexOf('\n', from) + 1 - from);
+    };
+    proc.use(QStringLiteral("live-1"));
+    auto engine = makeEngine();
+    engine->start();
+    proc.write(QStringLiteral("proc/stat"), firstCoreOnly("live-1"));
+    clock.advance(2s);
+    EXPECT_TRUE(engine->stats().cpuHistory.isEmpty()) << "cpu1 went offline";
+    proc.write(QStringLiteral("proc/stat"), firstCoreOnly("live-2"));
+    clock.advance(2s);
+    EXPECT_EQ(engine->stats().cpuHistory, QList<double>({100.0}));
+    EXPECT_DOUBLE_EQ(engine->stats().cpuUser, 94.0 / 116.0 * 100.0);
+}
+
+TEST_F(EngineTest, EveryHistoryKeepsTheLastThirtySamples) {
+    proc.use(QStringLiteral("live-1"));
+    auto engine = makeEngine();
+    const QByteArray meminfo = test::ProcSnapshot::recorded(QStringLiteral("live-1"), QStringLiteral("proc/meminfo"));
+    const auto sampleWithAvailable = [&](int step) {
+        QByteArray text = meminfo;
+        const qsizetype at = text.indexOf("MemAvailable:");
+        text.replace(at, text.indexOf('\n', at) - at,
+                     "MemAvailable: " + QByteArray::number(20000000 - step * 1024) + " kB");
+        proc.write(QStringLiteral("proc/meminfo"), text);
+    };
+    sampleWithAvailable(1);
+    engine->start();
+    for (int step = 2; step <= 31; ++step) {
+        proc.use(step % 2 ? QStringLiteral("live-1") : QStringLiteral("live-2"));
+        sampleWithAvailable(step);
+        clock.advance(2s);
+    }
+    const SystemStats& stats = engine->stats();
+    EXPECT_EQ(stats.ramHistory.size(), 30);
+    EXPECT_EQ(stats.networkHistoryIn.size(), 30);
+    EXPECT_EQ(stats.networkHistoryOut.size(), 30);
+    EXPECT_EQ(stats.cpuHistory.size(), 30);
+    EXPECT_DOUBLE_EQ(stats.ramHistory.last() - stats.ramHistory.first(), 29.0 / 1024.0)
+        << "the first of 31 memory samples was pushed out";
+    for (double rate : stats.networkHistoryIn)
+        EXPECT_GE(rate, 0.0);
+}
+
+TEST_F(EngineTest, ReadsSensorsOnItsOwnThreadAtMostEveryFiveSeconds) {
+    proc.use(QStringLiteral("live-1"));
+    test::SimulatedSmc smc = test::SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
+    SMCHelper helper(smc.opener(), nullptr);
+    std::atomic<int> reads = 0;
+    std::atomic<QThread*> readerThread = nullptr;
+    auto engine = makeEngine([&] {
+        ++reads;
+        readerThread = QThread::currentThread();
+        return helper.readAllSensors();
+    });
+    engine->start();
+    ASSERT_TRUE(waitUntil([&] { return engine->hasReadSensors(); }));
+    EXPECT_NE(readerThread.load(), QThread::currentThread());
+    EXPECT_EQ(engine->stats().cpuTemp, 46.25);
+    EXPECT_EQ(engine->stats().fanRPM, 2000.0);
+    EXPECT_EQ(engine->sensorReadings().size(), 11);
+
+    for (int tick = 0; tick < 10; ++tick) {
+        clock.advance(2s);
+        ASSERT_TRUE(waitUntil([&] { return !engine->isReadingSensors(); }));
+    }
+    EXPECT_EQ(reads, 4) << "at 0, 6, 12 and 18 seconds";
+}
+
+TEST(SystemMonitorEngineLive, SamplesThisMachineAndHasNoSensorsToShow) {
+    QTemporaryDir folder;
+    Settings settings(folder.filePath(QStringLiteral("Velmox.conf")));
+    test::ManualClock clock;
+    SystemMonitorEngine engine(settings, clock, SystemMonitorEngine::systemSources());
+    engine.start();
+    QThread::msleep(300);
+    clock.advance(2s);
+    ASSERT_TRUE(waitUntil([&] { return engine.hasReadSensors(); }));
+
+    const SystemStats& stats = engine.stats();
+    EXPECT_EQ(stats.cpuHistory.size(), 1);
+    EXPECT_GE(stats.cpuUser + stats.cpuSystem, 0.0);
+    EXPECT_LE(stats.cpuUser + stats.cpuSystem, 100.0);
+    EXPECT_GT(stats.ramUsed, 0.0);
+    EXPECT_GT(stats.diskTotal, stats.diskAvailable);
+    EXPECT_GT(stats.uptime, 0.0);
+    EXPECT_FALSE(stats.processorInfo.isEmpty());
+    EXPECT_FALSE(stats.macModelName.isEmpty());
+    EXPECT_FALSE(stats.localIP.isEmpty());
+    // No hwmon, no applesmc here: an empty reading, not an error.
+    EXPECT_TRUE(engine.sensorReadings().isEmpty());
+    EXPECT_EQ(stats.cpuTemp, 0.0);
+}
+
+} // namespace
+} // namespace velmox
