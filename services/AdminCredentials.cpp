@@ -14,13 +14,11 @@ namespace velmox {
 namespace {
 
 bool isAdministrator(const QString& name) {
-    const ToolRunResult groups =
-        ToolRunner::run(QStringLiteral("/usr/bin/id"), {QStringLiteral("-Gn"), name},
-                        std::nullopt, 10.0);
+    const ToolRunResult groups = ToolRunner::run(QStringLiteral("/usr/bin/id"),
+                                                 {QStringLiteral("-Gn"), name}, std::nullopt, 10.0);
     const QStringList adminGroups = PromptElevation::administratorGroups();
     const QStringList memberOf =
-        groups.standardOutput.split(QRegularExpression(QStringLiteral("\\s+")),
-                                    Qt::SkipEmptyParts);
+        groups.standardOutput.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
     for (const QString& group : memberOf) {
         if (adminGroups.contains(group))
             return true;

@@ -9,15 +9,15 @@ const QString kSearchPath = QStringLiteral(
     "export PATH=\"/opt/homebrew/bin:/opt/homebrew/sbin:/usr/local/bin:/usr/bin:/bin:/usr/sbin:"
     "/sbin:$PATH\"; ");
 
-} // namespace
-
-QString TaskRunner::userLine(const QString& shellLine) {
+QString userLine(const QString& shellLine) {
     return kSearchPath + QStringLiteral("setopt +o nomatch 2>/dev/null; ") + shellLine;
 }
 
-QString TaskRunner::systemLine(const QString& shellLine) {
+QString systemLine(const QString& shellLine) {
     return kSearchPath + shellLine;
 }
+
+} // namespace
 
 ToolRunResult TaskRunner::run(const QString& shellLine) {
     return ToolRunner::run(kShell, {QStringLiteral("-c"), userLine(shellLine)}, std::nullopt,
@@ -25,9 +25,9 @@ ToolRunResult TaskRunner::run(const QString& shellLine) {
 }
 
 CommandResult TaskRunner::runSystemLine(const QString& shellLine) {
-    const ToolRunResult result = ToolRunner::run(
-        kShell, {QStringLiteral("-c"), systemLine(shellLine)}, std::nullopt,
-        kSystemLineTimeoutSeconds);
+    const ToolRunResult result =
+        ToolRunner::run(kShell, {QStringLiteral("-c"), systemLine(shellLine)}, std::nullopt,
+                        kSystemLineTimeoutSeconds);
     if (result.timedOut)
         return commandFailure(QStringLiteral("Timed out after %1 seconds.")
                                   .arg(static_cast<int>(kSystemLineTimeoutSeconds)));

@@ -17,9 +17,6 @@ public:
     // System tools: 60-second time-out. The output is trimmed; a failure carries the
     // program's error text.
     static CommandResult runSystemLine(const QString& shellLine);
-
-    static QString userLine(const QString& shellLine);
-    static QString systemLine(const QString& shellLine);
 };
 
 } // namespace velmox

@@ -1,11 +1,11 @@
 // What ToolRunner adds to running a program: /bin/true through ToolRunner (pipes, two
 // reader threads, the exit wait, decoding) next to a bare posix_spawn + waitpid of it.
 // Run: tool_runner_bench (each case repeats 200 times and reports the median).
+#include "services/ToolRunner.h"
+
 #include <benchmark/benchmark.h>
 #include <spawn.h>
 #include <sys/wait.h>
-
-#include "services/ToolRunner.h"
 
 extern char** environ;
 

@@ -90,8 +90,8 @@ int pollMilliseconds(SteadyClock::time_point deadline) {
     return static_cast<int>(std::clamp<long long>(left, 0, std::numeric_limits<int>::max()));
 }
 
-// Waits until `fd` is readable or `stop` is signalled; false on stop or error.
-bool waitReadable(int fd, int stop, short events) {
+// Waits until `fd` is ready for `events` or `stop` is signalled; false on stop or error.
+bool waitUntilReady(int fd, int stop, short events) {
     pollfd fds[2] = {{fd, events, 0}, {stop, POLLIN, 0}};
     for (;;) {
         if (::poll(fds, 2, -1) >= 0)
@@ -119,7 +119,7 @@ struct ChildProcess::State {
 
     void read(Descriptor fd, int index) {
         char buffer[64 * 1024];
-        while (waitReadable(fd.get(), stop.get(), POLLIN)) {
+        while (waitUntilReady(fd.get(), stop.get(), POLLIN)) {
             const ssize_t count = ::read(fd.get(), buffer, sizeof buffer);
             if (count < 0 && errno == EINTR)
                 continue;
@@ -141,7 +141,7 @@ struct ChildProcess::State {
         sigaddset(&pipeSignal, SIGPIPE);
         pthread_sigmask(SIG_BLOCK, &pipeSignal, nullptr);
         qsizetype written = 0;
-        while (written < bytes.size() && waitReadable(fd.get(), stop.get(), POLLOUT)) {
+        while (written < bytes.size() && waitUntilReady(fd.get(), stop.get(), POLLOUT)) {
             const ssize_t count =
                 ::write(fd.get(), bytes.constData() + written, size_t(bytes.size() - written));
             if (count > 0)
@@ -156,9 +156,7 @@ struct ChildProcess::State {
         int raw = 0;
         while (::waitpid(pid, &raw, 0) < 0 && errno == EINTR) {
         }
-        reaped = true;
-        exitNotifier.reset();
-        status = WIFEXITED(raw) ? WEXITSTATUS(raw) : WIFSIGNALED(raw) ? WTERMSIG(raw) : raw;
+        recordExit(raw);
     }
 
     bool reapIfEnded() {
@@ -168,10 +166,14 @@ struct ChildProcess::State {
         }
         if (result != pid)
             return false;
+        recordExit(raw);
+        return true;
+    }
+
+    void recordExit(int raw) {
         reaped = true;
         exitNotifier.reset();
         status = WIFEXITED(raw) ? WEXITSTATUS(raw) : WIFSIGNALED(raw) ? WTERMSIG(raw) : raw;
-        return true;
     }
 };
 

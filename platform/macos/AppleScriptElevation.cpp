@@ -59,8 +59,10 @@ CommandExecutorError AppleScriptElevation::classifyOneShot(const QString& combin
 
 ChildProcess::Launch AppleScriptElevation::launch(const QString& shellLine,
                                                   ChildProcess::ErrorStream errors) {
-    return {QStringLiteral("/usr/bin/osascript"), {QStringLiteral("-")},
-            script(shellLine).toUtf8(), errors};
+    return {QStringLiteral("/usr/bin/osascript"),
+            {QStringLiteral("-")},
+            script(shellLine).toUtf8(),
+            errors};
 }
 
 CommandResult AppleScriptElevation::run(const QString& shellLine) {

@@ -1,7 +1,8 @@
-#include <gtest/gtest.h>
-
-#include "PrivilegeTestSupport.h"
 #include "services/AdminCredentials.h"
+
+#include "PrivilegeWorld.h"
+
+#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -36,9 +37,9 @@ TEST(AdminCredentials, TheRightPasswordIsSavedAndThenUsed) {
     EXPECT_EQ(AdminCredentials::test(world.shell),
               "No administrator password is saved. Add it in Settings > Access.");
 
-    EXPECT_EQ(AdminCredentials::save(world.keychain, world.settings, kAdminAccount,
-                                     kAccountPassword),
-              "Credentials securely stored for 'velmox-test-admin'");
+    EXPECT_EQ(
+        AdminCredentials::save(world.keychain, world.settings, kAdminAccount, kAccountPassword),
+        "Credentials securely stored for 'velmox-test-admin'");
     EXPECT_EQ(world.keychain.readPassword(), kAccountPassword);
     EXPECT_EQ(world.settings.stringValue(ShellHelper::kAdminUsernameKey), kAdminAccount);
 

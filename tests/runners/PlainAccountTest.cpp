@@ -1,9 +1,9 @@
-#include <QElapsedTimer>
-#include <gtest/gtest.h>
-
-#include "PrivilegeTestSupport.h"
+#include "PrivilegeWorld.h"
 #include "services/AdminCredentials.h"
 #include "services/SudoRunner.h"
+
+#include <QElapsedTimer>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace velmox::test;

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <QStringList>
-
 #include "platform/PromptElevation.h"
 #include "platform/QtKeychainSecretStore.h"
 #include "services/KeychainHelper.h"
 #include "services/Settings.h"
 #include "services/ShellHelper.h"
 #include "tests/support/TestAccounts.h"
+
+#include <QStringList>
 
 namespace velmox::test {
 

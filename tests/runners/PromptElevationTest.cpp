@@ -1,7 +1,7 @@
-#include <gtest/gtest.h>
-
 #include "platform/linux/PkexecElevation.h"
 #include "platform/macos/AppleScriptElevation.h"
+
+#include <gtest/gtest.h>
 
 using namespace velmox;
 
@@ -16,14 +16,15 @@ QString message(const CommandExecutorError& error) {
 TEST(AppleScriptElevation, EscapesBackslashesBeforeQuotes) {
     // Escaping quotes first would double the backslashes it just added.
     EXPECT_EQ(AppleScriptElevation::escapeForStringLiteral(R"(a\"b)"), R"(a\\\"b)");
-    EXPECT_EQ(AppleScriptElevation::script(R"(printf '%s\n' "C:\dir" > /tmp/x)"),
-              R"(do shell script "printf '%s\\n' \"C:\\dir\" > /tmp/x" with administrator privileges)");
+    EXPECT_EQ(
+        AppleScriptElevation::script(R"(printf '%s\n' "C:\dir" > /tmp/x)"),
+        R"(do shell script "printf '%s\\n' \"C:\\dir\" > /tmp/x" with administrator privileges)");
 }
 
 TEST(AppleScriptElevation, ClassifiesRecordedOsascriptErrors) {
-    EXPECT_EQ(message(AppleScriptElevation::classify(
-                  "0:110: execution error: User canceled. (-128)")),
-              "Authentication canceled.");
+    EXPECT_EQ(
+        message(AppleScriptElevation::classify("0:110: execution error: User canceled. (-128)")),
+        "Authentication canceled.");
     const QString wrong = "0:110: execution error: The administrator user name or password was "
                           "incorrect. (-60007)";
     EXPECT_EQ(message(AppleScriptElevation::classify(wrong)),

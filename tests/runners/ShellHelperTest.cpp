@@ -1,7 +1,7 @@
-#include <gtest/gtest.h>
-
-#include "PrivilegeTestSupport.h"
+#include "PrivilegeWorld.h"
 #include "platform/linux/PkexecElevation.h"
+
+#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -26,7 +26,8 @@ TEST(ShellHelper, TheSavedPasswordRunsTheLineAsRootWithoutAPrompt) {
     EXPECT_EQ(world.shell.adminUsername(), kAdminAccount);
     EXPECT_EQ(world.shell.runPrivileged("id -un", true), "root");
 
-    const CommandResult failing = world.shell.runPrivileged("echo 'no such volume' >&2; exit 1", true);
+    const CommandResult failing =
+        world.shell.runPrivileged("echo 'no such volume' >&2; exit 1", true);
     ASSERT_FALSE(failing);
     EXPECT_EQ(failing.error().description(), "no such volume");
     EXPECT_TRUE(world.prompt.lines.isEmpty());
@@ -79,6 +80,7 @@ TEST(PkexecElevation, RealPkexecFailsHereWithItsOwnWholeMessage) {
     for (const CommandResult& result : {pkexec.run("id -u"), pkexec.runOneShot("id -u")}) {
         ASSERT_FALSE(result);
         ASSERT_TRUE(result.error().message);
-        EXPECT_TRUE(result.error().message->startsWith("Error ")) << result.error().message->toStdString();
+        EXPECT_TRUE(result.error().message->startsWith("Error "))
+            << result.error().message->toStdString();
     }
 }

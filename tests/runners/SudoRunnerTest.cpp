@@ -1,9 +1,10 @@
-#include <QElapsedTimer>
-#include <gtest/gtest.h>
+#include "services/SudoRunner.h"
 
 #include "platform/PromptElevation.h"
-#include "services/SudoRunner.h"
 #include "tests/support/TestAccounts.h"
+
+#include <QElapsedTimer>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace velmox::test;

@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "services/TaskRunner.h"
+
+#include <gtest/gtest.h>
 
 using namespace velmox;
 
@@ -18,7 +18,8 @@ TEST(TaskRunner, UserLinesRunInZshWithTheFixedSearchPathAndLiteralUnmatchedGlobs
 TEST(TaskRunner, SystemLinesGiveTrimmedOutputOrTheirErrorText) {
     EXPECT_EQ(TaskRunner::runSystemLine("printf '  done \\n\\n'"), "done");
 
-    const CommandResult withError = TaskRunner::runSystemLine("echo partial; echo ' broken ' >&2; exit 3");
+    const CommandResult withError =
+        TaskRunner::runSystemLine("echo partial; echo ' broken ' >&2; exit 3");
     ASSERT_FALSE(withError);
     EXPECT_EQ(withError.error().description(), "broken");
 

