@@ -1,0 +1,156 @@
+// velmox scan PATH [--json] [--top N] [--logical] [--workers N]
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include "cli/CliCommand.h"
+#include "storage/DiskScanner.h"
+
+namespace velmox {
+
+namespace {
+
+struct ScanOptions {
+    QString path;
+    bool json = false;
+    bool logical = false;
+    int top = 10;
+    int workers = 0; // 0: chosen from the disk
+};
+
+std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& err) {
+    ScanOptions options;
+    for (qsizetype i = 0; i < args.size(); ++i) {
+        const QString& arg = args.at(i);
+        const auto number = [&](int minimum) -> std::optional<int> {
+            bool ok = false;
+            const int value = args.value(i + 1).toInt(&ok);
+            if (!ok || value < minimum) {
+                err << "velmox scan: " << arg << " needs a number of at least " << minimum
+                    << ".\n";
+                return std::nullopt;
+            }
+            ++i;
+            return value;
+        };
+        if (arg == QLatin1String("--json")) {
+            options.json = true;
+        } else if (arg == QLatin1String("--logical")) {
+            options.logical = true;
+        } else if (arg == QLatin1String("--top")) {
+            const auto value = number(0);
+            if (!value)
+                return std::nullopt;
+            options.top = *value;
+        } else if (arg == QLatin1String("--workers")) {
+            const auto value = number(1);
+            if (!value)
+                return std::nullopt;
+            options.workers = *value;
+        } else if (arg.startsWith(QLatin1String("--")) || !options.path.isEmpty()) {
+            err << "velmox scan: '" << arg << "' is not an option of this command.\n";
+            return std::nullopt;
+        } else {
+            options.path = arg;
+        }
+    }
+    if (options.path.isEmpty()) {
+        err << "velmox scan: name the folder to scan.\n";
+        return std::nullopt;
+    }
+    return options;
+}
+
+QString formatBytes(int64_t bytes) {
+    static const char* const units[] = {"bytes", "KB", "MB", "GB", "TB", "PB"};
+    double value = static_cast<double>(bytes);
+    int unit = 0;
+    while (value >= 1000 && unit < 5) {
+        value /= 1000;
+        ++unit;
+    }
+    return unit == 0 ? QStringLiteral("%1 bytes").arg(bytes)
+                     : QString::asprintf("%.1f %s", value, units[unit]);
+}
+
+void drawProgress(QTextStream& err, const ScanProgress& progress) {
+    err << "\r\033[KScanning: " << progress.folders << " folders, " << formatBytes(progress.bytes)
+        << ", " << progress.pendingFolders << " waiting" << Qt::flush;
+}
+
+int runScan(const QStringList& args, CliIO& io) {
+    const auto options = parseOptions(args, io.err);
+    if (!options)
+        return 2;
+    ScanConfiguration config =
+        ScanConfiguration::build({ScanScope::Kind::folder, options->path, options->path, {}});
+    if (options->workers > 0)
+        config.workerCount = options->workers;
+    const int workers = config.workerCount;
+    DiskScanner scanner(std::move(config));
+    if (Status started = scanner.start(); !started) {
+        io.err << started.error() << '\n';
+        return 1;
+    }
+    while (!scanner.waitForFinished(std::chrono::milliseconds(250)))
+        if (io.errIsTerminal)
+            drawProgress(io.err, scanner.progress());
+    if (io.errIsTerminal)
+        io.err << "\r\033[K" << Qt::flush;
+
+    const auto tree = scanner.tree();
+    const ScanProgress progress = scanner.progress();
+    const TreeSortKey key = options->logical ? TreeSortKey::logical : TreeSortKey::real;
+    int64_t folders = 0;
+    for (uint16_t flags : tree->columns().flags)
+        folders += (flags & NodeFlag::directory) ? 1 : 0;
+    const auto order = tree->sortedChildren(0, key);
+    const auto shown = std::min<size_t>(order->size(), static_cast<size_t>(options->top));
+
+    if (options->json) {
+        QJsonArray top;
+        for (size_t i = 0; i < shown; ++i) {
+            const int32_t child = (*order)[i];
+            top.append(QJsonObject{{QStringLiteral("name"), tree->name(child)},
+                                   {QStringLiteral("allocated"), qint64(tree->alloc(child))},
+                                   {QStringLiteral("logical"), qint64(tree->logical(child))}});
+        }
+        const QJsonObject result{
+            {QStringLiteral("path"), tree->rootPath},
+            {QStringLiteral("allocated"), qint64(tree->alloc(0))},
+            {QStringLiteral("logical"), qint64(tree->logical(0))},
+            {QStringLiteral("items"), qint64(tree->items(0))},
+            {QStringLiteral("folders"), qint64(folders)},
+            {QStringLiteral("unreadable"), qint64(scanner.unreadableCount())},
+            {QStringLiteral("workers"), workers},
+            {QStringLiteral("seconds"), progress.elapsed},
+            {QStringLiteral("top"), top}};
+        io.out << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
+        return 0;
+    }
+    io.out << tree->rootPath << '\n'
+           << "Allocated: " << formatBytes(tree->alloc(0)) << " (" << tree->alloc(0)
+           << " bytes)\n"
+           << "Logical:   " << formatBytes(tree->logical(0)) << " (" << tree->logical(0)
+           << " bytes)\n"
+           << "Items: " << tree->items(0) << ", folders: " << folders
+           << ", unreadable folders: " << scanner.unreadableCount() << '\n'
+           << "Time: " << QString::asprintf("%.2f", progress.elapsed) << " s with " << workers
+           << (workers == 1 ? " worker\n" : " workers\n");
+    if (shown > 0)
+        io.out << "Largest:\n";
+    for (size_t i = 0; i < shown; ++i) {
+        const int32_t child = (*order)[i];
+        io.out << "  " << qSetFieldWidth(10) << Qt::right << formatBytes(tree->size(child, key))
+               << qSetFieldWidth(0) << Qt::left << "  " << tree->name(child)
+               << (tree->hasFlag(child, NodeFlag::directory) ? "/" : "") << '\n';
+    }
+    return 0;
+}
+
+} // namespace
+
+VELMOX_CLI_COMMAND(scan, "scan PATH [--json] [--top N] [--logical] [--workers N]", runScan);
+
+} // namespace velmox

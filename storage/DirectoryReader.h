@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QByteArray>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "storage/LinkKey.h"
+
+namespace velmox {
+
+// One folder as read by a scan worker, before its rows go into the tree. Names are raw
+// bytes end to end; everything else is one entry per name.
+struct DirListing {
+    QByteArray nameBytes;
+    std::vector<uint16_t> nameLengths;
+    std::vector<uint16_t> flags;
+    std::vector<int64_t> alloc;
+    std::vector<int64_t> logical;
+    std::vector<int64_t> mtime;
+    std::vector<uint32_t> linkEntries; // positions of multiply-linked files
+    std::vector<LinkKey> linkKeys;
+    std::vector<uint32_t> folderEntries; // positions of sub-folders
+    std::vector<uint64_t> folderDevices;
+    std::vector<LinkKey> folderKeys;
+
+    void clear();
+    size_t size() const { return nameLengths.size(); }
+};
+
+// Reads folders for one scan worker: getdents64 into a large buffer, then one fstatat per
+// entry relative to the open folder, without following links. Not thread-safe; each
+// worker owns one.
+class DirectoryReader {
+public:
+    enum class Outcome { listing, vanished, blocked };
+    struct Result {
+        Outcome outcome = Outcome::listing;
+        int errorNumber = 0;
+    };
+
+    DirectoryReader();
+    ~DirectoryReader();
+    DirectoryReader(const DirectoryReader&) = delete;
+    DirectoryReader& operator=(const DirectoryReader&) = delete;
+
+    // `followLink` opens a root given as a symbolic link; folders found by the walk are
+    // never followed.
+    Result read(const QByteArray& path, DirListing& listing, bool followLink = false);
+
+    // Opens a folder, retrying for a while when the system is short of descriptors or
+    // memory. Returns the descriptor or -errno.
+    static int openFolder(const QByteArray& path, bool followLink);
+    // The package extensions ("app", "bundle", ...) that are marked for display.
+    static bool isPackageName(const char* name, size_t length);
+
+private:
+    static constexpr size_t kBufferSize = 256 * 1024;
+    std::unique_ptr<char[]> buffer_;
+};
+
+} // namespace velmox

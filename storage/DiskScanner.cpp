@@ -1,0 +1,357 @@
+#include "storage/DiskScanner.h"
+
+#include <QThread>
+#include <algorithm>
+#include <QDeadlineTimer>
+#include <cerrno>
+#include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "storage/DirectoryReader.h"
+
+namespace velmox {
+
+namespace {
+
+constexpr int64_t kMinimumCapGrowth = 1'000'000;
+constexpr size_t kWorkerStackBytes = 1024 * 1024;
+
+int64_t nowNs() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+// Gentle scans leave the disk and processor about a quarter of the time to others.
+void gentlePause(int64_t workNs) {
+    if (workNs > 57'142'999)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    else if (workNs >= 858'000)
+        std::this_thread::sleep_for(std::chrono::nanoseconds(static_cast<int64_t>(0.35 * workNs)));
+}
+
+QByteArray childPath(const QByteArray& folder, QByteArrayView name) {
+    QByteArray path;
+    path.reserve(folder.size() + name.size() + 1);
+    path += folder;
+    if (!folder.endsWith('/'))
+        path += '/';
+    path += name;
+    return path;
+}
+
+QByteArrayView baseName(const QByteArray& path) {
+    const qsizetype slash = path.lastIndexOf('/');
+    return slash < 0 || path.size() == 1 ? QByteArrayView(path)
+                                         : QByteArrayView(path).sliced(slash + 1);
+}
+
+} // namespace
+
+DiskScanner::DiskScanner(ScanConfiguration config, int64_t baseEntryCap)
+    : config_(std::move(config)), baseEntryCap_(baseEntryCap) {}
+
+DiskScanner::~DiskScanner() {
+    cancel();
+    for (const auto& thread : threads_)
+        thread->wait();
+}
+
+uint64_t DiskScanner::physicalMemory() {
+    const long pages = ::sysconf(_SC_PHYS_PAGES);
+    const long pageSize = ::sysconf(_SC_PAGESIZE);
+    return pages > 0 && pageSize > 0 ? uint64_t(pages) * uint64_t(pageSize) : 0;
+}
+
+int64_t DiskScanner::baseEntryCap(uint64_t memory) {
+    if (memory < 24'000'000'000ULL)
+        return std::max<int64_t>(static_cast<int64_t>(memory / 400), 8'000'000);
+    return 60'000'000;
+}
+
+int64_t DiskScanner::defaultBaseEntryCap() {
+    return baseEntryCap(physicalMemory());
+}
+
+Status DiskScanner::start() {
+    QMutexLocker locker(&condition_);
+    if (state_ != State::ready)
+        return failure(QStringLiteral("This scan has already been started."));
+    struct stat root {};
+    if (::stat(config_.rootPath.constData(), &root) != 0) {
+        const int error = errno;
+        const QString name = QString::fromUtf8(config_.rootPath);
+        if (error == ENOENT || error == ENOTDIR)
+            return failure(QStringLiteral("\"%1\" does not exist, so it cannot be scanned.")
+                               .arg(name));
+        return failure(QStringLiteral("\"%1\" could not be opened, so it cannot be scanned "
+                                      "(%2).")
+                           .arg(name, QString::fromLocal8Bit(std::strerror(error))));
+    }
+    tree_ = std::make_shared<FileTree>(QString::fromUtf8(config_.rootPath), config_.rootName);
+    const bool isFolder = S_ISDIR(root.st_mode);
+    tree_->append(-1, isFolder ? NodeFlag::directory : 0, int64_t(root.st_blocks) * 512,
+                  root.st_size, root.st_mtim.tv_sec, baseName(config_.rootPath));
+    if (isFolder) {
+        stack_.push_back({0, config_.rootPath});
+        seenDirs_.insert(linkKey(root.st_ino, root.st_dev));
+    }
+    entries_ = 1;
+    entryCap_ = baseEntryCap_;
+    bytesSeen_ = tree_->alloc(0);
+    startTime_ = std::chrono::steady_clock::now();
+    launchWorkers();
+    return Done{};
+}
+
+void DiskScanner::launchWorkers() {
+    for (const auto& thread : threads_)
+        thread->wait();
+    threads_.clear();
+    state_ = State::running;
+    stopRequested_ = false;
+    lastActivityNs_ = nowNs();
+    const int count = std::max(config_.workerCount, 1);
+    runningThreads_ = count;
+    for (int index = 0; index < count; ++index) {
+        std::unique_ptr<QThread> thread(QThread::create([this] { workerLoop(); }));
+        thread->setObjectName(QStringLiteral("Velmox.DiskScanner.%1").arg(index));
+        thread->setStackSize(kWorkerStackBytes);
+        thread->start(config_.gentle ? QThread::IdlePriority : QThread::InheritPriority);
+        threads_.push_back(std::move(thread));
+    }
+}
+
+bool DiskScanner::isExcluded(const QByteArray& path) const {
+    return !config_.excludedPaths.isEmpty() && config_.excludedPaths.contains(path);
+}
+
+void DiskScanner::workerLoop() {
+    DirectoryReader reader;
+    DirListing listing;
+    for (;;) {
+        PendingFolder folder;
+        {
+            QMutexLocker locker(&condition_);
+            while (stack_.empty() && activeWorkers_ > 0 && !stopRequested_)
+                wake_.wait(&condition_);
+            if (stopRequested_ || stack_.empty())
+                break;
+            folder = std::move(stack_.back());
+            stack_.pop_back();
+            ++activeWorkers_;
+        }
+        const int64_t began = nowNs();
+        const auto result = reader.read(folder.path, listing, folder.node == 0);
+        {
+            QMutexLocker locker(&condition_);
+            if (result.outcome == DirectoryReader::Outcome::listing)
+                commit(folder, listing);
+            else if (result.outcome == DirectoryReader::Outcome::blocked)
+                markBlocked(folder, result.errorNumber);
+            ++foldersDone_;
+            --activeWorkers_;
+            if (entries_ >= entryCap_ && !stack_.empty()) {
+                stoppedForSize_ = true;
+                stopRequested_ = true;
+            }
+            wake_.wakeAll();
+        }
+        const int64_t ended = nowNs();
+        lastActivityNs_.store(ended, std::memory_order_relaxed);
+        if (config_.gentle)
+            gentlePause(ended - began);
+    }
+    bool last = false;
+    {
+        QMutexLocker locker(&condition_);
+        wake_.wakeAll();
+        last = --runningThreads_ == 0;
+    }
+    if (last)
+        finishRun();
+}
+
+void DiskScanner::commit(const PendingFolder& folder, const DirListing& listing) {
+    const auto first = static_cast<int32_t>(tree_->size());
+    const size_t count = listing.size();
+    std::vector<uint16_t> flags = listing.flags;
+    std::vector<uint8_t> sizeless(count, 0);
+    for (size_t i = 0; i < listing.linkEntries.size(); ++i)
+        if (!seenLinks_.insert(listing.linkKeys[i]))
+            sizeless[listing.linkEntries[i]] = 1;
+
+    size_t nameAt = 0;
+    std::vector<qsizetype> nameStarts(listing.folderEntries.empty() ? 0 : count);
+    for (size_t i = 0; i < count; ++i) {
+        if (!nameStarts.empty())
+            nameStarts[i] = static_cast<qsizetype>(nameAt);
+        nameAt += listing.nameLengths[i];
+    }
+    for (size_t j = 0; j < listing.folderEntries.size(); ++j) {
+        const uint32_t at = listing.folderEntries[j];
+        const QByteArrayView name(listing.nameBytes.constData() + nameStarts[at],
+                                  listing.nameLengths[at]);
+        QByteArray path = childPath(folder.path, name);
+        if (!config_.allowedDevices.contains(listing.folderDevices[j]) || isExcluded(path)) {
+            flags[at] |= NodeFlag::mountPoint;
+            sizeless[at] = 1;
+        } else if (!seenDirs_.insert(listing.folderKeys[j])) {
+            flags[at] |= NodeFlag::linkedFolder;
+            sizeless[at] = 1;
+        } else {
+            stack_.push_back({first + static_cast<int32_t>(at), std::move(path)});
+        }
+    }
+
+    const char* name = listing.nameBytes.constData();
+    for (size_t i = 0; i < count; ++i) {
+        const int64_t alloc = sizeless[i] ? 0 : listing.alloc[i];
+        tree_->append(folder.node, flags[i], alloc, sizeless[i] ? 0 : listing.logical[i],
+                      listing.mtime[i], QByteArrayView(name, listing.nameLengths[i]));
+        name += listing.nameLengths[i];
+        bytesSeen_ += alloc;
+    }
+    entries_ += static_cast<int64_t>(count);
+}
+
+void DiskScanner::markBlocked(const PendingFolder& folder, int errorNumber) {
+    tree_->setFlags(folder.node,
+                    tree_->flags(folder.node) | NodeFlag::blocked | NodeFlag::notRead);
+    ++unreadableCount_;
+    blockedNodes_.push_back(folder.node);
+    if (unreadableSamples_.size() < kMaxUnreadableSamples)
+        unreadableSamples_.append({folder.path, UnreadableReason::fromOpenError(errorNumber)});
+}
+
+void DiskScanner::finishRun() {
+    State outcome = State::finished;
+    {
+        QMutexLocker locker(&condition_);
+        endTime_ = std::chrono::steady_clock::now();
+        if (cancelled_)
+            outcome = State::cancelled;
+        else if (!stack_.empty())
+            outcome = stoppedForSize_ ? State::stoppedForSize : State::paused;
+        if (!stack_.empty()) {
+            tree_->setFlags(0, tree_->flags(0) | NodeFlag::incompleteRoot);
+            for (const PendingFolder& folder : stack_)
+                tree_->setFlags(folder.node, tree_->flags(folder.node) | NodeFlag::notRead);
+        }
+        tree_->sumFolderSizes();
+        state_ = outcome;
+    }
+    if (onFinish)
+        onFinish(*this);
+    QMutexLocker locker(&condition_);
+    finished_.wakeAll();
+}
+
+void DiskScanner::cancel() {
+    QMutexLocker locker(&condition_);
+    cancelled_ = true;
+    stopRequested_ = true;
+    wake_.wakeAll();
+}
+
+void DiskScanner::pause() {
+    QMutexLocker locker(&condition_);
+    stopRequested_ = true;
+    wake_.wakeAll();
+}
+
+bool DiskScanner::resume() {
+    QMutexLocker locker(&condition_);
+    if ((state_ != State::paused && state_ != State::stoppedForSize) || cancelled_)
+        return false;
+    for (const auto& thread : threads_)
+        thread->wait();
+    tree_->unsumFolderSizes();
+    tree_->setFlags(0, tree_->flags(0) & ~NodeFlag::incompleteRoot);
+    for (const PendingFolder& folder : stack_)
+        tree_->setFlags(folder.node, tree_->flags(folder.node) & ~NodeFlag::notRead);
+    if (stoppedForSize_)
+        entryCap_ = entries_ + std::max(baseEntryCap_ / 10, kMinimumCapGrowth);
+    stoppedForSize_ = false;
+    launchWorkers();
+    return true;
+}
+
+bool DiskScanner::waitForFinished(std::chrono::milliseconds timeout) {
+    QMutexLocker locker(&condition_);
+    const QDeadlineTimer deadline(timeout.count());
+    while (state_ == State::running || runningThreads_ > 0)
+        if (!finished_.wait(&condition_, deadline))
+            return false;
+    return true;
+}
+
+DiskScanner::State DiskScanner::state() const {
+    QMutexLocker locker(&condition_);
+    return state_;
+}
+
+ScanProgress DiskScanner::progress() const {
+    QMutexLocker locker(&condition_);
+    const auto end =
+        state_ == State::running ? std::chrono::steady_clock::now() : endTime_;
+    const int64_t now = nowNs();
+    const double stalled = state_ == State::running
+                               ? double(now - lastActivityNs_.load(std::memory_order_relaxed)) / 1e9
+                               : 0.0;
+    return {foldersDone_,
+            bytesSeen_,
+            unreadableCount_,
+            static_cast<int64_t>(stack_.size()),
+            std::chrono::duration<double>(end - startTime_).count(),
+            std::max(stalled, 0.0)};
+}
+
+std::shared_ptr<FileTree> DiskScanner::tree() const {
+    QMutexLocker locker(&condition_);
+    return state_ == State::running ? nullptr : tree_;
+}
+
+QString DiskScanner::note() const {
+    QMutexLocker locker(&condition_);
+    if (state_ != State::stoppedForSize)
+        return {};
+    return QStringLiteral("The scan was paused after %1 items to protect this computer's "
+                          "memory. What was read so far is shown; Resume reads more. Scanning "
+                          "a smaller folder of the drive is faster and lighter.")
+        .arg(entries_);
+}
+
+int64_t DiskScanner::entries() const {
+    QMutexLocker locker(&condition_);
+    return entries_;
+}
+
+int64_t DiskScanner::entryCap() const {
+    QMutexLocker locker(&condition_);
+    return entryCap_;
+}
+
+int64_t DiskScanner::unreadableCount() const {
+    QMutexLocker locker(&condition_);
+    return unreadableCount_;
+}
+
+QList<UnreadableSample> DiskScanner::unreadableSamples() const {
+    QMutexLocker locker(&condition_);
+    return unreadableSamples_;
+}
+
+std::vector<int32_t> DiskScanner::blockedNodes() const {
+    QMutexLocker locker(&condition_);
+    return blockedNodes_;
+}
+
+std::chrono::nanoseconds DiskScanner::duration() const {
+    QMutexLocker locker(&condition_);
+    const auto end = state_ == State::running ? std::chrono::steady_clock::now() : endTime_;
+    return end - startTime_;
+}
+
+} // namespace velmox

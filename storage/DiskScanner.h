@@ -1,0 +1,134 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QMutex>
+#include <QString>
+#include <QWaitCondition>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "services/Result.h"
+#include "storage/FileTree.h"
+#include "storage/LinkKeySet.h"
+#include "storage/ScanConfiguration.h"
+#include "storage/UnreadableReason.h"
+
+class QThread;
+
+namespace velmox {
+
+struct DirListing;
+
+// Published while a scan runs.
+struct ScanProgress {
+    int64_t folders = 0;
+    int64_t bytes = 0; // allocated bytes seen so far
+    int64_t unreadable = 0;
+    int64_t pendingFolders = 0;
+    double elapsed = 0;
+    double stalledSeconds = 0; // since the last folder finished
+    bool operator==(const ScanProgress&) const = default;
+};
+
+// A folder the walk could not open.
+struct UnreadableSample {
+    QByteArray path;
+    UnreadableReason reason;
+    bool operator==(const UnreadableSample&) const = default;
+};
+
+// One walk of a folder tree on dedicated worker threads. Workers share a stack of folders
+// still to read; each reads a whole folder on its own, then appends its rows to the tree
+// in one step under the lock, so every folder's children stay contiguous.
+class DiskScanner {
+public:
+    enum class State { ready, running, finished, stoppedForSize, paused, cancelled };
+    static constexpr qsizetype kMaxUnreadableSamples = 200;
+
+    explicit DiskScanner(ScanConfiguration config, int64_t baseEntryCap = defaultBaseEntryCap());
+    ~DiskScanner();
+    DiskScanner(const DiskScanner&) = delete;
+    DiskScanner& operator=(const DiskScanner&) = delete;
+
+    // Called once per run on the last worker thread when the walk ends (finished, stopped
+    // at the memory cap, paused or cancelled).
+    std::function<void(DiskScanner&)> onFinish;
+
+    // Fails when the root cannot be looked at at all.
+    Status start();
+    void cancel();
+    // Stops the workers after the folders they are reading; resume() continues.
+    void pause();
+    // Continues from the saved stack; after a stop at the memory cap the cap grows by a
+    // tenth of the base cap (at least 1,000,000). Whoever held the partial tree must let go
+    // of it first: the walk goes on in the same tree.
+    bool resume();
+    // Waits for the current run; false on time-out.
+    bool waitForFinished(std::chrono::milliseconds timeout = std::chrono::hours(24 * 365));
+
+    State state() const;
+    ScanProgress progress() const;
+    const ScanConfiguration& config() const { return config_; }
+    // The tree with folder sizes summed, once the run has ended.
+    std::shared_ptr<FileTree> tree() const;
+    QString note() const;
+    int64_t entries() const;
+    int64_t entryCap() const;
+    int64_t unreadableCount() const;
+    QList<UnreadableSample> unreadableSamples() const;
+    // Every folder that could not be opened, as nodes of the tree.
+    std::vector<int32_t> blockedNodes() const;
+    std::chrono::nanoseconds duration() const;
+
+    // Entries before the memory cap for a machine with `physicalMemory` bytes of RAM.
+    static int64_t baseEntryCap(uint64_t physicalMemory);
+    static int64_t defaultBaseEntryCap();
+    static uint64_t physicalMemory();
+
+private:
+    struct PendingFolder {
+        int32_t node;
+        QByteArray path;
+    };
+
+    void launchWorkers();
+    void workerLoop();
+    void commit(const PendingFolder& folder, const DirListing& listing);
+    void markBlocked(const PendingFolder& folder, int errorNumber);
+    void finishRun();
+    bool isExcluded(const QByteArray& path) const;
+
+    const ScanConfiguration config_;
+    const int64_t baseEntryCap_;
+
+    mutable QMutex condition_;
+    QWaitCondition wake_;
+    QWaitCondition finished_;
+    std::vector<PendingFolder> stack_;
+    std::shared_ptr<FileTree> tree_;
+    LinkKeySet seenLinks_;
+    LinkKeySet seenDirs_;
+    int activeWorkers_ = 0;
+    int runningThreads_ = 0;
+    State state_ = State::ready;
+    bool stopRequested_ = false;
+    bool cancelled_ = false;
+    bool stoppedForSize_ = false;
+    int64_t entries_ = 0;
+    int64_t entryCap_ = 0;
+    int64_t foldersDone_ = 0;
+    int64_t bytesSeen_ = 0;
+    int64_t unreadableCount_ = 0;
+    QList<UnreadableSample> unreadableSamples_;
+    std::vector<int32_t> blockedNodes_;
+    std::chrono::steady_clock::time_point startTime_;
+    std::chrono::steady_clock::time_point endTime_;
+    std::atomic<int64_t> lastActivityNs_{0};
+    std::vector<std::unique_ptr<QThread>> threads_;
+};
+
+} // namespace velmox

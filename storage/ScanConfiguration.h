@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <cstdint>
+#include <functional>
+
+#include "storage/FileTree.h"
+#include "storage/LinkKey.h"
+#include "storage/MountTable.h"
+#include "storage/ScanScope.h"
+
+namespace velmox {
+
+enum class StorageMedium { solidState, rotational, unknown };
+
+// The identity of a scan's root when the scan started.
+struct RootStamp {
+    uint64_t device = 0;
+    uint64_t inode = 0;
+    int64_t mtime = 0;
+    bool operator==(const RootStamp&) const = default;
+};
+
+// Everything one walk needs to know, built once per scan.
+struct ScanConfiguration {
+    // Stands in for "no device allowed" when the root could not be looked at.
+    static constexpr uint64_t kSentinelDevice = 0x80000000u;
+
+    QByteArray rootPath;
+    QString rootName;
+    QList<uint64_t> allowedDevices;
+    QList<QByteArray> excludedPaths; // mount points the walk keeps but does not enter
+    int workerCount = 1;
+    bool gentle = false;
+    LinkKey rootKey = 0;
+    RootStamp rootStamp;
+    QList<PathRedirect> redirects;
+
+    using MediumProbe = std::function<StorageMedium(const MountEntry&)>;
+    // Looks at the root, its file system and the disk below it.
+    static ScanConfiguration build(const ScanScope& scope, bool gentle = false);
+    static ScanConfiguration build(const ScanScope& scope, bool gentle, const MountTable& mounts,
+                                   const MediumProbe& probe);
+
+    // Network and user-space file systems get one worker; local ones as many as the medium
+    // takes.
+    static int workerCountFor(const QString& fileSystemType, StorageMedium medium,
+                              int processors);
+    // Asks the kernel whether the block device behind a local mount rotates.
+    static StorageMedium probeLinuxMedium(const MountEntry& mount,
+                                          const QString& sysRoot = QStringLiteral("/sys"));
+};
+
+} // namespace velmox

@@ -1,0 +1,84 @@
+#include "storage/UnreadableReason.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace velmox {
+
+UnreadableReason UnreadableReason::fromOpenError(int errorNumber) {
+    if (errorNumber == EACCES || errorNumber == EPERM)
+        return {Kind::needsAdministrator, 0};
+    return {Kind::other, errorNumber};
+}
+
+QString UnreadableReason::label() const {
+    switch (kind) {
+    case Kind::needsAdministrator:
+        return QStringLiteral("Needs administrator rights");
+    case Kind::needsFullDiskAccess:
+        return QStringLiteral("Needs Full Disk Access");
+    case Kind::protectedByMacOS:
+        return QStringLiteral("Sealed by macOS");
+    case Kind::readableNow:
+        return QStringLiteral("Readable now (rescan)");
+    case Kind::gone:
+        return QStringLiteral("No longer exists");
+    case Kind::other:
+        break;
+    }
+    return QStringLiteral("Error %1: %2")
+        .arg(errorNumber)
+        .arg(QString::fromLocal8Bit(std::strerror(errorNumber)));
+}
+
+QString UnreadableReason::explanation() const {
+    switch (kind) {
+    case Kind::needsAdministrator:
+        return QStringLiteral(
+            "Only root (or its owner) may open this folder. Full Disk Access does not change "
+            "file permissions. Scans read it with administrator rights when a password is "
+            "saved in Settings > Access; otherwise use \"Read Blocked Folders\".");
+    case Kind::needsFullDiskAccess:
+        return QStringLiteral("macOS privacy protection is blocking this folder. Turn on Full "
+                              "Disk Access for Velmox, then quit and reopen the app.");
+    case Kind::protectedByMacOS:
+        return QStringLiteral("macOS keeps this folder sealed (System Integrity Protection or "
+                              "an app data vault), even from apps with Full Disk Access.");
+    case Kind::readableNow:
+        return QStringLiteral("The folder can be opened now. It was blocked during the scan; "
+                              "rescan to include it.");
+    case Kind::gone:
+        return QStringLiteral("The folder was removed after the scan.");
+    case Kind::other:
+        break;
+    }
+    return QStringLiteral("The system reported an unexpected error for this folder.");
+}
+
+UnreadableFolderInfo UnreadableFolderInfo::inspect(const QByteArray& path,
+                                                   UnreadableReason recorded) {
+    UnreadableFolderInfo info{QString::fromUtf8(path), recorded, {}};
+    struct stat status {};
+    if (::lstat(path.constData(), &status) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR)
+            info.reason = {UnreadableReason::Kind::gone, 0};
+        return info;
+    }
+    const passwd* owner = ::getpwuid(status.st_uid);
+    info.owner = QStringLiteral("user ") +
+                 (owner ? QString::fromLocal8Bit(owner->pw_name) : QString::number(status.st_uid)) +
+                 QStringLiteral(", permissions ") +
+                 QString::number(status.st_mode & 07777, 8);
+    const int fd = ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0) {
+        ::close(fd);
+        info.reason = {UnreadableReason::Kind::readableNow, 0};
+    }
+    return info;
+}
+
+} // namespace velmox

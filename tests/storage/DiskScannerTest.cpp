@@ -1,0 +1,194 @@
+#include <QDir>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "ScanTestSupport.h"
+#include "storage/DiskScanner.h"
+
+using namespace velmox;
+using namespace velmox::test;
+
+namespace {
+
+// A tree with the awkward cases a real disk has: hard links, symbolic links (to a file,
+// to a folder, dangling), a sparse file, names with a newline and with bytes that are not
+// UTF-8, deep nesting, hidden names, a pipe, a package and empty folders.
+class GeneratedTree : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(dir_.isValid());
+        root_ = dir_.path().toUtf8() + "/tree";
+        makeFolder(root_);
+        makeFolder(root_ + "/docs");
+        for (int i = 0; i < 40; ++i)
+            writeFile(root_ + "/docs/file" + QByteArray::number(i), i * 1111);
+        writeFile(root_ + "/docs/shared", 50000);
+        ASSERT_EQ(::link((root_ + "/docs/shared").constData(), (root_ + "/linked-a").constData()), 0);
+        ASSERT_EQ(::link((root_ + "/docs/shared").constData(), (root_ + "/linked-b").constData()), 0);
+        ASSERT_EQ(::symlink("docs/file3", (root_ + "/to-file").constData()), 0);
+        ASSERT_EQ(::symlink("docs", (root_ + "/to-folder").constData()), 0);
+        ASSERT_EQ(::symlink("/nowhere/at/all", (root_ + "/dangling").constData()), 0);
+        const int sparse = ::open((root_ + "/sparse").constData(), O_WRONLY | O_CREAT, 0644);
+        ASSERT_GE(sparse, 0);
+        ASSERT_EQ(::pwrite(sparse, "x", 1, 64 * 1024 * 1024), 1);
+        ::close(sparse);
+        makeFolder(root_ + "/new\nline");
+        writeFile(root_ + "/new\nline/bad\xff\xfe name", 3000);
+        makeFolder(root_ + "/.hidden");
+        writeFile(root_ + "/.hidden/.dot", 10);
+        makeFolder(root_ + "/Tool.app");
+        writeFile(root_ + "/Tool.app/binary", 7000);
+        ASSERT_EQ(::mkfifo((root_ + "/pipe").constData(), 0644), 0);
+        makeFolder(root_ + "/empty");
+        QByteArray deep = root_ + "/deep";
+        for (int level = 0; level < 300; ++level) {
+            makeFolder(deep);
+            deep += "/d";
+        }
+        writeFile(deep, 123);
+    }
+
+    int32_t node(const FileTree& tree, const QByteArray& relative) {
+        const auto found = tree.findPath(root_ + relative);
+        EXPECT_TRUE(found.has_value()) << relative.constData();
+        return found.value_or(0);
+    }
+
+    QTemporaryDir dir_;
+    QByteArray root_;
+};
+
+} // namespace
+
+TEST_F(GeneratedTree, TotalsEqualDuWithOneOrSeveralWorkers) {
+    const auto [duAllocated, duLogical] = duTotals(QString::fromUtf8(root_));
+    for (int workers : {1, 3}) {
+        const auto tree = scanFolder(QString::fromUtf8(root_), workers);
+        ASSERT_TRUE(tree);
+        EXPECT_EQ(tree->alloc(0), duAllocated) << workers << " workers";
+        EXPECT_EQ(tree->logical(0), duLogical) << workers << " workers";
+        // docs 42, links 2 + 3, sparse, 2 folders of 2, Tool.app 2, pipe, empty, deep 301.
+        EXPECT_EQ(tree->items(0), 357u) << workers << " workers";
+        EXPECT_TRUE(tree->validate().has_value());
+    }
+}
+
+TEST_F(GeneratedTree, MarksEachKindOfEntry) {
+    const auto tree = scanFolder(QString::fromUtf8(root_));
+    ASSERT_TRUE(tree);
+    const FileTree& t = *tree;
+
+    // The three names of one file: exactly one carries its size.
+    int64_t linkedBytes = 0;
+    for (const char* name : {"/docs/shared", "/linked-a", "/linked-b"}) {
+        EXPECT_TRUE(t.hasFlag(node(t, name), NodeFlag::multiplyLinked)) << name;
+        linkedBytes += t.logical(node(t, name));
+    }
+    EXPECT_EQ(linkedBytes, 50000);
+
+    EXPECT_EQ(t.kind(node(t, "/to-folder")), NodeKind::symbolicLink);
+    EXPECT_EQ(t.childCount(node(t, "/to-folder")), 0u);
+    EXPECT_EQ(t.kind(node(t, "/dangling")), NodeKind::symbolicLink);
+    EXPECT_EQ(t.kind(node(t, "/pipe")), NodeKind::other);
+    EXPECT_EQ(t.kind(node(t, "/Tool.app")), NodeKind::package);
+    EXPECT_TRUE(t.hasFlag(node(t, "/.hidden"), NodeFlag::hidden));
+    EXPECT_FALSE(t.hasFlag(node(t, "/docs"), NodeFlag::hidden));
+    EXPECT_EQ(t.logical(node(t, "/sparse")), 64 * 1024 * 1024 + 1);
+    EXPECT_LT(t.alloc(node(t, "/sparse")), 1024 * 1024);
+    EXPECT_EQ(t.logical(node(t, "/new\nline/bad\xff\xfe name")), 3000);
+    EXPECT_EQ(t.items(node(t, "/deep")), 300u);
+    EXPECT_EQ(t.childCount(node(t, "/empty")), 0u);
+}
+
+TEST_F(GeneratedTree, StopsAtTheMemoryCapAndResumesWhereItStopped) {
+    const auto whole = scanFolder(QString::fromUtf8(root_));
+    ScanConfiguration config =
+        ScanConfiguration::build({ScanScope::Kind::folder, QString::fromUtf8(root_), {}, {}});
+    config.workerCount = 2;
+    DiskScanner scanner(config, 30);
+    int finishes = 0;
+    scanner.onFinish = [&](DiskScanner&) { ++finishes; };
+    ASSERT_TRUE(scanner.start());
+    scanner.waitForFinished();
+    ASSERT_EQ(scanner.state(), DiskScanner::State::stoppedForSize);
+    const int64_t stoppedAt = scanner.entries();
+    EXPECT_GE(stoppedAt, 30);
+    EXPECT_LT(stoppedAt, whole->size());
+    EXPECT_TRUE(scanner.note().startsWith(
+        QStringLiteral("The scan was paused after %1 items to protect").arg(stoppedAt)));
+    {
+        const auto partial = scanner.tree();
+        EXPECT_EQ(partial->flags(0) & NodeFlag::incompleteRoot, NodeFlag::incompleteRoot);
+        EXPECT_TRUE(partial->validate().has_value());
+    }
+
+    ASSERT_TRUE(scanner.resume());
+    scanner.waitForFinished();
+    EXPECT_EQ(scanner.entryCap(), stoppedAt + 1'000'000);
+    EXPECT_EQ(scanner.state(), DiskScanner::State::finished);
+    EXPECT_EQ(finishes, 2);
+    const auto tree = scanner.tree();
+    EXPECT_EQ(tree->size(), whole->size());
+    EXPECT_EQ(tree->alloc(0), whole->alloc(0));
+    EXPECT_EQ(tree->logical(0), whole->logical(0));
+    EXPECT_EQ(tree->flags(0), NodeFlag::directory);
+    EXPECT_FALSE(scanner.resume());
+}
+
+TEST_F(GeneratedTree, KeepsMountedFileSystemsAsMountPointsWithoutEnteringThem) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "mounting needs root";
+    const QByteArray tmpfs = root_ + "/empty";
+    const QByteArray bound = root_ + "/Tool.app";
+    // What the scan should see: everything but the two folders that get covered.
+    const int64_t expected = duTotals(QString::fromUtf8(root_)).first -
+                             duTotals(QString::fromUtf8(tmpfs)).first -
+                             duTotals(QString::fromUtf8(bound)).first;
+    ASSERT_EQ(::mount("velmox-test", tmpfs.constData(), "tmpfs", 0, "size=4m"), 0);
+    writeFile(tmpfs + "/on-tmpfs", 100000);
+    // A bind mount shares the device of the tree, so only the mount table reveals it.
+    ASSERT_EQ(::mount((root_ + "/docs").constData(), bound.constData(), nullptr, MS_BIND, nullptr), 0);
+
+    const auto tree = scanFolder(QString::fromUtf8(root_));
+    ::umount(tmpfs.constData());
+    ::umount(bound.constData());
+    ASSERT_TRUE(tree);
+    for (const QByteArray& path : {tmpfs, bound}) {
+        const auto mounted = tree->findPath(path);
+        ASSERT_TRUE(mounted);
+        EXPECT_EQ(tree->kind(*mounted), NodeKind::mountPoint);
+        EXPECT_EQ(tree->childCount(*mounted), 0u);
+        EXPECT_EQ(tree->alloc(*mounted), 0);
+    }
+    EXPECT_EQ(tree->alloc(0), expected);
+}
+
+TEST(DiskScanner, ASystemFolderTotalsEqualDu) {
+    const auto [duAllocated, duLogical] = duTotals(QStringLiteral("/usr"));
+    DiskScanner keep(ScanConfiguration::build({ScanScope::Kind::folder, QStringLiteral("/usr"), {}, {}}));
+    const auto tree = scanFolder(QStringLiteral("/usr"), 0, &keep);
+    ASSERT_TRUE(tree);
+    EXPECT_EQ(tree->alloc(0), duAllocated);
+    EXPECT_EQ(tree->logical(0), duLogical);
+    EXPECT_EQ(keep.unreadableCount(), 0);
+    EXPECT_GT(tree->size(), 1000);
+}
+
+TEST(DiskScanner, ReportsAMissingRootAndCancels) {
+    DiskScanner missing(ScanConfiguration::build(
+        {ScanScope::Kind::folder, QStringLiteral("/no/such/folder"), {}, {}}));
+    const Status started = missing.start();
+    ASSERT_FALSE(started);
+    EXPECT_EQ(started.error(),
+              QStringLiteral("\"/no/such/folder\" does not exist, so it cannot be scanned."));
+
+    DiskScanner scanner(ScanConfiguration::build({ScanScope::Kind::folder, QStringLiteral("/usr"), {}, {}}));
+    ASSERT_TRUE(scanner.start());
+    scanner.cancel();
+    ASSERT_TRUE(scanner.waitForFinished(std::chrono::seconds(30)));
+    EXPECT_EQ(scanner.state(), DiskScanner::State::cancelled);
+    EXPECT_FALSE(scanner.resume());
+}

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QByteArray>
+#include <QProcess>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "storage/DiskScanner.h"
+
+namespace velmox::test {
+
+// `du -s` of a path as the current user: {allocated (-B1), logical (-b)}.
+inline std::pair<int64_t, int64_t> duTotals(const QString& path) {
+    const auto run = [&](const char* unit) {
+        QProcess du;
+        du.start(QStringLiteral("/usr/bin/du"), {QStringLiteral("-s"), QString::fromLatin1(unit), path});
+        du.waitForFinished(120000);
+        return du.readAllStandardOutput().split('\t').value(0).toLongLong();
+    };
+    return {run("-B1"), run("-b")};
+}
+
+inline void writeFile(const QByteArray& path, qsizetype bytes) {
+    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    ASSERT_GE(fd, 0) << path.constData();
+    const QByteArray data(bytes, 'v');
+    ASSERT_EQ(::write(fd, data.constData(), size_t(data.size())), data.size());
+    ::close(fd);
+}
+
+inline void makeFolder(const QByteArray& path, mode_t mode = 0755) {
+    ASSERT_EQ(::mkdir(path.constData(), mode), 0) << path.constData();
+}
+
+// A finished scan of `path`.
+inline std::shared_ptr<FileTree> scanFolder(const QString& path, int workers = 0,
+                                            DiskScanner* keep = nullptr) {
+    ScanConfiguration config = ScanConfiguration::build({ScanScope::Kind::folder, path, {}, {}});
+    if (workers > 0)
+        config.workerCount = workers;
+    DiskScanner own(config);
+    DiskScanner& scanner = keep ? *keep : own;
+    if (!scanner.start())
+        return nullptr;
+    scanner.waitForFinished();
+    return scanner.tree();
+}
+
+} // namespace velmox::test
