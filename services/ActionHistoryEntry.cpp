@@ -15,8 +15,15 @@ constexpr qint64 referenceDateMs = 978307200000;
 constexpr double maxSecondsFromReference = 1e13;
 
 void appendJsonString(QByteArray& out, const QString& text) {
+    const QByteArray utf8 = text.toUtf8();
     out += '"';
-    for (const char byte : text.toUtf8()) {
+    qsizetype plainFrom = 0;
+    for (qsizetype i = 0; i < utf8.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(utf8[i]);
+        if (byte >= 0x20 && byte != '"' && byte != '\\')
+            continue;
+        out.append(utf8.constData() + plainFrom, i - plainFrom);
+        plainFrom = i + 1;
         switch (byte) {
         case '"':
             out += "\\\"";
@@ -34,13 +41,10 @@ void appendJsonString(QByteArray& out, const QString& text) {
             out += "\\t";
             break;
         default:
-            if (static_cast<unsigned char>(byte) < 0x20)
-                out += "\\u00" + QByteArray::number(static_cast<unsigned char>(byte), 16)
-                                     .rightJustified(2, '0');
-            else
-                out += byte;
+            out += "\\u00" + QByteArray::number(byte, 16).rightJustified(2, '0');
         }
     }
+    out.append(utf8.constData() + plainFrom, utf8.size() - plainFrom);
     out += '"';
 }
 
@@ -70,8 +74,8 @@ QByteArray toJson(const ActionHistoryEntry& entry) {
     QByteArray out = "{\"id\":";
     appendJsonString(out, entry.id.toString(QUuid::WithoutBraces).toUpper());
     out += ",\"date\":";
-    out += QByteArray::number(secondsSinceReference(entry.date), 'f',
-                              QLocale::FloatingPointShortest);
+    out +=
+        QByteArray::number(secondsSinceReference(entry.date), 'f', QLocale::FloatingPointShortest);
     out += ",\"action\":";
     appendJsonString(out, entry.action);
     out += ",\"detail\":";
@@ -83,6 +87,7 @@ QByteArray toJson(const ActionHistoryEntry& entry) {
 
 QByteArray toJson(const QList<ActionHistoryEntry>& entries) {
     QByteArray out = "[";
+    out.reserve(entries.size() * 256);
     for (const ActionHistoryEntry& entry : entries) {
         if (out.size() > 1)
             out += ',';

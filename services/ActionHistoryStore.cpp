@@ -1,15 +1,15 @@
 #include "services/ActionHistoryStore.h"
 
+#include "platform/PlatformPaths.h"
+#include "platform/Trash.h"
+#include "services/Clock.h"
+#include "services/Settings.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLocale>
 #include <QSaveFile>
 #include <QThread>
-
-#include "platform/PlatformPaths.h"
-#include "platform/Trash.h"
-#include "services/Clock.h"
-#include "services/Settings.h"
 
 namespace velmox {
 
@@ -43,7 +43,8 @@ ActionHistoryStore::ActionHistoryStore(Settings& settings, Clock& clock, QObject
     const QString key = settings_.contains(storageKey) ? storageKey : legacyStorageKey;
     // A damaged log reads as empty and stays stored until the next save replaces it.
     if (settings_.contains(key))
-        entries_ = historyFromJson(settings_.value(key).toByteArray()).value_or(QList<ActionHistoryEntry>{});
+        entries_ = historyFromJson(settings_.value(key).toByteArray())
+                       .value_or(QList<ActionHistoryEntry>{});
 }
 
 ActionHistoryStore::~ActionHistoryStore() {

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "services/ActionHistoryEntry.h"
+#include "services/Result.h"
+
 #include <QList>
 #include <QMutex>
 #include <QObject>
 #include <utility>
-
-#include "services/ActionHistoryEntry.h"
-#include "services/Result.h"
 
 namespace velmox {
 

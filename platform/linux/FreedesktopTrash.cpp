@@ -1,5 +1,8 @@
 // The freedesktop.org home trash: files/<name> holds the item, info/<name>.trashinfo says where
 // it came from and when, so any file manager can restore it.
+#include "platform/PlatformPaths.h"
+#include "platform/Trash.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -11,9 +14,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "platform/PlatformPaths.h"
-#include "platform/Trash.h"
 
 namespace velmox {
 
@@ -34,7 +34,7 @@ QString trashFolder() {
 }
 
 bool pathExists(const QByteArray& path) {
-    struct stat info{};
+    struct stat info {};
     return ::lstat(path.constData(), &info) == 0;
 }
 
@@ -89,7 +89,9 @@ QByteArray trashInfo(const QString& originalPath) {
     return QByteArrayLiteral("[Trash Info]\nPath=") +
            QUrl::toPercentEncoding(QFile::encodeName(originalPath), "/") +
            QByteArrayLiteral("\nDeletionDate=") +
-           QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd'T'HH:mm:ss")).toLatin1() +
+           QDateTime::currentDateTime()
+               .toString(QStringLiteral("yyyy-MM-dd'T'HH:mm:ss"))
+               .toLatin1() +
            '\n';
 }
 
@@ -156,7 +158,7 @@ bool Trash::isPlainName(const QString& name) {
 Result<QString> Trash::moveToTrash(const QString& path) {
     const QString source = QDir::cleanPath(QFileInfo(path).absoluteFilePath());
     const QByteArray sourceBytes = QFile::encodeName(source);
-    struct stat item{};
+    struct stat item {};
     if (path.isEmpty() || ::lstat(sourceBytes.constData(), &item) != 0)
         return failure(
             QStringLiteral("“%1” can't be moved to the Trash because it doesn't exist.").arg(path));
@@ -168,7 +170,7 @@ Result<QString> Trash::moveToTrash(const QString& path) {
     if (Status ready = ensureTrashFolders(); !ready)
         return failure(ready.error());
 
-    struct stat trash{};
+    struct stat trash {};
     if (::stat(QFile::encodeName(filesFolder()).constData(), &trash) == 0 &&
         trash.st_dev != item.st_dev)
         return failure(onOtherFileSystem(source));
@@ -178,8 +180,8 @@ Result<QString> Trash::moveToTrash(const QString& path) {
     const QByteArray info = trashInfo(source);
     for (int attempt = 1; attempt <= maxNameAttempts; ++attempt) {
         const QString name = candidateName(base, isFolder, attempt);
-        const QByteArray infoPath = QFile::encodeName(infoFolder() + QLatin1Char('/') + name +
-                                                      infoSuffix);
+        const QByteArray infoPath =
+            QFile::encodeName(infoFolder() + QLatin1Char('/') + name + infoSuffix);
         int error = 0;
         const Reservation reservation = reserveName(infoPath, info, error);
         if (reservation == Reservation::taken)
@@ -197,8 +199,8 @@ Result<QString> Trash::moveToTrash(const QString& path) {
             continue;
         if (error == EXDEV)
             return failure(onOtherFileSystem(source));
-        return failure(
-            QStringLiteral("“%1” can't be moved to the Trash: %2.").arg(source, systemError(error)));
+        return failure(QStringLiteral("“%1” can't be moved to the Trash: %2.")
+                           .arg(source, systemError(error)));
     }
     return failure(
         QStringLiteral("“%1” can't be moved to the Trash: too many items there have its name.")
@@ -207,7 +209,8 @@ Result<QString> Trash::moveToTrash(const QString& path) {
 
 Status Trash::restore(const QString& trashName, const QString& destination) {
     if (!isPlainName(trashName))
-        return failure(QStringLiteral("“%1” is not the name of an item in the Trash.").arg(trashName));
+        return failure(
+            QStringLiteral("“%1” is not the name of an item in the Trash.").arg(trashName));
     const QByteArray source = QFile::encodeName(itemPath(trashName));
     if (!pathExists(source))
         return failure(QStringLiteral("“%1” is no longer in the Trash.").arg(trashName));
@@ -218,8 +221,8 @@ Status Trash::restore(const QString& trashName, const QString& destination) {
     if (error != 0)
         return failure(QStringLiteral("“%1” could not be put back to “%2”: %3.")
                            .arg(trashName, destination, systemError(error)));
-    ::unlink(QFile::encodeName(infoFolder() + QLatin1Char('/') + trashName + infoSuffix)
-                 .constData());
+    ::unlink(
+        QFile::encodeName(infoFolder() + QLatin1Char('/') + trashName + infoSuffix).constData());
     return Done{};
 }
 

@@ -1,10 +1,10 @@
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
-
 #include "services/ActionHistoryStore.h"
 #include "services/Settings.h"
 #include "tests/history/HistoryTestSupport.h"
 #include "tests/support/ManualClock.h"
+
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -21,7 +21,8 @@ ActionHistoryEntry fixedEntry(QString detail, bool success = true) {
 } // namespace
 
 TEST(ActionHistoryFormat, StoredJsonKeepsTheKeyOrderAndCountsSecondsFrom2001) {
-    const ActionHistoryEntry entry = fixedEntry(QString::fromUtf8("tab\tline\nctl\x01 back\\ \xC3\xBC"));
+    const ActionHistoryEntry entry =
+        fixedEntry(QString::fromUtf8("tab\tline\nctl\x01 back\\ \xC3\xBC"));
     EXPECT_EQ(toJson(entry),
               "{\"id\":\"6BA7B810-9DAD-11D1-80B4-00C04FD430C8\",\"date\":788961600.25,"
               "\"action\":\"Say \\\"hi\\\"\",\"detail\":\"tab\\tline\\nctl\\u0001 back\\\\ "
@@ -41,10 +42,9 @@ TEST(ActionHistoryFormat, StoredJsonKeepsTheKeyOrderAndCountsSecondsFrom2001) {
     EXPECT_EQ(ActionHistoryStore(settings, clock).entries(), QList<ActionHistoryEntry>{recorded});
     EXPECT_EQ(historyFromJson("[{\"success\":false,\"detail\":\"d\",\"action\":\"a\",\"date\":-0.5,"
                               "\"id\":\"6ba7b810-9dad-11d1-80b4-00c04fd430c8\",\"extra\":1}]"),
-              QList<ActionHistoryEntry>({{fixedId,
-                                          QDateTime(QDate(2000, 12, 31), QTime(23, 59, 59, 500),
-                                                    Qt::UTC),
-                                          "a", "d", false}}));
+              QList<ActionHistoryEntry>(
+                  {{fixedId, QDateTime(QDate(2000, 12, 31), QTime(23, 59, 59, 500), Qt::UTC), "a",
+                    "d", false}}));
 }
 
 TEST(ActionHistoryFormat, OnlyWellFormedPairsAfterTheMarkerCanBePutBack) {
@@ -101,7 +101,8 @@ TEST(ActionHistoryFormat, ExportWritesExactlyTheShownEntriesAndNothingOfThePaylo
     const QString nowhere = folder.filePath("missing/folder/out.csv");
     const Status failed = ActionHistoryStore::exportCsv(shown, nowhere);
     ASSERT_FALSE(failed);
-    EXPECT_TRUE(failed.error().startsWith("Couldn't export: “" + nowhere + "” could not be written"))
+    EXPECT_TRUE(
+        failed.error().startsWith("Couldn't export: “" + nowhere + "” could not be written"))
         << failed.error().toStdString();
     EXPECT_TRUE(failed.error().endsWith(").")) << failed.error().toStdString();
 }

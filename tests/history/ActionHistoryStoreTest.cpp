@@ -1,13 +1,14 @@
+#include "services/ActionHistoryStore.h"
+
+#include "services/Settings.h"
+#include "tests/history/HistoryTestSupport.h"
+#include "tests/support/ManualClock.h"
+
 #include <QTemporaryDir>
 #include <QThread>
 #include <gtest/gtest.h>
 #include <memory>
 #include <thread>
-
-#include "services/ActionHistoryStore.h"
-#include "services/Settings.h"
-#include "tests/history/HistoryTestSupport.h"
-#include "tests/support/ManualClock.h"
 
 using namespace velmox;
 using namespace velmox::test;
@@ -48,7 +49,8 @@ TEST_F(ActionHistoryStoreTest, ADamagedStoredLogReadsAsEmptyAndStaysUntilTheNext
     const QList<QByteArray> damaged = {
         "not json at all",
         "{\"id\":1}",
-        "[" + goodEntry + ",{\"id\":\"x\",\"date\":1,\"action\":\"a\",\"detail\":\"\",\"success\":true}]",
+        "[" + goodEntry +
+            ",{\"id\":\"x\",\"date\":1,\"action\":\"a\",\"detail\":\"\",\"success\":true}]",
         "[" + goodEntry + ",{\"id\":\"" + QUuid::createUuid().toByteArray(QUuid::WithoutBraces) +
             "\",\"date\":\"yesterday\",\"action\":\"a\",\"detail\":\"\",\"success\":true}]",
         "[" + goodEntry.chopped(16) + "}]", // "success" missing
@@ -104,9 +106,8 @@ TEST_F(ActionHistoryStoreTest, EachRecordTrimsExactlyTheOldestEntryPastTwoHundre
 TEST_F(ActionHistoryStoreTest, RecordsFromWorkerThreadsArriveOnTheStoresThreadInOrder) {
     auto store = openStore();
     int changesOffThread = 0;
-    QObject::connect(store.get(), &ActionHistoryStore::entriesChanged, [&] {
-        changesOffThread += QThread::currentThread() != store->thread();
-    });
+    QObject::connect(store.get(), &ActionHistoryStore::entriesChanged,
+                     [&] { changesOffThread += QThread::currentThread() != store->thread(); });
 
     constexpr int threadCount = 4;
     constexpr int perThread = 40;
@@ -115,8 +116,8 @@ TEST_F(ActionHistoryStoreTest, RecordsFromWorkerThreadsArriveOnTheStoresThreadIn
     for (int t = 0; t < threadCount; ++t)
         workers.emplace_back([&, t] {
             for (int i = 0; i < perThread; ++i)
-                made[t].append(store->record(QStringLiteral("worker %1").arg(t),
-                                             QString::number(i), i % 2 == 0));
+                made[t].append(store->record(QStringLiteral("worker %1").arg(t), QString::number(i),
+                                             i % 2 == 0));
         });
     for (std::thread& worker : workers)
         worker.join();
@@ -156,9 +157,9 @@ TEST_F(ActionHistoryStoreTest, ClearEmptiesTheSavedLogButKeepsWhatWasPutBack) {
 
 TEST_F(ActionHistoryStoreTest, FilterAndSearchLookAtActionAndVisibleDetailOnly) {
     auto store = openStore();
-    store->record("Clean User Caches",
-                  "Moved 2 items." + ActionHistoryStore::undoPayload({{"secretword", "secretword"}}),
-                  true);
+    store->record(
+        "Clean User Caches",
+        "Moved 2 items." + ActionHistoryStore::undoPayload({{"secretword", "secretword"}}), true);
     store->record("Flush DNS", "Needs a saved administrator password.", false);
     store->record("Ünïcode Task", "Straße", true);
     deliverRecords();

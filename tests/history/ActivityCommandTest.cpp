@@ -1,11 +1,11 @@
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
-
 #include "cli/CliCommand.h"
 #include "services/ActionHistoryStore.h"
 #include "services/Settings.h"
 #include "tests/history/HistoryTestSupport.h"
 #include "tests/support/ManualClock.h"
+
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -48,7 +48,8 @@ TEST(ActivityCommand, ListsPrintsJsonAndExportsTheLog) {
         store.record("Flush DNS", "", false);
     }
     const QByteArray stored = settings.value(ActionHistoryStore::storageKey).toByteArray();
-    const QList<ActionHistoryEntry> entries = historyFromJson(stored).value_or(QList<ActionHistoryEntry>());
+    const QList<ActionHistoryEntry> entries =
+        historyFromJson(stored).value_or(QList<ActionHistoryEntry>());
     ASSERT_EQ(entries.size(), 2);
 
     const CommandOutput listed = runActivity({});
@@ -72,8 +73,8 @@ TEST(ActivityCommand, ListsPrintsJsonAndExportsTheLog) {
     EXPECT_EQ(failed.code, 1);
     EXPECT_TRUE(failed.err.startsWith("Couldn't export: ")) << failed.err.toStdString();
 
-    for (const QStringList& wrong : {QStringList{"--jsn"}, QStringList{"--export"},
-                                     QStringList{"--json", "--export", file}}) {
+    for (const QStringList& wrong :
+         {QStringList{"--jsn"}, QStringList{"--export"}, QStringList{"--json", "--export", file}}) {
         const CommandOutput usage = runActivity(wrong);
         EXPECT_EQ(usage.code, 2);
         EXPECT_EQ(usage.err, "Usage: velmox activity [--json | --export FILE]\n");

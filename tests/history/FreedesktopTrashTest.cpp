@@ -1,11 +1,11 @@
+#include "platform/PlatformPaths.h"
+#include "platform/Trash.h"
+#include "tests/history/HistoryTestSupport.h"
+
 #include <QDateTime>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-
-#include "platform/PlatformPaths.h"
-#include "platform/Trash.h"
-#include "tests/history/HistoryTestSupport.h"
 
 using namespace velmox;
 using namespace velmox::test;
@@ -91,10 +91,10 @@ TEST_F(FreedesktopTrash, TakenNamesGetNumberedNamesAndNothingInTheTrashIsReplace
     EXPECT_EQ(readFile(Trash::itemPath("notes")), "orphan item");
     EXPECT_EQ(readFile(infoFile("log.txt")), "orphan info");
     EXPECT_FALSE(exists(infoFile("notes")));
-    EXPECT_EQ(infoFiles(), QStringList({"Cache.v2 2.trashinfo", "Cache.v2.trashinfo",
-                                        "log 2.txt.trashinfo", "log.txt.trashinfo",
-                                        "notes 2.trashinfo", "report 2.pdf.trashinfo",
-                                        "report.pdf.trashinfo"}));
+    EXPECT_EQ(infoFiles(),
+              QStringList({"Cache.v2 2.trashinfo", "Cache.v2.trashinfo", "log 2.txt.trashinfo",
+                           "log.txt.trashinfo", "notes 2.trashinfo", "report 2.pdf.trashinfo",
+                           "report.pdf.trashinfo"}));
 }
 
 TEST_F(FreedesktopTrash, ANameTooLongForItsInfoFileIsShortened) {
@@ -113,8 +113,9 @@ TEST_F(FreedesktopTrash, ANameTooLongForItsInfoFileIsShortened) {
 TEST_F(FreedesktopTrash, RefusalsExplainThemselvesAndLeaveNoTraces) {
     const Result<QString> missing = Trash::moveToTrash(caches() + "/nothing-here");
     ASSERT_FALSE(missing);
-    EXPECT_EQ(missing.error(), "“" + caches() + "/nothing-here” can't be moved to the Trash "
-                                                "because it doesn't exist.");
+    EXPECT_EQ(missing.error(), "“" + caches() +
+                                   "/nothing-here” can't be moved to the Trash "
+                                   "because it doesn't exist.");
 
     const Result<QString> home = Trash::moveToTrash(PlatformPaths::home());
     ASSERT_FALSE(home);
@@ -122,28 +123,30 @@ TEST_F(FreedesktopTrash, RefusalsExplainThemselvesAndLeaveNoTraces) {
     EXPECT_TRUE(QFileInfo(PlatformPaths::home()).isDir());
 
     writeFile(caches() + "/locked/item", "stays");
-    ASSERT_TRUE(QFile::setPermissions(caches() + "/locked",
-                                      QFile::ReadOwner | QFile::ExeOwner));
+    ASSERT_TRUE(QFile::setPermissions(caches() + "/locked", QFile::ReadOwner | QFile::ExeOwner));
     const Result<QString> locked = Trash::moveToTrash(caches() + "/locked/item");
-    QFile::setPermissions(caches() + "/locked", QFile::ReadOwner | QFile::WriteOwner |
-                                                     QFile::ExeOwner);
+    QFile::setPermissions(caches() + "/locked",
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     ASSERT_FALSE(locked);
-    EXPECT_EQ(locked.error(), "“" + caches() + "/locked/item” can't be moved to the Trash: "
-                                               "Permission denied.");
+    EXPECT_EQ(locked.error(), "“" + caches() +
+                                  "/locked/item” can't be moved to the Trash: "
+                                  "Permission denied.");
     EXPECT_EQ(readFile(caches() + "/locked/item"), "stays");
     EXPECT_TRUE(infoFiles().isEmpty());
 }
 
 TEST_F(FreedesktopTrash, AnItemOnAnotherFileSystemIsRefusedNotCopied) {
     QTemporaryDir elsewhere("/dev/shm/velmox-trash-test-XXXXXX");
-    struct stat other {}, home {};
+    struct stat other {
+    }, home{};
     if (!elsewhere.isValid() || ::stat("/dev/shm", &other) != 0 ||
         ::stat(QFile::encodeName(PlatformPaths::home()), &home) != 0 || other.st_dev == home.st_dev)
         GTEST_SKIP() << "No second file system to try.";
     writeFile(elsewhere.filePath("big"), "data");
     const Result<QString> refused = Trash::moveToTrash(elsewhere.filePath("big"));
     ASSERT_FALSE(refused);
-    EXPECT_TRUE(refused.error().contains("on another file system than the Trash")) << refused.error().toStdString();
+    EXPECT_TRUE(refused.error().contains("on another file system than the Trash"))
+        << refused.error().toStdString();
     EXPECT_EQ(readFile(elsewhere.filePath("big")), "data");
     EXPECT_TRUE(infoFiles().isEmpty());
 }
@@ -155,7 +158,8 @@ TEST_F(FreedesktopTrash, RestoreMovesBackOnlyAPlainNameToAFreePlace) {
     writeFile(caches() + "/item", "new");
     const Status taken = Trash::restore("item", caches() + "/item");
     ASSERT_FALSE(taken);
-    EXPECT_EQ(taken.error(), "“" + caches() + "/item” already exists, so “item” stays in the Trash.");
+    EXPECT_EQ(taken.error(),
+              "“" + caches() + "/item” already exists, so “item” stays in the Trash.");
     EXPECT_EQ(readFile(caches() + "/item"), "new");
     EXPECT_EQ(readFile(Trash::itemPath("item")), "old");
     EXPECT_TRUE(exists(infoFile("item")));

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "platform/PlatformPaths.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
-
-#include "platform/PlatformPaths.h"
 
 namespace velmox::test {
 

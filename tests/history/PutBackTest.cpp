@@ -1,12 +1,12 @@
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
-
 #include "platform/PlatformPaths.h"
 #include "platform/Trash.h"
 #include "services/ActionHistoryStore.h"
 #include "services/Settings.h"
 #include "tests/history/HistoryTestSupport.h"
 #include "tests/support/ManualClock.h"
+
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -29,8 +29,8 @@ protected:
             moved.append({name, trashName.value_or(QString())});
         }
         const ActionHistoryEntry entry = store->record(
-            "User Cache Cleaner", "Moved items." + ActionHistoryStore::undoPayload(moved + extraPairs),
-            true);
+            "User Cache Cleaner",
+            "Moved items." + ActionHistoryStore::undoPayload(moved + extraPairs), true);
         deliverRecords();
         return entry;
     }
@@ -39,7 +39,8 @@ protected:
     QTemporaryDir folder;
     Settings settings{folder.filePath("Velmox.conf")};
     ManualClock clock;
-    std::unique_ptr<ActionHistoryStore> store = std::make_unique<ActionHistoryStore>(settings, clock);
+    std::unique_ptr<ActionHistoryStore> store =
+        std::make_unique<ActionHistoryStore>(settings, clock);
 };
 
 } // namespace
@@ -78,14 +79,13 @@ TEST_F(PutBackTest, ConflictsMissingItemsAndHostileNamesMoveNothing) {
     writeFile(cachePath("replaced"), "old cache");
     writeFile(cachePath("vanished"), "gone later");
     writeFile(Trash::itemPath("bait"), "must stay in the Trash");
-    const ActionHistoryEntry cleaning =
-        recordCleaning({{"stolen", ".."},
-                        {"..", "bait"},
-                        {"x/../../escape", "bait"},
-                        {"taken", "../files/bait"},
-                        {"", "bait"},
-                        {"skipped", ""}},
-                       {"replaced", "vanished"});
+    const ActionHistoryEntry cleaning = recordCleaning({{"stolen", ".."},
+                                                        {"..", "bait"},
+                                                        {"x/../../escape", "bait"},
+                                                        {"taken", "../files/bait"},
+                                                        {"", "bait"},
+                                                        {"skipped", ""}},
+                                                       {"replaced", "vanished"});
     writeFile(cachePath("replaced"), "new cache");
     ASSERT_TRUE(QFile::remove(Trash::itemPath("vanished")));
 
