@@ -1,0 +1,146 @@
+#include "cleaning/OptimizationTaskRunner.h"
+
+#include <QDir>
+#include <QPointer>
+#include <QThreadPool>
+
+#include "cleaning/FolderSize.h"
+#include "cleaning/HungProcessKiller.h"
+#include "cleaning/TrashMover.h"
+#include "platform/PlatformPaths.h"
+#include "services/ActionHistoryStore.h"
+#include "services/AppStatusCenter.h"
+#include "services/ShellHelper.h"
+#include "services/TaskRunner.h"
+
+namespace velmox {
+
+namespace {
+
+// Long outputs (a verbose maintenance job) stay readable in the activity log.
+constexpr qsizetype kMaxOutputInDetail = 2000;
+
+struct Work {
+    bool success = false;
+    QString output;
+    int moved = 0;
+    QList<ActionHistoryStore::UndoPair> undo;
+
+    static Work finished(bool success, QString output) {
+        Work work;
+        work.success = success;
+        work.output = std::move(output);
+        return work;
+    }
+};
+
+Work runScript(const OptimizationTask& task, ShellHelper& shell) {
+    if (task.shellScript.trimmed().isEmpty())
+        return Work::finished(false, QStringLiteral("“%1” has no script to run.").arg(task.title));
+    if (task.requiresSudo) {
+        const CommandResult result = shell.runPrivileged(task.shellScript, true);
+        if (result)
+            return Work::finished(true, result->trimmed());
+        return Work::finished(false, result.error().description());
+    }
+    const ToolRunResult result = TaskRunner::run(task.shellScript);
+    if (result.timedOut)
+        return Work::finished(false, QStringLiteral("Timed out after %1 seconds.")
+                           .arg(static_cast<int>(TaskRunner::kUserLineTimeoutSeconds)));
+    if (result.status == 0)
+        return Work::finished(true, result.standardOutput.trimmed());
+    QString error = result.standardError.trimmed();
+    if (error.isEmpty())
+        error = result.standardOutput.trimmed();
+    if (error.isEmpty())
+        error = QStringLiteral("The task's script ended with exit status %1.").arg(result.status);
+    return Work::finished(false, error);
+}
+
+Work moveToTrash(const OptimizationTask& task) {
+    const TrashMover::Outcome outcome = TrashMover::moveContents(task.pathsToMeasure);
+    // Put Back brings items back into the user caches folder, so only those are offered.
+    const QString caches = QDir::cleanPath(PlatformPaths::userCaches());
+    Work work;
+    work.moved = static_cast<int>(outcome.moved.size());
+    for (const TrashMover::Moved& item : outcome.moved)
+        if (QDir::cleanPath(item.folder) == caches)
+            work.undo.append({item.name, item.trashName});
+    work.success = outcome.failures.isEmpty() || !outcome.moved.isEmpty();
+    work.output = QStringLiteral("Moved %1 item(s) to the Trash.").arg(work.moved);
+    if (!outcome.failures.isEmpty())
+        work.output += QStringLiteral(" %1 item(s) stayed where they were. %2")
+                           .arg(outcome.failures.size())
+                           .arg(outcome.failures.first());
+    return work;
+}
+
+Work endHungProcesses(const OptimizationTaskRunner::Options& options) {
+    const Result<QString> result =
+        HungProcessKiller(options.procRoot, options.hungProcessWatch).endStuck();
+    return result ? Work::finished(true, *result) : Work::finished(false, result.error());
+}
+
+TaskRunResult execute(const OptimizationTask& task, ShellHelper& shell,
+                      ActionHistoryStore& history, const OptimizationTaskRunner::Options& options) {
+    TaskRunResult result;
+    result.bytesBefore = FolderSize::allocatedBytes(task.pathsToMeasure);
+    Work work;
+    switch (task.work) {
+    case TaskWork::shellScript:
+        work = runScript(task, shell);
+        break;
+    case TaskWork::moveToTrash:
+        work = moveToTrash(task);
+        break;
+    case TaskWork::endHungProcesses:
+        work = endHungProcesses(options);
+        break;
+    }
+    result.bytesAfter = FolderSize::allocatedBytes(task.pathsToMeasure);
+    result.success = work.success;
+    result.output = work.output;
+    result.movedItems = work.moved;
+    result.puttableBack = static_cast<int>(work.undo.size());
+
+    QString detail = resultLine(task, result);
+    if (detail.size() > kMaxOutputInDetail)
+        detail = detail.left(kMaxOutputInDetail) + QStringLiteral("…");
+    detail += ActionHistoryStore::undoPayload(work.undo);
+    result.entryId = history.record(task.title, detail, result.success).id;
+    return result;
+}
+
+} // namespace
+
+OptimizationTaskRunner::OptimizationTaskRunner(ShellHelper& shell, ActionHistoryStore& history,
+                                               AppStatusCenter* status, QObject* parent)
+    : QObject(parent), shell_(shell), history_(history), status_(status) {}
+
+TaskRunResult OptimizationTaskRunner::runBlocking(const OptimizationTask& task) const {
+    return execute(task, shell_, history_, options_);
+}
+
+void OptimizationTaskRunner::run(const OptimizationTask& task,
+                                 std::function<void(const TaskRunResult&)> done) {
+    if (status_)
+        status_->report(QStringLiteral("Running %1...").arg(task.title), true);
+    emit runningCountChanged(++running_);
+    QPointer<OptimizationTaskRunner> self(this);
+    // The shell helper and the activity log live as long as the process; the runner may not.
+    QThreadPool::globalInstance()->start([self, &shell = shell_, &history = history_,
+                                          options = options_, task, done = std::move(done)] {
+        const TaskRunResult result = execute(task, shell, history, options);
+        QMetaObject::invokeMethod(self.data(), [self, task, result, done] {
+            if (!self)
+                return;
+            if (self->status_)
+                self->status_->report(statusMessage(task, result), false);
+            emit self->runningCountChanged(--self->running_);
+            if (done)
+                done(result);
+        });
+    });
+}
+
+} // namespace velmox

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QObject>
+#include <chrono>
+#include <functional>
+
+#include "cleaning/OptimizationTask.h"
+#include "cleaning/TaskRunResult.h"
+
+namespace velmox {
+
+class ActionHistoryStore;
+class AppStatusCenter;
+class ShellHelper;
+
+// Runs maintenance tasks: root tasks through ShellHelper (the saved password, else the
+// system prompt), the others through the zsh entry of TaskRunner, and the application's own
+// tasks in process. The folders of each task are measured before and after, and every run
+// adds one activity entry with the title, the outcome and the space freed.
+class OptimizationTaskRunner : public QObject {
+    Q_OBJECT
+public:
+    struct Options {
+        QString procRoot = QStringLiteral("/proc");
+        std::chrono::milliseconds hungProcessWatch = std::chrono::seconds(3);
+    };
+
+    // `status` may be null (no window to report to).
+    OptimizationTaskRunner(ShellHelper& shell, ActionHistoryStore& history,
+                           AppStatusCenter* status = nullptr, QObject* parent = nullptr);
+
+    void setOptions(Options options) { options_ = std::move(options); }
+
+    // Blocking; any thread but the one the status centre lives on.
+    TaskRunResult runBlocking(const OptimizationTask& task) const;
+
+    // Reports the start to the status line, runs the task on a worker thread, reports the end
+    // and hands the result to `done` on this object's thread.
+    void run(const OptimizationTask& task, std::function<void(const TaskRunResult&)> done = {});
+
+    int runningCount() const { return running_; }
+
+signals:
+    void runningCountChanged(int running);
+
+private:
+    ShellHelper& shell_;
+    ActionHistoryStore& history_;
+    AppStatusCenter* status_;
+    Options options_;
+    int running_ = 0;
+};
+
+} // namespace velmox

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "cleaning/OptimizationTask.h"
+
+namespace velmox {
+
+// One row of a task table, with a fresh id.
+inline OptimizationTask taskRow(QString title, QString description, TaskCategory category,
+                                QString script, bool requiresSudo, ImpactLevel impact,
+                                QStringList pathsToMeasure, bool includeInSmartScan,
+                                TaskWork work = TaskWork::shellScript) {
+    return {QUuid::createUuid(), std::move(title),        std::move(description),
+            category,            std::move(script),       requiresSudo,
+            impact,              std::move(pathsToMeasure), includeInSmartScan,
+            work};
+}
+
+} // namespace velmox

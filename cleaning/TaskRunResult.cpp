@@ -1,0 +1,32 @@
+#include "cleaning/TaskRunResult.h"
+
+#include <QLocale>
+
+#include "cleaning/OptimizationTask.h"
+
+namespace velmox {
+
+QString formatBytes(qint64 bytes) {
+    return QLocale::c().formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat);
+}
+
+QString resultLine(const OptimizationTask& task, const TaskRunResult& result) {
+    if (!result.success)
+        return result.output;
+    QString line = task.pathsToMeasure.isEmpty()
+                       ? QStringLiteral("Done.")
+                       : QStringLiteral("Freed %1.").arg(formatBytes(result.bytesFreed()));
+    if (!result.output.isEmpty())
+        line += QLatin1Char(' ') + result.output;
+    return line;
+}
+
+QString statusMessage(const OptimizationTask& task, const TaskRunResult& result) {
+    if (!result.success)
+        return QStringLiteral("Error: %1: %2").arg(task.title, result.output);
+    if (task.pathsToMeasure.isEmpty())
+        return QStringLiteral("Success: %1 finished.").arg(task.title);
+    return QStringLiteral("Success: %1 freed %2.").arg(task.title, formatBytes(result.bytesFreed()));
+}
+
+} // namespace velmox

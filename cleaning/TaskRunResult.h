@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QString>
+#include <QUuid>
+#include <algorithm>
+
+namespace velmox {
+
+struct OptimizationTask;
+
+// The outcome of one run of a maintenance task.
+struct TaskRunResult {
+    bool success = false;
+    // What the task reported, or why it failed (a whole sentence).
+    QString output;
+    // Allocated bytes of the task's folders before and after the run.
+    qint64 bytesBefore = 0;
+    qint64 bytesAfter = 0;
+    // Items moved to the Trash, and how many of them the Activity page can put back.
+    int movedItems = 0;
+    int puttableBack = 0;
+    // The activity entry recorded for the run.
+    QUuid entryId;
+
+    qint64 bytesFreed() const { return std::max<qint64>(0, bytesBefore - bytesAfter); }
+
+    bool operator==(const TaskRunResult&) const = default;
+};
+
+// "1.2 MB", in decimal units as file managers show sizes.
+QString formatBytes(qint64 bytes);
+// One line for the page and the terminal: "Freed 1.2 MB." or the failure.
+QString resultLine(const OptimizationTask& task, const TaskRunResult& result);
+// For the status line: "Success: ..." or "Error: ...".
+QString statusMessage(const OptimizationTask& task, const TaskRunResult& result);
+
+} // namespace velmox

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <sys/time.h>
+
+#include "cleaning/FolderSize.h"
+#include "cleaning/OptimizationRegistry.h"
+#include "cleaning/OptimizationTaskRunner.h"
+#include "services/ActionHistoryStore.h"
+#include "tests/runners/PrivilegeWorld.h"
+#include "tests/support/ManualClock.h"
+
+namespace velmox::test {
+
+inline void writeFile(const QString& path, const QByteArray& content, int ageInDays = 0) {
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly))
+        file.write(content);
+    file.close();
+    if (ageInDays > 0) {
+        timeval times[2]{};
+        times[0].tv_sec = times[1].tv_sec = ::time(nullptr) - ageInDays * 86400L;
+        ::utimes(QFile::encodeName(path).constData(), times);
+    }
+}
+
+inline bool exists(const QString& path) {
+    return QFileInfo::exists(path) || QFileInfo(path).isSymLink();
+}
+
+inline QStringList entries(const QString& folder) {
+    return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
+                                      QDir::NoDotAndDotDot,
+                                  QDir::Name);
+}
+
+// Everything a task run needs, real: the Secret Service, settings and the activity log under
+// the test's private HOME, and the places of the running user with the system paths moved
+// into a temporary tree (whose name holds a blank and a quote, as hostile paths do).
+struct CleaningWorld {
+    PrivilegeWorld privilege;
+    ManualClock clock;
+    ActionHistoryStore history{privilege.settings, clock};
+    OptimizationTaskRunner runner{privilege.shell, history};
+    QTemporaryDir systemTree{QDir::tempPath() + QStringLiteral("/system 'root' XXXXXX")};
+    TaskPlaces places = [this] {
+        TaskPlaces current = TaskPlaces::current();
+        current.systemRoot = systemTree.path();
+        return current;
+    }();
+    OptimizationRegistry registry{places, OptimizationRegistry::System::linuxDesktop};
+
+    // The settings file lives on between the tests of one binary.
+    CleaningWorld() { history.clear(); }
+
+    OptimizationTask task(const QString& title) const {
+        const std::optional<OptimizationTask> found = registry.task(title);
+        EXPECT_TRUE(found.has_value()) << title.toStdString();
+        return found.value_or(OptimizationTask{});
+    }
+
+    QString system(const QString& path) const { return places.system(path); }
+
+    // Runs a task and hands its activity entry to the log.
+    TaskRunResult run(const QString& title) {
+        const TaskRunResult result = runner.runBlocking(task(title));
+        QCoreApplication::processEvents();
+        return result;
+    }
+
+    const ActionHistoryEntry* entry(const TaskRunResult& result) const {
+        for (const ActionHistoryEntry& entry : history.entries())
+            if (entry.id == result.entryId)
+                return &entry;
+        return nullptr;
+    }
+};
+
+} // namespace velmox::test

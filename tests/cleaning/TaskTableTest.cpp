@@ -1,0 +1,207 @@
+#include <QJsonArray>
+#include <QSet>
+#include <gtest/gtest.h>
+
+#include "cleaning/OptimizationRegistry.h"
+
+using namespace velmox;
+
+namespace {
+
+TaskPlaces macPlaces() {
+    TaskPlaces places;
+    places.home = QStringLiteral("/Users/ann");
+    places.user = QStringLiteral("ann");
+    return places;
+}
+
+QList<OptimizationTask> macTasks() {
+    return OptimizationRegistry(macPlaces(), OptimizationRegistry::System::macOS).allTasks();
+}
+
+struct Row {
+    const char* title;
+    TaskCategory category;
+    bool root;
+    ImpactLevel impact;
+    bool smartScan;
+};
+
+TEST(MacTaskTable, HasTheTwentyRowsInOrderWithTheirFlags) {
+    using C = TaskCategory;
+    using I = ImpactLevel;
+    const std::vector<Row> expected{
+        {"RAM Purge", C::performanceSuite, true, I::highImpact, true},
+        {"DNS Cache Flush", C::performanceSuite, true, I::highImpact, true},
+        {"Spotlight Re-indexing", C::performanceSuite, true, I::highImpact, true},
+        {"Maintenance Scripts", C::maintenance, true, I::highImpact, true},
+        {"Time Machine Snapshot Slimmer", C::maintenance, true, I::highImpact, true},
+        {"Font Cache Cleaner", C::systemCleanup, true, I::moderate, true},
+        {"System Cache Cleaner", C::systemCleanup, true, I::highImpact, true},
+        {"User Cache Cleaner", C::systemCleanup, false, I::safe, true},
+        {"Log File Scrubber", C::systemCleanup, true, I::highImpact, true},
+        {"Mail Attachment Remover", C::systemCleanup, false, I::safe, false},
+        {"Trash Management", C::systemCleanup, false, I::safe, false},
+        {"Clipboard History Flusher", C::systemCleanup, false, I::safe, false},
+        {"Speech & Dictation Cache Cleaner", C::systemCleanup, false, I::safe, true},
+        {"Hung Process Killer", C::appManagement, false, I::highImpact, true},
+        {"Safari Privacy Cleaner", C::privacySecurity, false, I::safe, true},
+        {"Chrome Privacy Cleaner", C::privacySecurity, false, I::safe, true},
+        {"Firefox Privacy Cleaner", C::privacySecurity, false, I::safe, true},
+        {"Hidden File Toggle (Show)", C::privacySecurity, false, I::safe, false},
+        {"Hidden File Toggle (Hide)", C::privacySecurity, false, I::safe, false},
+        {"Apple Intelligence Cleanup", C::systemCleanup, true, I::moderate, true},
+    };
+    const QList<OptimizationTask> tasks = macTasks();
+    ASSERT_EQ(tasks.size(), qsizetype(expected.size()));
+    for (qsizetype i = 0; i < tasks.size(); ++i) {
+        const Row& row = expected[size_t(i)];
+        SCOPED_TRACE(row.title);
+        EXPECT_EQ(tasks[i].title, QString::fromUtf8(row.title));
+        EXPECT_EQ(tasks[i].category, row.category);
+        EXPECT_EQ(tasks[i].requiresSudo, row.root);
+        EXPECT_EQ(tasks[i].impactLevel, row.impact);
+        EXPECT_EQ(tasks[i].includeInSmartScan, row.smartScan);
+        EXPECT_FALSE(tasks[i].description.isEmpty());
+    }
+}
+
+TEST(MacTaskTable, ScriptsHaveHomeAndUserFilledIn) {
+    const QList<OptimizationTask> tasks = macTasks();
+    ASSERT_EQ(tasks.size(), 20);
+    EXPECT_EQ(tasks[0].shellScript, "/usr/sbin/purge");
+    EXPECT_EQ(tasks[1].shellScript,
+              "/usr/bin/dscacheutil -flushcache; /usr/bin/killall -HUP mDNSResponder");
+    EXPECT_EQ(tasks[3].shellScript,
+              "if [ -x /usr/sbin/periodic ]; then /usr/sbin/periodic daily weekly monthly; else "
+              "echo \"periodic isn't included in this macOS version - nothing to run.\"; fi");
+    EXPECT_EQ(tasks[4].shellScript, "/usr/bin/tmutil thinlocalsnapshots / 10000000000 4");
+    EXPECT_EQ(tasks[5].shellScript,
+              "/usr/bin/atsutil databases -remove; /usr/bin/sudo -u \"ann\" /usr/bin/atsutil "
+              "databases -removeUser; /usr/bin/atsutil server -shutdown; /usr/bin/atsutil server "
+              "-ping");
+    EXPECT_EQ(tasks[6].shellScript,
+              "/usr/bin/find /Library/Caches -mindepth 1 -maxdepth 1 ! -name 'com.apple.*' -exec "
+              "/bin/mv -n {} \"/Users/ann/.Trash/\" \\; 2>/dev/null; /usr/sbin/chown -R \"ann\" "
+              "\"/Users/ann/.Trash\" 2>/dev/null; true");
+    EXPECT_EQ(tasks[7].shellScript, "mv ~/Library/Caches/* ~/.Trash/ 2>/dev/null || true");
+    EXPECT_EQ(tasks[8].shellScript,
+              "/usr/bin/find /Library/Logs \"/Users/ann/Library/Logs\" -type f \\( -name '*.log' "
+              "-o -name '*.log.*' -o -name '*.asl' \\) -mtime +7 -delete 2>/dev/null; true");
+    EXPECT_EQ(tasks[9].shellScript,
+              "mv ~/Library/Containers/com.apple.mail/Data/Library/Mail\\ Downloads/* ~/.Trash/ "
+              "2>/dev/null || true");
+    EXPECT_EQ(tasks[10].shellScript, "/usr/bin/find \"/Users/ann/.Trash\" -mindepth 1 -maxdepth "
+                                     "1 -exec /bin/rm -rf {} + 2>/dev/null; true");
+    EXPECT_EQ(tasks[11].shellScript, "/usr/bin/pbcopy < /dev/null");
+    EXPECT_EQ(tasks[12].shellScript,
+              "/bin/rm -rf ~/Library/Caches/com.apple.SpeechRecognitionCore* "
+              "~/Library/Caches/com.apple.speech* 2>/dev/null || true");
+    EXPECT_EQ(tasks[13].shellScript, "");
+    EXPECT_EQ(tasks[14].shellScript,
+              "mv ~/Library/Caches/com.apple.Safari/* ~/.Trash/ 2>/dev/null || true");
+    EXPECT_EQ(tasks[15].shellScript,
+              "mv ~/Library/Caches/Google/Chrome/* ~/.Trash/ 2>/dev/null || true");
+    EXPECT_EQ(tasks[16].shellScript,
+              "mv ~/Library/Caches/Firefox/Profiles/* ~/.Trash/ 2>/dev/null || true");
+    EXPECT_EQ(tasks[17].shellScript, "/usr/bin/defaults write com.apple.finder AppleShowAllFiles "
+                                     "-bool true; /usr/bin/killall Finder");
+    EXPECT_EQ(tasks[18].shellScript, "/usr/bin/defaults write com.apple.finder AppleShowAllFiles "
+                                     "-bool false; /usr/bin/killall Finder");
+    const QString model = "com_apple_MobileAsset_UAF_FM_GenerativeModels";
+    EXPECT_EQ(tasks[19].shellScript,
+              "for p in \"/Library/Caches/com.apple.MobileAsset/AssetsV2/" + model +
+                  "\" \"/System/Volumes/Data/Library/Caches/com.apple.MobileAsset/AssetsV2/" +
+                  model + "\" \"/System/Library/AssetsV2/" + model +
+                  "\" \"/System/Volumes/Data/System/Library/AssetsV2/" + model +
+                  "\"; do if [ -d \"$p\" ]; then /bin/mv \"$p\" \"/Users/ann/.Trash/\" "
+                  "2>/dev/null || echo \"Could not move $p (protected by System Integrity "
+                  "Protection).\"; fi; done; /usr/sbin/chown -R \"ann\" \"/Users/ann/.Trash\" "
+                  "2>/dev/null; true");
+}
+
+TEST(MacTaskTable, MeasuresTheFoldersItWorksOn) {
+    const QList<OptimizationTask> tasks = macTasks();
+    ASSERT_EQ(tasks.size(), 20);
+    EXPECT_EQ(tasks[6].pathsToMeasure, QStringList{"/Library/Caches"});
+    EXPECT_EQ(tasks[7].pathsToMeasure, QStringList{"/Users/ann/Library/Caches"});
+    EXPECT_EQ(tasks[8].pathsToMeasure,
+              (QStringList{"/Library/Logs", "/Users/ann/Library/Logs"}));
+    EXPECT_EQ(tasks[9].pathsToMeasure,
+              QStringList{"/Users/ann/Library/Containers/com.apple.mail/Data/Library/Mail "
+                          "Downloads"});
+    EXPECT_EQ(tasks[10].pathsToMeasure, QStringList{"/Users/ann/.Trash"});
+    EXPECT_EQ(tasks[12].pathsToMeasure,
+              QStringList{"/Users/ann/Library/Caches/com.apple.SpeechRecognitionCore"});
+    for (int row : {0, 1, 2, 3, 4, 11, 13, 14, 15, 16, 17, 18, 19})
+        EXPECT_TRUE(tasks[row].pathsToMeasure.isEmpty()) << tasks[row].title.toStdString();
+    EXPECT_EQ(tasks[7].work, TaskWork::moveToTrash);
+    EXPECT_EQ(tasks[13].work, TaskWork::endHungProcesses);
+}
+
+TEST(TaskRegistry, MakesFreshIdsOnEveryBuild) {
+    const QList<OptimizationTask> first = macTasks();
+    const QList<OptimizationTask> second = macTasks();
+    QSet<QUuid> ids;
+    for (const OptimizationTask& task : first + second)
+        ids.insert(task.id);
+    EXPECT_EQ(ids.size(), first.size() * 2);
+}
+
+TEST(LinuxTaskTable, KeepsTheMacOrderTitlesAndCategoriesLeavingOutMacOnlyRows) {
+    TaskPlaces places = macPlaces();
+    const QList<OptimizationTask> linuxTasks =
+        OptimizationRegistry(places, OptimizationRegistry::System::linuxDesktop).allTasks();
+    const QList<OptimizationTask> mac = macTasks();
+    QStringList macTitles;
+    for (const OptimizationTask& task : mac)
+        macTitles << task.title;
+    qsizetype lastPosition = -1;
+    for (const OptimizationTask& task : linuxTasks) {
+        SCOPED_TRACE(task.title.toStdString());
+        const qsizetype position = macTitles.indexOf(task.title);
+        if (position >= 0) {
+            EXPECT_GT(position, lastPosition) << "out of the Mac order";
+            EXPECT_EQ(task.category, mac[position].category);
+            lastPosition = position;
+        }
+        EXPECT_FALSE(task.description.contains("macOS"));
+        EXPECT_FALSE(task.shellScript.contains("/Library/"));
+        EXPECT_TRUE(task.work != TaskWork::shellScript || !task.shellScript.isEmpty());
+    }
+    QStringList linuxTitles;
+    for (const OptimizationTask& task : linuxTasks)
+        linuxTitles << task.title;
+    for (const char* left : {"Time Machine Snapshot Slimmer", "Safari Privacy Cleaner",
+                             "Apple Intelligence Cleanup"})
+        EXPECT_FALSE(linuxTitles.contains(left)) << left;
+    EXPECT_TRUE(linuxTitles.contains("File Search Re-indexing"));
+    EXPECT_EQ(linuxTasks.size(), 17);
+}
+
+TEST(LinuxTaskTable, QuotesPlacesWhateverTheirCharacters) {
+    TaskPlaces places = macPlaces();
+    places.userCaches = "/home/o'brien/$HOME `x`/.cache";
+    places.systemRoot = "/tmp/it's here";
+    const OptimizationRegistry registry(places, OptimizationRegistry::System::linuxDesktop);
+    EXPECT_TRUE(registry.task("Log File Scrubber")->shellScript.contains(
+        "/usr/bin/find '/tmp/it'\\''s here/var/log' -type f"));
+    EXPECT_TRUE(registry.task("Speech & Dictation Cache Cleaner")
+                    ->shellScript.startsWith(
+                        "/bin/rm -rf '/home/o'\\''brien/$HOME `x`/.cache/speech-dispatcher'"));
+}
+
+TEST(TaskJson, UsesTheFieldNamesAndRawValues) {
+    const QJsonObject json = toJson(macTasks().at(8));
+    EXPECT_EQ(json["title"].toString(), "Log File Scrubber");
+    EXPECT_EQ(json["category"].toString(), "System Cleanup");
+    EXPECT_EQ(json["impactLevel"].toString(), "High Impact");
+    EXPECT_EQ(json["requiresSudo"].toBool(), true);
+    EXPECT_EQ(json["includeInSmartScan"].toBool(), true);
+    EXPECT_EQ(json["pathsToMeasure"].toArray().size(), 2);
+    EXPECT_FALSE(QUuid::fromString(json["id"].toString()).isNull());
+    EXPECT_TRUE(json.contains("shellScript"));
+    EXPECT_TRUE(json.contains("description"));
+}
+
+} // namespace

@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include "cleaning/FolderSize.h"
+#include "platform/PlatformPaths.h"
+#include "platform/Trash.h"
+#include "tests/cleaning/CleaningTestSupport.h"
+
+using namespace velmox;
+using namespace velmox::test;
+
+namespace {
+
+class TrashTasksTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        // Every test starts with an empty cache folder and an empty Trash.
+        QDir(caches).removeRecursively();
+        QDir(world.places.trash).removeRecursively();
+        QDir().mkpath(caches);
+    }
+
+    QString cache(const QString& name) const { return caches + "/" + name; }
+
+    CleaningWorld world;
+    const QString caches = PlatformPaths::userCaches();
+};
+
+TEST_F(TrashTasksTest, UserCacheCleanerMovesEveryItemAndPutBackRestoresThemAll) {
+    const QStringList names{"org.app", "name with spaces", "it's \"quoted\"", ".hidden",
+                            "-starts-with-dash"};
+    for (const QString& name : names)
+        writeFile(cache(name + "/data.bin"), QByteArray(64 * 1024, 'c'));
+    writeFile(cache("loose file.txt"), "text");
+    // Items of the same names already in the Trash stay untouched.
+    writeFile(caches + "-old/org.app", "earlier");
+    ASSERT_TRUE(Trash::moveToTrash(caches + "-old/org.app").has_value());
+
+    const TaskRunResult result = world.run("User Cache Cleaner");
+
+    ASSERT_TRUE(result.success) << result.output.toStdString();
+    EXPECT_EQ(result.movedItems, names.size() + 1);
+    EXPECT_EQ(result.puttableBack, names.size() + 1);
+    EXPECT_GE(result.bytesFreed(), names.size() * 64 * 1024);
+    EXPECT_EQ(result.bytesAfter, FolderSize::allocatedBytes(caches));
+    EXPECT_TRUE(entries(caches).isEmpty());
+    EXPECT_EQ(entries(Trash::filesFolder()).size(), names.size() + 2);
+    EXPECT_EQ(entries(Trash::infoFolder()).size(), names.size() + 2);
+    EXPECT_EQ(QFile(Trash::itemPath("org.app")).size(), 7) << "the earlier item was replaced";
+
+    const ActionHistoryEntry* entry = world.entry(result);
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(entry->action, "User Cache Cleaner");
+    EXPECT_TRUE(entry->success);
+    EXPECT_TRUE(ActionHistoryStore::visibleDetail(*entry).startsWith("Freed "));
+    EXPECT_EQ(ActionHistoryStore::undoItems(*entry).size(), names.size() + 1);
+    ASSERT_TRUE(world.history.canPutBack(*entry));
+
+    const ActionHistoryStore::PutBackResult back = world.history.putBack(*entry);
+    EXPECT_EQ(back.restored, names.size() + 1);
+    EXPECT_EQ(back.failed, 0);
+    for (const QString& name : names)
+        EXPECT_EQ(QFile(cache(name + "/data.bin")).size(), 64 * 1024) << name.toStdString();
+    EXPECT_EQ(QFile(cache("loose file.txt")).size(), 4);
+    EXPECT_EQ(entries(Trash::filesFolder()), QStringList{"org.app"});
+}
+
+TEST_F(TrashTasksTest, EmptyCacheFolderSucceedsAndFreesNothing) {
+    const TaskRunResult result = world.run("User Cache Cleaner");
+    EXPECT_TRUE(result.success);
+    EXPECT_EQ(result.movedItems, 0);
+    EXPECT_EQ(result.bytesFreed(), 0);
+    const ActionHistoryEntry* entry = world.entry(result);
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(ActionHistoryStore::visibleDetail(*entry),
+              "Freed 0 bytes. Moved 0 item(s) to the Trash.");
+    EXPECT_FALSE(world.history.canPutBack(*entry));
+}
+
+TEST_F(TrashTasksTest, BrowserCleanerMovesOnlyItsCachesWithoutOfferingPutBack) {
+    writeFile(cache("google-chrome/Default/Cache/f_000001"), QByteArray(8192, 'g'));
+    writeFile(cache("chromium/Default/Code Cache/js/index"), "c");
+    writeFile(cache("other-app/keep"), "k");
+    const TaskRunResult result = world.run("Chrome Privacy Cleaner");
+    EXPECT_TRUE(result.success);
+    EXPECT_EQ(result.movedItems, 2);
+    EXPECT_EQ(result.puttableBack, 0);
+    EXPECT_TRUE(entries(cache("google-chrome")).isEmpty());
+    EXPECT_TRUE(exists(cache("other-app/keep")));
+    EXPECT_EQ(entries(Trash::filesFolder()), (QStringList{"Default", "Default 2"}));
+}
+
+TEST_F(TrashTasksTest, TrashManagementEmptiesTheTrashForReal) {
+    writeFile(cache("a/b/c.bin"), QByteArray(100000, 'a'));
+    writeFile(cache("b.txt"), "b");
+    for (const char* name : {"a", "b.txt"})
+        ASSERT_TRUE(Trash::moveToTrash(cache(name)).has_value());
+    writeFile(world.places.trash + "/directorysizes", "1 2 a\n");
+
+    const TaskRunResult result = world.run("Trash Management");
+
+    EXPECT_TRUE(result.success) << result.output.toStdString();
+    EXPECT_TRUE(entries(Trash::filesFolder()).isEmpty());
+    EXPECT_TRUE(entries(Trash::infoFolder()).isEmpty());
+    EXPECT_FALSE(exists(world.places.trash + "/directorysizes"));
+    EXPECT_GE(result.bytesFreed(), 100000);
+}
+
+} // namespace
