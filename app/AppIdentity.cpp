@@ -1,9 +1,49 @@
 #include "app/AppIdentity.h"
 
 #include <QApplication>
-#include <QLabel>
+#include <QTimer>
+#include <cstdio>
+#include <unistd.h>
+
+#include "app/AppDelegate.h"
+#include "app/AppServices.h"
+#include "app/Appearance.h"
+#include "app/LaunchAtLogin.h"
+#include "app/LoginItemLaunch.h"
+#include "app/MainWindow.h"
+#include "app/SingleInstance.h"
+#include "app/StartupMigration.h"
+#include "app/SymbolIcons.h"
+#include "services/Clock.h"
 
 namespace velmox {
+
+namespace {
+
+bool isLoginItemLaunch(Settings& settings, Clock& clock) {
+    LoginItemLaunch::Facts facts;
+    facts.arguments = QCoreApplication::arguments();
+    facts.launchAtLoginOn =
+        settings.boolValue(LaunchAtLogin::kSettingKey, false) || LaunchAtLogin::isEnabled();
+    if (facts.launchAtLoginOn)
+        facts.sessionStart = LoginItemLaunch::desktopSessionStart();
+    facts.now = clock.now();
+    return LoginItemLaunch::decide(facts);
+}
+
+// With VELMOX_STARTUP_PROBE set, Velmox quits once its window has been painted, so that
+// a benchmark can time a whole start.
+void quitAfterFirstPaint(AppDelegate& delegate) {
+    if (qEnvironmentVariableIsEmpty("VELMOX_STARTUP_PROBE"))
+        return;
+    QTimer::singleShot(0, qApp, [&delegate] {
+        if (MainWindow* window = delegate.mainWindow())
+            window->repaint();
+        QCoreApplication::quit();
+    });
+}
+
+} // namespace
 
 void applyAppIdentity() {
     QCoreApplication::setOrganizationName(QStringLiteral("Velmox"));
@@ -12,10 +52,34 @@ void applyAppIdentity() {
     QGuiApplication::setDesktopFileName(QStringLiteral("velmox"));
 }
 
+void runStartupMigrations() {
+    Settings settings;
+    StartupMigration::run(settings, ::geteuid() == 0);
+}
+
 int runWindowedApp(QApplication& app) {
-    QLabel window(QStringLiteral("Velmox"));
-    window.resize(400, 200);
-    window.show();
+    SingleInstance instance;
+    if (!instance.claim())
+        return 0;
+
+    QGuiApplication::setWindowIcon(appIcon());
+    installIconThemeFallback();
+
+    AppServices services(SystemClock::shared());
+    AppearanceController appearance(services.settings());
+    AppDelegate::Options options;
+    options.executable = QCoreApplication::applicationFilePath();
+    options.isLoginItemLaunch = [&services] {
+        return isLoginItemLaunch(services.settings(), services.clock());
+    };
+    AppDelegate delegate(services, options);
+    QObject::connect(&instance, &SingleInstance::activationRequested, &delegate,
+                     &AppDelegate::reopen);
+
+    delegate.willFinishLaunching();
+    appearance.apply();
+    delegate.didFinishLaunching();
+    quitAfterFirstPaint(delegate);
     return app.exec();
 }
 

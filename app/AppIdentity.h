@@ -6,7 +6,9 @@ namespace velmox {
 
 // Names the process for Qt (organisation, application, desktop file name).
 void applyAppIdentity();
-// Builds the window, tray icon and services, and runs the event loop.
+// Runs the start-up migrations unless the process runs as root.
+void runStartupMigrations();
+// Builds the services, the window and the tray icon, and runs the event loop.
 int runWindowedApp(QApplication& app);
 
 } // namespace velmox

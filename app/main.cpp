@@ -2,6 +2,8 @@
 #include <QCoreApplication>
 
 #include "app/AppIdentity.h"
+#include "app/HelperModes.h"
+#include "app/Screenshot.h"
 #include "cli/CliCommand.h"
 
 int main(int argc, char** argv) {
@@ -13,6 +15,25 @@ int main(int argc, char** argv) {
         QCoreApplication app(argc, argv);
         velmox::applyAppIdentity();
         return velmox::runCommandLine(app.arguments());
+    }
+
+    // Migrations and helper modes come before any window and need no display.
+    velmox::applyAppIdentity();
+    velmox::runStartupMigrations();
+    if (velmox::HelperModes::isRequested(args)) {
+        QCoreApplication app(argc, argv);
+        // The scanner's administrator pass: pass velmox::runProtectedScanHelper here once
+        // storage/ provides it.
+        const velmox::HelperModes::ProtectedScanEntry protectedScan;
+        return velmox::HelperModes::run(app.arguments(), protectedScan).value_or(2);
+    }
+
+    if (velmox::Screenshot::isRequested(args)) {
+        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        QApplication app(argc, argv);
+        velmox::applyAppIdentity();
+        return velmox::Screenshot::run(app.arguments());
     }
 
     QApplication app(argc, argv);

@@ -1,0 +1,171 @@
+#include "app/AppDelegate.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QEvent>
+#include <QWindow>
+
+#include "app/AppServices.h"
+#include "app/MainWindow.h"
+#include "app/SettingsWindow.h"
+#include "app/SettingsWindowPresenter.h"
+#include "app/TrayIcon.h"
+#include "app/WeeklyAutoClean.h"
+
+namespace velmox {
+
+namespace {
+
+// A window the user works in: a titled top-level window that is neither a popup nor a
+// tool window, shown or minimised.
+bool isOpenTitledWindow(const QWidget* widget) {
+    if (!widget->isWindow() || widget->windowType() == Qt::Popup ||
+        widget->windowType() == Qt::ToolTip || widget->windowType() == Qt::Tool)
+        return false;
+    return widget->isVisible() || widget->isMinimized();
+}
+
+} // namespace
+
+AppDelegate::AppDelegate(AppServices& services, Options options, QObject* parent)
+    : QObject(parent), services_(services), options_(std::move(options)),
+      settings_(std::make_unique<SettingsWindowPresenter>(services, options_.executable)) {
+    if (!options_.isLoginItemLaunch)
+        options_.isLoginItemLaunch = [] { return false; };
+}
+
+AppDelegate::~AppDelegate() {
+    delete mainWindow_;
+}
+
+void AppDelegate::willFinishLaunching() {
+    services_.settings().writeMissingTrueDefaults({kShowTrayIconKey});
+    if (services_.settings().boolValue(kShowTrayIconKey, true) && options_.isLoginItemLaunch()) {
+        startingInMenuBar_ = true;
+        setPolicy(ActivationPolicy::accessory);
+    }
+}
+
+void AppDelegate::didFinishLaunching() {
+    Settings& settings = services_.settings();
+    settings.writeMissingTrueDefaults({kShowTrayIconKey});
+    // Velmox decides itself when closing a window ends it.
+    qApp->setQuitOnLastWindowClosed(false);
+    connect(qApp, &QGuiApplication::lastWindowClosed, this, &AppDelegate::lastWindowClosed,
+            Qt::QueuedConnection);
+
+    if (settings.boolValue(kShowTrayIconKey, true))
+        createStatusItem();
+
+    if (options_.startBackgroundServices) {
+        autoClean_ = std::make_unique<WeeklyAutoClean>(settings, services_.clock(),
+                                                       registeredMaintenanceTasks());
+        autoClean_->start();
+    }
+
+    connect(&services_.notifications(), &AppNotifications::toggleMenuBarIcon, this,
+            &AppDelegate::toggleMenuBarIcon);
+
+    if (!startingInMenuBar_ && settings.boolValue(kShowTrayIconKey, true) &&
+        options_.isLoginItemLaunch()) {
+        startingInMenuBar_ = true;
+        setPolicy(ActivationPolicy::accessory);
+    }
+    if (!startingInMenuBar_ || !statusItem_) {
+        // A windowed start, or a tray-only start without a tray to live in.
+        startingInMenuBar_ = false;
+        setPolicy(ActivationPolicy::regular);
+        ensureMainWindow().show();
+    }
+}
+
+bool AppDelegate::createStatusItem() {
+    if (!statusItem_) {
+        auto item = std::make_unique<TrayIcon>(services_.status());
+        if (!item->show())
+            return false;
+        connect(item.get(), &TrayIcon::openWindowRequested, this, &AppDelegate::reopen);
+        connect(item.get(), &TrayIcon::settingsRequested, this, &AppDelegate::showSettings);
+        connect(item.get(), &TrayIcon::quitRequested, this, &AppDelegate::requestQuit);
+        statusItem_ = std::move(item);
+    }
+    return true;
+}
+
+void AppDelegate::removeStatusItem() {
+    statusItem_.reset();
+}
+
+MainWindow& AppDelegate::ensureMainWindow() {
+    if (!mainWindow_) {
+        mainWindow_ = new MainWindow(services_);
+        mainWindow_->installEventFilter(this);
+        connect(mainWindow_, &MainWindow::settingsRequested, this, &AppDelegate::showSettings);
+        connect(mainWindow_, &MainWindow::quitRequested, this, &AppDelegate::requestQuit);
+    }
+    return *mainWindow_;
+}
+
+void AppDelegate::reopen() {
+    setPolicy(ActivationPolicy::regular);
+    MainWindow& window = ensureMainWindow();
+    if (window.isMinimized())
+        window.showNormal();
+    else
+        window.show();
+    window.raise();
+    window.activateWindow();
+}
+
+void AppDelegate::showSettings() {
+    setPolicy(ActivationPolicy::regular);
+    settings_->show();
+}
+
+void AppDelegate::toggleMenuBarIcon() {
+    const bool wanted = services_.settings().boolValue(kShowTrayIconKey, true);
+    if (wanted && !statusItem_) {
+        createStatusItem();
+    } else if (!wanted && statusItem_) {
+        removeStatusItem();
+        if (policy_ != ActivationPolicy::regular)
+            reopen();
+    }
+}
+
+bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
+    // A window in use brings Velmox back from the tray.
+    if (watched == mainWindow_ && event->type() == QEvent::WindowActivate && !startingInMenuBar_ &&
+        policy_ != ActivationPolicy::regular)
+        setPolicy(ActivationPolicy::regular);
+    return QObject::eventFilter(watched, event);
+}
+
+void AppDelegate::lastWindowClosed() {
+    for (const QWidget* widget : QApplication::topLevelWidgets())
+        if (isOpenTitledWindow(widget))
+            return;
+    if (statusItem_)
+        setPolicy(ActivationPolicy::accessory);
+    else
+        requestQuit();
+}
+
+void AppDelegate::requestQuit() {
+    // Dialogs first: each may have a nested event loop of its own.
+    for (int guard = 0; guard < 32; ++guard) {
+        QWidget* modal = QApplication::activeModalWidget();
+        if (!modal)
+            break;
+        if (auto* dialog = qobject_cast<QDialog*>(modal))
+            dialog->reject();
+        else
+            modal->close();
+    }
+    for (QWidget* widget : QApplication::topLevelWidgets())
+        if (auto* dialog = qobject_cast<QDialog*>(widget); dialog && dialog->isVisible())
+            dialog->reject();
+    QCoreApplication::quit();
+}
+
+} // namespace velmox

@@ -1,0 +1,103 @@
+#include "app/GeneralSettingsPane.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+#include "app/AppServices.h"
+#include "app/Appearance.h"
+#include "app/LaunchAtLogin.h"
+#include "app/StatusReporter.h"
+#include "app/WeeklyAutoClean.h"
+
+namespace velmox {
+
+namespace {
+
+const QString kShowTrayIconKey = QStringLiteral("showMenuBarIcon");
+
+QLabel* note(const QString& text) {
+    auto* label = new QLabel(text);
+    label->setObjectName(QStringLiteral("pageSubtitle"));
+    label->setWordWrap(true);
+    return label;
+}
+
+} // namespace
+
+GeneralSettingsPane::GeneralSettingsPane(AppServices& services, QString executable,
+                                         QWidget* parent)
+    : QWidget(parent), services_(services), executable_(std::move(executable)),
+      trayIcon_(new QCheckBox(QStringLiteral("Show Velmox in the system tray"))),
+      appearance_(new QComboBox), launchAtLogin_(new QCheckBox(QStringLiteral("Open Velmox at "
+                                                                              "login"))),
+      autoClean_(new QCheckBox(QStringLiteral("Clean user caches automatically every week"))),
+      reporter_(new StatusReporter) {
+    Settings& settings = services_.settings();
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(24, 20, 24, 20);
+    layout->setSpacing(8);
+
+    trayIcon_->setChecked(settings.boolValue(kShowTrayIconKey, true));
+    layout->addWidget(trayIcon_);
+    layout->addWidget(note(QStringLiteral("With the icon on, closing the window keeps Velmox "
+                                          "running in the tray.")));
+    layout->addSpacing(10);
+
+    auto* form = new QFormLayout;
+    appearance_->addItem(QStringLiteral("Dark"), QStringLiteral("dark"));
+    appearance_->addItem(QStringLiteral("Light"), QStringLiteral("light"));
+    appearance_->setCurrentIndex(
+        appearanceFromRaw(settings.stringValue(kAppearanceKey)) == Appearance::light ? 1 : 0);
+    form->addRow(QStringLiteral("Appearance:"), appearance_);
+    layout->addLayout(form);
+    layout->addSpacing(10);
+
+    launchAtLogin_->setChecked(LaunchAtLogin::isEnabled());
+    layout->addWidget(launchAtLogin_);
+    layout->addWidget(note(QStringLiteral("Started at login, Velmox waits in the tray without "
+                                          "opening its window.")));
+    layout->addSpacing(10);
+
+    autoClean_->setChecked(settings.boolValue(WeeklyAutoClean::kEnabledKey, false));
+    layout->addWidget(autoClean_);
+    layout->addWidget(note(QStringLiteral("Runs the User Cache Cleaner once every 7 days.")));
+    layout->addSpacing(10);
+    layout->addWidget(reporter_);
+    layout->addStretch(1);
+
+    connect(trayIcon_, &QCheckBox::toggled, this, [this](bool on) {
+        services_.settings().setValue(kShowTrayIconKey, on);
+        services_.notifications().postToggleMenuBarIcon();
+    });
+    connect(appearance_, &QComboBox::currentIndexChanged, this, [this](int index) {
+        services_.settings().setValue(kAppearanceKey, appearance_->itemData(index));
+    });
+    connect(launchAtLogin_, &QCheckBox::toggled, this, &GeneralSettingsPane::setLaunchAtLogin);
+    connect(autoClean_, &QCheckBox::toggled, this, [this](bool on) {
+        services_.settings().setValue(WeeklyAutoClean::kEnabledKey, on);
+    });
+    // The tray can switch the icon back on by itself (see AppDelegate).
+    connect(&settings, &Settings::valueChanged, this, [this](const QString& key) {
+        if (key == kShowTrayIconKey) {
+            const QSignalBlocker blocker(trayIcon_);
+            trayIcon_->setChecked(services_.settings().boolValue(kShowTrayIconKey, true));
+        }
+    });
+}
+
+void GeneralSettingsPane::setLaunchAtLogin(bool enabled) {
+    const Status changed = LaunchAtLogin::setEnabled(enabled, executable_);
+    if (!changed) {
+        reporter_->show(changed.error(), false);
+        const QSignalBlocker blocker(launchAtLogin_);
+        launchAtLogin_->setChecked(LaunchAtLogin::isEnabled());
+        return;
+    }
+    services_.settings().setValue(LaunchAtLogin::kSettingKey, enabled);
+    reporter_->clear();
+}
+
+} // namespace velmox

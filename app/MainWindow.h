@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QHash>
+#include <QMainWindow>
+
+#include "services/Category.h"
+
+class QStackedWidget;
+
+namespace velmox {
+
+class AppServices;
+class GlobalStatusBar;
+class SidebarView;
+
+// The main window: the sidebar, the page of the current `Category` (made the first time
+// it is shown) and the status line.
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    static constexpr QSize kDefaultSize{1100, 720};
+
+    explicit MainWindow(AppServices& services, QWidget* parent = nullptr);
+
+    SidebarView* sidebar() const { return sidebar_; }
+    GlobalStatusBar* statusLine() const { return statusLine_; }
+    // The page's widget, made now if it has not been shown yet.
+    QWidget* page(Category category);
+    QWidget* currentPage() const;
+    void showPage(Category category);
+
+signals:
+    void settingsRequested();
+    void quitRequested();
+
+private:
+    void buildMenus();
+    void followNavigation(const QString& page);
+
+    AppServices& services_;
+    SidebarView* sidebar_;
+    QStackedWidget* pages_;
+    GlobalStatusBar* statusLine_;
+    QHash<int, QWidget*> made_;
+};
+
+} // namespace velmox

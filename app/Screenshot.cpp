@@ -1,0 +1,107 @@
+#include "app/Screenshot.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <cstdio>
+
+#include "app/AppServices.h"
+#include "app/Appearance.h"
+#include "app/MainWindow.h"
+#include "app/SettingsWindow.h"
+#include "app/SettingsWindowPresenter.h"
+#include "app/StatusPopover.h"
+#include "app/SymbolIcons.h"
+#include "services/Category.h"
+#include "services/Clock.h"
+
+namespace velmox {
+
+namespace {
+
+void printError(const QString& message) {
+    std::fprintf(stderr, "velmox: %s\n", message.toLocal8Bit().constData());
+}
+
+// Lets layouts settle and background answers (the keyring's) arrive before the grab.
+void settle(int milliseconds) {
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < milliseconds)
+        QApplication::processEvents(QEventLoop::AllEvents, 20);
+}
+
+} // namespace
+
+bool Screenshot::isRequested(const QStringList& args) {
+    return args.value(1) == QLatin1String("--screenshot");
+}
+
+QStringList Screenshot::targets() {
+    QStringList list;
+    for (Category category : allCategories())
+        list << rawValue(category);
+    return list << QStringLiteral("settings") << QStringLiteral("popover");
+}
+
+QImage Screenshot::render(AppServices& services, const QString& target) {
+    if (const auto category = categoryFromRaw(target)) {
+        MainWindow window(services);
+        window.resize(kWindowSize);
+        window.showPage(*category);
+        window.show();
+        settle(150);
+        return window.grab().toImage();
+    }
+    if (target == QLatin1String("settings")) {
+        SettingsWindowPresenter presenter(services, QApplication::applicationFilePath());
+        presenter.show();
+        settle(300);
+        return presenter.window()->grab().toImage();
+    }
+    if (target == QLatin1String("popover")) {
+        StatusPopover popover(services.status());
+        popover.buildContent();
+        popover.show();
+        settle(100);
+        return popover.grab().toImage();
+    }
+    return {};
+}
+
+int Screenshot::run(const QStringList& args) {
+    const QString target = args.value(2);
+    const QString file = args.value(3);
+    if (target.isEmpty() || file.isEmpty()) {
+        printError(QStringLiteral("Usage: velmox --screenshot PAGE FILE.png [--theme dark|light]"));
+        return 2;
+    }
+    if (!targets().contains(target)) {
+        printError(QStringLiteral("“%1” is not a page. Pages: %2.")
+                       .arg(target, targets().join(QStringLiteral(", "))));
+        return 2;
+    }
+    const qsizetype themeAt = args.indexOf(QStringLiteral("--theme"));
+    const QString theme = themeAt >= 0 ? args.value(themeAt + 1) : QStringLiteral("dark");
+    if (theme != QLatin1String("dark") && theme != QLatin1String("light")) {
+        printError(QStringLiteral("The theme must be “dark” or “light”."));
+        return 2;
+    }
+
+    installIconThemeFallback();
+    // Private settings: a screenshot neither reads nor changes the user's choices.
+    QTemporaryDir scratch;
+    AppServices services(SystemClock::shared(), scratch.filePath(QStringLiteral("Velmox.conf")));
+    services.settings().setValue(kAppearanceKey, theme);
+    AppearanceController appearance(services.settings());
+    appearance.apply();
+
+    const QImage image = render(services, target);
+    if (image.isNull() || !image.save(file, "PNG")) {
+        printError(QStringLiteral("The screenshot could not be saved to “%1”.").arg(file));
+        return 1;
+    }
+    return 0;
+}
+
+} // namespace velmox

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QImage>
+#include <QString>
+#include <QStringList>
+
+namespace velmox {
+
+class AppServices;
+
+// `velmox --screenshot PAGE FILE.png [--theme dark|light]`: renders one page (a Category
+// raw value, "settings" or "popover") offscreen at a fixed size and saves it as PNG.
+struct Screenshot {
+    static constexpr QSize kWindowSize{1100, 720};
+
+    static bool isRequested(const QStringList& args);
+    // Returns the process exit status; messages go to standard error.
+    static int run(const QStringList& args);
+    // Renders `target` with `services`; a null image for an unknown target.
+    static QImage render(AppServices& services, const QString& target);
+    static QStringList targets();
+};
+
+} // namespace velmox

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QFrame>
+#include <QPointer>
+#include <optional>
+
+namespace velmox {
+
+class AppStatusCenter;
+
+// The panel that opens under the tray icon: Velmox's state, a slot for the live
+// readouts, the system utilities installed on this desktop and the ways into the app.
+// Its content is made each time it opens and dropped when it closes, so nothing in it
+// updates while it is hidden.
+class StatusPopover : public QFrame {
+    Q_OBJECT
+public:
+    static constexpr int kWidth = 300;
+
+    explicit StatusPopover(AppStatusCenter& status, QWidget* parent = nullptr);
+
+    double lastHeight() const { return lastHeight_; }
+    // Applies the height rule to the height the content wants; returns whether it resized.
+    bool applyWantedHeight(double wanted, std::optional<double> availableScreenHeight);
+    // Builds fresh content and opens the panel under `anchor` (global coordinates; an
+    // empty rectangle means near the mouse pointer).
+    void open(const QRect& anchor);
+    // Builds the content without showing it (for screenshots).
+    void buildContent();
+    bool hasContent() const { return content_ != nullptr; }
+
+signals:
+    void openWindowRequested();
+    void settingsRequested();
+    void quitRequested();
+
+protected:
+    void hideEvent(QHideEvent* event) override;
+
+private:
+    QWidget* makeUtilities();
+
+    AppStatusCenter& status_;
+    QPointer<QWidget> content_;
+    double lastHeight_ = 0;
+};
+
+} // namespace velmox

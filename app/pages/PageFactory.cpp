@@ -1,0 +1,21 @@
+#include "app/pages/PageFactory.h"
+
+#include "app/AppServices.h"
+#include "app/pages/MaintenancePage.h"
+#include "app/pages/PlaceholderPage.h"
+#include "app/pages/PowerUserPage.h"
+
+namespace velmox {
+
+QWidget* createPage(Category category, AppServices& services) {
+    switch (category) {
+    case Category::maintenance:
+        return new MaintenancePage(services.navigation());
+    case Category::powerUser:
+        return new PowerUserPage(services);
+    default:
+        return new PlaceholderPage(category);
+    }
+}
+
+} // namespace velmox

@@ -1,0 +1,68 @@
+#include "app/pages/PowerUserPage.h"
+
+#include <QLabel>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+#include "app/AppServices.h"
+#include "app/SidebarItems.h"
+#include "app/pages/ActivityPage.h"
+#include "app/pages/PageHeader.h"
+
+namespace velmox {
+
+namespace {
+
+const QString kPage = QStringLiteral("powerUser");
+const QStringList kTabs{QStringLiteral("activity"), QStringLiteral("automation")};
+
+QWidget* automationPlaceholder() {
+    auto* widget = new QWidget;
+    auto* layout = new QVBoxLayout(widget);
+    auto* line = new QLabel(QStringLiteral("Rules, routines, profiles and a custom schedule for "
+                                           "maintenance tasks will be set up here."));
+    line->setObjectName(QStringLiteral("emptyState"));
+    line->setAlignment(Qt::AlignCenter);
+    line->setWordWrap(true);
+    layout->addWidget(line);
+    return widget;
+}
+
+} // namespace
+
+PowerUserPage::PowerUserPage(AppServices& services, QWidget* parent)
+    : QWidget(parent), services_(services), tabs_(new QTabWidget(this)) {
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(28, 24, 28, 16);
+    layout->setSpacing(16);
+    layout->addWidget(new PageHeader(pageSymbol(Category::powerUser),
+                                     pageTitle(Category::powerUser),
+                                     QStringLiteral("The activity log and automation."), this));
+    tabs_->setDocumentMode(true);
+    tabs_->addTab(new ActivityPage(services.history(), this), QStringLiteral("Activity"));
+    tabs_->addTab(automationPlaceholder(), QStringLiteral("Automation"));
+    layout->addWidget(tabs_, 1);
+
+    AppNavigationState& navigation = services_.navigation();
+    showTab(navigation.detail(kPage).value_or(kTabs.first()));
+    connect(tabs_, &QTabWidget::currentChanged, this,
+            [this](int index) { services_.navigation().setDetail(kPage, kTabs.value(index)); });
+    connect(&navigation, &AppNavigationState::detailChanged, this,
+            [this](const QString& page, const QString& detail) {
+                if (page == kPage && !detail.isEmpty())
+                    showTab(detail);
+            });
+    navigation.setDetail(kPage, currentTab());
+}
+
+QString PowerUserPage::currentTab() const {
+    return kTabs.value(tabs_->currentIndex());
+}
+
+void PowerUserPage::showTab(const QString& tab) {
+    const int index = kTabs.indexOf(tab);
+    if (index >= 0)
+        tabs_->setCurrentIndex(index);
+}
+
+} // namespace velmox
