@@ -58,13 +58,17 @@ void SystemMonitorEngine::applyInterval() {
 void SystemMonitorEngine::start() {
     if (isRunning())
         return;
+    startManual();
+    applyInterval();
+}
+
+void SystemMonitorEngine::startManual() {
     if (sources_.machine) {
         stats_.macModel = sources_.machine->modelIdentifier();
         stats_.macModelName = sources_.machine->modelName();
         stats_.processorInfo = sources_.machine->processorInfo();
         stats_.gpuModel = sources_.machine->gpuModel();
     }
-    applyInterval();
     tick();
 }
 

@@ -44,6 +44,8 @@ public:
 
     // Reads the machine's description, takes the first sample and starts the timer.
     void start();
+    // The same without the timer: the caller drives the samples with tick().
+    void startManual();
     void stop();
     bool isRunning() const { return job_ != nullptr; }
     // One sample, as the timer takes it.

@@ -1,0 +1,64 @@
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <gtest/gtest.h>
+
+namespace velmox {
+namespace {
+
+struct Run {
+    int exitCode = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+Run velmox(const QStringList& args) {
+    QProcess process;
+    process.start(QStringLiteral(VELMOX_BINARY), args);
+    process.waitForFinished(30000);
+    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+TEST(StatsCommand, PrintsOneSampleAsJsonWithTheRecordsFieldNames) {
+    const Run run = velmox({QStringLiteral("stats"), QStringLiteral("--json")});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    const QJsonObject stats = QJsonDocument::fromJson(run.out).object();
+    const QStringList fields = {
+        "cpuUser", "cpuSystem", "cpuHistory", "ramUsed", "ramFree", "ramWired", "ramCompressed",
+        "ramApp", "ramHistory", "gpuHistory", "diskTotal", "diskAvailable", "networkSpeedIn",
+        "networkSpeedOut", "networkHistoryIn", "networkHistoryOut", "uptime", "gpuUtilization",
+        "thermalState", "cpuTemp", "gpuTemp", "fanRPM", "ssdTemp", "ssdLabel", "drives",
+        "macModel", "macModelName", "processorInfo", "gpuModel", "activeNICs", "localIP",
+        "publicIP"};
+    EXPECT_EQ(QStringList(stats.keys()).size(), fields.size());
+    for (const QString& field : fields)
+        EXPECT_TRUE(stats.contains(field)) << field.toStdString();
+    EXPECT_EQ(stats.value("cpuHistory").toArray().size(), 1) << "two samples, one load";
+    EXPECT_GT(stats.value("ramUsed").toDouble(), 0.0);
+    EXPECT_FALSE(stats.value("localIP").toString().isEmpty());
+}
+
+TEST(StatsCommand, TextSaysPlainlyThatThereAreNoSensorsAndRejectsBadOptions) {
+    const Run text = velmox({QStringLiteral("stats")});
+    ASSERT_EQ(text.exitCode, 0);
+    EXPECT_TRUE(text.out.contains("Processor:"));
+    EXPECT_TRUE(text.out.contains("No temperature or fan sensors found on this machine."));
+
+    const Run bad = velmox({QStringLiteral("stats"), QStringLiteral("--watch"), QStringLiteral("-1")});
+    EXPECT_EQ(bad.exitCode, 2);
+    EXPECT_EQ(bad.err, "velmox stats: --watch needs a number of seconds greater than 0.\n");
+}
+
+TEST(SensorsCommand, ReportsNoSensorsOnThisMachine) {
+    const Run text = velmox({QStringLiteral("sensors")});
+    EXPECT_EQ(text.exitCode, 0);
+    EXPECT_TRUE(text.out.startsWith("No sensors found:")) << text.out.toStdString();
+    const Run json = velmox({QStringLiteral("sensors"), QStringLiteral("--json")});
+    EXPECT_EQ(json.exitCode, 0);
+    EXPECT_TRUE(QJsonDocument::fromJson(json.out).isArray());
+    EXPECT_EQ(velmox({QStringLiteral("sensors"), QStringLiteral("--all")}).exitCode, 2);
+}
+
+} // namespace
+} // namespace velmox
