@@ -72,8 +72,8 @@ void encodeFullLog(benchmark::State& state) {
 
 } // namespace
 
-BENCHMARK(recordOneByOne)->Unit(benchmark::kMillisecond)->Iterations(1);
-BENCHMARK(recordFromWorker)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(recordOneByOne)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
+BENCHMARK(recordFromWorker)->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
 BENCHMARK(encodeFullLog)->Unit(benchmark::kMicrosecond);
 
 int main(int argc, char** argv) {

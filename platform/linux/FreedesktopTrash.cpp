@@ -10,7 +10,6 @@
 #include <QUrl>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,13 +20,9 @@ namespace {
 
 const QString infoSuffix = QStringLiteral(".trashinfo");
 // A file name may hold 255 bytes, and the info file adds its suffix to the trash name;
-// the rest leaves room for a " 9999" counter.
-constexpr qsizetype maxBaseNameBytes = 255 - 10 - 5;
+// the rest leaves room for a " 10000" counter.
+constexpr qsizetype maxBaseNameBytes = 255 - 10 - 6;
 constexpr int maxNameAttempts = 10000;
-
-QString systemError(int code) {
-    return QString::fromLocal8Bit(std::strerror(code));
-}
 
 QString trashFolder() {
     return PlatformPaths::appDataParent() + QStringLiteral("/Trash");
@@ -42,7 +37,7 @@ Status makePrivateFolder(const QString& path) {
     if (::mkdir(QFile::encodeName(path).constData(), 0700) == 0 || errno == EEXIST)
         return Done{};
     return failure(QStringLiteral("The Trash folder “%1” could not be created: %2.")
-                       .arg(path, systemError(errno)));
+                       .arg(path, qt_error_string(errno)));
 }
 
 Status ensureTrashFolders() {
@@ -189,7 +184,7 @@ Result<QString> Trash::moveToTrash(const QString& path) {
         if (reservation == Reservation::failed)
             return failure(QStringLiteral("“%1” can't be moved to the Trash: its Trash record "
                                           "could not be written (%2).")
-                               .arg(source, systemError(error)));
+                               .arg(source, qt_error_string(error)));
         error = renameNoReplace(sourceBytes, QFile::encodeName(itemPath(name)));
         if (error == 0)
             return name;
@@ -200,7 +195,7 @@ Result<QString> Trash::moveToTrash(const QString& path) {
         if (error == EXDEV)
             return failure(onOtherFileSystem(source));
         return failure(QStringLiteral("“%1” can't be moved to the Trash: %2.")
-                           .arg(source, systemError(error)));
+                           .arg(source, qt_error_string(error)));
     }
     return failure(
         QStringLiteral("“%1” can't be moved to the Trash: too many items there have its name.")
@@ -220,7 +215,7 @@ Status Trash::restore(const QString& trashName, const QString& destination) {
                            .arg(destination, trashName));
     if (error != 0)
         return failure(QStringLiteral("“%1” could not be put back to “%2”: %3.")
-                           .arg(trashName, destination, systemError(error)));
+                           .arg(trashName, destination, qt_error_string(error)));
     ::unlink(
         QFile::encodeName(infoFolder() + QLatin1Char('/') + trashName + infoSuffix).constData());
     return Done{};
