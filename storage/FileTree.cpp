@@ -15,6 +15,9 @@ constexpr std::pair<TreeSortKey, const char*> kSortKeyNames[] = {
     {TreeSortKey::date, "date"},
 };
 
+// Flags that come from the name, which a replaced subtree's root keeps.
+constexpr uint16_t kNameFlags = NodeFlag::hidden | NodeFlag::package;
+
 } // namespace
 
 QString toString(TreeSortKey key) {
@@ -243,13 +246,18 @@ void FileTree::replaceSubtree(int32_t node, const FileTree& fresh) {
         for (uint32_t child = first; child < end; ++child) {
             Source from{source.tree, static_cast<int32_t>(child)};
             const QByteArrayView name = source.tree->nameBytes(from.index);
-            if (source.tree == this && from.index == node)
+            uint16_t kept = 0;
+            if (source.tree == this && from.index == node) {
+                kept = columns_.flags[node] & kNameFlags;
                 from = {&freshOwn, 0};
-            queue.push_back({from, copyNode(from, newIndex, name)});
+            }
+            const int32_t copied = copyNode(from, newIndex, name);
+            rebuilt.columns_.flags[copied] |= kept;
+            queue.push_back({from, copied});
         }
     }
     if (node == 0) {
-        rebuilt.columns_.flags[0] = freshOwn.columns_.flags[0];
+        rebuilt.columns_.flags[0] = freshOwn.columns_.flags[0] | (columns_.flags[0] & kNameFlags);
         rebuilt.columns_.alloc[0] = freshOwn.columns_.alloc[0];
         rebuilt.columns_.logical[0] = freshOwn.columns_.logical[0];
         rebuilt.columns_.mtime[0] = freshOwn.columns_.mtime[0];

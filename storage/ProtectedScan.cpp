@@ -1,0 +1,185 @@
+#include "storage/ProtectedScan.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QStringList>
+#include <QUuid>
+#include <cerrno>
+#include <cstdio>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "storage/DirectoryReader.h"
+#include "storage/DiskScanner.h"
+#include "storage/ProtectedScanListing.h"
+
+namespace velmox {
+
+namespace {
+
+QString shellQuoted(const QString& text) {
+    QString quoted = text;
+    quoted.replace(QLatin1Char('\''), QLatin1String("'\\''"));
+    return QLatin1Char('\'') + quoted + QLatin1Char('\'');
+}
+
+// Paths are separated by a zero byte: a name may hold a newline, never a zero byte.
+QList<QByteArray> splitPaths(const QByteArray& bytes) {
+    QList<QByteArray> paths;
+    for (const QByteArray& path : bytes.split('\0'))
+        if (!path.isEmpty())
+            paths.append(path);
+    return paths;
+}
+
+ProtectedScanListing::Section scanAsRoot(const QByteArray& path) {
+    ProtectedScanListing::Section section{path, 0, std::nullopt};
+    const int fd = DirectoryReader::openFolder(path, false);
+    if (fd < 0) {
+        section.errorNumber = -fd;
+        return section;
+    }
+    ::close(fd);
+    DiskScanner scanner(ScanConfiguration::build(
+        {ScanScope::Kind::folder, QString::fromUtf8(path), QString::fromUtf8(path), {}}));
+    if (!scanner.start()) {
+        section.errorNumber = EIO;
+        return section;
+    }
+    scanner.waitForFinished();
+    section.tree = *scanner.tree();
+    return section;
+}
+
+} // namespace
+
+Result<QString> ProtectedScan::verifiedExecutable(const QString& processExe) {
+    const QString onDisk = QFileInfo(processExe).symLinkTarget();
+    if (onDisk.isEmpty())
+        return failure(QStringLiteral("Could not find the app's own executable."));
+    // stat on the process link reaches the image that is running, whatever happened to
+    // the file since; it must be the file that the path names now.
+    struct stat running {};
+    struct stat file {};
+    const bool same = ::stat(QFile::encodeName(processExe).constData(), &running) == 0 &&
+                      ::stat(QFile::encodeName(onDisk).constData(), &file) == 0 &&
+                      running.st_dev == file.st_dev && running.st_ino == file.st_ino;
+    if (!same)
+        return failure(QStringLiteral(
+                           "The administrator scan was not started because the app on disk "
+                           "could not be verified as the copy that is running. Quit and "
+                           "reopen Velmox from %1.")
+                           .arg(QFileInfo(onDisk.section(QLatin1Char(' '), 0, 0)).absolutePath()));
+    return onDisk;
+}
+
+QString ProtectedScan::commandLine(const QString& executable, const QString& requestFolder) {
+    const QString listing = requestFolder + QLatin1Char('/') + QLatin1String(kListingFile);
+    return shellQuoted(executable) + QLatin1Char(' ') + QLatin1String(kArgument) +
+           QLatin1Char(' ') + shellQuoted(requestFolder) + QStringLiteral(" && /bin/chmod 644 ") +
+           shellQuoted(listing) + QStringLiteral(" && /bin/echo OK");
+}
+
+ProtectedScanOutcome ProtectedScan::run(FileTree& tree, const QList<QByteArray>& blockedPaths,
+                                        const QString& executable,
+                                        const PrivilegedRunner& runner,
+                                        const std::function<void(const QString&)>& phase) {
+    const auto failed = [](QString message) {
+        ProtectedScanOutcome outcome;
+        outcome.message = std::move(message);
+        return outcome;
+    };
+    if (blockedPaths.isEmpty()) {
+        ProtectedScanOutcome nothing;
+        nothing.success = true;
+        nothing.message = QStringLiteral("No blocked folders were found in this scan.");
+        return nothing;
+    }
+    if (executable.isEmpty() || !QFileInfo(executable).isExecutable())
+        return failed(QStringLiteral("Could not find the app's own executable."));
+    if (phase)
+        phase(QStringLiteral("Reading protected folders..."));
+
+    const QString folder = QDir::temp().filePath(
+        QStringLiteral("Velmox-protected-") + QUuid::createUuid().toString(QUuid::WithoutBraces));
+    if (!QDir().mkpath(folder))
+        return failed(QStringLiteral("Could not prepare the request: the temporary folder %1 "
+                                     "could not be created.")
+                          .arg(folder));
+    const auto cleanup = qScopeGuard([&] { QDir(folder).removeRecursively(); });
+    QSaveFile paths(folder + QLatin1Char('/') + QLatin1String(kPathsFile));
+    if (!paths.open(QIODevice::WriteOnly) || paths.write(blockedPaths.join('\0')) < 0 ||
+        !paths.commit())
+        return failed(QStringLiteral("Could not prepare the request: %1.").arg(paths.errorString()));
+
+    const CommandResult result = runner(commandLine(executable, folder));
+    if (!result)
+        return failed(result.error().description());
+    if (!result->endsWith(QLatin1String("OK")))
+        return failed(QStringLiteral("The administrator scan did not finish."));
+    QFile listingFile(folder + QLatin1Char('/') + QLatin1String(kListingFile));
+    if (!listingFile.open(QIODevice::ReadOnly))
+        return failed(QStringLiteral("The administrator scan produced no result."));
+    auto sections = ProtectedScanListing::decode(listingFile.readAll());
+    if (!sections)
+        return failed(QStringLiteral("The administrator scan produced no result."));
+
+    ProtectedScanOutcome outcome;
+    outcome.success = true;
+    for (const ProtectedScanListing::Section& section : *sections) {
+        const auto node = tree.findPath(section.path);
+        if (!node || !blockedPaths.contains(section.path))
+            continue;
+        if (!section.tree) {
+            ++outcome.stillSealed;
+            continue;
+        }
+        if (phase)
+            phase(QStringLiteral("Reading protected folders: %1...").arg(tree.name(*node)));
+        tree.replaceSubtree(*node, *section.tree);
+        ++outcome.indexedFolders;
+        outcome.indexedItems += section.tree->items(0);
+    }
+    outcome.message = QStringLiteral("Indexed %1 blocked folders (%2 items). %3 are still "
+                                     "sealed by the system itself and cannot be read by any app.")
+                          .arg(outcome.indexedFolders)
+                          .arg(outcome.indexedItems)
+                          .arg(outcome.stillSealed);
+    return outcome;
+}
+
+int runProtectedScanHelper(const QStringList& args) {
+    const qsizetype at = args.indexOf(QLatin1String(ProtectedScan::kArgument));
+    const QString folder = at >= 0 ? args.value(at + 1) : QString();
+    if (folder.isEmpty()) {
+        std::fprintf(stderr, "velmox: --protected-scan needs the request folder.\n");
+        return 2;
+    }
+    QFile pathsFile(folder + QLatin1Char('/') + QLatin1String(ProtectedScan::kPathsFile));
+    if (!pathsFile.open(QIODevice::ReadOnly)) {
+        std::fprintf(stderr, "velmox: the request could not be read.\n");
+        return 1;
+    }
+    QList<ProtectedScanListing::Section> sections;
+    for (const QByteArray& path : splitPaths(pathsFile.readAll()))
+        sections.append(scanAsRoot(path));
+
+    const QString listingPath =
+        folder + QLatin1Char('/') + QLatin1String(ProtectedScan::kListingFile);
+    QSaveFile listing(listingPath);
+    if (!listing.open(QIODevice::WriteOnly) ||
+        listing.write(ProtectedScanListing::encode(sections)) < 0 || !listing.commit()) {
+        std::fprintf(stderr, "velmox: the result could not be written.\n");
+        return 1;
+    }
+    // The invoking user owns the result, so the request folder can be removed without root.
+    bool known = false;
+    const uid_t user = qEnvironmentVariable("SUDO_UID").toUInt(&known);
+    if (known)
+        (void)::chown(QFile::encodeName(listingPath).constData(), user, static_cast<gid_t>(-1));
+    return 0;
+}
+
+} // namespace velmox
