@@ -5,38 +5,68 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "app/SidebarItems.h"
 #include "app/SymbolIcons.h"
+#include "app/pages/PageHeader.h"
+#include "app/pages/TaskListPanel.h"
+#include "cleaning/OptimizationTaskRunner.h"
 #include "services/AppNavigationState.h"
 
 namespace velmox {
 
-MaintenancePage::MaintenancePage(AppNavigationState& navigation, QWidget* parent)
-    : PlaceholderPage(Category::maintenance, parent) {
-    auto* card = new QFrame(this);
+namespace {
+
+QFrame* powerUserCard(AppNavigationState& navigation, QWidget* parent) {
+    auto* card = new QFrame(parent);
     card->setObjectName(QStringLiteral("card"));
     auto* layout = new QHBoxLayout(card);
-    layout->setContentsMargins(16, 14, 16, 14);
+    layout->setContentsMargins(16, 10, 16, 10);
     layout->setSpacing(14);
     auto* icon = new QLabel(card);
     icon->setPixmap(symbolIcon(QStringLiteral("bolt.circle"), QStringLiteral("Power User"))
-                        .pixmap(32, 32));
+                        .pixmap(28, 28));
     layout->addWidget(icon);
     auto* texts = new QVBoxLayout;
-    auto* title = new QLabel(QStringLiteral("<b>Power User</b>"), card);
+    texts->addWidget(new QLabel(QStringLiteral("<b>Power User</b>"), card));
     auto* line = new QLabel(
         QStringLiteral("The activity log with Put Back, and automation of maintenance tasks."),
         card);
     line->setWordWrap(true);
-    texts->addWidget(title);
     texts->addWidget(line);
     layout->addLayout(texts, 1);
     auto* open = new QPushButton(QStringLiteral("Open Power User"), card);
     open->setObjectName(QStringLiteral("openPowerUser"));
     layout->addWidget(open);
-    connect(open, &QPushButton::clicked, this, [&navigation] {
+    QObject::connect(open, &QPushButton::clicked, card, [&navigation] {
         navigation.navigate(rawValue(Category::powerUser), std::nullopt);
     });
-    body()->insertWidget(body()->count() - 1, card);
+    return card;
+}
+
+} // namespace
+
+const QList<TaskCategory>& MaintenancePage::categories() {
+    static const QList<TaskCategory> shown{TaskCategory::performanceSuite, TaskCategory::network,
+                                           TaskCategory::maintenance,
+                                           TaskCategory::appManagement};
+    return shown;
+}
+
+MaintenancePage::MaintenancePage(ShellHelper& shell, ActionHistoryStore& history,
+                                 AppStatusCenter& status, AppNavigationState& navigation,
+                                 const OptimizationRegistry& registry, QWidget* parent)
+    : QWidget(parent), runner_(new OptimizationTaskRunner(shell, history, &status, this)),
+      panel_(new TaskListPanel(registry.allTasks(), categories(), *runner_, this)) {
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(28, 24, 28, 24);
+    layout->setSpacing(12);
+    layout->addWidget(new PageHeader(pageSymbol(Category::maintenance),
+                                     pageTitle(Category::maintenance),
+                                     QStringLiteral("Memory, name lookups, the search index and "
+                                                    "the system's own maintenance jobs."),
+                                     this));
+    layout->addWidget(powerUserCard(navigation, this));
+    layout->addWidget(panel_, 1);
 }
 
 } // namespace velmox

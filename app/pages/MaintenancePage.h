@@ -1,16 +1,36 @@
 #pragma once
 
-#include "app/pages/PlaceholderPage.h"
+#include <QWidget>
+
+#include "cleaning/OptimizationRegistry.h"
 
 namespace velmox {
 
+class ActionHistoryStore;
 class AppNavigationState;
+class AppStatusCenter;
+class OptimizationTaskRunner;
+class ShellHelper;
+class TaskListPanel;
 
-// The Maintenance page; for now its way to the Power User page (activity log, automation).
-class MaintenancePage : public PlaceholderPage {
+// The Maintenance page: performance, maintenance and application tasks, and the way to the
+// Power User page (activity log, automation).
+class MaintenancePage : public QWidget {
     Q_OBJECT
 public:
-    explicit MaintenancePage(AppNavigationState& navigation, QWidget* parent = nullptr);
+    static const QList<TaskCategory>& categories();
+
+    MaintenancePage(ShellHelper& shell, ActionHistoryStore& history, AppStatusCenter& status,
+                    AppNavigationState& navigation,
+                    const OptimizationRegistry& registry = OptimizationRegistry(),
+                    QWidget* parent = nullptr);
+
+    TaskListPanel* tasks() const { return panel_; }
+    OptimizationTaskRunner& runner() const { return *runner_; }
+
+private:
+    OptimizationTaskRunner* runner_;
+    TaskListPanel* panel_;
 };
 
 } // namespace velmox

@@ -1,6 +1,7 @@
 #include "app/pages/PageFactory.h"
 
 #include "app/AppServices.h"
+#include "app/pages/CleanupPage.h"
 #include "app/pages/MaintenancePage.h"
 #include "app/pages/PlaceholderPage.h"
 #include "app/pages/PowerUserPage.h"
@@ -9,8 +10,11 @@ namespace velmox {
 
 QWidget* createPage(Category category, AppServices& services) {
     switch (category) {
+    case Category::cleanup:
+        return new CleanupPage(services.shell(), services.history(), services.status());
     case Category::maintenance:
-        return new MaintenancePage(services.navigation());
+        return new MaintenancePage(services.shell(), services.history(), services.status(),
+                                   services.navigation());
     case Category::powerUser:
         return new PowerUserPage(services);
     default:

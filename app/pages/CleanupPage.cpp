@@ -1,0 +1,50 @@
+#include "app/pages/CleanupPage.h"
+
+#include <QHBoxLayout>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "app/SidebarItems.h"
+#include "app/pages/PageHeader.h"
+#include "app/pages/TaskListPanel.h"
+#include "cleaning/OptimizationTaskRunner.h"
+
+namespace velmox {
+
+const QList<TaskCategory>& CleanupPage::categories() {
+    static const QList<TaskCategory> shown{TaskCategory::systemCleanup,
+                                           TaskCategory::privacySecurity};
+    return shown;
+}
+
+CleanupPage::CleanupPage(ShellHelper& shell, ActionHistoryStore& history, AppStatusCenter& status,
+                         const OptimizationRegistry& registry, QWidget* parent)
+    : QWidget(parent), registry_(registry),
+      runner_(new OptimizationTaskRunner(shell, history, &status, this)),
+      panel_(new TaskListPanel(registry.allTasks(), categories(), *runner_, this)),
+      smartScan_(new QPushButton(QStringLiteral("Smart Scan"), this)) {
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(28, 24, 28, 24);
+    layout->setSpacing(12);
+    auto* top = new QHBoxLayout;
+    top->addWidget(new PageHeader(pageSymbol(Category::cleanup), pageTitle(Category::cleanup),
+                                  QStringLiteral("Caches, logs and the Trash, measured and "
+                                                 "cleaned. Moved items can be put back from the "
+                                                 "Activity tab."),
+                                  this),
+                   1);
+    smartScan_->setObjectName(QStringLiteral("smartScan"));
+    smartScan_->setToolTip(QStringLiteral("Runs every task marked for the Smart Scan, on this "
+                                          "page and on Maintenance, and sums up what they "
+                                          "freed."));
+    top->addWidget(smartScan_, 0, Qt::AlignVCenter);
+    layout->addLayout(top);
+    layout->addWidget(panel_, 1);
+    connect(smartScan_, &QPushButton::clicked, this, &CleanupPage::startSmartScan);
+}
+
+bool CleanupPage::startSmartScan() {
+    return panel_->runSmartScan(SmartScan::marked(registry_.allTasks()));
+}
+
+} // namespace velmox

@@ -1,0 +1,179 @@
+#include "app/pages/TaskListPanel.h"
+
+#include <QLabel>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QPointer>
+#include <QScrollArea>
+#include <QThreadPool>
+#include <QVBoxLayout>
+
+#include "app/TaskStatusOverlay.h"
+#include "app/pages/TaskRow.h"
+#include "cleaning/FolderSize.h"
+#include "cleaning/OptimizationTaskRunner.h"
+
+namespace velmox {
+
+namespace {
+
+bool askWithDialog(QWidget* parent, const QString& question, const QString& informative) {
+    QMessageBox box(QMessageBox::Warning, question, question, QMessageBox::Cancel, parent);
+    box.setInformativeText(informative);
+    QPushButton* confirm = box.addButton(QStringLiteral("Run"), QMessageBox::AcceptRole);
+    box.setDefaultButton(QMessageBox::Cancel);
+    box.exec();
+    return box.clickedButton() == static_cast<QAbstractButton*>(confirm);
+}
+
+QString cautions(const OptimizationTask& task) {
+    QStringList parts;
+    if (task.impactLevel == ImpactLevel::highImpact)
+        parts << QStringLiteral("It is a High Impact task.");
+    if (task.requiresSudo)
+        parts << QStringLiteral("It runs as root, with the saved administrator password or "
+                                "after the system's password prompt.");
+    return parts.join(QLatin1Char(' '));
+}
+
+} // namespace
+
+TaskListPanel::TaskListPanel(const QList<OptimizationTask>& tasks,
+                             const QList<TaskCategory>& categories,
+                             OptimizationTaskRunner& runner, QWidget* parent)
+    : QWidget(parent), runner_(runner), smartScan_(new SmartScan(runner, this)) {
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(0, 0, 0, 0);
+    auto* scroll = new QScrollArea(this);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    auto* content = new QWidget(scroll);
+    auto* layout = new QVBoxLayout(content);
+    layout->setContentsMargins(0, 0, 8, 0);
+    layout->setSpacing(8);
+    for (const TaskCategory category : categories) {
+        bool headed = false;
+        for (const OptimizationTask& task : tasks) {
+            if (task.category != category)
+                continue;
+            if (!headed) {
+                auto* header = new QLabel(QStringLiteral("<b>%1</b>").arg(rawValue(category)),
+                                          content);
+                header->setContentsMargins(0, 10, 0, 2);
+                layout->addWidget(header);
+                headed = true;
+            }
+            auto* row = new TaskRow(task, content);
+            connect(row, &TaskRow::runRequested, this,
+                    [this](const OptimizationTask& requested) { runTask(requested); });
+            layout->addWidget(row);
+            rows_.append(row);
+        }
+    }
+    layout->addStretch(1);
+    scroll->setWidget(content);
+    outer->addWidget(scroll);
+    overlay_ = new TaskStatusOverlay(this);
+
+    connect(smartScan_, &SmartScan::taskStarted, this,
+            [this](const QString& title, int index, int count) {
+                if (TaskRow* started = row(title))
+                    started->setRunning(true);
+                overlay_->showProgress(QStringLiteral("Smart Scan: %1 (%2 of %3)...")
+                                           .arg(title)
+                                           .arg(index + 1)
+                                           .arg(count),
+                                       double(index) / count);
+            });
+    connect(smartScan_, &SmartScan::taskFinished, this, &TaskListPanel::showResult);
+    connect(smartScan_, &SmartScan::finished, this, [this](const SmartScan::Summary& summary) {
+        overlay_->showFinished(summary.text(), summary.failed.isEmpty());
+        emit smartScanFinished(summary);
+    });
+    measureSizes();
+}
+
+TaskRow* TaskListPanel::row(const QString& title) const {
+    for (TaskRow* row : rows_)
+        if (row->task().title == title)
+            return row;
+    return nullptr;
+}
+
+bool TaskListPanel::isBusy() const {
+    return smartScan_->isRunning() || runner_.runningCount() > 0;
+}
+
+bool TaskListPanel::ask(const QString& question, const QString& informative) {
+    if (confirm_)
+        return confirm_(question, informative);
+    return askWithDialog(this, question, informative);
+}
+
+bool TaskListPanel::runTask(const OptimizationTask& task) {
+    if (task.needsConfirmation() &&
+        !ask(QStringLiteral("Run “%1”?").arg(task.title),
+             task.description + QStringLiteral("\n\n") + cautions(task)))
+        return false;
+    if (TaskRow* started = row(task.title))
+        started->setRunning(true);
+    overlay_->showProgress(QStringLiteral("Running %1...").arg(task.title));
+    QPointer<TaskListPanel> self(this);
+    runner_.run(task, [self, task](const TaskRunResult& result) {
+        if (!self)
+            return;
+        self->showResult(task.title, result);
+        self->overlay_->showFinished(resultLine(task, result), result.success);
+    });
+    return true;
+}
+
+bool TaskListPanel::runSmartScan(const QList<OptimizationTask>& tasks) {
+    if (tasks.isEmpty() || smartScan_->isRunning())
+        return false;
+    QStringList careful;
+    for (const OptimizationTask& task : tasks)
+        if (task.needsConfirmation())
+            careful << task.title;
+    if (!careful.isEmpty() &&
+        !ask(QStringLiteral("Run the Smart Scan?"),
+             QStringLiteral("It runs %1 tasks one after another. These are High Impact or run as "
+                            "root: %2.")
+                 .arg(tasks.size())
+                 .arg(careful.join(QStringLiteral(", ")))))
+        return false;
+    smartScan_->start(tasks);
+    return true;
+}
+
+void TaskListPanel::showResult(const QString& title, const TaskRunResult& result) {
+    if (TaskRow* finished = row(title)) {
+        finished->setRunning(false);
+        finished->showResult(result);
+    }
+}
+
+void TaskListPanel::measureSizes() {
+    QList<std::pair<QString, QStringList>> folders;
+    for (TaskRow* row : rows_)
+        if (!row->task().pathsToMeasure.isEmpty()) {
+            row->setMeasuredSize(std::nullopt);
+            folders.append({row->task().title, row->task().pathsToMeasure});
+        }
+    QPointer<TaskListPanel> self(this);
+    QThreadPool::globalInstance()->start([self, folders] {
+        QList<std::pair<QString, qint64>> sizes;
+        for (const auto& [title, paths] : folders)
+            sizes.append({title, FolderSize::allocatedBytes(paths)});
+        QMetaObject::invokeMethod(self.data(), [self, sizes] {
+            if (!self)
+                return;
+            for (const auto& [title, bytes] : sizes)
+                if (TaskRow* measured = self->row(title))
+                    measured->setMeasuredSize(bytes);
+            emit self->sizesMeasured();
+        });
+    });
+}
+
+} // namespace velmox

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QList>
+#include <QWidget>
+#include <functional>
+
+#include "cleaning/OptimizationTask.h"
+#include "cleaning/SmartScan.h"
+
+namespace velmox {
+
+class OptimizationTaskRunner;
+class TaskRow;
+class TaskStatusOverlay;
+
+// The tasks of some categories, grouped under their category, each a TaskRow. Sizes are
+// measured in the background when the panel is made; a run shows its progress in an overlay
+// and its result in the row. High Impact and root tasks are confirmed first.
+class TaskListPanel : public QWidget {
+    Q_OBJECT
+public:
+    // (question, informative text) -> true to go ahead.
+    using ConfirmHandler = std::function<bool(const QString&, const QString&)>;
+
+    TaskListPanel(const QList<OptimizationTask>& tasks, const QList<TaskCategory>& categories,
+                  OptimizationTaskRunner& runner, QWidget* parent = nullptr);
+
+    // Tests replace the dialog.
+    void setConfirmHandler(ConfirmHandler handler) { confirm_ = std::move(handler); }
+
+    const QList<TaskRow*>& rows() const { return rows_; }
+    TaskRow* row(const QString& title) const;
+    TaskStatusOverlay* overlay() const { return overlay_; }
+
+    // Asks first where the task needs it; false when the user declined.
+    bool runTask(const OptimizationTask& task);
+    // Runs `tasks` (the marked ones of the whole registry) one after another.
+    bool runSmartScan(const QList<OptimizationTask>& tasks);
+    void measureSizes();
+    bool isBusy() const;
+
+signals:
+    void smartScanFinished(const SmartScan::Summary& summary);
+    void sizesMeasured();
+
+private:
+    bool ask(const QString& question, const QString& informative);
+    void showResult(const QString& title, const TaskRunResult& result);
+
+    OptimizationTaskRunner& runner_;
+    QList<TaskRow*> rows_;
+    TaskStatusOverlay* overlay_;
+    SmartScan* smartScan_;
+    ConfirmHandler confirm_;
+};
+
+} // namespace velmox

@@ -1,0 +1,124 @@
+// velmox tasks: the maintenance tasks on the command line.
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <cstdio>
+#include <unistd.h>
+
+#include "cleaning/OptimizationRegistry.h"
+#include "cleaning/OptimizationTaskRunner.h"
+#include "cli/CliCommand.h"
+#include "platform/PromptElevation.h"
+#include "platform/QtKeychainSecretStore.h"
+#include "services/ActionHistoryStore.h"
+#include "services/Clock.h"
+#include "services/KeychainHelper.h"
+#include "services/Settings.h"
+#include "services/ShellHelper.h"
+
+namespace velmox {
+
+namespace {
+
+int usage(CliIO& io) {
+    io.err << "Usage: velmox " << CliRegistry::shared().find(QStringLiteral("tasks"))->usage
+           << '\n';
+    return 2;
+}
+
+void printList(const QList<OptimizationTask>& tasks, QTextStream& out) {
+    for (const TaskCategory category : allTaskCategories()) {
+        bool headed = false;
+        for (const OptimizationTask& task : tasks) {
+            if (task.category != category)
+                continue;
+            if (!headed)
+                out << rawValue(category) << '\n';
+            headed = true;
+            out << "  " << task.title << "  [" << rawValue(task.impactLevel)
+                << (task.requiresSudo ? ", needs administrator" : "")
+                << (task.includeInSmartScan ? ", Smart Scan" : "") << "]\n    "
+                << task.description << '\n';
+        }
+    }
+}
+
+// "“RAM Purge” is High Impact and needs administrator rights."
+QString cautionSentence(const OptimizationTask& task) {
+    QStringList reasons;
+    if (task.impactLevel == ImpactLevel::highImpact)
+        reasons << QStringLiteral("is High Impact");
+    if (task.requiresSudo)
+        reasons << QStringLiteral("needs administrator rights");
+    return QStringLiteral("“%1” %2.").arg(task.title, reasons.join(QStringLiteral(" and ")));
+}
+
+// Asks on the terminal; refuses when there is no terminal to ask on.
+bool confirmed(const OptimizationTask& task, CliIO& io) {
+    if (!::isatty(STDIN_FILENO)) {
+        io.err << cautionSentence(task)
+               << " Nothing was run: confirm with --yes when there is no terminal to ask on.\n";
+        return false;
+    }
+    io.err << cautionSentence(task) << " Run it? [y/N] ";
+    io.err.flush();
+    QTextStream in(stdin);
+    const QString answer = in.readLine().trimmed().toLower();
+    return answer == QLatin1String("y") || answer == QLatin1String("yes");
+}
+
+int runTask(const QString& title, bool yes, CliIO& io) {
+    const std::optional<OptimizationTask> task = OptimizationRegistry().task(title);
+    if (!task) {
+        io.err << "There is no task called “" << title
+               << "”. Run “velmox tasks list” to see them all.\n";
+        return 1;
+    }
+    if (task->needsConfirmation() && !yes && !confirmed(*task, io))
+        return 1;
+
+    Settings settings;
+    ActionHistoryStore history(settings, SystemClock::shared());
+    QtKeychainSecretStore secrets;
+    KeychainHelper keychain(secrets);
+    const std::unique_ptr<PromptElevation> prompt = PromptElevation::forThisSystem();
+    ShellHelper shell(keychain, settings, *prompt);
+    OptimizationTaskRunner runner(shell, history);
+
+    const TaskRunResult result = runner.runBlocking(*task);
+    (result.success ? io.out : io.err) << task->title << ": " << resultLine(*task, result) << '\n';
+    if (result.puttableBack > 0)
+        io.out << result.puttableBack << " can be put back from the Activity tab.\n";
+    return result.success ? 0 : 1;
+}
+
+int runTasks(const QStringList& args, CliIO& io) {
+    const QString verb = args.value(0);
+    if (verb == QLatin1String("list") && args.size() <= 2) {
+        const bool json = args.size() == 2;
+        if (json && args.at(1) != QLatin1String("--json"))
+            return usage(io);
+        const QList<OptimizationTask> tasks = OptimizationRegistry().allTasks();
+        if (json) {
+            QJsonArray array;
+            for (const OptimizationTask& task : tasks)
+                array.append(toJson(task));
+            io.out << QJsonDocument(array).toJson(QJsonDocument::Indented);
+        } else {
+            printList(tasks, io.out);
+        }
+        return 0;
+    }
+    if (verb == QLatin1String("run") && (args.size() == 2 || args.size() == 3)) {
+        const bool yes = args.size() == 3;
+        if (yes && args.at(2) != QLatin1String("--yes"))
+            return usage(io);
+        return runTask(args.at(1), yes, io);
+    }
+    return usage(io);
+}
+
+} // namespace
+
+VELMOX_CLI_COMMAND(tasks, "tasks list [--json] | tasks run TITLE [--yes]", runTasks);
+
+} // namespace velmox

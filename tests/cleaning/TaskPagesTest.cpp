@@ -1,0 +1,130 @@
+#include <QAbstractButton>
+#include <QDeadlineTimer>
+#include <QPushButton>
+#include <gtest/gtest.h>
+
+#include "app/TaskStatusOverlay.h"
+#include "app/pages/CleanupPage.h"
+#include "app/pages/MaintenancePage.h"
+#include "app/pages/TaskListPanel.h"
+#include "app/pages/TaskRow.h"
+#include "platform/PlatformPaths.h"
+#include "services/AppNavigationState.h"
+#include "services/AppStatusCenter.h"
+#include "tests/cleaning/CleaningTestSupport.h"
+
+using namespace velmox;
+using namespace velmox::test;
+
+namespace {
+
+template <typename Condition> bool waitFor(Condition condition) {
+    const QDeadlineTimer deadline(60000);
+    while (!condition() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    return condition();
+}
+
+QStringList titles(const TaskListPanel& panel) {
+    QStringList list;
+    for (const TaskRow* row : panel.rows())
+        list << row->task().title;
+    return list;
+}
+
+class TaskPagesTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        QDir(caches).removeRecursively();
+        QDir().mkpath(caches);
+    }
+
+    // Answers every confirmation and remembers the questions.
+    void answer(TaskListPanel& panel, bool yes) {
+        panel.setConfirmHandler([this, yes](const QString& question, const QString&) {
+            questions << question;
+            return yes;
+        });
+    }
+
+    CleaningWorld world;
+    AppNavigationState navigation;
+    AppStatusCenter status{navigation, world.clock};
+    const QString caches = PlatformPaths::userCaches();
+    QStringList questions;
+};
+
+TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
+    writeFile(caches + "/app one/blob", QByteArray(120000, 'a'));
+    CleanupPage page(world.privilege.shell, world.history, status, world.registry);
+    page.resize(900, 700);
+    TaskListPanel& panel = *page.tasks();
+    answer(panel, true);
+    EXPECT_EQ(titles(panel).first(), "Font Cache Cleaner");
+    EXPECT_TRUE(titles(panel).contains("Firefox Privacy Cleaner"));
+    EXPECT_FALSE(titles(panel).contains("RAM Purge"));
+
+    TaskRow* row = panel.row("User Cache Cleaner");
+    ASSERT_NE(row, nullptr);
+    ASSERT_TRUE(waitFor([&] { return row->sizeText() != "Measuring..."; }));
+    EXPECT_TRUE(row->sizeText().endsWith("kB")) << row->sizeText().toStdString();
+
+    row->findChild<QPushButton*>()->click();
+    EXPECT_FALSE(row->isRunEnabled());
+    ASSERT_TRUE(waitFor([&] { return !row->resultText().isEmpty(); }));
+    EXPECT_TRUE(row->resultText().startsWith("Freed 1")) << row->resultText().toStdString();
+    EXPECT_TRUE(row->isRunEnabled());
+    EXPECT_TRUE(panel.overlay()->isSuccess());
+    EXPECT_TRUE(questions.isEmpty()) << "a Safe task runs without asking";
+    EXPECT_TRUE(status.message().value_or("").startsWith("Success: User Cache Cleaner freed 1"));
+    page.grab().save(QDir::tempPath() + "/cleanup-page.png");
+}
+
+TEST_F(TaskPagesTest, RiskyTasksAskFirstAndDecliningRunsNothing) {
+    MaintenancePage page(world.privilege.shell, world.history, status, navigation,
+                         world.registry);
+    TaskListPanel& panel = *page.tasks();
+    answer(panel, false);
+    EXPECT_EQ(titles(panel).first(), "RAM Purge");
+    EXPECT_FALSE(panel.runTask(panel.row("RAM Purge")->task()));
+    EXPECT_EQ(questions, QStringList{"Run “RAM Purge”?"});
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(world.history.entries().isEmpty());
+    EXPECT_TRUE(world.privilege.prompt.lines.isEmpty());
+
+    page.findChild<QPushButton*>("openPowerUser")->click();
+    EXPECT_EQ(navigation.currentPage(), "powerUser");
+}
+
+TEST_F(TaskPagesTest, SmartScanRunsTheMarkedTasksAndSumsThemUp) {
+    writeFile(caches + "/one/blob", QByteArray(50000, 'a'));
+    writeFile(caches + "/two", QByteArray(50000, 'b'));
+    QTemporaryDir emptyProc;
+    CleanupPage page(world.privilege.shell, world.history, status, world.registry);
+    page.runner().setOptions({emptyProc.path(), std::chrono::milliseconds(10)});
+    TaskListPanel& panel = *page.tasks();
+    answer(panel, true);
+    std::optional<SmartScan::Summary> summary;
+    QObject::connect(&panel, &TaskListPanel::smartScanFinished,
+                     [&](const SmartScan::Summary& done) { summary = done; });
+
+    ASSERT_TRUE(page.startSmartScan());
+    ASSERT_EQ(questions.size(), 1);
+    EXPECT_EQ(questions.first(), "Run the Smart Scan?");
+    ASSERT_TRUE(waitFor([&] { return summary.has_value(); }));
+
+    const int marked = static_cast<int>(SmartScan::marked(world.registry.allTasks()).size());
+    EXPECT_EQ(summary->succeeded + summary->failed.size(), marked);
+    EXPECT_EQ(summary->puttableBack, 2);
+    EXPECT_GE(summary->bytesFreed, 100000);
+    EXPECT_TRUE(summary->text().endsWith(" 2 can be put back from the Activity tab."))
+        << summary->text().toStdString();
+    EXPECT_EQ(panel.overlay()->message(), summary->text());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(world.history.entries().size(), marked);
+    // Root tasks went to the (recorded) system prompt, as there is no saved password.
+    EXPECT_TRUE(world.privilege.prompt.lines.contains(
+        world.registry.task("Log File Scrubber")->shellScript));
+}
+
+} // namespace
