@@ -1,9 +1,9 @@
+#include "cli/CliCommand.h"
+#include "monitor/SMCHelper.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-
-#include "cli/CliCommand.h"
-#include "monitor/SMCHelper.h"
 
 namespace velmox {
 
@@ -24,12 +24,12 @@ int runSensors(const QStringList& args, CliIO& io) {
     if (json) {
         QJsonArray array;
         for (const SensorReading& reading : readings)
-            array.append(QJsonObject{
-                {QStringLiteral("name"), reading.name},
-                {QStringLiteral("value"), reading.value},
-                {QStringLiteral("kind"), reading.kind == SensorKind::fan ? QStringLiteral("fan")
-                                                                          : QStringLiteral("temperature")},
-                {QStringLiteral("unit"), unit(reading.kind)}});
+            array.append(QJsonObject{{QStringLiteral("name"), reading.name},
+                                     {QStringLiteral("value"), reading.value},
+                                     {QStringLiteral("kind"), reading.kind == SensorKind::fan
+                                                                  ? QStringLiteral("fan")
+                                                                  : QStringLiteral("temperature")},
+                                     {QStringLiteral("unit"), unit(reading.kind)}});
         io.out << QJsonDocument(array).toJson(QJsonDocument::Indented);
         return 0;
     }

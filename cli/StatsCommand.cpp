@@ -1,10 +1,10 @@
+#include "cli/CliCommand.h"
+#include "monitor/SystemMonitorEngine.h"
+
 #include <QEventLoop>
 #include <QJsonDocument>
 #include <QLocale>
 #include <QTimer>
-
-#include "cli/CliCommand.h"
-#include "monitor/SystemMonitorEngine.h"
 
 namespace velmox {
 
@@ -67,8 +67,9 @@ void printText(const SystemStats& s, bool hasSensors, QTextStream& out) {
                         .arg(s.ramWired, 0, 'f', 2)
                         .arg(s.ramCompressed, 0, 'f', 2)
                         .arg(s.ramFree, 0, 'f', 2));
-    line("Network:", QStringLiteral("in %1/s, out %2/s")
-                         .arg(bytes(s.networkSpeedIn), bytes(s.networkSpeedOut)));
+    line(
+        "Network:",
+        QStringLiteral("in %1/s, out %2/s").arg(bytes(s.networkSpeedIn), bytes(s.networkSpeedOut)));
     line("Disk:", QStringLiteral("%1 available of %2")
                       .arg(bytes(s.diskAvailable, QLocale::DataSizeSIFormat),
                            bytes(s.diskTotal, QLocale::DataSizeSIFormat)));
@@ -111,7 +112,8 @@ int runStats(const QStringList& args, CliIO& io) {
     }
 
     Settings settings;
-    SystemMonitorEngine engine(settings, SystemClock::shared(), SystemMonitorEngine::systemSources());
+    SystemMonitorEngine engine(settings, SystemClock::shared(),
+                               SystemMonitorEngine::systemSources());
     engine.startManual();
     wait(watchSeconds ? int(*watchSeconds * 1000) : firstIntervalMilliseconds);
     for (;;) {

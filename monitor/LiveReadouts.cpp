@@ -1,8 +1,8 @@
 #include "monitor/LiveReadouts.h"
 
-#include <QLocale>
-
 #include "monitor/SystemMonitorEngine.h"
+
+#include <QLocale>
 
 namespace velmox {
 
@@ -67,31 +67,33 @@ QList<Readout> LiveReadouts::rowsFor(const SystemStats& stats,
                  stats.ramHistory});
     if (!stats.gpuHistory.isEmpty())
         rows.append({QStringLiteral("GPU"), percent(stats.gpuUtilization), stats.gpuHistory});
-    rows.append({QStringLiteral("Network"),
-                 QStringLiteral("↓ %1  ↑ %2").arg(rate(stats.networkSpeedIn), rate(stats.networkSpeedOut)),
-                 stats.networkHistoryIn});
+    rows.append(
+        {QStringLiteral("Network"),
+         QStringLiteral("↓ %1  ↑ %2").arg(rate(stats.networkSpeedIn), rate(stats.networkSpeedOut)),
+         stats.networkHistoryIn});
     rows.append({QStringLiteral("Temperature"), temperatures(stats, sensors), {}});
-    const bool hasFan = sensors && std::any_of(sensors->cbegin(), sensors->cend(), [](const SensorReading& r) {
-                            return r.kind == SensorKind::fan;
-                        });
+    const bool hasFan =
+        sensors && std::any_of(sensors->cbegin(), sensors->cend(),
+                               [](const SensorReading& r) { return r.kind == SensorKind::fan; });
     if (hasFan)
         rows.append({QStringLiteral("Fan"),
                      stats.fanRPM > 0 ? QStringLiteral("%1 RPM").arg(stats.fanRPM, 0, 'f', 0)
                                       : QStringLiteral("Stopped"),
                      {}});
-    rows.append({QStringLiteral("Disk"),
-                 QLocale::c().formattedDataSize(qint64(stats.diskAvailable), 1,
-                                                QLocale::DataSizeSIFormat) +
-                     QStringLiteral(" free"),
-                 {}});
+    rows.append(
+        {QStringLiteral("Disk"),
+         QLocale::c().formattedDataSize(qint64(stats.diskAvailable), 1, QLocale::DataSizeSIFormat) +
+             QStringLiteral(" free"),
+         {}});
     rows.append({QStringLiteral("Address"),
-                 stats.localIP.isEmpty() ? notConnectedText() : stats.localIP, {}});
+                 stats.localIP.isEmpty() ? notConnectedText() : stats.localIP,
+                 {}});
     return rows;
 }
 
 QString LiveReadouts::trayTitleFor(const SystemStats& stats) {
-    const QString cpu = stats.cpuHistory.isEmpty() ? QStringLiteral("–")
-                                                   : percent(stats.cpuUser + stats.cpuSystem);
+    const QString cpu =
+        stats.cpuHistory.isEmpty() ? QStringLiteral("–") : percent(stats.cpuUser + stats.cpuSystem);
     return QStringLiteral("%1 CPU · %2 GiB").arg(cpu).arg(stats.ramUsed, 0, 'f', 1);
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <QObject>
-#include <optional>
-
 #include "monitor/SystemStats.h"
 #include "platform/NamedSensorSource.h"
+
+#include <QObject>
+#include <optional>
 
 namespace velmox {
 

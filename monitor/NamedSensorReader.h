@@ -1,11 +1,11 @@
 #pragma once
 
+#include "platform/NamedSensorSource.h"
+#include "services/Clock.h"
+
 #include <QDateTime>
 #include <QMutex>
 #include <memory>
-
-#include "platform/NamedSensorSource.h"
-#include "services/Clock.h"
 
 namespace velmox {
 

@@ -1,14 +1,14 @@
 #pragma once
 
+#include "platform/HostCounters.h"
+
 #include <QDateTime>
 #include <QHash>
-
-#include "platform/HostCounters.h"
 
 namespace velmox {
 
 struct NetworkRates {
-    double in = 0.0;  // bytes per second
+    double in = 0.0; // bytes per second
     double out = 0.0;
     bool operator==(const NetworkRates&) const = default;
 };

@@ -36,22 +36,23 @@ SMCHelper::SMCHelper(SmcConnectionOpener opener, std::unique_ptr<NamedSensorRead
     : opener_(std::move(opener)), named_(std::move(named)) {}
 
 SMCHelper& SMCHelper::shared() {
-    static SMCHelper helper(systemSmcConnectionOpener(),
-                            std::make_unique<NamedSensorReader>(systemNamedSensorSource(),
-                                                                SystemClock::shared()));
+    static SMCHelper helper(
+        systemSmcConnectionOpener(),
+        std::make_unique<NamedSensorReader>(systemNamedSensorSource(), SystemClock::shared()));
     return helper;
 }
 
 const QStringList& SMCHelper::fallbackTemperatureKeys() {
-    static const QStringList keys = QStringLiteral(
-        "TC0P TC0D TC0E TC0F TC0H TC0C TC0c TCXC TCAD TC1C TC2C TC3C TC4C TC5C TC6C TC7C TC8C "
-        "TC9C TC1c TC2c TC3c TCGC TCSA TG0P TG0D TG1D TG0H TG0p TG0d Tp01 Tp05 Tp09 Tp0D Tp0H "
-        "Tp0L Tp0P Tp0T Tp0X Tp0b Tp0f Tp0j Tp0V Tp0Y Tp0e Tp1h Tp1t Tp1p Tp1l Te05 Te09 Te0H "
-        "Te0L Te0P Te0S Tf04 Tf09 Tf0A Tf0B Tf0D Tf0E Tf44 Tf49 Tf4A Tf4B Tf4D Tf4E Tg05 Tg0D "
-        "Tg0L Tg0T Tg0f Tg0j Tg0G Tg0H Tg0K Tg0d Tg0e Tg0k Tg1U Tg1k Tf14 Tf18 Tf19 Tf1A Tf24 "
-        "Tf28 Tf29 Tf2A TH0A TH0B TH0C TH1A TH1B TH1C TH2A TH0a TH0b TH0c TH0x TM0P TM1P TM2P "
-        "TM3P TM0S TM1S Ta0P Ta1P TA0P TA1P TB0T TB1T TB2T TW0P")
-                                        .split(QLatin1Char(' '));
+    static const QStringList keys =
+        QStringLiteral(
+            "TC0P TC0D TC0E TC0F TC0H TC0C TC0c TCXC TCAD TC1C TC2C TC3C TC4C TC5C TC6C TC7C TC8C "
+            "TC9C TC1c TC2c TC3c TCGC TCSA TG0P TG0D TG1D TG0H TG0p TG0d Tp01 Tp05 Tp09 Tp0D Tp0H "
+            "Tp0L Tp0P Tp0T Tp0X Tp0b Tp0f Tp0j Tp0V Tp0Y Tp0e Tp1h Tp1t Tp1p Tp1l Te05 Te09 Te0H "
+            "Te0L Te0P Te0S Tf04 Tf09 Tf0A Tf0B Tf0D Tf0E Tf44 Tf49 Tf4A Tf4B Tf4D Tf4E Tg05 Tg0D "
+            "Tg0L Tg0T Tg0f Tg0j Tg0G Tg0H Tg0K Tg0d Tg0e Tg0k Tg1U Tg1k Tf14 Tf18 Tf19 Tf1A Tf24 "
+            "Tf28 Tf29 Tf2A TH0A TH0B TH0C TH1A TH1B TH1C TH2A TH0a TH0b TH0c TH0x TM0P TM1P TM2P "
+            "TM3P TM0S TM1S Ta0P Ta1P TA0P TA1P TB0T TB1T TB2T TW0P")
+            .split(QLatin1Char(' '));
     return keys;
 }
 
@@ -116,8 +117,8 @@ void SMCHelper::enumerateKeysLocked(SmcConnection& connection) {
         temperatureKeys_ = fallbackTemperatureKeys();
 
     const auto fanCount = readKeyLocked(connection, QStringLiteral("FNum"));
-    const int fans = fanCount && *fanCount >= 0 && *fanCount <= maximumFans ? int(*fanCount)
-                                                                           : assumedFans;
+    const int fans =
+        fanCount && *fanCount >= 0 && *fanCount <= maximumFans ? int(*fanCount) : assumedFans;
     for (int fan = 0; fan < fans; ++fan)
         for (const char* suffix : {"Ac", "Mn", "Mx"})
             fanKeys_.append(QStringLiteral("F%1%2").arg(fan).arg(QLatin1String(suffix)));

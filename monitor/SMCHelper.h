@@ -1,14 +1,14 @@
 #pragma once
 
+#include "monitor/NamedSensorReader.h"
+#include "platform/SmcConnection.h"
+
 #include <QHash>
 #include <QMutex>
 #include <QSet>
 #include <QStringList>
 #include <memory>
 #include <optional>
-
-#include "monitor/NamedSensorReader.h"
-#include "platform/SmcConnection.h"
 
 namespace velmox {
 

@@ -82,9 +82,10 @@ QList<DriveStat> hwmonDrives(const Readings& readings) {
 SensorChoice chooseSensors(const Readings& readings) {
     SensorChoice choice;
 
-    QList<Rule> cpu = firstOf({QStringLiteral("TC0P"), QStringLiteral("TC0D"), QStringLiteral("TC0E"),
-                               QStringLiteral("TC0F"), QStringLiteral("TC0C"), QStringLiteral("TC0c"),
-                               QStringLiteral("TCXC")});
+    QList<Rule> cpu =
+        firstOf({QStringLiteral("TC0P"), QStringLiteral("TC0D"), QStringLiteral("TC0E"),
+                 QStringLiteral("TC0F"), QStringLiteral("TC0C"), QStringLiteral("TC0c"),
+                 QStringLiteral("TCXC")});
     cpu += {{startsWith(QStringLiteral("Tp")), true},
             {startsWith(QStringLiteral("Te")), true},
             {startsWith(QStringLiteral("PMU tdie")), true},
@@ -96,8 +97,9 @@ SensorChoice chooseSensors(const Readings& readings) {
             {startsWith(QStringLiteral("acpitz "))}};
     choice.cpuTemp = pick(readings, cpu);
 
-    QList<Rule> gpu = firstOf({QStringLiteral("TG0P"), QStringLiteral("TG0D"), QStringLiteral("TG0H"),
-                               QStringLiteral("TG0p"), QStringLiteral("TG0d")});
+    QList<Rule> gpu =
+        firstOf({QStringLiteral("TG0P"), QStringLiteral("TG0D"), QStringLiteral("TG0H"),
+                 QStringLiteral("TG0p"), QStringLiteral("TG0d")});
     gpu += {{startsWith(QStringLiteral("Tg")), true},
             {named(QStringLiteral("amdgpu edge"))},
             {startsWith(QStringLiteral("amdgpu "))},
@@ -114,11 +116,11 @@ SensorChoice chooseSensors(const Readings& readings) {
     else if (const SensorReading* any = firstReading(readings, isFan))
         choice.fanRPM = any->value;
 
-    const QList<Match> drive = {named(QStringLiteral("TH0a")), named(QStringLiteral("TH0b")),
-                                named(QStringLiteral("TH0x")), named(QStringLiteral("TH0A")),
-                                named(QStringLiteral("NAND CH0 temp")),
-                                startsWith(QStringLiteral("nvme Composite")),
-                                startsWith(QStringLiteral("drivetemp "))};
+    const QList<Match> drive = {
+        named(QStringLiteral("TH0a")),           named(QStringLiteral("TH0b")),
+        named(QStringLiteral("TH0x")),           named(QStringLiteral("TH0A")),
+        named(QStringLiteral("NAND CH0 temp")),  startsWith(QStringLiteral("nvme Composite")),
+        startsWith(QStringLiteral("drivetemp "))};
     for (const Match& match : drive) {
         if (const SensorReading* reading = firstReading(readings, match)) {
             choice.ssdTemp = reading->value;

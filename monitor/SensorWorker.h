@@ -1,10 +1,10 @@
 #pragma once
 
+#include "platform/NamedSensorSource.h"
+
 #include <QObject>
 #include <QThread>
 #include <functional>
-
-#include "platform/NamedSensorSource.h"
 
 namespace velmox {
 

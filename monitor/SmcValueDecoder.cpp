@@ -57,8 +57,7 @@ std::optional<double> decodeInteger(std::uint32_t type, std::span<const std::uin
     case typeCode("ui16"):
         return size >= 2 ? std::optional<double>(bigEndian16(bytes)) : std::nullopt;
     case typeCode("si16"):
-        return size >= 2 ? std::optional<double>(std::int16_t(bigEndian16(bytes)))
-                         : std::nullopt;
+        return size >= 2 ? std::optional<double>(std::int16_t(bigEndian16(bytes))) : std::nullopt;
     case typeCode("ui32"):
         if (size < 4)
             return std::nullopt;
@@ -72,8 +71,7 @@ std::optional<double> decodeInteger(std::uint32_t type, std::span<const std::uin
 } // namespace
 
 std::optional<double> decodeSmcValue(std::uint32_t type, std::span<const std::uint8_t> bytes) {
-    const char c0 = char(type >> 24), c1 = char(type >> 16), c2 = char(type >> 8),
-               c3 = char(type);
+    const char c0 = char(type >> 24), c1 = char(type >> 16), c2 = char(type >> 8), c3 = char(type);
     if (bytes.size() == 2 && (c0 == 'f' || c0 == 's') && c1 == 'p')
         return decodeFixedPoint(c0, c2, c3, bytes);
     if (type == typeCode("flt ") && bytes.size() == 4)

@@ -1,11 +1,11 @@
 #include "monitor/SystemMonitorEngine.h"
 
-#include <chrono>
-#include <cmath>
-
 #include "monitor/MemoryFigures.h"
 #include "monitor/SMCHelper.h"
 #include "monitor/SensorChoice.h"
+
+#include <chrono>
+#include <cmath>
 
 namespace velmox {
 
@@ -20,6 +20,7 @@ std::chrono::milliseconds toMilliseconds(double seconds) {
 SystemMonitorEngine::SystemMonitorEngine(Settings& settings, Clock& clock, Sources sources,
                                          QObject* parent)
     : QObject(parent), settings_(settings), clock_(clock), sources_(std::move(sources)) {
+    sensorsRead_ = !sources_.readSensors; // nothing to wait for
     if (sources_.readSensors) {
         sensorWorker_ = std::make_unique<SensorWorker>(sources_.readSensors);
         connect(sensorWorker_.get(), &SensorWorker::readingsReady, this,
@@ -51,8 +52,8 @@ void SystemMonitorEngine::applyInterval() {
     if (job_ && std::abs(wanted - timerInterval_) <= 0.01)
         return;
     timerInterval_ = wanted;
-    job_ = clock_.schedule(toMilliseconds(timerInterval_), [this] { tick(); }, true,
-                           toMilliseconds(timerTolerance));
+    job_ = clock_.schedule(
+        toMilliseconds(timerInterval_), [this] { tick(); }, true, toMilliseconds(timerTolerance));
 }
 
 void SystemMonitorEngine::start() {
@@ -131,7 +132,8 @@ void SystemMonitorEngine::sampleMachine() {
     stats_.thermalState = machine->thermalState();
     stats_.activeNICs.clear();
     for (const NetworkAddress& address : machine->activeIPv4Interfaces())
-        stats_.activeNICs.append({address.interfaceName, QStringLiteral("Active"), address.address});
+        stats_.activeNICs.append(
+            {address.interfaceName, QStringLiteral("Active"), address.address});
     stats_.localIP =
         stats_.activeNICs.isEmpty() ? notConnectedText() : stats_.activeNICs.first().address;
 }

@@ -1,9 +1,5 @@
 #pragma once
 
-#include <QDateTime>
-#include <QObject>
-#include <memory>
-
 #include "monitor/CpuLoadSampler.h"
 #include "monitor/NetworkRateSampler.h"
 #include "monitor/SensorWorker.h"
@@ -12,6 +8,10 @@
 #include "platform/MachineInfo.h"
 #include "services/Clock.h"
 #include "services/Settings.h"
+
+#include <QDateTime>
+#include <QObject>
+#include <memory>
 
 namespace velmox {
 

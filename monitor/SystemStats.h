@@ -26,7 +26,7 @@ struct NICInfo {
 
 // The published record of live figures; replaced as a whole on every change.
 struct SystemStats {
-    double cpuUser = 0.0;   // percent of all cores' ticks since the last sample
+    double cpuUser = 0.0; // percent of all cores' ticks since the last sample
     double cpuSystem = 0.0;
     QList<double> cpuHistory; // cpuUser + cpuSystem per sample, oldest first
     double ramUsed = 0.0;     // GiB
@@ -36,8 +36,8 @@ struct SystemStats {
     double ramApp = 0.0;
     QList<double> ramHistory;
     QList<double> gpuHistory;
-    double diskTotal = 0.0;     // bytes
-    double diskAvailable = 0.0; // bytes
+    double diskTotal = 0.0;      // bytes
+    double diskAvailable = 0.0;  // bytes
     double networkSpeedIn = 0.0; // bytes per second
     double networkSpeedOut = 0.0;
     QList<double> networkHistoryIn;

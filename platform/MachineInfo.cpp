@@ -4,8 +4,8 @@ namespace velmox {
 
 QString processorInfoText(const QString& brand, int performanceCores, int efficiencyCores,
                           int physicalCores) {
-    const QString name = brand.trimmed().isEmpty() ? QStringLiteral("Unknown processor")
-                                                   : brand.simplified();
+    const QString name =
+        brand.trimmed().isEmpty() ? QStringLiteral("Unknown processor") : brand.simplified();
     if (performanceCores > 0 && efficiencyCores > 0)
         return QStringLiteral("%1 (%2 performance + %3 efficiency)")
             .arg(name)

@@ -26,10 +26,10 @@ struct VolumeSpace {
 class MachineInfo {
 public:
     virtual ~MachineInfo() = default;
-    virtual QString modelIdentifier() = 0; // "MacBookPro15,1"; "" when unknown
-    virtual QString modelName() = 0;       // for people; never empty
-    virtual QString processorInfo() = 0;   // brand and core counts; never empty
-    virtual QString gpuModel() = 0;        // "" when the system names no GPU
+    virtual QString modelIdentifier() = 0;              // "MacBookPro15,1"; "" when unknown
+    virtual QString modelName() = 0;                    // for people; never empty
+    virtual QString processorInfo() = 0;                // brand and core counts; never empty
+    virtual QString gpuModel() = 0;                     // "" when the system names no GPU
     virtual std::optional<double> gpuUtilization() = 0; // percent, where exposed
     virtual std::optional<double> uptimeSeconds() = 0;
     virtual std::optional<VolumeSpace> startupVolumeSpace() = 0;

@@ -19,8 +19,8 @@ struct SensorReading {
 // A sensor the system publishes under a name of its own. macOS: the HID temperature
 // services (their "Product" names); Linux: hwmon inputs named after chip and label.
 struct NamedSensorService {
-    QString name;    // "" = a service to skip (calibration sensors and the like)
-    QString handle;  // back-end specific: what read() needs to find the value again
+    QString name;   // "" = a service to skip (calibration sensors and the like)
+    QString handle; // back-end specific: what read() needs to find the value again
     SensorKind kind = SensorKind::temperature;
     bool operator==(const NamedSensorService&) const = default;
 };

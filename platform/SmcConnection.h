@@ -1,9 +1,9 @@
 #pragma once
 
+#include "platform/SmcParamRecord.h"
+
 #include <functional>
 #include <memory>
-
-#include "platform/SmcParamRecord.h"
 
 namespace velmox {
 

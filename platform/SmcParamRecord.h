@@ -16,14 +16,14 @@ struct SmcParamRecord {
 
     enum Command : std::uint8_t { readKey = 5, keyAtIndex = 8, keyInfo = 9 };
 
-    std::uint32_t key = 0;            // offset 0: four-character code, first character high
-    std::uint32_t dataSize = 0;       // offset 28
-    std::uint32_t dataType = 0;       // offset 32: four-character type code
-    std::uint8_t dataAttributes = 0;  // offset 36
-    std::uint8_t result = 0;          // offset 40: 0 = success
-    std::uint8_t status = 0;          // offset 41
-    std::uint8_t command = 0;         // offset 42
-    std::uint32_t data32 = 0;         // offset 44: the index of a key-at-index call
+    std::uint32_t key = 0;                // offset 0: four-character code, first character high
+    std::uint32_t dataSize = 0;           // offset 28
+    std::uint32_t dataType = 0;           // offset 32: four-character type code
+    std::uint8_t dataAttributes = 0;      // offset 36
+    std::uint8_t result = 0;              // offset 40: 0 = success
+    std::uint8_t status = 0;              // offset 41
+    std::uint8_t command = 0;             // offset 42
+    std::uint32_t data32 = 0;             // offset 44: the index of a key-at-index call
     std::array<std::uint8_t, 32> bytes{}; // offset 48: the value, big-endian as stored
 
     Bytes encode() const;

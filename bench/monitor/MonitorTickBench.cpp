@@ -2,16 +2,16 @@
 // and network counters with their formulas (the part that must stay under 1 ms), and the
 // engine's whole tick, which adds disk space, uptime, GPU load, thermal state and
 // addresses.
-#include <QCoreApplication>
-#include <QTemporaryDir>
-#include <benchmark/benchmark.h>
-
 #include "monitor/CpuLoadSampler.h"
 #include "monitor/MemoryFigures.h"
 #include "monitor/NetworkRateSampler.h"
 #include "monitor/SystemMonitorEngine.h"
 #include "platform/linux/LinuxMachineInfo.h"
 #include "platform/linux/ProcHostCounters.h"
+
+#include <QCoreApplication>
+#include <QTemporaryDir>
+#include <benchmark/benchmark.h>
 
 namespace velmox {
 namespace {
@@ -22,10 +22,12 @@ void countersTick(benchmark::State& state) {
     NetworkRateSampler network;
     QDateTime now = QDateTime::currentDateTimeUtc();
     for (auto _ : state) {
-        benchmark::DoNotOptimize(cpu.sample(counters.coreTicks().value_or(std::vector<std::uint32_t>{})));
+        benchmark::DoNotOptimize(
+            cpu.sample(counters.coreTicks().value_or(std::vector<std::uint32_t>{})));
         benchmark::DoNotOptimize(memoryFigures(counters.memory().value_or(MemoryCounters{})));
         now = now.addSecs(2);
-        benchmark::DoNotOptimize(network.sample(counters.interfaceCounters().value_or(QList<InterfaceCounters>{}), now));
+        benchmark::DoNotOptimize(
+            network.sample(counters.interfaceCounters().value_or(QList<InterfaceCounters>{}), now));
     }
 }
 BENCHMARK(countersTick)->Unit(benchmark::kMicrosecond);

@@ -82,7 +82,8 @@ std::optional<std::uint32_t> AppleSmcSysfs::indexOf(std::uint32_t key) {
         for (std::uint32_t index = 0; index < count; ++index) {
             if (!select(index))
                 break;
-            if (const auto name = parseFourChars(attributes_->read(QStringLiteral("key_at_index_name"))))
+            if (const auto name =
+                    parseFourChars(attributes_->read(QStringLiteral("key_at_index_name"))))
                 indexes.insert(*name, index);
         }
         indexByKey_ = std::move(indexes);

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "platform/SmcConnection.h"
+
 #include <QByteArray>
 #include <QHash>
 #include <QString>
-
-#include "platform/SmcConnection.h"
 
 namespace velmox {
 

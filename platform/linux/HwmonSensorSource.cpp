@@ -1,11 +1,11 @@
 #include "platform/linux/HwmonSensorSource.h"
 
+#include "platform/linux/AppleSmcSysfs.h"
+
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
 #include <algorithm>
-
-#include "platform/linux/AppleSmcSysfs.h"
 
 namespace velmox {
 
@@ -57,7 +57,8 @@ std::optional<QList<NamedSensorService>> HwmonSensorSource::discover() {
     if (!root.exists())
         return std::nullopt;
     QList<NamedSensorService> services;
-    const QStringList chips = root.entryList({QStringLiteral("hwmon*")}, QDir::Dirs | QDir::NoDotAndDotDot);
+    const QStringList chips =
+        root.entryList({QStringLiteral("hwmon*")}, QDir::Dirs | QDir::NoDotAndDotDot);
     for (const QString& entry : sortedByNumber(chips)) {
         QDir folder(root.filePath(entry));
         QString chip = readTrimmed(folder.filePath(QStringLiteral("name")));

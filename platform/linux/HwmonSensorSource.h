@@ -1,9 +1,9 @@
 #pragma once
 
+#include "platform/NamedSensorSource.h"
+
 #include <QSet>
 #include <QString>
-
-#include "platform/NamedSensorSource.h"
 
 namespace velmox {
 

@@ -112,7 +112,8 @@ QString LinuxMachineInfo::processorInfo() {
 QStringList LinuxMachineInfo::gpuDevices() const {
     const QDir drm(path(QStringLiteral("sys/class/drm")));
     QStringList devices;
-    for (const QString& card : drm.entryList({QStringLiteral("card*")}, QDir::Dirs | QDir::NoDotAndDotDot))
+    for (const QString& card :
+         drm.entryList({QStringLiteral("card*")}, QDir::Dirs | QDir::NoDotAndDotDot))
         if (!card.contains(QLatin1Char('-'))) // card0-HDMI-A-1 and the like are connectors
             devices.append(QStringLiteral("sys/class/drm/") + card + QStringLiteral("/device/"));
     return devices;
@@ -170,8 +171,9 @@ QList<NetworkAddress> LinuxMachineInfo::activeIPv4Interfaces() {
         if (!(flags & IFF_UP) || !(flags & IFF_RUNNING) || (flags & IFF_LOOPBACK))
             continue;
         const QString name = QString::fromLocal8Bit(entry->ifa_name);
-        const bool listed = std::any_of(result.cbegin(), result.cend(),
-                                        [&name](const NetworkAddress& a) { return a.interfaceName == name; });
+        const bool listed =
+            std::any_of(result.cbegin(), result.cend(),
+                        [&name](const NetworkAddress& a) { return a.interfaceName == name; });
         if (listed)
             continue;
         char host[NI_MAXHOST] = {};
@@ -201,7 +203,8 @@ QString LinuxMachineInfo::thermalState() {
             if (type.isEmpty())
                 break;
             bool tripOk = false;
-            const qlonglong limit = readTrimmed(prefix + QStringLiteral("temp")).toLongLong(&tripOk);
+            const qlonglong limit =
+                readTrimmed(prefix + QStringLiteral("temp")).toLongLong(&tripOk);
             if (!tripOk || limit <= 0 || temp < limit)
                 continue;
             if (type == QLatin1String("critical"))

@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <algorithm>
 #include <charconv>
 #include <fcntl.h>
 #include <unistd.h>
@@ -108,8 +109,8 @@ std::optional<MemoryCounters> ProcHostCounters::parseMeminfo(std::string_view te
         std::uint64_t value = 0;
         bool seen = false;
     };
-    Field fields[] = {{"MemTotal"},  {"MemAvailable"}, {"MemFree"},      {"Buffers"},
-                      {"Cached"},    {"SReclaimable"}, {"SUnreclaim"},   {"KernelStack"},
+    Field fields[] = {{"MemTotal"},   {"MemAvailable"},  {"MemFree"},    {"Buffers"},
+                      {"Cached"},     {"SReclaimable"},  {"SUnreclaim"}, {"KernelStack"},
                       {"PageTables"}, {"SecPageTables"}, {"Percpu"},     {"Zswap"}};
     while (!text.empty()) {
         const std::string_view line = nextLine(text);
@@ -124,18 +125,18 @@ std::optional<MemoryCounters> ProcHostCounters::parseMeminfo(std::string_view te
             }
         }
     }
-    const auto kib = [&fields](std::string_view name) -> std::uint64_t {
-        for (const Field& field : fields)
-            if (field.name == name)
-                return field.value * 1024;
-        return 0;
+    const auto find = [&fields](std::string_view name) -> const Field& {
+        return *std::find_if(std::begin(fields), std::end(fields),
+                             [name](const Field& field) { return field.name == name; });
     };
-    if (!fields[0].seen || fields[0].value == 0)
+    const auto kib = [&find](std::string_view name) { return find(name).value * 1024; };
+    if (!find("MemTotal").seen || kib("MemTotal") == 0)
         return std::nullopt;
     const std::uint64_t total = kib("MemTotal");
     const std::uint64_t available =
-        fields[1].seen ? kib("MemAvailable")
-                       : kib("MemFree") + kib("Buffers") + kib("Cached") + kib("SReclaimable");
+        find("MemAvailable").seen
+            ? kib("MemAvailable")
+            : kib("MemFree") + kib("Buffers") + kib("Cached") + kib("SReclaimable");
     const std::uint64_t used = total > available ? total - available : 0;
     MemoryCounters memory;
     memory.physical = total;
@@ -183,8 +184,8 @@ bool ProcHostCounters::isHardwareInterface(const QString& name) {
     const auto known = hardwareInterfaces_.constFind(name);
     if (known != hardwareInterfaces_.cend())
         return *known;
-    const bool hardware =
-        QFileInfo::exists(root_ + QStringLiteral("sys/class/net/") + name + QStringLiteral("/device"));
+    const bool hardware = QFileInfo::exists(root_ + QStringLiteral("sys/class/net/") + name +
+                                            QStringLiteral("/device"));
     hardwareInterfaces_.insert(name, hardware);
     return hardware;
 }

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "platform/HostCounters.h"
+
 #include <QByteArray>
 #include <QHash>
-
-#include "platform/HostCounters.h"
 
 namespace velmox {
 

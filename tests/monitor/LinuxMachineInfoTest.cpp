@@ -1,9 +1,10 @@
+#include "platform/linux/LinuxMachineInfo.h"
+
+#include "tests/monitor/ProcSnapshot.h"
+
 #include <QFile>
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
-
-#include "platform/linux/LinuxMachineInfo.h"
-#include "tests/monitor/ProcSnapshot.h"
 
 namespace velmox {
 namespace {
@@ -13,14 +14,16 @@ namespace {
 class MachineTree : public ::testing::Test {
 protected:
     void SetUp() override {
-        tree.write("proc/cpuinfo", "processor\t: 0\nmodel name\t: 12th Gen Intel(R) Core(TM)  i7-1260P\n\n"
-                                   "processor\t: 1\nmodel name\t: 12th Gen Intel(R) Core(TM)  i7-1260P\n");
+        tree.write("proc/cpuinfo",
+                   "processor\t: 0\nmodel name\t: 12th Gen Intel(R) Core(TM)  i7-1260P\n\n"
+                   "processor\t: 1\nmodel name\t: 12th Gen Intel(R) Core(TM)  i7-1260P\n");
         tree.write("sys/devices/cpu_core/cpus", "0-3\n");
         tree.write("sys/devices/cpu_atom/cpus", "4-7\n");
         tree.write("sys/devices/system/cpu/online", "0-7\n");
         const int coreIds[] = {0, 0, 4, 4, 8, 9, 10, 11};
         for (int cpu = 0; cpu < 8; ++cpu) {
-            const QString topology = QStringLiteral("sys/devices/system/cpu/cpu%1/topology/").arg(cpu);
+            const QString topology =
+                QStringLiteral("sys/devices/system/cpu/cpu%1/topology/").arg(cpu);
             tree.write(topology + "core_id", QByteArray::number(coreIds[cpu]) + '\n');
             tree.write(topology + "physical_package_id", "0\n");
         }
@@ -30,7 +33,8 @@ protected:
         tree.write("sys/class/drm/card0/device/gpu_busy_percent", "37\n");
         tree.write("sys/class/drm/card0-eDP-1/status", "connected\n");
         tree.write("drivers/amdgpu/.keep", "");
-        QFile::link(tree.path() + "/drivers/amdgpu", tree.path() + "/sys/class/drm/card0/device/driver");
+        QFile::link(tree.path() + "/drivers/amdgpu",
+                    tree.path() + "/sys/class/drm/card0/device/driver");
         tree.write("proc/uptime", "1234.56 789.00\n");
         tree.write("sys/class/thermal/thermal_zone0/temp", "91000\n");
         tree.write("sys/class/thermal/thermal_zone0/trip_point_0_type", "passive\n");
@@ -71,7 +75,8 @@ TEST(LinuxMachineInfo, AnEmptyTreeStillDescribesTheMachineInWords) {
 TEST(LinuxMachineInfo, ReadsThisMachine) {
     LinuxMachineInfo info;
     EXPECT_FALSE(info.modelName().isEmpty());
-    EXPECT_TRUE(info.processorInfo().contains(QStringLiteral(" core"))) << info.processorInfo().toStdString();
+    EXPECT_TRUE(info.processorInfo().contains(QStringLiteral(" core")))
+        << info.processorInfo().toStdString();
     EXPECT_GT(info.uptimeSeconds().value_or(0), 0.0);
     EXPECT_GT(info.startupVolumeSpace().value_or(VolumeSpace{}).total, 0u);
     for (const NetworkAddress& address : info.activeIPv4Interfaces()) {

@@ -1,11 +1,12 @@
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
-
 #include "monitor/LiveReadouts.h"
+
 #include "monitor/SystemMonitorEngine.h"
 #include "platform/linux/ProcHostCounters.h"
 #include "tests/monitor/ProcSnapshot.h"
 #include "tests/support/ManualClock.h"
+
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
 
 namespace velmox {
 namespace {
@@ -62,7 +63,8 @@ TEST(LiveReadouts, FollowsTheEngine) {
     test::ManualClock clock;
     QTemporaryDir folder;
     Settings settings(folder.filePath(QStringLiteral("Velmox.conf")));
-    SystemMonitorEngine engine(settings, clock, {std::make_unique<ProcHostCounters>(proc.path()), nullptr, {}});
+    SystemMonitorEngine engine(settings, clock,
+                               {std::make_unique<ProcHostCounters>(proc.path()), nullptr, {}});
     LiveReadouts readouts(engine);
     int changes = 0;
     QObject::connect(&readouts, &LiveReadouts::changed, [&] { ++changes; });

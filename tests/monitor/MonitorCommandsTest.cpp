@@ -25,12 +25,14 @@ TEST(StatsCommand, PrintsOneSampleAsJsonWithTheRecordsFieldNames) {
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     const QJsonObject stats = QJsonDocument::fromJson(run.out).object();
     const QStringList fields = {
-        "cpuUser", "cpuSystem", "cpuHistory", "ramUsed", "ramFree", "ramWired", "ramCompressed",
-        "ramApp", "ramHistory", "gpuHistory", "diskTotal", "diskAvailable", "networkSpeedIn",
-        "networkSpeedOut", "networkHistoryIn", "networkHistoryOut", "uptime", "gpuUtilization",
-        "thermalState", "cpuTemp", "gpuTemp", "fanRPM", "ssdTemp", "ssdLabel", "drives",
-        "macModel", "macModelName", "processorInfo", "gpuModel", "activeNICs", "localIP",
-        "publicIP"};
+        "cpuUser",        "cpuSystem",       "cpuHistory",       "ramUsed",
+        "ramFree",        "ramWired",        "ramCompressed",    "ramApp",
+        "ramHistory",     "gpuHistory",      "diskTotal",        "diskAvailable",
+        "networkSpeedIn", "networkSpeedOut", "networkHistoryIn", "networkHistoryOut",
+        "uptime",         "gpuUtilization",  "thermalState",     "cpuTemp",
+        "gpuTemp",        "fanRPM",          "ssdTemp",          "ssdLabel",
+        "drives",         "macModel",        "macModelName",     "processorInfo",
+        "gpuModel",       "activeNICs",      "localIP",          "publicIP"};
     EXPECT_EQ(QStringList(stats.keys()).size(), fields.size());
     for (const QString& field : fields)
         EXPECT_TRUE(stats.contains(field)) << field.toStdString();
@@ -45,7 +47,8 @@ TEST(StatsCommand, TextSaysPlainlyThatThereAreNoSensorsAndRejectsBadOptions) {
     EXPECT_TRUE(text.out.contains("Processor:"));
     EXPECT_TRUE(text.out.contains("No temperature or fan sensors found on this machine."));
 
-    const Run bad = velmox({QStringLiteral("stats"), QStringLiteral("--watch"), QStringLiteral("-1")});
+    const Run bad =
+        velmox({QStringLiteral("stats"), QStringLiteral("--watch"), QStringLiteral("-1")});
     EXPECT_EQ(bad.exitCode, 2);
     EXPECT_EQ(bad.err, "velmox stats: --watch needs a number of seconds greater than 0.\n");
 }

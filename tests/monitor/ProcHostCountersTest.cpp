@@ -1,10 +1,11 @@
-#include <gtest/gtest.h>
+#include "platform/linux/ProcHostCounters.h"
 
 #include "monitor/CpuLoadSampler.h"
 #include "monitor/MemoryFigures.h"
 #include "monitor/NetworkRateSampler.h"
-#include "platform/linux/ProcHostCounters.h"
 #include "tests/monitor/ProcSnapshot.h"
+
+#include <gtest/gtest.h>
 
 namespace velmox {
 namespace {
@@ -12,7 +13,8 @@ namespace {
 using test::ProcSnapshot;
 
 std::string recorded(const char* snapshot, const char* file) {
-    return ProcSnapshot::recorded(QString::fromLatin1(snapshot), QString::fromLatin1(file)).toStdString();
+    return ProcSnapshot::recorded(QString::fromLatin1(snapshot), QString::fromLatin1(file))
+        .toStdString();
 }
 
 TEST(ProcHostCounters, ReadsPerCoreTicksAsUserSystemIdleNice) {
@@ -20,8 +22,8 @@ TEST(ProcHostCounters, ReadsPerCoreTicksAsUserSystemIdleNice) {
     ASSERT_TRUE(ticks);
     // cpu0 58355 0 6848 47408 102 0 85 469: system takes irq and softirq, idle takes
     // iowait and steal.
-    EXPECT_EQ(*ticks, (std::vector<std::uint32_t>{58355, 6848 + 0 + 85, 47408 + 102 + 469, 0,
-                                                  62186, 7981 + 0 + 93, 41549 + 885 + 544, 0}));
+    EXPECT_EQ(*ticks, (std::vector<std::uint32_t>{58355, 6848 + 0 + 85, 47408 + 102 + 469, 0, 62186,
+                                                  7981 + 0 + 93, 41549 + 885 + 544, 0}));
     EXPECT_EQ(ProcHostCounters::parseStat("intr 1 2 3\n"), std::nullopt);
     EXPECT_EQ(ProcHostCounters::parseStat("cpu0 12 x\n"), std::nullopt);
 }

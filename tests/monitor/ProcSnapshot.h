@@ -26,8 +26,8 @@ public:
     }
     // Takes every counter file (and the hardware marks) from a recorded snapshot.
     void use(const QString& snapshot) {
-        for (const char* file : {"proc/stat", "proc/meminfo", "proc/net/dev",
-                                 "sys/class/net/eth0/device"})
+        for (const char* file :
+             {"proc/stat", "proc/meminfo", "proc/net/dev", "sys/class/net/eth0/device"})
             write(QString::fromLatin1(file), recorded(snapshot, QString::fromLatin1(file)));
     }
 

@@ -1,7 +1,8 @@
-#include <gtest/gtest.h>
-
 #include "monitor/SMCHelper.h"
+
 #include "tests/monitor/SimulatedSmc.h"
+
+#include <gtest/gtest.h>
 
 namespace velmox {
 namespace {
@@ -19,10 +20,10 @@ TEST(SMCHelper, ReadsARecordedIntelMacAndKeepsOnlyPlausibleValues) {
     SimulatedSmc smc = SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
     SMCHelper helper(smc.opener(), nullptr);
 
-    const QMap<QString, double> expected = {
-        {"TA0P", 29.25}, {"TC0E", 58.5},  {"TC0F", 59.25}, {"TC0P", 46.25},
-        {"TC0c", 51.0},  {"TL2p", 53.0},  {"TL3p", 28.5},  {"TM0P", 35.5},
-        {"F0Ac", 2000.0}, {"F0Mn", 1200.0}, {"F0Mx", 2700.0}};
+    const QMap<QString, double> expected = {{"TA0P", 29.25},  {"TC0E", 58.5},  {"TC0F", 59.25},
+                                            {"TC0P", 46.25},  {"TC0c", 51.0},  {"TL2p", 53.0},
+                                            {"TL3p", 28.5},   {"TM0P", 35.5},  {"F0Ac", 2000.0},
+                                            {"F0Mn", 1200.0}, {"F0Mx", 2700.0}};
     EXPECT_EQ(byName(helper.readAllSensors()), expected);
     // Enumeration keeps readable "T" keys only (TH0F's key information fails) and adds
     // the one fan that FNum announces.
@@ -84,8 +85,8 @@ TEST(SMCHelper, FallsBackToTheFixedKeyListAndThreeFansWhenTheSmcWillNotSay) {
     EXPECT_EQ(helper.temperatureKeys().size(), 113);
     EXPECT_EQ(helper.temperatureKeys().first(), QStringLiteral("TC0P"));
     EXPECT_EQ(helper.temperatureKeys().last(), QStringLiteral("TW0P"));
-    EXPECT_EQ(helper.fanKeys(), QStringList({"F0Ac", "F0Mn", "F0Mx", "F1Ac", "F1Mn", "F1Mx",
-                                             "F2Ac", "F2Mn", "F2Mx"}));
+    EXPECT_EQ(helper.fanKeys(), QStringList({"F0Ac", "F0Mn", "F0Mx", "F1Ac", "F1Mn", "F1Mx", "F2Ac",
+                                             "F2Mn", "F2Mx"}));
     EXPECT_EQ(smc.calls().keyAtIndex, 0);
     // Fallback keys this Mac has still read; TC0P and TA0P are on the list.
     EXPECT_EQ(readings.value(QStringLiteral("TC0P")), 46.25);
@@ -104,16 +105,16 @@ TEST(SMCHelper, FNumFromZeroToEightIsBelieved) {
 }
 
 TEST(SMCHelper, DropsTemperaturesAndFanSpeedsAtTheFilterEdges) {
-    SimulatedSmc smc = SimulatedSmc::fromTable(QStringLiteral(
-        "[#KEY] [ui32] 4 00000009\n"
-        "[FNum] [ui8 ] 1 02\n"
-        "[F0Ac] [fpe2] 2 0000\n"       // 0 RPM: a stopped fan, kept
-        "[F0Mn] [fpe2] 2 ea60\n"       // 15000 RPM: dropped
-        "[F0Mx] [fpe2] 2 ea5f\n"       // 14999.75 RPM: kept
-        "[TA0P] [sp78] 2 0080\n"       // 0.5: dropped
-        "[TA1P] [sp78] 2 0081\n"       // just above 0.5: kept
-        "[TC0P] [sp78] 2 7d00\n"       // 125.0: dropped
-        "[TC0D] [sp78] 2 7cff\n"));    // just below 125: kept
+    SimulatedSmc smc = SimulatedSmc::fromTable(
+        QStringLiteral("[#KEY] [ui32] 4 00000009\n"
+                       "[FNum] [ui8 ] 1 02\n"
+                       "[F0Ac] [fpe2] 2 0000\n"    // 0 RPM: a stopped fan, kept
+                       "[F0Mn] [fpe2] 2 ea60\n"    // 15000 RPM: dropped
+                       "[F0Mx] [fpe2] 2 ea5f\n"    // 14999.75 RPM: kept
+                       "[TA0P] [sp78] 2 0080\n"    // 0.5: dropped
+                       "[TA1P] [sp78] 2 0081\n"    // just above 0.5: kept
+                       "[TC0P] [sp78] 2 7d00\n"    // 125.0: dropped
+                       "[TC0D] [sp78] 2 7cff\n")); // just below 125: kept
     SMCHelper helper(smc.opener(), nullptr);
 
     const auto readings = byName(helper.readAllSensors());

@@ -1,14 +1,14 @@
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include "monitor/SMCHelper.h"
 #include "platform/linux/AppleSmcSysfs.h"
 #include "platform/linux/HwmonSensorSource.h"
 #include "tests/monitor/SimulatedSmc.h"
 #include "tests/support/ManualClock.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace velmox {
 namespace {
@@ -51,7 +51,8 @@ private:
 };
 
 TEST(AppleSmcSysfs, AnswersTheDriverCommandsFromTheSysfsKeys) {
-    const auto table = test::SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
+    const auto table =
+        test::SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
     auto recorded = table;
     SMCHelper direct(recorded.opener(), nullptr);
 
@@ -139,10 +140,10 @@ TEST_F(HwmonTree, NamesSensorsByChipAndLabelInNumericOrder) {
     QStringList names;
     for (const auto& service : *services)
         names.append(service.name);
-    EXPECT_EQ(names, QStringList({"coretemp Package id 0", "coretemp Core 0", "coretemp Core 8",
-                                  "nvme Composite", "nvme temp2", "applesmc TC0P",
-                                  "applesmc Exhaust", "it87 temp1", "it87 fan1",
-                                  "nvme Composite"}));
+    EXPECT_EQ(names,
+              QStringList({"coretemp Package id 0", "coretemp Core 0", "coretemp Core 8",
+                           "nvme Composite", "nvme temp2", "applesmc TC0P", "applesmc Exhaust",
+                           "it87 temp1", "it87 fan1", "nvme Composite"}));
     EXPECT_EQ(source.read(services->at(0)), 45.0);
     EXPECT_EQ(source.read(services->at(6)), 1998.0);
     EXPECT_EQ(services->at(6).kind, SensorKind::fan);
@@ -170,12 +171,15 @@ TEST_F(HwmonTree, NamedReaderFiltersAndNumbersRepeatedNames) {
 // Counts how often the sensors are listed, over a real hwmon tree.
 class CountingSource final : public NamedSensorSource {
 public:
-    CountingSource(QString root, int* discoveries) : inner_(std::move(root)), discoveries_(discoveries) {}
+    CountingSource(QString root, int* discoveries)
+        : inner_(std::move(root)), discoveries_(discoveries) {}
     std::optional<QList<NamedSensorService>> discover() override {
         ++*discoveries_;
         return inner_.discover();
     }
-    std::optional<double> read(const NamedSensorService& service) override { return inner_.read(service); }
+    std::optional<double> read(const NamedSensorService& service) override {
+        return inner_.read(service);
+    }
 
 private:
     HwmonSensorSource inner_;

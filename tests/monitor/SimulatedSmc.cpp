@@ -10,7 +10,8 @@ class SimulatedSmc::Connection final : public SmcConnection {
 public:
     explicit Connection(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
-    int callStructMethod(const SmcParamRecord::Bytes& input, SmcParamRecord::Bytes& output) override {
+    int callStructMethod(const SmcParamRecord::Bytes& input,
+                         SmcParamRecord::Bytes& output) override {
         if (state_->dead)
             return -1;
         SmcParamRecord record = SmcParamRecord::decode(input);

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "platform/SmcConnection.h"
+
 #include <QString>
 #include <map>
 #include <memory>
 #include <vector>
-
-#include "platform/SmcConnection.h"
 
 namespace velmox::test {
 

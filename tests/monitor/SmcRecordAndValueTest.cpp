@@ -1,7 +1,7 @@
-#include <gtest/gtest.h>
-
 #include "monitor/SmcValueDecoder.h"
 #include "platform/SmcParamRecord.h"
+
+#include <gtest/gtest.h>
 
 namespace velmox {
 namespace {

@@ -1,16 +1,17 @@
-#include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QTemporaryDir>
-#include <QThread>
-#include <gtest/gtest.h>
+#include "monitor/SystemMonitorEngine.h"
 
 #include "monitor/SMCHelper.h"
-#include "monitor/SystemMonitorEngine.h"
 #include "platform/linux/LinuxMachineInfo.h"
 #include "platform/linux/ProcHostCounters.h"
 #include "tests/monitor/ProcSnapshot.h"
 #include "tests/monitor/SimulatedSmc.h"
 #include "tests/support/ManualClock.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QThread>
+#include <gtest/gtest.h>
 
 namespace velmox {
 namespace {
@@ -101,7 +102,8 @@ TEST_F(EngineTest, PublishesProcessorLoadFromTheSecondSampleOn) {
 
 TEST_F(EngineTest, SkipsOneProcessorSampleWhenTheCoreCountChanges) {
     const auto firstCoreOnly = [](const char* snapshot) {
-        QByteArray stat = test::ProcSnapshot::recorded(QString::fromLatin1(snapshot), QStringLiteral("proc/stat"));
+        QByteArray stat = test::ProcSnapshot::recorded(QString::fromLatin1(snapshot),
+                                                       QStringLiteral("proc/stat"));
         const qsizetype from = stat.indexOf("cpu1 ");
         return stat.remove(from, stat.indexOf('\n', from) + 1 - from);
     };
@@ -120,7 +122,8 @@ TEST_F(EngineTest, SkipsOneProcessorSampleWhenTheCoreCountChanges) {
 TEST_F(EngineTest, EveryHistoryKeepsTheLastThirtySamples) {
     proc.use(QStringLiteral("live-1"));
     auto engine = makeEngine();
-    const QByteArray meminfo = test::ProcSnapshot::recorded(QStringLiteral("live-1"), QStringLiteral("proc/meminfo"));
+    const QByteArray meminfo =
+        test::ProcSnapshot::recorded(QStringLiteral("live-1"), QStringLiteral("proc/meminfo"));
     const auto sampleWithAvailable = [&](int step) {
         QByteArray text = meminfo;
         const qsizetype at = text.indexOf("MemAvailable:");
@@ -148,7 +151,8 @@ TEST_F(EngineTest, EveryHistoryKeepsTheLastThirtySamples) {
 
 TEST_F(EngineTest, ReadsSensorsOnItsOwnThreadAtMostEveryFiveSeconds) {
     proc.use(QStringLiteral("live-1"));
-    test::SimulatedSmc smc = test::SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
+    test::SimulatedSmc smc =
+        test::SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
     SMCHelper helper(smc.opener(), nullptr);
     std::atomic<int> reads = 0;
     std::atomic<QThread*> readerThread = nullptr;
