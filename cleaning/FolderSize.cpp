@@ -18,7 +18,7 @@ public:
     qint64 total = 0;
 
     void measure(const QString& path) {
-        struct stat info{};
+        struct stat info {};
         const QByteArray encoded = QFile::encodeName(path);
         if (::lstat(encoded.constData(), &info) != 0 || !count(info))
             return;
@@ -49,7 +49,7 @@ private:
             const char* name = entry->d_name;
             if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
                 continue;
-            struct stat info{};
+            struct stat info {};
             if (::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) != 0 || !count(info))
                 continue;
             if (S_ISDIR(info.st_mode))

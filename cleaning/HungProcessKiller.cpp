@@ -52,7 +52,7 @@ QHash<pid_t, Sample> sleepingProcesses(const QString& procRoot) {
         if (!isNumber || pid <= 0 || pid == self)
             continue;
         const QString folder = procRoot + QLatin1Char('/') + entry;
-        struct stat owner{};
+        struct stat owner {};
         if (::stat(QFile::encodeName(folder).constData(), &owner) != 0 || owner.st_uid != me)
             continue;
         const std::optional<Sample> sample = readStat(folder + QStringLiteral("/stat"));
@@ -76,8 +76,7 @@ QList<HungProcessKiller::Process> HungProcessKiller::findStuck() const {
     QList<Process> stuck;
     for (auto it = second.cbegin(); it != second.cend(); ++it) {
         const auto before = first.constFind(it.key());
-        if (before != first.cend() && before->cpuTicks == it->cpuTicks &&
-            before->name == it->name)
+        if (before != first.cend() && before->cpuTicks == it->cpuTicks && before->name == it->name)
             stuck.append({it.key(), it->name});
     }
     std::sort(stuck.begin(), stuck.end(),
@@ -96,7 +95,8 @@ Result<QString> HungProcessKiller::endStuck() const {
         if (::kill(process.pid, SIGKILL) == 0 || errno == ESRCH)
             ended.append(label);
         else
-            failed.append(label + QStringLiteral(": ") + QString::fromLocal8Bit(std::strerror(errno)));
+            failed.append(label + QStringLiteral(": ") +
+                          QString::fromLocal8Bit(std::strerror(errno)));
     }
     QString text;
     if (!ended.isEmpty())

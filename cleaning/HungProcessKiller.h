@@ -1,11 +1,11 @@
 #pragma once
 
+#include "services/Result.h"
+
 #include <QList>
 #include <QString>
 #include <chrono>
 #include <sys/types.h>
-
-#include "services/Result.h"
 
 namespace velmox {
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <QList>
-#include <optional>
-
 #include "cleaning/OptimizationTask.h"
 #include "cleaning/TaskPlaces.h"
+
+#include <QList>
+#include <optional>
 
 namespace velmox {
 

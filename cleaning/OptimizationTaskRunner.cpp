@@ -1,9 +1,5 @@
 #include "cleaning/OptimizationTaskRunner.h"
 
-#include <QDir>
-#include <QPointer>
-#include <QThreadPool>
-
 #include "cleaning/FolderSize.h"
 #include "cleaning/HungProcessKiller.h"
 #include "cleaning/TrashMover.h"
@@ -12,6 +8,10 @@
 #include "services/AppStatusCenter.h"
 #include "services/ShellHelper.h"
 #include "services/TaskRunner.h"
+
+#include <QDir>
+#include <QPointer>
+#include <QThreadPool>
 
 namespace velmox {
 
@@ -45,8 +45,9 @@ Work runScript(const OptimizationTask& task, ShellHelper& shell) {
     }
     const ToolRunResult result = TaskRunner::run(task.shellScript);
     if (result.timedOut)
-        return Work::finished(false, QStringLiteral("Timed out after %1 seconds.")
-                           .arg(static_cast<int>(TaskRunner::kUserLineTimeoutSeconds)));
+        return Work::finished(false,
+                              QStringLiteral("Timed out after %1 seconds.")
+                                  .arg(static_cast<int>(TaskRunner::kUserLineTimeoutSeconds)));
     if (result.status == 0)
         return Work::finished(true, result.standardOutput.trimmed());
     QString error = result.standardError.trimmed();
@@ -81,8 +82,8 @@ Work endHungProcesses(const OptimizationTaskRunner::Options& options) {
     return result ? Work::finished(true, *result) : Work::finished(false, result.error());
 }
 
-TaskRunResult execute(const OptimizationTask& task, ShellHelper& shell,
-                      ActionHistoryStore& history, const OptimizationTaskRunner::Options& options) {
+TaskRunResult execute(const OptimizationTask& task, ShellHelper& shell, ActionHistoryStore& history,
+                      const OptimizationTaskRunner::Options& options) {
     TaskRunResult result;
     result.bytesBefore = FolderSize::allocatedBytes(task.pathsToMeasure);
     Work work;

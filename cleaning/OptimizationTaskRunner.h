@@ -1,11 +1,11 @@
 #pragma once
 
+#include "cleaning/OptimizationTask.h"
+#include "cleaning/TaskRunResult.h"
+
 #include <QObject>
 #include <chrono>
 #include <functional>
-
-#include "cleaning/OptimizationTask.h"
-#include "cleaning/TaskRunResult.h"
 
 namespace velmox {
 

@@ -1,8 +1,8 @@
 #include "cleaning/SmartScan.h"
 
-#include <QPointer>
-
 #include "cleaning/OptimizationTaskRunner.h"
+
+#include <QPointer>
 
 namespace velmox {
 

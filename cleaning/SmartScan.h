@@ -1,10 +1,10 @@
 #pragma once
 
-#include <QList>
-#include <QObject>
-
 #include "cleaning/OptimizationTask.h"
 #include "cleaning/TaskRunResult.h"
+
+#include <QList>
+#include <QObject>
 
 namespace velmox {
 

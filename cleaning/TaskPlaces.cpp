@@ -1,11 +1,11 @@
 #include "cleaning/TaskPlaces.h"
 
-#include <QDir>
-#include <QFileInfo>
-
 #include "platform/PlatformPaths.h"
 #include "platform/Trash.h"
 #include "services/ShellHelper.h"
+
+#include <QDir>
+#include <QFileInfo>
 
 namespace velmox {
 

@@ -9,9 +9,15 @@ inline OptimizationTask taskRow(QString title, QString description, TaskCategory
                                 QString script, bool requiresSudo, ImpactLevel impact,
                                 QStringList pathsToMeasure, bool includeInSmartScan,
                                 TaskWork work = TaskWork::shellScript) {
-    return {QUuid::createUuid(), std::move(title),        std::move(description),
-            category,            std::move(script),       requiresSudo,
-            impact,              std::move(pathsToMeasure), includeInSmartScan,
+    return {QUuid::createUuid(),
+            std::move(title),
+            std::move(description),
+            category,
+            std::move(script),
+            requiresSudo,
+            impact,
+            std::move(pathsToMeasure),
+            includeInSmartScan,
             work};
 }
 

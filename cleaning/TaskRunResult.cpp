@@ -1,8 +1,8 @@
 #include "cleaning/TaskRunResult.h"
 
-#include <QLocale>
-
 #include "cleaning/OptimizationTask.h"
+
+#include <QLocale>
 
 namespace velmox {
 
@@ -26,7 +26,8 @@ QString statusMessage(const OptimizationTask& task, const TaskRunResult& result)
         return QStringLiteral("Error: %1: %2").arg(task.title, result.output);
     if (task.pathsToMeasure.isEmpty())
         return QStringLiteral("Success: %1 finished.").arg(task.title);
-    return QStringLiteral("Success: %1 freed %2.").arg(task.title, formatBytes(result.bytesFreed()));
+    return QStringLiteral("Success: %1 freed %2.")
+        .arg(task.title, formatBytes(result.bytesFreed()));
 }
 
 } // namespace velmox

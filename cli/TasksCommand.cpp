@@ -1,9 +1,4 @@
 // velmox tasks: the maintenance tasks on the command line.
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <cstdio>
-#include <unistd.h>
-
 #include "cleaning/OptimizationRegistry.h"
 #include "cleaning/OptimizationTaskRunner.h"
 #include "cli/CliCommand.h"
@@ -14,6 +9,11 @@
 #include "services/KeychainHelper.h"
 #include "services/Settings.h"
 #include "services/ShellHelper.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <cstdio>
+#include <unistd.h>
 
 namespace velmox {
 
@@ -36,8 +36,8 @@ void printList(const QList<OptimizationTask>& tasks, QTextStream& out) {
             headed = true;
             out << "  " << task.title << "  [" << rawValue(task.impactLevel)
                 << (task.requiresSudo ? ", needs administrator" : "")
-                << (task.includeInSmartScan ? ", Smart Scan" : "") << "]\n    "
-                << task.description << '\n';
+                << (task.includeInSmartScan ? ", Smart Scan" : "") << "]\n    " << task.description
+                << '\n';
         }
     }
 }

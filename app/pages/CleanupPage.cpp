@@ -1,13 +1,13 @@
 #include "app/pages/CleanupPage.h"
 
-#include <QHBoxLayout>
-#include <QPushButton>
-#include <QVBoxLayout>
-
 #include "app/SidebarItems.h"
 #include "app/pages/PageHeader.h"
 #include "app/pages/TaskListPanel.h"
 #include "cleaning/OptimizationTaskRunner.h"
+
+#include <QHBoxLayout>
+#include <QPushButton>
+#include <QVBoxLayout>
 
 namespace velmox {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QWidget>
-
 #include "cleaning/OptimizationRegistry.h"
+
+#include <QWidget>
 
 class QPushButton;
 

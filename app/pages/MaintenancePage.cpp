@@ -1,16 +1,16 @@
 #include "app/pages/MaintenancePage.h"
 
-#include <QHBoxLayout>
-#include <QLabel>
-#include <QPushButton>
-#include <QVBoxLayout>
-
 #include "app/SidebarItems.h"
 #include "app/SymbolIcons.h"
 #include "app/pages/PageHeader.h"
 #include "app/pages/TaskListPanel.h"
 #include "cleaning/OptimizationTaskRunner.h"
 #include "services/AppNavigationState.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
 
 namespace velmox {
 
@@ -23,8 +23,8 @@ QFrame* powerUserCard(AppNavigationState& navigation, QWidget* parent) {
     layout->setContentsMargins(16, 10, 16, 10);
     layout->setSpacing(14);
     auto* icon = new QLabel(card);
-    icon->setPixmap(symbolIcon(QStringLiteral("bolt.circle"), QStringLiteral("Power User"))
-                        .pixmap(28, 28));
+    icon->setPixmap(
+        symbolIcon(QStringLiteral("bolt.circle"), QStringLiteral("Power User")).pixmap(28, 28));
     layout->addWidget(icon);
     auto* texts = new QVBoxLayout;
     texts->addWidget(new QLabel(QStringLiteral("<b>Power User</b>"), card));
@@ -47,8 +47,7 @@ QFrame* powerUserCard(AppNavigationState& navigation, QWidget* parent) {
 
 const QList<TaskCategory>& MaintenancePage::categories() {
     static const QList<TaskCategory> shown{TaskCategory::performanceSuite, TaskCategory::network,
-                                           TaskCategory::maintenance,
-                                           TaskCategory::appManagement};
+                                           TaskCategory::maintenance, TaskCategory::appManagement};
     return shown;
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QWidget>
-
 #include "cleaning/OptimizationRegistry.h"
+
+#include <QWidget>
 
 namespace velmox {
 

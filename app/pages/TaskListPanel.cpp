@@ -1,17 +1,17 @@
 #include "app/pages/TaskListPanel.h"
 
-#include <QLabel>
-#include <QMessageBox>
-#include <QPushButton>
-#include <QPointer>
-#include <QScrollArea>
-#include <QThreadPool>
-#include <QVBoxLayout>
-
 #include "app/TaskStatusOverlay.h"
 #include "app/pages/TaskRow.h"
 #include "cleaning/FolderSize.h"
 #include "cleaning/OptimizationTaskRunner.h"
+
+#include <QLabel>
+#include <QMessageBox>
+#include <QPointer>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QThreadPool>
+#include <QVBoxLayout>
 
 namespace velmox {
 
@@ -39,8 +39,8 @@ QString cautions(const OptimizationTask& task) {
 } // namespace
 
 TaskListPanel::TaskListPanel(const QList<OptimizationTask>& tasks,
-                             const QList<TaskCategory>& categories,
-                             OptimizationTaskRunner& runner, QWidget* parent)
+                             const QList<TaskCategory>& categories, OptimizationTaskRunner& runner,
+                             QWidget* parent)
     : QWidget(parent), runner_(runner), smartScan_(new SmartScan(runner, this)) {
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
@@ -57,8 +57,8 @@ TaskListPanel::TaskListPanel(const QList<OptimizationTask>& tasks,
             if (task.category != category)
                 continue;
             if (!headed) {
-                auto* header = new QLabel(QStringLiteral("<b>%1</b>").arg(rawValue(category)),
-                                          content);
+                auto* header =
+                    new QLabel(QStringLiteral("<b>%1</b>").arg(rawValue(category)), content);
                 header->setContentsMargins(0, 10, 0, 2);
                 layout->addWidget(header);
                 headed = true;
@@ -75,16 +75,15 @@ TaskListPanel::TaskListPanel(const QList<OptimizationTask>& tasks,
     outer->addWidget(scroll);
     overlay_ = new TaskStatusOverlay(this);
 
-    connect(smartScan_, &SmartScan::taskStarted, this,
-            [this](const QString& title, int index, int count) {
-                if (TaskRow* started = row(title))
-                    started->setRunning(true);
-                overlay_->showProgress(QStringLiteral("Smart Scan: %1 (%2 of %3)...")
-                                           .arg(title)
-                                           .arg(index + 1)
-                                           .arg(count),
-                                       double(index) / count);
-            });
+    connect(
+        smartScan_, &SmartScan::taskStarted, this,
+        [this](const QString& title, int index, int count) {
+            if (TaskRow* started = row(title))
+                started->setRunning(true);
+            overlay_->showProgress(
+                QStringLiteral("Smart Scan: %1 (%2 of %3)...").arg(title).arg(index + 1).arg(count),
+                double(index) / count);
+        });
     connect(smartScan_, &SmartScan::taskFinished, this, &TaskListPanel::showResult);
     connect(smartScan_, &SmartScan::finished, this, [this](const SmartScan::Summary& summary) {
         overlay_->showFinished(summary.text(), summary.failed.isEmpty());

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "cleaning/OptimizationTask.h"
+#include "cleaning/SmartScan.h"
+
 #include <QList>
 #include <QWidget>
 #include <functional>
-
-#include "cleaning/OptimizationTask.h"
-#include "cleaning/SmartScan.h"
 
 namespace velmox {
 

@@ -1,11 +1,11 @@
 #include "app/pages/TaskRow.h"
 
+#include "app/StatusReporter.h"
+
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
-
-#include "app/StatusReporter.h"
 
 namespace velmox {
 
@@ -47,8 +47,8 @@ TaskRow::TaskRow(const OptimizationTask& task, QWidget* parent)
     top->addWidget(title);
     top->addWidget(badge(rawValue(task.impactLevel), impactColor(task.impactLevel), this));
     if (task.requiresSudo) {
-        QLabel* admin = badge(QStringLiteral("Needs administrator"), QStringLiteral("#5a6270"),
-                              this);
+        QLabel* admin =
+            badge(QStringLiteral("Needs administrator"), QStringLiteral("#5a6270"), this);
         admin->setToolTip(QStringLiteral("Runs as root with the saved administrator password, "
                                          "or after the system's password prompt."));
         top->addWidget(admin);

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <QFrame>
-#include <optional>
-
 #include "cleaning/OptimizationTask.h"
 #include "cleaning/TaskRunResult.h"
+
+#include <QFrame>
+#include <optional>
 
 class QLabel;
 class QPushButton;

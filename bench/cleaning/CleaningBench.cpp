@@ -1,12 +1,6 @@
 // Cache cleaning speed: moving 10,000 small cache items to the Trash and putting them back,
 // and measuring a folder of 100,000 files against `du -s` on the same folder.
 // Everything happens inside a private temporary HOME, never in the user's own folders.
-#include <QCoreApplication>
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-#include <benchmark/benchmark.h>
-
 #include "cleaning/FolderSize.h"
 #include "cleaning/TrashMover.h"
 #include "platform/PlatformPaths.h"
@@ -15,6 +9,12 @@
 #include "services/Clock.h"
 #include "services/Settings.h"
 #include "services/ToolRunner.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <benchmark/benchmark.h>
 
 using namespace velmox;
 
@@ -59,8 +59,8 @@ void MoveCacheItemsToTrashAndPutBack(benchmark::State& state) {
 
         auto start = std::chrono::steady_clock::now();
         const TrashMover::Outcome outcome = TrashMover::moveContents({caches});
-        moveSeconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start)
-                           .count();
+        moveSeconds +=
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         QList<ActionHistoryStore::UndoPair> pairs;
         for (const TrashMover::Moved& moved : outcome.moved)
             pairs.append({moved.name, moved.trashName});
@@ -101,9 +101,8 @@ void DuOnTheSameFolder(benchmark::State& state) {
     const QString folder = measuredFolder();
     qint64 bytes = 0;
     for (auto _ : state) {
-        const ToolRunResult result =
-            ToolRunner::run(QStringLiteral("/usr/bin/du"), {QStringLiteral("-s"),
-                                                            QStringLiteral("-B1"), folder});
+        const ToolRunResult result = ToolRunner::run(
+            QStringLiteral("/usr/bin/du"), {QStringLiteral("-s"), QStringLiteral("-B1"), folder});
         bytes = result.standardOutput.section(QLatin1Char('\t'), 0, 0).toLongLong();
     }
     state.counters["bytes"] = double(bytes);

@@ -1,18 +1,18 @@
 #pragma once
 
-#include <QCoreApplication>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QTemporaryDir>
-#include <sys/time.h>
-
 #include "cleaning/FolderSize.h"
 #include "cleaning/OptimizationRegistry.h"
 #include "cleaning/OptimizationTaskRunner.h"
 #include "services/ActionHistoryStore.h"
 #include "tests/runners/PrivilegeWorld.h"
 #include "tests/support/ManualClock.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <sys/time.h>
 
 namespace velmox::test {
 
@@ -34,9 +34,8 @@ inline bool exists(const QString& path) {
 }
 
 inline QStringList entries(const QString& folder) {
-    return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
-                                      QDir::NoDotAndDotDot,
-                                  QDir::Name);
+    return QDir(folder).entryList(
+        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
 }
 
 // Everything a task run needs, real: the Secret Service, settings and the activity log under

@@ -1,9 +1,10 @@
+#include "cleaning/FolderSize.h"
+
+#include "tests/cleaning/CleaningTestSupport.h"
+
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <unistd.h>
-
-#include "cleaning/FolderSize.h"
-#include "tests/cleaning/CleaningTestSupport.h"
 
 using namespace velmox;
 using namespace velmox::test;

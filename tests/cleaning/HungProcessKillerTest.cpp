@@ -1,11 +1,12 @@
+#include "cleaning/HungProcessKiller.h"
+
+#include "tests/cleaning/CleaningTestSupport.h"
+
 #include <QProcess>
 #include <QTemporaryDir>
 #include <future>
 #include <gtest/gtest.h>
 #include <unistd.h>
-
-#include "cleaning/HungProcessKiller.h"
-#include "tests/cleaning/CleaningTestSupport.h"
 
 using namespace velmox;
 using namespace velmox::test;
@@ -78,9 +79,8 @@ TEST_F(HungProcessKillerTest, SparesProcessesThatMakeProgressOrBelongToOthers) {
     else
         QDir(proc.filePath(QString::number(foreign))).removeRecursively();
 
-    auto finding = std::async(std::launch::async, [&] {
-        return HungProcessKiller(proc.path(), 400ms).findStuck();
-    });
+    auto finding = std::async(std::launch::async,
+                              [&] { return HungProcessKiller(proc.path(), 400ms).findStuck(); });
     std::this_thread::sleep_for(150ms);
     setStat(busy, "copier", 'D', 11); // it used the processor between the two looks
     EXPECT_TRUE(finding.get().isEmpty());

@@ -1,9 +1,9 @@
 // Root tasks run for real as root (sudo with the test administrator's saved password), each
 // on a temporary tree standing in for /var/log, /proc/sys, /etc and /var/cache.
+#include "tests/cleaning/CleaningTestSupport.h"
+
 #include <QFileInfo>
 #include <gtest/gtest.h>
-
-#include "tests/cleaning/CleaningTestSupport.h"
 
 using namespace velmox;
 using namespace velmox::test;
@@ -31,9 +31,9 @@ TEST_F(RootTasksTest, LogScrubberDeletesOnlyRotatedLogsOlderThanSevenDays) {
     QDir().mkpath(logs + "/journal");
     const QByteArray data(20000, 'l');
     const QStringList kept{"syslog", "auth.log", "syslog.1", "kern.log.1", "apt/term.log"};
-    const QStringList deleted{"syslog.2.gz", "apt/history.log.3.gz",
-                              "dpkg.log-20240101", "name with 'quote'.log.1", "Xorg.0.log.old"};
-    writeFile(logs + "/syslog", data, 30);  // still written by its service
+    const QStringList deleted{"syslog.2.gz", "apt/history.log.3.gz", "dpkg.log-20240101",
+                              "name with 'quote'.log.1", "Xorg.0.log.old"};
+    writeFile(logs + "/syslog", data, 30); // still written by its service
     writeFile(logs + "/auth.log", data, 12);
     writeFile(logs + "/syslog.1", data, 7); // 7 days old: stays
     writeFile(logs + "/apt/term.log", data, 9);

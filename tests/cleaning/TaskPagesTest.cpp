@@ -1,8 +1,3 @@
-#include <QAbstractButton>
-#include <QDeadlineTimer>
-#include <QPushButton>
-#include <gtest/gtest.h>
-
 #include "app/TaskStatusOverlay.h"
 #include "app/pages/CleanupPage.h"
 #include "app/pages/MaintenancePage.h"
@@ -12,6 +7,11 @@
 #include "services/AppNavigationState.h"
 #include "services/AppStatusCenter.h"
 #include "tests/cleaning/CleaningTestSupport.h"
+
+#include <QAbstractButton>
+#include <QDeadlineTimer>
+#include <QPushButton>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -81,8 +81,7 @@ TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
 }
 
 TEST_F(TaskPagesTest, RiskyTasksAskFirstAndDecliningRunsNothing) {
-    MaintenancePage page(world.privilege.shell, world.history, status, navigation,
-                         world.registry);
+    MaintenancePage page(world.privilege.shell, world.history, status, navigation, world.registry);
     TaskListPanel& panel = *page.tasks();
     answer(panel, false);
     EXPECT_EQ(titles(panel).first(), "RAM Purge");

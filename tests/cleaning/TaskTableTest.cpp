@@ -1,8 +1,8 @@
+#include "cleaning/OptimizationRegistry.h"
+
 #include <QJsonArray>
 #include <QSet>
 #include <gtest/gtest.h>
-
-#include "cleaning/OptimizationRegistry.h"
 
 using namespace velmox;
 
@@ -125,8 +125,7 @@ TEST(MacTaskTable, MeasuresTheFoldersItWorksOn) {
     ASSERT_EQ(tasks.size(), 20);
     EXPECT_EQ(tasks[6].pathsToMeasure, QStringList{"/Library/Caches"});
     EXPECT_EQ(tasks[7].pathsToMeasure, QStringList{"/Users/ann/Library/Caches"});
-    EXPECT_EQ(tasks[8].pathsToMeasure,
-              (QStringList{"/Library/Logs", "/Users/ann/Library/Logs"}));
+    EXPECT_EQ(tasks[8].pathsToMeasure, (QStringList{"/Library/Logs", "/Users/ann/Library/Logs"}));
     EXPECT_EQ(tasks[9].pathsToMeasure,
               QStringList{"/Users/ann/Library/Containers/com.apple.mail/Data/Library/Mail "
                           "Downloads"});
@@ -172,8 +171,8 @@ TEST(LinuxTaskTable, KeepsTheMacOrderTitlesAndCategoriesLeavingOutMacOnlyRows) {
     QStringList linuxTitles;
     for (const OptimizationTask& task : linuxTasks)
         linuxTitles << task.title;
-    for (const char* left : {"Time Machine Snapshot Slimmer", "Safari Privacy Cleaner",
-                             "Apple Intelligence Cleanup"})
+    for (const char* left :
+         {"Time Machine Snapshot Slimmer", "Safari Privacy Cleaner", "Apple Intelligence Cleanup"})
         EXPECT_FALSE(linuxTitles.contains(left)) << left;
     EXPECT_TRUE(linuxTitles.contains("File Search Re-indexing"));
     EXPECT_EQ(linuxTasks.size(), 17);
@@ -184,8 +183,8 @@ TEST(LinuxTaskTable, QuotesPlacesWhateverTheirCharacters) {
     places.userCaches = "/home/o'brien/$HOME `x`/.cache";
     places.systemRoot = "/tmp/it's here";
     const OptimizationRegistry registry(places, OptimizationRegistry::System::linuxDesktop);
-    EXPECT_TRUE(registry.task("Log File Scrubber")->shellScript.contains(
-        "/usr/bin/find '/tmp/it'\\''s here/var/log' -type f"));
+    EXPECT_TRUE(registry.task("Log File Scrubber")
+                    ->shellScript.contains("/usr/bin/find '/tmp/it'\\''s here/var/log' -type f"));
     EXPECT_TRUE(registry.task("Speech & Dictation Cache Cleaner")
                     ->shellScript.startsWith(
                         "/bin/rm -rf '/home/o'\\''brien/$HOME `x`/.cache/speech-dispatcher'"));

@@ -1,11 +1,11 @@
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <gtest/gtest.h>
-
 #include "cli/CliCommand.h"
 #include "platform/PlatformPaths.h"
 #include "platform/Trash.h"
 #include "tests/cleaning/CleaningTestSupport.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace velmox::test;

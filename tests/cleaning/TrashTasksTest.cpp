@@ -1,9 +1,9 @@
-#include <gtest/gtest.h>
-
 #include "cleaning/FolderSize.h"
 #include "platform/PlatformPaths.h"
 #include "platform/Trash.h"
 #include "tests/cleaning/CleaningTestSupport.h"
+
+#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace velmox::test;

@@ -1,10 +1,10 @@
-#include <QDeadlineTimer>
-#include <QProcess>
-#include <gtest/gtest.h>
-
 #include "services/AppNavigationState.h"
 #include "services/AppStatusCenter.h"
 #include "tests/cleaning/CleaningTestSupport.h"
+
+#include <QDeadlineTimer>
+#include <QProcess>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -67,8 +67,7 @@ TEST_F(UserScriptTasksTest, FailingScriptReportsItsErrorAndExitStatus) {
     task.shellScript = "echo partial; echo 'disk on fire' >&2; exit 3";
     EXPECT_EQ(world.runner.runBlocking(task).output, "disk on fire");
     task.shellScript = "exit 4";
-    EXPECT_EQ(world.runner.runBlocking(task).output,
-              "The task's script ended with exit status 4.");
+    EXPECT_EQ(world.runner.runBlocking(task).output, "The task's script ended with exit status 4.");
 }
 
 TEST_F(UserScriptTasksTest, RootTaskWithoutSavedPasswordGoesToThePromptUnchanged) {
