@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QHash>
+#include <QObject>
+
+#include "storage/ScanJob.h"
+
+namespace velmox {
+
+// The one owner of every scope's ScanJob (one job per scope, created on first use).
+class ScanCenter : public QObject {
+    Q_OBJECT
+public:
+    ScanCenter(Clock& clock, AppStatusCenter* status = nullptr, QObject* parent = nullptr);
+
+    ScanJob* job(const ScanScope& scope);
+    QList<ScanJob*> jobs() const { return jobs_.values(); }
+
+    // How many nodes all jobs may hold in full at once.
+    int64_t nodeBudget() const { return nodeBudget_; }
+    static int64_t nodeBudgetFor(uint64_t physicalMemory);
+
+private:
+    Clock& clock_;
+    AppStatusCenter* status_;
+    QHash<QString, ScanJob*> jobs_;
+    int64_t nodeBudget_;
+};
+
+} // namespace velmox

@@ -1,0 +1,225 @@
+#include "storage/ScanJob.h"
+
+#include <QThread>
+#include <unistd.h>
+
+#include "services/AppStatusCenter.h"
+#include "storage/DirectoryReader.h"
+
+namespace velmox {
+
+namespace {
+
+// Runs `work` on a short-lived thread of its own.
+void runInBackground(std::function<void()> work) {
+    QThread* thread = QThread::create(std::move(work));
+    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    thread->start();
+}
+
+} // namespace
+
+ScanJob::ScanJob(ScanScope scope, Clock& clock, AppStatusCenter* status, QObject* parent)
+    : QObject(parent), scope_(std::move(scope)), clock_(clock), status_(status) {}
+
+ScanJob::~ScanJob() = default;
+
+void ScanJob::report(const QString& message, bool active) {
+    if (status_)
+        status_->report(message, active);
+}
+
+void ScanJob::setState(State state) {
+    if (state_ == state)
+        return;
+    state_ = state;
+    emit stateChanged();
+}
+
+void ScanJob::setTree(std::shared_ptr<FileTree> tree) {
+    tree_ = std::move(tree);
+    emit treeChanged();
+}
+
+void ScanJob::start(bool gentle, std::optional<int> workers) {
+    ScanConfiguration config = ScanConfiguration::build(scope_, gentle);
+    if (workers)
+        config.workerCount = *workers;
+    pausedScanner_.reset();
+    ++generation_;
+    unreadableCount_ = 0;
+    unreadableSamples_.clear();
+    scanNote_.clear();
+    protectedScan_ = {};
+    setTree(nullptr);
+    launch(std::make_unique<DiskScanner>(std::move(config)));
+}
+
+void ScanJob::launch(std::unique_ptr<DiskScanner> scanner) {
+    const int generation = generation_;
+    scanner->onFinish = [this, generation](DiskScanner&) {
+        QMetaObject::invokeMethod(this, [this, generation] { scannerFinished(generation); },
+                                  Qt::QueuedConnection);
+    };
+    scanner_ = std::move(scanner);
+    if (const Status started = scanner_->start(); !started) {
+        scanner_.reset();
+        scanPhase_.clear();
+        scanNote_ = started.error();
+        setState(State::failed);
+        report(QStringLiteral("Error: ") + started.error(), false);
+        return;
+    }
+    scanPhase_ = QStringLiteral("Scanning...");
+    setState(State::scanning);
+    report(QStringLiteral("Scanning Storage: %1...").arg(scope_.title.isEmpty() ? scope_.path : scope_.title),
+           true);
+    timer_ = clock_.schedule(
+        kProgressInterval,
+        [this] {
+            if (scanner_) {
+                progress_ = scanner_->progress();
+                emit progressChanged();
+            }
+        },
+        true, kProgressInterval / 5);
+}
+
+void ScanJob::scannerFinished(int generation) {
+    if (generation != generation_ || !scanner_)
+        return; // a late result of a run that was cancelled or replaced
+    timer_.reset();
+    std::unique_ptr<DiskScanner> scanner = std::move(scanner_);
+    scanner->waitForFinished();
+    progress_ = scanner->progress();
+    emit progressChanged();
+    unreadableCount_ = scanner->unreadableCount();
+    unreadableSamples_ = scanner->unreadableSamples();
+    scanPhase_.clear();
+    const DiskScanner::State outcome = scanner->state();
+    if (outcome == DiskScanner::State::cancelled) {
+        setState(State::idle);
+        return;
+    }
+    setTree(scanner->tree());
+    scanNote_ = scanner->note();
+    if (outcome == DiskScanner::State::paused || outcome == DiskScanner::State::stoppedForSize)
+        pausedScanner_ = std::move(scanner);
+    setState(State::finished);
+    report(QStringLiteral("Success: Scanned %1.").arg(scope_.title.isEmpty() ? scope_.path : scope_.title),
+           false);
+}
+
+void ScanJob::pause() {
+    if (scanner_)
+        scanner_->pause();
+}
+
+bool ScanJob::resume() {
+    if (!pausedScanner_)
+        return false;
+    // The walk goes on in the same tree, so the screens let go of it first.
+    setTree(nullptr);
+    std::unique_ptr<DiskScanner> scanner = std::move(pausedScanner_);
+    const int generation = generation_;
+    scanner->onFinish = [this, generation](DiskScanner&) {
+        QMetaObject::invokeMethod(this, [this, generation] { scannerFinished(generation); },
+                                  Qt::QueuedConnection);
+    };
+    if (!scanner->resume())
+        return false;
+    scanner_ = std::move(scanner);
+    scanNote_.clear();
+    setState(State::scanning);
+    return true;
+}
+
+void ScanJob::cancel() {
+    ++generation_;
+    timer_.reset();
+    if (scanner_)
+        scanner_->cancel();
+    scanner_.reset();
+    pausedScanner_.reset();
+    scanPhase_.clear();
+    setState(tree_ ? State::finished : State::idle);
+}
+
+void ScanJob::rescanFolder(int32_t node) {
+    if (!tree_ || node < 0 || node >= tree_->size() || rescanningFolder_)
+        return;
+    const QByteArray path = tree_->pathBytes(node);
+    const int fd = DirectoryReader::openFolder(path, node == 0);
+    if (fd < 0) {
+        emit messageChanged(QStringLiteral("\"%1\" could not be opened, so it was not rescanned "
+                                           "and the previous result is kept.")
+                                .arg(tree_->name(node)));
+        return;
+    }
+    ::close(fd);
+    rescanningFolder_ = node;
+    const std::shared_ptr<const FileTree> base = tree_;
+    const int generation = generation_;
+    const ScanScope folderScope{ScanScope::Kind::folder, QString::fromUtf8(path), {}, {}};
+    runInBackground([this, base, node, generation, folderScope] {
+        DiskScanner scanner(ScanConfiguration::build(folderScope));
+        std::shared_ptr<FileTree> updated;
+        if (scanner.start()) {
+            scanner.waitForFinished();
+            updated = std::make_shared<FileTree>(*base);
+            updated->replaceSubtree(node, *scanner.tree());
+        }
+        const int64_t unreadable = scanner.unreadableCount();
+        QMetaObject::invokeMethod(this, [this, updated, generation, base, unreadable] {
+            rescanningFolder_.reset();
+            if (generation != generation_ || base != tree_ || !updated)
+                return;
+            unreadableCount_ += unreadable;
+            setTree(updated);
+        }, Qt::QueuedConnection);
+    });
+}
+
+void ScanJob::readBlockedFolders(const Result<QString>& executable,
+                                 ProtectedScan::PrivilegedRunner runner) {
+    if (!tree_ || protectedScan_.running)
+        return;
+    if (!executable) {
+        protectedScan_.outcome = ProtectedScanOutcome{false, executable.error(), 0, 0, 0};
+        emit messageChanged(executable.error());
+        return;
+    }
+    QList<QByteArray> blocked;
+    for (int32_t node = 0; node < tree_->size(); ++node)
+        if (tree_->hasFlag(node, NodeFlag::blocked))
+            blocked.append(tree_->pathBytes(node));
+    protectedScan_ = {true, std::nullopt};
+    scanPhase_ = QStringLiteral("Reading protected folders...");
+    emit stateChanged();
+    const std::shared_ptr<const FileTree> base = tree_;
+    const int generation = generation_;
+    runInBackground([this, base, blocked, exe = *executable, runner, generation] {
+        auto updated = std::make_shared<FileTree>(*base);
+        const auto phase = [this](const QString& text) {
+            QMetaObject::invokeMethod(this, [this, text] {
+                scanPhase_ = text;
+                emit stateChanged();
+            }, Qt::QueuedConnection);
+        };
+        const ProtectedScanOutcome outcome =
+            ProtectedScan::run(*updated, blocked, exe, runner, phase);
+        QMetaObject::invokeMethod(this, [this, updated, outcome, generation, base] {
+            protectedScan_ = {false, outcome};
+            scanPhase_.clear();
+            if (generation == generation_ && base == tree_ && outcome.success) {
+                unreadableCount_ = std::max<int64_t>(
+                    0, unreadableCount_ - outcome.indexedFolders);
+                setTree(updated);
+            }
+            emit stateChanged();
+            emit messageChanged(outcome.message);
+        }, Qt::QueuedConnection);
+    });
+}
+
+} // namespace velmox
