@@ -130,6 +130,7 @@ bool DiskScanner::isExcluded(const QByteArray& path) const {
 void DiskScanner::workerLoop() {
     DirectoryReader reader;
     DirListing listing;
+    std::vector<FolderCandidate> candidates;
     for (;;) {
         PendingFolder folder;
         {
@@ -144,10 +145,12 @@ void DiskScanner::workerLoop() {
         }
         const int64_t began = nowNs();
         const auto result = reader.read(folder.path, listing, folder.node == 0);
+        if (result.outcome == DirectoryReader::Outcome::listing)
+            sortOutFolders(folder, listing, candidates);
         {
             QMutexLocker locker(&condition_);
             if (result.outcome == DirectoryReader::Outcome::listing)
-                commit(folder, listing);
+                commit(folder, listing, candidates);
             else if (result.outcome == DirectoryReader::Outcome::blocked)
                 markBlocked(folder, result.errorNumber);
             ++foldersDone_;
@@ -173,47 +176,53 @@ void DiskScanner::workerLoop() {
         finishRun();
 }
 
-void DiskScanner::commit(const PendingFolder& folder, const DirListing& listing) {
-    const auto first = static_cast<int32_t>(tree_->size());
-    const size_t count = listing.size();
-    std::vector<uint16_t> flags = listing.flags;
-    std::vector<uint8_t> sizeless(count, 0);
-    for (size_t i = 0; i < listing.linkEntries.size(); ++i)
-        if (!seenLinks_.insert(listing.linkKeys[i]))
-            sizeless[listing.linkEntries[i]] = 1;
-
-    size_t nameAt = 0;
-    std::vector<qsizetype> nameStarts(listing.folderEntries.empty() ? 0 : count);
-    for (size_t i = 0; i < count; ++i) {
-        if (!nameStarts.empty())
-            nameStarts[i] = static_cast<qsizetype>(nameAt);
-        nameAt += listing.nameLengths[i];
+void DiskScanner::sortOutFolders(const PendingFolder& folder, DirListing& listing,
+                                 std::vector<FolderCandidate>& candidates) const {
+    candidates.clear();
+    if (listing.folderEntries.empty())
+        return;
+    std::vector<qsizetype> nameStarts(listing.size());
+    qsizetype at = 0;
+    for (size_t i = 0; i < listing.size(); ++i) {
+        nameStarts[i] = at;
+        at += listing.nameLengths[i];
     }
     for (size_t j = 0; j < listing.folderEntries.size(); ++j) {
-        const uint32_t at = listing.folderEntries[j];
-        const QByteArrayView name(listing.nameBytes.constData() + nameStarts[at],
-                                  listing.nameLengths[at]);
-        QByteArray path = childPath(folder.path, name);
+        const uint32_t entry = listing.folderEntries[j];
+        QByteArray path = childPath(folder.path, QByteArrayView(listing.nameBytes.constData() +
+                                                                    nameStarts[entry],
+                                                                listing.nameLengths[entry]));
         if (!config_.allowedDevices.contains(listing.folderDevices[j]) || isExcluded(path)) {
-            flags[at] |= NodeFlag::mountPoint;
-            sizeless[at] = 1;
-        } else if (!seenDirs_.insert(listing.folderKeys[j])) {
-            flags[at] |= NodeFlag::linkedFolder;
-            sizeless[at] = 1;
+            listing.flags[entry] |= NodeFlag::mountPoint;
+            listing.alloc[entry] = listing.logical[entry] = 0;
         } else {
-            stack_.push_back({first + static_cast<int32_t>(at), std::move(path)});
+            candidates.push_back({entry, listing.folderKeys[j], std::move(path)});
         }
     }
+}
 
+void DiskScanner::commit(const PendingFolder& folder, DirListing& listing,
+                         std::vector<FolderCandidate>& candidates) {
+    const auto first = static_cast<int32_t>(tree_->size());
+    for (size_t i = 0; i < listing.linkEntries.size(); ++i)
+        if (!seenLinks_.insert(listing.linkKeys[i]))
+            listing.alloc[listing.linkEntries[i]] = listing.logical[listing.linkEntries[i]] = 0;
+    for (FolderCandidate& candidate : candidates) {
+        if (seenDirs_.insert(candidate.key)) {
+            stack_.push_back({first + static_cast<int32_t>(candidate.entry), std::move(candidate.path)});
+        } else {
+            listing.flags[candidate.entry] |= NodeFlag::linkedFolder;
+            listing.alloc[candidate.entry] = listing.logical[candidate.entry] = 0;
+        }
+    }
     const char* name = listing.nameBytes.constData();
-    for (size_t i = 0; i < count; ++i) {
-        const int64_t alloc = sizeless[i] ? 0 : listing.alloc[i];
-        tree_->append(folder.node, flags[i], alloc, sizeless[i] ? 0 : listing.logical[i],
+    for (size_t i = 0; i < listing.size(); ++i) {
+        tree_->append(folder.node, listing.flags[i], listing.alloc[i], listing.logical[i],
                       listing.mtime[i], QByteArrayView(name, listing.nameLengths[i]));
         name += listing.nameLengths[i];
-        bytesSeen_ += alloc;
+        bytesSeen_ += listing.alloc[i];
     }
-    entries_ += static_cast<int64_t>(count);
+    entries_ += static_cast<int64_t>(listing.size());
 }
 
 void DiskScanner::markBlocked(const PendingFolder& folder, int errorNumber) {

@@ -95,9 +95,21 @@ private:
         QByteArray path;
     };
 
+    // A sub-folder that may be descended, unless it was entered before.
+    struct FolderCandidate {
+        uint32_t entry;
+        LinkKey key;
+        QByteArray path;
+    };
+
     void launchWorkers();
     void workerLoop();
-    void commit(const PendingFolder& folder, const DirListing& listing);
+    // Outside the lock: marks mount points and lists the sub-folders to descend.
+    void sortOutFolders(const PendingFolder& folder, DirListing& listing,
+                        std::vector<FolderCandidate>& candidates) const;
+    // Under the lock: counts each hard-linked file and each folder once, appends the rows.
+    void commit(const PendingFolder& folder, DirListing& listing,
+                std::vector<FolderCandidate>& candidates);
     void markBlocked(const PendingFolder& folder, int errorNumber);
     void finishRun();
     bool isExcluded(const QByteArray& path) const;
