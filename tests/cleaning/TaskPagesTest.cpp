@@ -1,3 +1,4 @@
+#include "app/Appearance.h"
 #include "app/TaskStatusOverlay.h"
 #include "app/pages/CleanupPage.h"
 #include "app/pages/MaintenancePage.h"
@@ -77,6 +78,8 @@ TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
     EXPECT_TRUE(panel.overlay()->isSuccess());
     EXPECT_TRUE(questions.isEmpty()) << "a Safe task runs without asking";
     EXPECT_TRUE(status.message().value_or("").startsWith("Success: User Cache Cleaner freed 1"));
+    AppearanceController(world.privilege.settings).apply();
+    panel.overlay()->dismiss();
     page.grab().save(QDir::tempPath() + "/cleanup-page.png");
 }
 
