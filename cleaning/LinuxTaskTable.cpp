@@ -3,7 +3,7 @@
 // Machine Snapshot Slimmer" (no Time Machine), "Safari Privacy Cleaner" (no Safari) and
 // "Apple Intelligence Cleanup" (no Apple Intelligence models).
 #include "cleaning/OptimizationRegistry.h"
-#include "cleaning/TaskRow.h"
+#include "cleaning/TaskTableRow.h"
 #include "platform/PlatformPaths.h"
 
 namespace velmox {

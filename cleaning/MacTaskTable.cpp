@@ -1,6 +1,6 @@
 // The macOS table. Its scripts only run on a Mac; here it is checked as data.
 #include "cleaning/OptimizationRegistry.h"
-#include "cleaning/TaskRow.h"
+#include "cleaning/TaskTableRow.h"
 
 namespace velmox {
 
