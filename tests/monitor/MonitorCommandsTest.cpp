@@ -7,13 +7,13 @@
 namespace velmox {
 namespace {
 
-struct Run {
+struct CommandRun {
     int exitCode = -1;
     QByteArray out;
     QByteArray err;
 };
 
-Run velmox(const QStringList& args) {
+CommandRun velmox(const QStringList& args) {
     QProcess process;
     process.start(QStringLiteral(VELMOX_BINARY), args);
     process.waitForFinished(30000);
@@ -21,7 +21,7 @@ Run velmox(const QStringList& args) {
 }
 
 TEST(StatsCommand, PrintsOneSampleAsJsonWithTheRecordsFieldNames) {
-    const Run run = velmox({QStringLiteral("stats"), QStringLiteral("--json")});
+    const CommandRun run = velmox({QStringLiteral("stats"), QStringLiteral("--json")});
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     const QJsonObject stats = QJsonDocument::fromJson(run.out).object();
     const QStringList fields = {
@@ -42,22 +42,22 @@ TEST(StatsCommand, PrintsOneSampleAsJsonWithTheRecordsFieldNames) {
 }
 
 TEST(StatsCommand, TextSaysPlainlyThatThereAreNoSensorsAndRejectsBadOptions) {
-    const Run text = velmox({QStringLiteral("stats")});
+    const CommandRun text = velmox({QStringLiteral("stats")});
     ASSERT_EQ(text.exitCode, 0);
     EXPECT_TRUE(text.out.contains("Processor:"));
     EXPECT_TRUE(text.out.contains("No temperature or fan sensors found on this machine."));
 
-    const Run bad =
+    const CommandRun bad =
         velmox({QStringLiteral("stats"), QStringLiteral("--watch"), QStringLiteral("-1")});
     EXPECT_EQ(bad.exitCode, 2);
     EXPECT_EQ(bad.err, "velmox stats: --watch needs a number of seconds greater than 0.\n");
 }
 
 TEST(SensorsCommand, ReportsNoSensorsOnThisMachine) {
-    const Run text = velmox({QStringLiteral("sensors")});
+    const CommandRun text = velmox({QStringLiteral("sensors")});
     EXPECT_EQ(text.exitCode, 0);
     EXPECT_TRUE(text.out.startsWith("No sensors found:")) << text.out.toStdString();
-    const Run json = velmox({QStringLiteral("sensors"), QStringLiteral("--json")});
+    const CommandRun json = velmox({QStringLiteral("sensors"), QStringLiteral("--json")});
     EXPECT_EQ(json.exitCode, 0);
     EXPECT_TRUE(QJsonDocument::fromJson(json.out).isArray());
     EXPECT_EQ(velmox({QStringLiteral("sensors"), QStringLiteral("--all")}).exitCode, 2);
