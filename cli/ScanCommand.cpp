@@ -1,11 +1,11 @@
 // velmox scan PATH [--json] [--top N] [--logical] [--workers N]
 
+#include "cli/CliCommand.h"
+#include "storage/DiskScanner.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-
-#include "cli/CliCommand.h"
-#include "storage/DiskScanner.h"
 
 namespace velmox {
 
@@ -27,8 +27,7 @@ std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& er
             bool ok = false;
             const int value = args.value(i + 1).toInt(&ok);
             if (!ok || value < minimum) {
-                err << "velmox scan: " << arg << " needs a number of at least " << minimum
-                    << ".\n";
+                err << "velmox scan: " << arg << " needs a number of at least " << minimum << ".\n";
                 return std::nullopt;
             }
             ++i;
@@ -116,22 +115,20 @@ int runScan(const QStringList& args, CliIO& io) {
                                    {QStringLiteral("allocated"), qint64(tree->alloc(child))},
                                    {QStringLiteral("logical"), qint64(tree->logical(child))}});
         }
-        const QJsonObject result{
-            {QStringLiteral("path"), tree->rootPath},
-            {QStringLiteral("allocated"), qint64(tree->alloc(0))},
-            {QStringLiteral("logical"), qint64(tree->logical(0))},
-            {QStringLiteral("items"), qint64(tree->items(0))},
-            {QStringLiteral("folders"), qint64(folders)},
-            {QStringLiteral("unreadable"), qint64(scanner.unreadableCount())},
-            {QStringLiteral("workers"), workers},
-            {QStringLiteral("seconds"), progress.elapsed},
-            {QStringLiteral("top"), top}};
+        const QJsonObject result{{QStringLiteral("path"), tree->rootPath},
+                                 {QStringLiteral("allocated"), qint64(tree->alloc(0))},
+                                 {QStringLiteral("logical"), qint64(tree->logical(0))},
+                                 {QStringLiteral("items"), qint64(tree->items(0))},
+                                 {QStringLiteral("folders"), qint64(folders)},
+                                 {QStringLiteral("unreadable"), qint64(scanner.unreadableCount())},
+                                 {QStringLiteral("workers"), workers},
+                                 {QStringLiteral("seconds"), progress.elapsed},
+                                 {QStringLiteral("top"), top}};
         io.out << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
         return 0;
     }
     io.out << tree->rootPath << '\n'
-           << "Allocated: " << formatBytes(tree->alloc(0)) << " (" << tree->alloc(0)
-           << " bytes)\n"
+           << "Allocated: " << formatBytes(tree->alloc(0)) << " (" << tree->alloc(0) << " bytes)\n"
            << "Logical:   " << formatBytes(tree->logical(0)) << " (" << tree->logical(0)
            << " bytes)\n"
            << "Items: " << tree->items(0) << ", folders: " << folders

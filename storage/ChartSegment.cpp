@@ -28,8 +28,8 @@ QList<ChartSegment> StorageChart::segments(const FileTree& tree, int32_t node, T
         own += bytes;
     }
     if (total > own)
-        result.append({QStringLiteral("Other files"), total - own, kOtherColor,
-                       ChartSegment::Kind::other});
+        result.append(
+            {QStringLiteral("Other files"), total - own, kOtherColor, ChartSegment::Kind::other});
     if (volume) {
         const int64_t free = std::min(volume->freeAvailable, volume->freeImportant);
         const int64_t purgeable = std::abs(volume->freeAvailable - volume->freeImportant);

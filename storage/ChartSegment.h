@@ -1,11 +1,11 @@
 #pragma once
 
+#include "storage/FileTree.h"
+
 #include <QList>
 #include <QString>
 #include <cstdint>
 #include <optional>
-
-#include "storage/FileTree.h"
 
 namespace velmox {
 

@@ -26,10 +26,10 @@ struct LinuxDirent64 {
 };
 
 constexpr std::array<std::string_view, 20> kPackageExtensions = {
-    "app",    "framework",     "bundle",      "plugin",      "appex",
-    "xpc",    "kext",          "pkg",         "mpkg",        "photoslibrary",
-    "musiclibrary", "tvlibrary", "imovielibrary", "fcpbundle", "sparsebundle",
-    "dsym",   "lproj",         "xcodeproj",   "xcworkspace", "playground"};
+    "app",          "framework", "bundle",        "plugin",      "appex",
+    "xpc",          "kext",      "pkg",           "mpkg",        "photoslibrary",
+    "musiclibrary", "tvlibrary", "imovielibrary", "fcpbundle",   "sparsebundle",
+    "dsym",         "lproj",     "xcodeproj",     "xcworkspace", "playground"};
 
 bool isRetryable(int error) {
     return error == EINTR || error == ENOMEM || error == ENFILE || error == EMFILE ||
@@ -66,9 +66,8 @@ bool DirectoryReader::isPackageName(const char* name, size_t length) {
         return false;
     char lower[16];
     for (size_t i = 0; i < extensionLength; ++i)
-        lower[i] = static_cast<char>(extension[i] >= 'A' && extension[i] <= 'Z'
-                                         ? extension[i] - 'A' + 'a'
-                                         : extension[i]);
+        lower[i] = static_cast<char>(
+            extension[i] >= 'A' && extension[i] <= 'Z' ? extension[i] - 'A' + 'a' : extension[i]);
     const std::string_view candidate(lower, extensionLength);
     for (std::string_view known : kPackageExtensions)
         if (known == candidate)

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "storage/LinkKey.h"
+
 #include <QByteArray>
 #include <cstdint>
 #include <memory>
 #include <vector>
-
-#include "storage/LinkKey.h"
 
 namespace velmox {
 

@@ -1,14 +1,14 @@
 #include "storage/DiskScanner.h"
 
+#include "storage/DirectoryReader.h"
+
+#include <QDeadlineTimer>
 #include <QThread>
 #include <algorithm>
-#include <QDeadlineTimer>
 #include <cerrno>
 #include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "storage/DirectoryReader.h"
 
 namespace velmox {
 
@@ -83,8 +83,8 @@ Status DiskScanner::start() {
         const int error = errno;
         const QString name = QString::fromUtf8(config_.rootPath);
         if (error == ENOENT || error == ENOTDIR)
-            return failure(QStringLiteral("\"%1\" does not exist, so it cannot be scanned.")
-                               .arg(name));
+            return failure(
+                QStringLiteral("\"%1\" does not exist, so it cannot be scanned.").arg(name));
         return failure(QStringLiteral("\"%1\" could not be opened, so it cannot be scanned "
                                       "(%2).")
                            .arg(name, QString::fromLocal8Bit(std::strerror(error))));
@@ -189,9 +189,9 @@ void DiskScanner::sortOutFolders(const PendingFolder& folder, DirListing& listin
     }
     for (size_t j = 0; j < listing.folderEntries.size(); ++j) {
         const uint32_t entry = listing.folderEntries[j];
-        QByteArray path = childPath(folder.path, QByteArrayView(listing.nameBytes.constData() +
-                                                                    nameStarts[entry],
-                                                                listing.nameLengths[entry]));
+        QByteArray path =
+            childPath(folder.path, QByteArrayView(listing.nameBytes.constData() + nameStarts[entry],
+                                                  listing.nameLengths[entry]));
         if (!config_.allowedDevices.contains(listing.folderDevices[j]) || isExcluded(path)) {
             listing.flags[entry] |= NodeFlag::mountPoint;
             listing.alloc[entry] = listing.logical[entry] = 0;
@@ -209,7 +209,8 @@ void DiskScanner::commit(const PendingFolder& folder, DirListing& listing,
             listing.alloc[listing.linkEntries[i]] = listing.logical[listing.linkEntries[i]] = 0;
     for (FolderCandidate& candidate : candidates) {
         if (seenDirs_.insert(candidate.key)) {
-            stack_.push_back({first + static_cast<int32_t>(candidate.entry), std::move(candidate.path)});
+            stack_.push_back(
+                {first + static_cast<int32_t>(candidate.entry), std::move(candidate.path)});
         } else {
             listing.flags[candidate.entry] |= NodeFlag::linkedFolder;
             listing.alloc[candidate.entry] = listing.logical[candidate.entry] = 0;
@@ -226,8 +227,7 @@ void DiskScanner::commit(const PendingFolder& folder, DirListing& listing,
 }
 
 void DiskScanner::markBlocked(const PendingFolder& folder, int errorNumber) {
-    tree_->setFlags(folder.node,
-                    tree_->flags(folder.node) | NodeFlag::blocked | NodeFlag::notRead);
+    tree_->setFlags(folder.node, tree_->flags(folder.node) | NodeFlag::blocked | NodeFlag::notRead);
     ++unreadableCount_;
     blockedNodes_.push_back(folder.node);
     if (unreadableSamples_.size() < kMaxUnreadableSamples)
@@ -303,8 +303,7 @@ DiskScanner::State DiskScanner::state() const {
 
 ScanProgress DiskScanner::progress() const {
     QMutexLocker locker(&condition_);
-    const auto end =
-        state_ == State::running ? std::chrono::steady_clock::now() : endTime_;
+    const auto end = state_ == State::running ? std::chrono::steady_clock::now() : endTime_;
     const int64_t now = nowNs();
     const double stalled = state_ == State::running
                                ? double(now - lastActivityNs_.load(std::memory_order_relaxed)) / 1e9

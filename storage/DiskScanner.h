@@ -1,5 +1,11 @@
 #pragma once
 
+#include "services/Result.h"
+#include "storage/FileTree.h"
+#include "storage/LinkKeySet.h"
+#include "storage/ScanConfiguration.h"
+#include "storage/UnreadableReason.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QMutex>
@@ -10,12 +16,6 @@
 #include <functional>
 #include <memory>
 #include <vector>
-
-#include "services/Result.h"
-#include "storage/FileTree.h"
-#include "storage/LinkKeySet.h"
-#include "storage/ScanConfiguration.h"
-#include "storage/UnreadableReason.h"
 
 class QThread;
 

@@ -55,8 +55,8 @@ FileTree& FileTree::operator=(const FileTree& other) {
     return *this;
 }
 
-Result<FileTree> FileTree::fromColumns(QString rootPath, QString rootName,
-                                       FileTreeColumns columns, bool sizesSummed) {
+Result<FileTree> FileTree::fromColumns(QString rootPath, QString rootName, FileTreeColumns columns,
+                                       bool sizesSummed) {
     FileTree tree(std::move(rootPath), std::move(rootName));
     tree.columns_ = std::move(columns);
     tree.sizesSummed_ = sizesSummed;
@@ -232,9 +232,9 @@ void FileTree::replaceSubtree(int32_t node, const FileTree& fresh) {
         return rebuilt.append(newParent, c.flags[from.index], c.alloc[from.index],
                               c.logical[from.index], c.mtime[from.index], name);
     };
-    queue.push_back({{this, 0}, rebuilt.append(-1, columns_.flags[0], columns_.alloc[0],
-                                               columns_.logical[0], columns_.mtime[0],
-                                               nameBytes(0))});
+    queue.push_back({{this, 0},
+                     rebuilt.append(-1, columns_.flags[0], columns_.alloc[0], columns_.logical[0],
+                                    columns_.mtime[0], nameBytes(0))});
     if (node == 0)
         queue.front().first = {&freshOwn, 0};
     while (!queue.empty()) {
@@ -288,8 +288,8 @@ Status FileTree::validate() const {
         const int32_t up = c.parent[node];
         if (node == 0 ? up != -1 : (up < 0 || static_cast<size_t>(up) >= node))
             return outside(node);
-        if (node > 0 && (node < c.firstChild[up] ||
-                         node >= uint64_t{c.firstChild[up]} + c.childCount[up]))
+        if (node > 0 &&
+            (node < c.firstChild[up] || node >= uint64_t{c.firstChild[up]} + c.childCount[up]))
             return outside(node);
         if (c.alloc[node] < 0 || c.logical[node] < 0)
             return failure(QStringLiteral("negative size at %1").arg(node));
@@ -318,9 +318,8 @@ std::shared_ptr<const std::vector<int32_t>> FileTree::sortedChildren(int32_t nod
     switch (key) {
     case TreeSortKey::real:
     case TreeSortKey::logical:
-        std::stable_sort(order->begin(), order->end(), [&](int32_t a, int32_t b) {
-            return size(a, key) > size(b, key);
-        });
+        std::stable_sort(order->begin(), order->end(),
+                         [&](int32_t a, int32_t b) { return size(a, key) > size(b, key); });
         break;
     case TreeSortKey::name:
         std::stable_sort(order->begin(), order->end(), byName);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "services/Result.h"
+
 #include <QByteArray>
 #include <QDateTime>
 #include <QHash>
@@ -10,8 +12,6 @@
 #include <memory>
 #include <optional>
 #include <vector>
-
-#include "services/Result.h"
 
 namespace velmox {
 
@@ -85,16 +85,16 @@ public:
     FileTree& operator=(const FileTree& other);
 
     // Checks a tree built elsewhere (a catalog, an administrator listing).
-    static Result<FileTree> fromColumns(QString rootPath, QString rootName,
-                                        FileTreeColumns columns, bool sizesSummed);
+    static Result<FileTree> fromColumns(QString rootPath, QString rootName, FileTreeColumns columns,
+                                        bool sizesSummed);
 
     QString rootPath;
     QString rootName;
     QList<PathRedirect> pathRedirects;
 
     // Appends a node; the parent's children must be appended one after another.
-    int32_t append(int32_t parent, uint16_t flags, int64_t alloc, int64_t logical,
-                   int64_t mtime, QByteArrayView name);
+    int32_t append(int32_t parent, uint16_t flags, int64_t alloc, int64_t logical, int64_t mtime,
+                   QByteArrayView name);
     void reserve(size_t nodes, qsizetype nameBytes);
 
     int32_t size() const { return static_cast<int32_t>(columns_.parent.size()); }
@@ -134,8 +134,7 @@ public:
 
     // Children sorted by the key (sizes and dates largest first, names A to Z), cached per
     // folder when cachesSortedChildren is on.
-    std::shared_ptr<const std::vector<int32_t>> sortedChildren(int32_t node,
-                                                               TreeSortKey key) const;
+    std::shared_ptr<const std::vector<int32_t>> sortedChildren(int32_t node, TreeSortKey key) const;
     QList<ChildRow> childRows(int32_t node, TreeSortKey key) const;
     bool cachesSortedChildren = true;
     size_t sortCacheElements() const;

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "storage/LinkKey.h"
+
 #include <cstdint>
 #include <vector>
-
-#include "storage/LinkKey.h"
 
 namespace velmox {
 

@@ -43,10 +43,9 @@ MountTable MountTable::parse(const QByteArray& mountinfo) {
         const QList<QByteArray> device = fields.at(2).split(':');
         if (device.size() != 2)
             continue;
-        table.entries.append({unescape(fields.at(4)),
-                              QString::fromUtf8(unescape(fields.at(separator + 1))),
-                              unescape(fields.at(separator + 2)), device.at(0).toUInt(),
-                              device.at(1).toUInt()});
+        table.entries.append(
+            {unescape(fields.at(4)), QString::fromUtf8(unescape(fields.at(separator + 1))),
+             unescape(fields.at(separator + 2)), device.at(0).toUInt(), device.at(1).toUInt()});
     }
     return table;
 }

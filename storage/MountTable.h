@@ -9,7 +9,7 @@ namespace velmox {
 
 // The mounted file systems, read from Linux's /proc/self/mountinfo.
 struct MountEntry {
-    QByteArray mountPoint; // unescaped
+    QByteArray mountPoint;  // unescaped
     QString fileSystemType; // "ext4", "fuse.sshfs"
     QByteArray source;      // "/dev/vda1", "server:/export"
     unsigned major = 0;

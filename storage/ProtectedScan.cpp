@@ -1,5 +1,9 @@
 #include "storage/ProtectedScan.h"
 
+#include "storage/DirectoryReader.h"
+#include "storage/DiskScanner.h"
+#include "storage/ProtectedScanListing.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -10,10 +14,6 @@
 #include <cstdio>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "storage/DirectoryReader.h"
-#include "storage/DiskScanner.h"
-#include "storage/ProtectedScanListing.h"
 
 namespace velmox {
 
@@ -67,11 +67,11 @@ Result<QString> ProtectedScan::verifiedExecutable(const QString& processExe) {
                       ::stat(QFile::encodeName(onDisk).constData(), &file) == 0 &&
                       running.st_dev == file.st_dev && running.st_ino == file.st_ino;
     if (!same)
-        return failure(QStringLiteral(
-                           "The administrator scan was not started because the app on disk "
+        return failure(
+            QStringLiteral("The administrator scan was not started because the app on disk "
                            "could not be verified as the copy that is running. Quit and "
                            "reopen Velmox from %1.")
-                           .arg(QFileInfo(onDisk.section(QLatin1Char(' '), 0, 0)).absolutePath()));
+                .arg(QFileInfo(onDisk.section(QLatin1Char(' '), 0, 0)).absolutePath()));
     return onDisk;
 }
 
@@ -83,8 +83,7 @@ QString ProtectedScan::commandLine(const QString& executable, const QString& req
 }
 
 ProtectedScanOutcome ProtectedScan::run(FileTree& tree, const QList<QByteArray>& blockedPaths,
-                                        const QString& executable,
-                                        const PrivilegedRunner& runner,
+                                        const QString& executable, const PrivilegedRunner& runner,
                                         const std::function<void(const QString&)>& phase) {
     const auto failed = [](QString message) {
         ProtectedScanOutcome outcome;
@@ -112,7 +111,8 @@ ProtectedScanOutcome ProtectedScan::run(FileTree& tree, const QList<QByteArray>&
     QSaveFile paths(folder + QLatin1Char('/') + QLatin1String(kPathsFile));
     if (!paths.open(QIODevice::WriteOnly) || paths.write(blockedPaths.join('\0')) < 0 ||
         !paths.commit())
-        return failed(QStringLiteral("Could not prepare the request: %1.").arg(paths.errorString()));
+        return failed(
+            QStringLiteral("Could not prepare the request: %1.").arg(paths.errorString()));
 
     const CommandResult result = runner(commandLine(executable, folder));
     if (!result)

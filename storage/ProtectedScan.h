@@ -1,13 +1,13 @@
 #pragma once
 
+#include "services/CommandExecutorError.h"
+#include "services/Result.h"
+#include "storage/FileTree.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
 #include <functional>
-
-#include "services/CommandExecutorError.h"
-#include "services/Result.h"
-#include "storage/FileTree.h"
 
 namespace velmox {
 
@@ -35,7 +35,8 @@ public:
 
     // The path of the running executable, provided the file there is the very one
     // running; the refusal message otherwise. `processExe` is /proc/<pid>/exe.
-    static Result<QString> verifiedExecutable(const QString& processExe = QStringLiteral("/proc/self/exe"));
+    static Result<QString>
+    verifiedExecutable(const QString& processExe = QStringLiteral("/proc/self/exe"));
 
     // Reads `blockedPaths` with `executable` as root and merges what it found into `tree`.
     // `phase` receives the phase texts. Blocking: call from a worker thread.

@@ -134,8 +134,8 @@ Result<QList<ProtectedScanListing::Section>> ProtectedScanListing::decode(const 
                 if (c.childCount[up]++ == 0)
                     c.firstChild[up] = node;
             }
-            auto tree = FileTree::fromColumns(QString::fromUtf8(section.path), {}, std::move(c),
-                                              false);
+            auto tree =
+                FileTree::fromColumns(QString::fromUtf8(section.path), {}, std::move(c), false);
             if (!tree)
                 return damaged();
             tree->sumFolderSizes();

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "services/Result.h"
+#include "storage/FileTree.h"
+
 #include <QByteArray>
 #include <QList>
 #include <optional>
-
-#include "services/Result.h"
-#include "storage/FileTree.h"
 
 namespace velmox {
 
@@ -16,7 +16,7 @@ namespace velmox {
 struct ProtectedScanListing {
     struct Section {
         QByteArray path;
-        int errorNumber = 0;       // when the folder could not be read even as root
+        int errorNumber = 0;          // when the folder could not be read even as root
         std::optional<FileTree> tree; // root node = the folder itself
     };
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "storage/ScanJob.h"
+
 #include <QHash>
 #include <QObject>
-
-#include "storage/ScanJob.h"
 
 namespace velmox {
 

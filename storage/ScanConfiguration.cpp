@@ -14,12 +14,12 @@ namespace {
 
 bool isLocalFileSystem(const QString& type) {
     static const QStringList local = {
-        QStringLiteral("ext2"),  QStringLiteral("ext3"),     QStringLiteral("ext4"),
-        QStringLiteral("btrfs"), QStringLiteral("xfs"),      QStringLiteral("f2fs"),
-        QStringLiteral("vfat"),  QStringLiteral("msdos"),    QStringLiteral("exfat"),
-        QStringLiteral("ntfs3"), QStringLiteral("ntfs"),     QStringLiteral("hfs"),
-        QStringLiteral("hfsplus"), QStringLiteral("apfs"),   QStringLiteral("udf"),
-        QStringLiteral("iso9660"), QStringLiteral("cd9660"), QStringLiteral("jfs"),
+        QStringLiteral("ext2"),    QStringLiteral("ext3"),    QStringLiteral("ext4"),
+        QStringLiteral("btrfs"),   QStringLiteral("xfs"),     QStringLiteral("f2fs"),
+        QStringLiteral("vfat"),    QStringLiteral("msdos"),   QStringLiteral("exfat"),
+        QStringLiteral("ntfs3"),   QStringLiteral("ntfs"),    QStringLiteral("hfs"),
+        QStringLiteral("hfsplus"), QStringLiteral("apfs"),    QStringLiteral("udf"),
+        QStringLiteral("iso9660"), QStringLiteral("cd9660"),  QStringLiteral("jfs"),
         QStringLiteral("nilfs2"),  QStringLiteral("reiserfs")};
     return local.contains(type);
 }
@@ -48,8 +48,7 @@ int ScanConfiguration::workerCountFor(const QString& fileSystemType, StorageMedi
     return 2;
 }
 
-StorageMedium ScanConfiguration::probeLinuxMedium(const MountEntry& mount,
-                                                  const QString& sysRoot) {
+StorageMedium ScanConfiguration::probeLinuxMedium(const MountEntry& mount, const QString& sysRoot) {
     unsigned major = mount.major;
     unsigned minor = mount.minor;
     // btrfs and device-mapper mounts report an anonymous device; the source names the real

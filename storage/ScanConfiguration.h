@@ -1,15 +1,15 @@
 #pragma once
 
+#include "storage/FileTree.h"
+#include "storage/LinkKey.h"
+#include "storage/MountTable.h"
+#include "storage/ScanScope.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
 #include <cstdint>
 #include <functional>
-
-#include "storage/FileTree.h"
-#include "storage/LinkKey.h"
-#include "storage/MountTable.h"
-#include "storage/ScanScope.h"
 
 namespace velmox {
 
@@ -46,8 +46,7 @@ struct ScanConfiguration {
 
     // Network and user-space file systems get one worker; local ones as many as the medium
     // takes.
-    static int workerCountFor(const QString& fileSystemType, StorageMedium medium,
-                              int processors);
+    static int workerCountFor(const QString& fileSystemType, StorageMedium medium, int processors);
     // Asks the kernel whether the block device behind a local mount rotates.
     static StorageMedium probeLinuxMedium(const MountEntry& mount,
                                           const QString& sysRoot = QStringLiteral("/sys"));

@@ -1,10 +1,10 @@
 #include "storage/ScanJob.h"
 
-#include <QThread>
-#include <unistd.h>
-
 #include "services/AppStatusCenter.h"
 #include "storage/DirectoryReader.h"
+
+#include <QThread>
+#include <unistd.h>
 
 namespace velmox {
 
@@ -58,8 +58,8 @@ void ScanJob::start(bool gentle, std::optional<int> workers) {
 void ScanJob::launch(std::unique_ptr<DiskScanner> scanner) {
     const int generation = generation_;
     scanner->onFinish = [this, generation](DiskScanner&) {
-        QMetaObject::invokeMethod(this, [this, generation] { scannerFinished(generation); },
-                                  Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [this, generation] { scannerFinished(generation); }, Qt::QueuedConnection);
     };
     scanner_ = std::move(scanner);
     if (const Status started = scanner_->start(); !started) {
@@ -72,7 +72,8 @@ void ScanJob::launch(std::unique_ptr<DiskScanner> scanner) {
     }
     scanPhase_ = QStringLiteral("Scanning...");
     setState(State::scanning);
-    report(QStringLiteral("Scanning Storage: %1...").arg(scope_.title.isEmpty() ? scope_.path : scope_.title),
+    report(QStringLiteral("Scanning Storage: %1...")
+               .arg(scope_.title.isEmpty() ? scope_.path : scope_.title),
            true);
     timer_ = clock_.schedule(
         kProgressInterval,
@@ -106,7 +107,8 @@ void ScanJob::scannerFinished(int generation) {
     if (outcome == DiskScanner::State::paused || outcome == DiskScanner::State::stoppedForSize)
         pausedScanner_ = std::move(scanner);
     setState(State::finished);
-    report(QStringLiteral("Success: Scanned %1.").arg(scope_.title.isEmpty() ? scope_.path : scope_.title),
+    report(QStringLiteral("Success: Scanned %1.")
+               .arg(scope_.title.isEmpty() ? scope_.path : scope_.title),
            false);
 }
 
@@ -123,8 +125,8 @@ bool ScanJob::resume() {
     std::unique_ptr<DiskScanner> scanner = std::move(pausedScanner_);
     const int generation = generation_;
     scanner->onFinish = [this, generation](DiskScanner&) {
-        QMetaObject::invokeMethod(this, [this, generation] { scannerFinished(generation); },
-                                  Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [this, generation] { scannerFinished(generation); }, Qt::QueuedConnection);
     };
     if (!scanner->resume())
         return false;
@@ -170,13 +172,16 @@ void ScanJob::rescanFolder(int32_t node) {
             updated->replaceSubtree(node, *scanner.tree());
         }
         const int64_t unreadable = scanner.unreadableCount();
-        QMetaObject::invokeMethod(this, [this, updated, generation, base, unreadable] {
-            rescanningFolder_.reset();
-            if (generation != generation_ || base != tree_ || !updated)
-                return;
-            unreadableCount_ += unreadable;
-            setTree(updated);
-        }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this,
+            [this, updated, generation, base, unreadable] {
+                rescanningFolder_.reset();
+                if (generation != generation_ || base != tree_ || !updated)
+                    return;
+                unreadableCount_ += unreadable;
+                setTree(updated);
+            },
+            Qt::QueuedConnection);
     });
 }
 
@@ -201,24 +206,30 @@ void ScanJob::readBlockedFolders(const Result<QString>& executable,
     runInBackground([this, base, blocked, exe = *executable, runner, generation] {
         auto updated = std::make_shared<FileTree>(*base);
         const auto phase = [this](const QString& text) {
-            QMetaObject::invokeMethod(this, [this, text] {
-                scanPhase_ = text;
-                emit stateChanged();
-            }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(
+                this,
+                [this, text] {
+                    scanPhase_ = text;
+                    emit stateChanged();
+                },
+                Qt::QueuedConnection);
         };
         const ProtectedScanOutcome outcome =
             ProtectedScan::run(*updated, blocked, exe, runner, phase);
-        QMetaObject::invokeMethod(this, [this, updated, outcome, generation, base] {
-            protectedScan_ = {false, outcome};
-            scanPhase_.clear();
-            if (generation == generation_ && base == tree_ && outcome.success) {
-                unreadableCount_ = std::max<int64_t>(
-                    0, unreadableCount_ - outcome.indexedFolders);
-                setTree(updated);
-            }
-            emit stateChanged();
-            emit messageChanged(outcome.message);
-        }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this,
+            [this, updated, outcome, generation, base] {
+                protectedScan_ = {false, outcome};
+                scanPhase_.clear();
+                if (generation == generation_ && base == tree_ && outcome.success) {
+                    unreadableCount_ =
+                        std::max<int64_t>(0, unreadableCount_ - outcome.indexedFolders);
+                    setTree(updated);
+                }
+                emit stateChanged();
+                emit messageChanged(outcome.message);
+            },
+            Qt::QueuedConnection);
     });
 }
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <QObject>
-#include <memory>
-#include <optional>
-
 #include "services/Clock.h"
 #include "storage/DiskScanner.h"
 #include "storage/ProtectedScan.h"
 #include "storage/ScanScope.h"
+
+#include <QObject>
+#include <memory>
+#include <optional>
 
 namespace velmox {
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "services/Result.h"
+
 #include <QJsonObject>
 #include <QString>
 #include <optional>
-
-#include "services/Result.h"
 
 namespace velmox {
 

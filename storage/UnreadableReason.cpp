@@ -68,11 +68,13 @@ UnreadableFolderInfo UnreadableFolderInfo::inspect(const QByteArray& path,
             info.reason = {UnreadableReason::Kind::gone, 0};
         return info;
     }
-    const passwd* owner = ::getpwuid(status.st_uid);
+    passwd entry{};
+    passwd* owner = nullptr;
+    char buffer[4096];
+    ::getpwuid_r(status.st_uid, &entry, buffer, sizeof buffer, &owner);
     info.owner = QStringLiteral("user ") +
                  (owner ? QString::fromLocal8Bit(owner->pw_name) : QString::number(status.st_uid)) +
-                 QStringLiteral(", permissions ") +
-                 QString::number(status.st_mode & 07777, 8);
+                 QStringLiteral(", permissions ") + QString::number(status.st_mode & 07777, 8);
     const int fd = ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd >= 0) {
         ::close(fd);

@@ -6,7 +6,14 @@ namespace velmox {
 
 // Why a folder could not be read during a scan.
 struct UnreadableReason {
-    enum class Kind { needsAdministrator, needsFullDiskAccess, protectedByMacOS, readableNow, gone, other };
+    enum class Kind {
+        needsAdministrator,
+        needsFullDiskAccess,
+        protectedByMacOS,
+        readableNow,
+        gone,
+        other
+    };
     Kind kind = Kind::other;
     int errorNumber = 0; // for `other`
     bool operator==(const UnreadableReason&) const = default;

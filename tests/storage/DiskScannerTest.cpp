@@ -1,12 +1,13 @@
+#include "storage/DiskScanner.h"
+
+#include "ScanTestSupport.h"
+
 #include <QDir>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "ScanTestSupport.h"
-#include "storage/DiskScanner.h"
 
 using namespace velmox;
 using namespace velmox::test;
@@ -26,8 +27,10 @@ protected:
         for (int i = 0; i < 40; ++i)
             writeFile(root_ + "/docs/file" + QByteArray::number(i), i * 1111);
         writeFile(root_ + "/docs/shared", 50000);
-        ASSERT_EQ(::link((root_ + "/docs/shared").constData(), (root_ + "/linked-a").constData()), 0);
-        ASSERT_EQ(::link((root_ + "/docs/shared").constData(), (root_ + "/linked-b").constData()), 0);
+        ASSERT_EQ(::link((root_ + "/docs/shared").constData(), (root_ + "/linked-a").constData()),
+                  0);
+        ASSERT_EQ(::link((root_ + "/docs/shared").constData(), (root_ + "/linked-b").constData()),
+                  0);
         ASSERT_EQ(::symlink("docs/file3", (root_ + "/to-file").constData()), 0);
         ASSERT_EQ(::symlink("docs", (root_ + "/to-folder").constData()), 0);
         ASSERT_EQ(::symlink("/nowhere/at/all", (root_ + "/dangling").constData()), 0);
@@ -150,7 +153,8 @@ TEST_F(GeneratedTree, KeepsMountedFileSystemsAsMountPointsWithoutEnteringThem) {
     ASSERT_EQ(::mount("velmox-test", tmpfs.constData(), "tmpfs", 0, "size=4m"), 0);
     writeFile(tmpfs + "/on-tmpfs", 100000);
     // A bind mount shares the device of the tree, so only the mount table reveals it.
-    ASSERT_EQ(::mount((root_ + "/docs").constData(), bound.constData(), nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(::mount((root_ + "/docs").constData(), bound.constData(), nullptr, MS_BIND, nullptr),
+              0);
 
     const auto tree = scanFolder(QString::fromUtf8(root_));
     ::umount(tmpfs.constData());
@@ -168,7 +172,8 @@ TEST_F(GeneratedTree, KeepsMountedFileSystemsAsMountPointsWithoutEnteringThem) {
 
 TEST(DiskScanner, ASystemFolderTotalsEqualDu) {
     const auto [duAllocated, duLogical] = duTotals(QStringLiteral("/usr"));
-    DiskScanner keep(ScanConfiguration::build({ScanScope::Kind::folder, QStringLiteral("/usr"), {}, {}}));
+    DiskScanner keep(
+        ScanConfiguration::build({ScanScope::Kind::folder, QStringLiteral("/usr"), {}, {}}));
     const auto tree = scanFolder(QStringLiteral("/usr"), 0, &keep);
     ASSERT_TRUE(tree);
     EXPECT_EQ(tree->alloc(0), duAllocated);
@@ -185,7 +190,8 @@ TEST(DiskScanner, ReportsAMissingRootAndCancels) {
     EXPECT_EQ(started.error(),
               QStringLiteral("\"/no/such/folder\" does not exist, so it cannot be scanned."));
 
-    DiskScanner scanner(ScanConfiguration::build({ScanScope::Kind::folder, QStringLiteral("/usr"), {}, {}}));
+    DiskScanner scanner(
+        ScanConfiguration::build({ScanScope::Kind::folder, QStringLiteral("/usr"), {}, {}}));
     ASSERT_TRUE(scanner.start());
     scanner.cancel();
     ASSERT_TRUE(scanner.waitForFinished(std::chrono::seconds(30)));

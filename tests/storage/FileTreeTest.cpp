@@ -1,7 +1,8 @@
-#include <gtest/gtest.h>
+#include "storage/FileTree.h"
 
 #include "storage/ChartSegment.h"
-#include "storage/FileTree.h"
+
+#include <gtest/gtest.h>
 
 using namespace velmox;
 
@@ -98,8 +99,9 @@ TEST(FileTree, SortsChildrenByEachKeyAndCachesTheOrder) {
 
     const QList<ChildRow> rows = tree.childRows(0, TreeSortKey::real);
     ASSERT_EQ(rows.size(), 3);
-    EXPECT_EQ(rows[0], (ChildRow{QStringLiteral("a"), 81, QDateTime::fromSecsSinceEpoch(300, Qt::UTC),
-                                 NodeKind::folder, 1, true}));
+    EXPECT_EQ(rows[0],
+              (ChildRow{QStringLiteral("a"), 81, QDateTime::fromSecsSinceEpoch(300, Qt::UTC),
+                        NodeKind::folder, 1, true}));
     EXPECT_EQ(rows[2].kind, NodeKind::file);
     EXPECT_FALSE(rows[2].hasChildren);
 }

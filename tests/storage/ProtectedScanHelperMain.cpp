@@ -1,8 +1,8 @@
 // The administrator pass's child, on its own, for tests that cannot start the whole app.
+#include "storage/ProtectedScan.h"
+
 #include <QCoreApplication>
 #include <QStringList>
-
-#include "storage/ProtectedScan.h"
 
 int main(int argc, char** argv) {
     QStringList args;

@@ -1,10 +1,4 @@
-#include <QCoreApplication>
-#include <QFile>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "storage/ProtectedScan.h"
 
 #include "ScanTestSupport.h"
 #include "platform/PromptElevation.h"
@@ -12,9 +6,16 @@
 #include "services/KeychainHelper.h"
 #include "services/Settings.h"
 #include "services/ShellHelper.h"
-#include "storage/ProtectedScan.h"
 #include "storage/ProtectedScanListing.h"
 #include "tests/support/TestAccounts.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -64,7 +65,8 @@ protected:
 } // namespace
 
 TEST_F(BlockedTree, AFolderTheUserCannotOpenIsBlockedAndTotalsStillEqualDu) {
-    DiskScanner scanner(ScanConfiguration::build({ScanScope::Kind::folder, QString::fromUtf8(root_), {}, {}}));
+    DiskScanner scanner(
+        ScanConfiguration::build({ScanScope::Kind::folder, QString::fromUtf8(root_), {}, {}}));
     const auto tree = scanFolder(QString::fromUtf8(root_), 0, &scanner);
     ASSERT_TRUE(tree);
     EXPECT_EQ(scanner.unreadableCount(), 1);
@@ -85,11 +87,13 @@ TEST_F(BlockedTree, AFolderTheUserCannotOpenIsBlockedAndTotalsStillEqualDu) {
 
     UnreadableFolderInfo info = UnreadableFolderInfo::inspect(secret_, samples[0].reason);
     EXPECT_EQ(info.reason, samples[0].reason);
-    EXPECT_EQ(info.owner, QStringLiteral("user %1, permissions 0").arg(QString::fromLatin1(kAdminAccount)));
+    EXPECT_EQ(info.owner,
+              QStringLiteral("user %1, permissions 0").arg(QString::fromLatin1(kAdminAccount)));
     ASSERT_EQ(::chmod(secret_.constData(), 0750), 0);
     info = UnreadableFolderInfo::inspect(secret_, samples[0].reason);
     EXPECT_EQ(info.reason.label(), QStringLiteral("Readable now (rescan)"));
-    EXPECT_EQ(info.owner, QStringLiteral("user %1, permissions 750").arg(QString::fromLatin1(kAdminAccount)));
+    EXPECT_EQ(info.owner,
+              QStringLiteral("user %1, permissions 750").arg(QString::fromLatin1(kAdminAccount)));
     ASSERT_TRUE(QDir(QString::fromUtf8(secret_)).removeRecursively());
     info = UnreadableFolderInfo::inspect(secret_, samples[0].reason);
     EXPECT_EQ(info.reason.label(), QStringLiteral("No longer exists"));
@@ -99,7 +103,8 @@ TEST_F(BlockedTree, AFolderTheUserCannotOpenIsBlockedAndTotalsStillEqualDu) {
 
 TEST_F(BlockedTree, TheAdministratorPassReadsBlockedFoldersAsRootAndMergesThem) {
     savePassword();
-    DiskScanner scanner(ScanConfiguration::build({ScanScope::Kind::folder, QString::fromUtf8(root_), {}, {}}));
+    DiskScanner scanner(
+        ScanConfiguration::build({ScanScope::Kind::folder, QString::fromUtf8(root_), {}, {}}));
     auto tree = scanFolder(QString::fromUtf8(root_), 0, &scanner);
     ASSERT_TRUE(tree);
     QList<QByteArray> blocked;
@@ -134,8 +139,8 @@ TEST_F(BlockedTree, TheAdministratorPassReadsBlockedFoldersAsRootAndMergesThem) 
 TEST_F(BlockedTree, WithoutASavedPasswordThePassFailsWithTheRunnersMessage) {
     auto tree = scanFolder(QString::fromUtf8(root_));
     const FileTree before = *tree;
-    const ProtectedScanOutcome outcome = ProtectedScan::run(
-        *tree, {secret_}, QStringLiteral(VELMOX_PROTECTED_HELPER), runner());
+    const ProtectedScanOutcome outcome =
+        ProtectedScan::run(*tree, {secret_}, QStringLiteral(VELMOX_PROTECTED_HELPER), runner());
     EXPECT_FALSE(outcome.success);
     EXPECT_EQ(outcome.message,
               QStringLiteral("No administrator password is saved. Add it in Settings > Access."));
@@ -143,9 +148,9 @@ TEST_F(BlockedTree, WithoutASavedPasswordThePassFailsWithTheRunnersMessage) {
 
     EXPECT_EQ(ProtectedScan::run(*tree, {}, QString(), runner()).message,
               QStringLiteral("No blocked folders were found in this scan."));
-    EXPECT_EQ(ProtectedScan::run(*tree, {secret_}, QStringLiteral("/no/such/velmox"), runner())
-                  .message,
-              QStringLiteral("Could not find the app's own executable."));
+    EXPECT_EQ(
+        ProtectedScan::run(*tree, {secret_}, QStringLiteral("/no/such/velmox"), runner()).message,
+        QStringLiteral("Could not find the app's own executable."));
 }
 
 TEST(ProtectedScan, RefusesAnExecutableOnDiskThatIsNotTheRunningCopy) {
@@ -165,7 +170,8 @@ TEST(ProtectedScan, RefusesAnExecutableOnDiskThatIsNotTheRunningCopy) {
     // An update replaces the file while the old copy keeps running.
     const QString update = dir.filePath(QStringLiteral("update"));
     ASSERT_TRUE(QFile::copy(QStringLiteral("/bin/true"), update));
-    ASSERT_EQ(::rename(QFile::encodeName(update).constData(), QFile::encodeName(app).constData()), 0);
+    ASSERT_EQ(::rename(QFile::encodeName(update).constData(), QFile::encodeName(app).constData()),
+              0);
     const auto refused = ProtectedScan::verifiedExecutable(processExe);
     running.kill();
     running.waitForFinished();

@@ -1,12 +1,13 @@
+#include "storage/ScanConfiguration.h"
+
+#include "storage/DiskScanner.h"
+#include "storage/ScanCenter.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-
-#include "storage/DiskScanner.h"
-#include "storage/ScanCenter.h"
-#include "storage/ScanConfiguration.h"
 
 using namespace velmox;
 
@@ -27,10 +28,11 @@ const QByteArray kMountinfo =
 TEST(MountTable, ParsesMountinfoAndFindsTheMountOfAPath) {
     const MountTable table = MountTable::parse(kMountinfo);
     ASSERT_EQ(table.entries.size(), 5);
-    EXPECT_EQ(table.entries[2], (MountEntry{"/home/me/My Drive", QStringLiteral("fuse.rclone"),
-                                            "remote:", 0, 50}));
+    EXPECT_EQ(table.entries[2],
+              (MountEntry{"/home/me/My Drive", QStringLiteral("fuse.rclone"), "remote:", 0, 50}));
     EXPECT_EQ(table.entries[1].fileSystemType, QStringLiteral("btrfs"));
-    EXPECT_EQ(table.mountOf("/home/me/My Drive/file")->fileSystemType, QStringLiteral("fuse.rclone"));
+    EXPECT_EQ(table.mountOf("/home/me/My Drive/file")->fileSystemType,
+              QStringLiteral("fuse.rclone"));
     EXPECT_EQ(table.mountOf("/home/me")->mountPoint, QByteArray("/home"));
     EXPECT_EQ(table.mountOf("/homework")->mountPoint, QByteArray("/"));
     EXPECT_EQ(table.mountPointsBelow("/"),
@@ -57,10 +59,13 @@ TEST(ScanConfiguration, ChoosesWorkersFromTheFileSystemAndTheMedium) {
     ASSERT_TRUE(rotational.open(QIODevice::WriteOnly));
     rotational.write("0\n");
     rotational.close();
-    QFile::link(sys.filePath(QStringLiteral("block/sda")), sys.filePath(QStringLiteral("dev/block/8:0")));
-    QFile::link(sys.filePath(QStringLiteral("block/sda/sda1")), sys.filePath(QStringLiteral("dev/block/8:1")));
+    QFile::link(sys.filePath(QStringLiteral("block/sda")),
+                sys.filePath(QStringLiteral("dev/block/8:0")));
+    QFile::link(sys.filePath(QStringLiteral("block/sda/sda1")),
+                sys.filePath(QStringLiteral("dev/block/8:1")));
     const MountEntry partition{"/data", QStringLiteral("ext4"), "UUID=1234", 8, 1};
-    EXPECT_EQ(ScanConfiguration::probeLinuxMedium(partition, sys.path()), StorageMedium::solidState);
+    EXPECT_EQ(ScanConfiguration::probeLinuxMedium(partition, sys.path()),
+              StorageMedium::solidState);
     const MountEntry missing{"/data", QStringLiteral("ext4"), "UUID=1234", 8, 9};
     EXPECT_EQ(ScanConfiguration::probeLinuxMedium(missing, sys.path()), StorageMedium::unknown);
 }
@@ -70,9 +75,9 @@ TEST(ScanConfiguration, BuildsTheRootKeyDevicesAndExcludedMountPoints) {
     struct stat root {};
     ASSERT_EQ(::stat(QFile::encodeName(dir.path()).constData(), &root), 0);
     const QByteArray path = QFile::encodeName(dir.path());
-    MountTable mounts = MountTable::parse(
-        "27 1 254:0 / / rw - ext4 /dev/vda rw\n"
-        "50 27 0:60 / " + path + "/inside rw - tmpfs none rw\n");
+    MountTable mounts = MountTable::parse("27 1 254:0 / / rw - ext4 /dev/vda rw\n"
+                                          "50 27 0:60 / " +
+                                          path + "/inside rw - tmpfs none rw\n");
     int probes = 0;
     const ScanConfiguration config = ScanConfiguration::build(
         {ScanScope::Kind::folder, dir.path() + QStringLiteral("/"), QStringLiteral("Temp"), {}},

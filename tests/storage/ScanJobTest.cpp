@@ -1,12 +1,12 @@
-#include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
-
 #include "ScanTestSupport.h"
 #include "services/AppNavigationState.h"
 #include "services/AppStatusCenter.h"
 #include "storage/ScanCenter.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace velmox::test;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "storage/DiskScanner.h"
+
 #include <QByteArray>
 #include <QProcess>
 #include <fcntl.h>
@@ -7,15 +9,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "storage/DiskScanner.h"
-
 namespace velmox::test {
 
 // `du -s` of a path as the current user: {allocated (-B1), logical (-b)}.
 inline std::pair<int64_t, int64_t> duTotals(const QString& path) {
     const auto run = [&](const char* unit) {
         QProcess du;
-        du.start(QStringLiteral("/usr/bin/du"), {QStringLiteral("-s"), QString::fromLatin1(unit), path});
+        du.start(QStringLiteral("/usr/bin/du"),
+                 {QStringLiteral("-s"), QString::fromLatin1(unit), path});
         du.waitForFinished(120000);
         return du.readAllStandardOutput().split('\t').value(0).toLongLong();
     };
