@@ -2,12 +2,10 @@
 
 namespace velmox {
 
-bool isPlausibleTemperature(double celsius) {
-    return celsius > 0.5 && celsius < 125.0;
-}
-
-bool isPlausibleFanSpeed(double rpm) {
-    return rpm >= 0.0 && rpm < 15000.0;
+bool isPlausibleReading(SensorKind kind, double value) {
+    if (kind == SensorKind::temperature)
+        return value > 0.5 && value < 125.0;
+    return value >= 0.0 && value < 15000.0;
 }
 
 void appendSensorReading(QList<SensorReading>& readings, SensorReading reading) {
@@ -54,12 +52,7 @@ QList<SensorReading> NamedSensorReader::read() {
         if (service.name.isEmpty())
             continue;
         const std::optional<double> value = source_->read(service);
-        if (!value)
-            continue;
-        const bool plausible = service.kind == SensorKind::temperature
-                                   ? isPlausibleTemperature(*value)
-                                   : isPlausibleFanSpeed(*value);
-        if (plausible)
+        if (value && isPlausibleReading(service.kind, *value))
             appendSensorReading(readings, {service.name, *value, service.kind});
     }
     return readings;

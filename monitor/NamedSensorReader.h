@@ -42,7 +42,7 @@ private:
 // Keeps sensor names unique: "name", then "name #2", "name #3" ...
 void appendSensorReading(QList<SensorReading>& readings, SensorReading reading);
 // The plausibility filters shared by every sensor source.
-bool isPlausibleTemperature(double celsius);
-bool isPlausibleFanSpeed(double rpm);
+// Temperatures strictly between 0.5 and 125 degrees, fan speeds from 0 up to 15000 RPM.
+bool isPlausibleReading(SensorKind kind, double value);
 
 } // namespace velmox

@@ -151,22 +151,18 @@ QList<SensorReading> SMCHelper::readAllSensors() {
         enumerateKeysLocked(*connection);
 
     int successfulReads = 0;
-    for (const QString& key : std::as_const(temperatureKeys_)) {
-        const auto value = readKeyLocked(*connection, key);
-        if (!value)
-            continue;
-        ++successfulReads;
-        if (isPlausibleTemperature(*value))
-            appendSensorReading(readings, {key, *value, SensorKind::temperature});
-    }
-    for (const QString& key : std::as_const(fanKeys_)) {
-        const auto value = readKeyLocked(*connection, key);
-        if (!value)
-            continue;
-        ++successfulReads;
-        if (isPlausibleFanSpeed(*value))
-            appendSensorReading(readings, {key, *value, SensorKind::fan});
-    }
+    const auto readKeys = [&](const QStringList& keys, SensorKind kind) {
+        for (const QString& key : keys) {
+            const auto value = readKeyLocked(*connection, key);
+            if (!value)
+                continue;
+            ++successfulReads;
+            if (isPlausibleReading(kind, *value))
+                appendSensorReading(readings, {key, *value, kind});
+        }
+    };
+    readKeys(temperatureKeys_, SensorKind::temperature);
+    readKeys(fanKeys_, SensorKind::fan);
     const bool hadKeys = !temperatureKeys_.isEmpty() || !fanKeys_.isEmpty();
     if (successfulReads == 0 && hadKeys) {
         connection_.reset();
