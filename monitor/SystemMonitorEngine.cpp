@@ -107,8 +107,9 @@ void SystemMonitorEngine::sampleMemory() {
 
 void SystemMonitorEngine::sampleNetwork() {
     const auto counters = sources_.counters->interfaceCounters();
-    const NetworkRates rates =
-        network_.sample(counters.value_or(QList<InterfaceCounters>{}), clock_.now());
+    if (!counters)
+        return;
+    const NetworkRates rates = network_.sample(*counters, clock_.now());
     stats_.networkSpeedIn = rates.in;
     stats_.networkSpeedOut = rates.out;
     appendToHistory(stats_.networkHistoryIn, rates.in);
