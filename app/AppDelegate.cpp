@@ -32,6 +32,8 @@ AppDelegate::AppDelegate(AppServices& services, Options options, QObject* parent
       settings_(std::make_unique<SettingsWindowPresenter>(services, options_.executable)) {
     if (!options_.isLoginItemLaunch)
         options_.isLoginItemLaunch = [] { return false; };
+    if (!options_.quit)
+        options_.quit = [] { QCoreApplication::quit(); };
 }
 
 AppDelegate::~AppDelegate() {
@@ -49,17 +51,15 @@ void AppDelegate::willFinishLaunching() {
 void AppDelegate::didFinishLaunching() {
     Settings& settings = services_.settings();
     settings.writeMissingTrueDefaults({kShowTrayIconKey});
-    // Velmox decides itself when closing a window ends it.
+    // Velmox decides itself when closing a window ends it (see eventFilter).
     qApp->setQuitOnLastWindowClosed(false);
-    connect(qApp, &QGuiApplication::lastWindowClosed, this, &AppDelegate::lastWindowClosed,
-            Qt::QueuedConnection);
 
     if (settings.boolValue(kShowTrayIconKey, true))
         createStatusItem();
 
     if (options_.startBackgroundServices) {
         autoClean_ = std::make_unique<WeeklyAutoClean>(settings, services_.clock(),
-                                                       registeredMaintenanceTasks());
+                                                       services_.maintenanceTasks());
         autoClean_->start();
     }
 
@@ -82,6 +82,7 @@ void AppDelegate::didFinishLaunching() {
 bool AppDelegate::createStatusItem() {
     if (!statusItem_) {
         auto item = std::make_unique<TrayIcon>(services_.status());
+        item->popover().setMonitor(&services_.monitor());
         if (!item->show())
             return false;
         connect(item.get(), &TrayIcon::openWindowRequested, this, &AppDelegate::reopen);
@@ -120,6 +121,7 @@ void AppDelegate::reopen() {
 void AppDelegate::showSettings() {
     setPolicy(ActivationPolicy::regular);
     settings_->show();
+    settings_->window()->installEventFilter(this);
 }
 
 void AppDelegate::toggleMenuBarIcon() {
@@ -135,13 +137,16 @@ void AppDelegate::toggleMenuBarIcon() {
 
 bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
     // A window in use brings Velmox back from the tray.
-    if (watched == mainWindow_ && event->type() == QEvent::WindowActivate && !startingInMenuBar_ &&
+    if (event->type() == QEvent::WindowActivate && !startingInMenuBar_ &&
         policy_ != ActivationPolicy::regular)
         setPolicy(ActivationPolicy::regular);
+    // The window is hidden only after its close event: look once that is done.
+    if (event->type() == QEvent::Close)
+        QMetaObject::invokeMethod(this, &AppDelegate::windowClosed, Qt::QueuedConnection);
     return QObject::eventFilter(watched, event);
 }
 
-void AppDelegate::lastWindowClosed() {
+void AppDelegate::windowClosed() {
     for (const QWidget* widget : QApplication::topLevelWidgets())
         if (isOpenTitledWindow(widget))
             return;
@@ -165,7 +170,7 @@ void AppDelegate::requestQuit() {
     for (QWidget* widget : QApplication::topLevelWidgets())
         if (auto* dialog = qobject_cast<QDialog*>(widget); dialog && dialog->isVisible())
             dialog->reject();
-    QCoreApplication::quit();
+    options_.quit();
 }
 
 } // namespace velmox

@@ -30,6 +30,8 @@ public:
         std::function<bool()> isLoginItemLaunch;
         // Whether the weekly clean starts (tests of the window leave it out).
         bool startBackgroundServices = true;
+        // Ends the event loop; QCoreApplication::quit when not given.
+        std::function<void()> quit;
     };
 
     AppDelegate(AppServices& services, Options options, QObject* parent = nullptr);
@@ -61,7 +63,8 @@ private:
     bool createStatusItem();
     void removeStatusItem();
     MainWindow& ensureMainWindow();
-    void lastWindowClosed();
+    // After a window closed: with no other window left, to the tray, or quit without one.
+    void windowClosed();
     void setPolicy(ActivationPolicy policy) { policy_ = policy; }
 
     AppServices& services_;

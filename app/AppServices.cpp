@@ -1,10 +1,15 @@
 #include "app/AppServices.h"
 
+#include "cleaning/OptimizationRegistry.h"
+#include "cleaning/OptimizationTaskRunner.h"
+#include "app/pages/MonitorDemand.h"
+#include "monitor/SystemMonitorEngine.h"
 #include "platform/PromptElevation.h"
 #include "platform/QtKeychainSecretStore.h"
 #include "services/ActionHistoryStore.h"
 #include "services/KeychainHelper.h"
 #include "services/ShellHelper.h"
+#include "storage/ScanCenter.h"
 
 namespace velmox {
 
@@ -33,6 +38,37 @@ ShellHelper& AppServices::shell() {
         shell_ = std::make_unique<ShellHelper>(keychain(), settings_, *promptElevation_);
     }
     return *shell_;
+}
+
+ScanCenter& AppServices::scanCenter() {
+    if (!scanCenter_)
+        scanCenter_ = std::make_unique<ScanCenter>(clock_, &status_);
+    return *scanCenter_;
+}
+
+MonitorDemand& AppServices::monitor() {
+    if (!monitorDemand_) {
+        monitorEngine_ = std::make_unique<SystemMonitorEngine>(
+            settings_, clock_, SystemMonitorEngine::systemSources());
+        monitorDemand_ = std::make_unique<MonitorDemand>(*monitorEngine_);
+    }
+    return *monitorDemand_;
+}
+
+OptimizationTaskRunner& AppServices::taskRunner() {
+    if (!taskRunner_)
+        taskRunner_ = std::make_unique<OptimizationTaskRunner>(shell(), history(), &status_);
+    return *taskRunner_;
+}
+
+MaintenanceTaskLookup AppServices::maintenanceTasks() {
+    return [this](const QString& title) -> std::function<void()> {
+        const auto task = OptimizationRegistry().task(title);
+        if (!task)
+            return {};
+        OptimizationTaskRunner& runner = taskRunner();
+        return [&runner, task = *task] { runner.runBlocking(task); };
+    };
 }
 
 } // namespace velmox

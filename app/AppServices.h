@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "app/AppNotifications.h"
+#include "app/WeeklyAutoClean.h"
 #include "services/AppNavigationState.h"
 #include "services/AppStatusCenter.h"
 #include "services/Settings.h"
@@ -12,9 +13,13 @@ namespace velmox {
 class ActionHistoryStore;
 class Clock;
 class KeychainHelper;
+class MonitorDemand;
+class OptimizationTaskRunner;
 class PromptElevation;
+class ScanCenter;
 class SecretStore;
 class ShellHelper;
+class SystemMonitorEngine;
 
 // The composition root: every object the window, the pages and the tray share is made
 // here once and handed on. Services that cost something to start (the activity log's
@@ -36,6 +41,13 @@ public:
     ActionHistoryStore& history();
     KeychainHelper& keychain();
     ShellHelper& shell();
+    // The one owner of every storage scan, made on first use.
+    ScanCenter& scanCenter();
+    // The shared monitor engine, made on first use; it runs while a watcher holds it.
+    MonitorDemand& monitor();
+    OptimizationTaskRunner& taskRunner();
+    // Finds tasks in the maintenance task registry; they run through taskRunner().
+    MaintenanceTaskLookup maintenanceTasks();
 
 private:
     Clock& clock_;
@@ -48,6 +60,10 @@ private:
     std::unique_ptr<KeychainHelper> keychain_;
     std::unique_ptr<PromptElevation> promptElevation_;
     std::unique_ptr<ShellHelper> shell_;
+    std::unique_ptr<ScanCenter> scanCenter_;
+    std::unique_ptr<SystemMonitorEngine> monitorEngine_;
+    std::unique_ptr<MonitorDemand> monitorDemand_;
+    std::unique_ptr<OptimizationTaskRunner> taskRunner_;
 };
 
 } // namespace velmox

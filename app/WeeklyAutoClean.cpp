@@ -7,11 +7,6 @@
 
 namespace velmox {
 
-MaintenanceTaskLookup registeredMaintenanceTasks() {
-    // The cleaning registry answers here once it is part of the build.
-    return [](const QString&) { return std::function<void()>(); };
-}
-
 WeeklyAutoClean::WeeklyAutoClean(Settings& settings, Clock& clock, MaintenanceTaskLookup lookup,
                                  QObject* parent)
     : QObject(parent), settings_(settings), clock_(clock), lookup_(std::move(lookup)) {}

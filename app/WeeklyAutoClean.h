@@ -16,9 +16,6 @@ class Settings;
 // it (blocking, on a worker thread); an empty function when there is no such task.
 using MaintenanceTaskLookup = std::function<std::function<void()>(const QString& name)>;
 
-// The lookup used until the cleaning registry is part of the build: it knows no task.
-MaintenanceTaskLookup registeredMaintenanceTasks();
-
 // The weekly automatic cache clean: every 7 days, counted from the last run kept in the
 // settings (so restarts do not reset it), runs "User Cache Cleaner" when
 // "autoCleanEnabled" is on.

@@ -1,0 +1,194 @@
+#include <QDir>
+#include <QFile>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QThread>
+#include <gtest/gtest.h>
+
+#include "app/pages/ActivityPage.h"
+#include "platform/PlatformPaths.h"
+#include "platform/Trash.h"
+#include "services/ActionHistoryStore.h"
+#include "tests/app/WindowFixture.h"
+
+using namespace velmox;
+using namespace std::chrono_literals;
+using Filter = ActionHistoryStore::ResultFilter;
+
+namespace {
+
+QByteArray readFile(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+struct ActivityPageTest : test::WindowFixture {
+    ActionHistoryStore& store = services.history();
+    ActivityPage page{store};
+    QList<ActivityPage::Confirmation> asked;
+    bool answer = true;
+
+    ActivityPageTest() {
+        page.setConfirmHandler([this](const ActivityPage::Confirmation& request) {
+            asked << request;
+            return answer;
+        });
+    }
+
+    ActionHistoryEntry record(const QString& action, const QString& detail, bool success) {
+        const ActionHistoryEntry entry = store.record(action, detail, success);
+        clock.advance(1min);
+        QCoreApplication::processEvents();
+        return entry;
+    }
+
+    QStringList shownActions() const {
+        QStringList actions;
+        for (const ActionHistoryEntry& entry : page.shownEntries())
+            actions << entry.action;
+        return actions;
+    }
+
+    // A cache folder really moved to the Trash, and the entry that says so.
+    ActionHistoryEntry trashedCacheEntry(const QString& name) {
+        const QString cache = PlatformPaths::userCaches() + "/" + name;
+        QDir().mkpath(cache);
+        QFile file(cache + "/data.bin");
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("cached");
+        file.close();
+        const Result<QString> trashName = Trash::moveToTrash(cache);
+        EXPECT_TRUE(trashName.has_value());
+        return record("Clean User Caches", "Moved 1 item to the Trash." +
+                                               ActionHistoryStore::undoPayload({{name, *trashName}}),
+                      true);
+    }
+};
+
+} // namespace
+
+TEST_F(ActivityPageTest, EmptyLogAndNoMatchHaveTheirOwnLines) {
+    EXPECT_EQ(page.emptyStateText(), "Actions you run in Velmox show up here.");
+    record("Flush DNS", "Done.", true);
+    EXPECT_EQ(page.emptyStateText(), "");
+    page.setSearchText("nothing like this");
+    EXPECT_EQ(page.emptyStateText(), "No matching entries");
+}
+
+TEST_F(ActivityPageTest, FilterAndSearchShowTheMatchingEntriesNewestFirst) {
+    record("Flush DNS", "Done.", true);
+    record("Verify Disk", "The disk is busy.", false);
+    trashedCacheEntry("com.example.browser");
+    EXPECT_EQ(shownActions(), (QStringList{"Clean User Caches", "Verify Disk", "Flush DNS"}));
+
+    page.setResultFilter(Filter::failed);
+    EXPECT_EQ(shownActions(), QStringList{"Verify Disk"});
+    page.setResultFilter(Filter::ok);
+    EXPECT_EQ(shownActions(), (QStringList{"Clean User Caches", "Flush DNS"}));
+
+    page.setResultFilter(Filter::all);
+    page.setSearchText("BUSY");
+    EXPECT_EQ(shownActions(), QStringList{"Verify Disk"});
+    // Text only inside the hidden payload does not match.
+    page.setSearchText("com.example.browser");
+    EXPECT_TRUE(shownActions().isEmpty());
+}
+
+TEST_F(ActivityPageTest, ExportWritesExactlyTheEntriesShown) {
+    record("Flush DNS", "Done.", true);
+    record("Verify Disk", "The \"disk\" is busy.", false);
+    page.setResultFilter(Filter::failed);
+
+    QString suggested;
+    const QString target = folder.filePath("out.csv");
+    page.setSavePathChooser([&](const QString& path) {
+        suggested = path;
+        return target;
+    });
+    page.exportShown();
+
+    EXPECT_TRUE(QFileInfo(suggested).fileName().startsWith("Velmox-Activity-"));
+    EXPECT_TRUE(suggested.endsWith(".csv"));
+    const QByteArray csv = readFile(target);
+    EXPECT_TRUE(csv.startsWith("Date,Action,Result,Details\n"));
+    EXPECT_EQ(csv.count('\n'), 2);
+    EXPECT_TRUE(csv.contains(",\"Verify Disk\",failure,\"The \"\"disk\"\" is busy.\"\n"));
+    EXPECT_EQ(page.reportedMessage(), "Exported 1 entries to " + target + ".");
+}
+
+TEST_F(ActivityPageTest, AFailedExportSaysWhyAndACancelledOneSaysNothing) {
+    record("Flush DNS", "Done.", true);
+    page.setSavePathChooser([](const QString&) { return QString(); });
+    page.exportShown();
+    EXPECT_EQ(page.reportedMessage(), "");
+
+    page.setSavePathChooser([this](const QString&) { return folder.filePath("missing/out.csv"); });
+    page.exportShown();
+    EXPECT_TRUE(page.reportedMessage().startsWith("Couldn't export: ")) << page.reportedMessage().toStdString();
+}
+
+TEST_F(ActivityPageTest, PutBackMovesTheItemsBackOnceAfterConfirmation) {
+    const ActionHistoryEntry entry = trashedCacheEntry("com.example.editor");
+    page.selectEntry(entry.id);
+    EXPECT_EQ(page.putBackButtonText(), "Put Back (1 items)");
+
+    answer = false;
+    page.putBackSelected();
+    ASSERT_EQ(asked.size(), 1);
+    EXPECT_EQ(asked.first().confirmText, "Put Back (1 items)");
+    EXPECT_EQ(asked.first().confirmHelp, ActionHistoryStore::putBackHelp());
+    EXPECT_FALSE(QFileInfo::exists(PlatformPaths::userCaches() + "/com.example.editor"));
+
+    answer = true;
+    page.putBackSelected();
+    EXPECT_EQ(readFile(PlatformPaths::userCaches() + "/com.example.editor/data.bin"), "cached");
+    EXPECT_TRUE(page.reportedMessage().startsWith("Put back 1 item(s)"));
+    QCoreApplication::processEvents();
+    page.selectEntry(entry.id);
+    EXPECT_EQ(page.putBackButtonText(), "") << "Put Back is offered only once";
+}
+
+TEST_F(ActivityPageTest, PutBackNeverReplacesAnItemThatCameBackMeanwhile) {
+    const ActionHistoryEntry entry = trashedCacheEntry("com.example.mail");
+    const QString cache = PlatformPaths::userCaches() + "/com.example.mail";
+    QDir().mkpath(cache);
+    QFile newer(cache + "/new.bin");
+    ASSERT_TRUE(newer.open(QIODevice::WriteOnly));
+    newer.close();
+
+    page.selectEntry(entry.id);
+    page.putBackSelected();
+    EXPECT_TRUE(QFileInfo::exists(cache + "/new.bin"));
+    EXPECT_FALSE(QFileInfo::exists(cache + "/data.bin"));
+    EXPECT_TRUE(page.reportedMessage().contains("1 couldn't be restored")) << page.reportedMessage().toStdString();
+}
+
+TEST_F(ActivityPageTest, ClearAsksFirstAndEmptiesTheLog) {
+    record("Flush DNS", "Done.", true);
+    answer = false;
+    page.clearLog();
+    ASSERT_EQ(asked.size(), 1);
+    EXPECT_EQ(asked.first().question, "Clear the activity log?");
+    EXPECT_TRUE(asked.first().informative.startsWith("This removes every entry"));
+    EXPECT_EQ(store.entries().size(), 1);
+
+    answer = true;
+    page.clearLog();
+    EXPECT_TRUE(store.entries().isEmpty());
+    EXPECT_EQ(page.emptyStateText(), "Actions you run in Velmox show up here.");
+}
+
+TEST_F(ActivityPageTest, EntriesRecordedOnOtherThreadsAppearLive) {
+    QSignalSpy changed(&store, &ActionHistoryStore::entriesChanged);
+    QThread* worker = QThread::create([this] {
+        for (int i = 0; i < 5; ++i)
+            store.record(QStringLiteral("Automation: step %1").arg(i), "Done.", true);
+    });
+    worker->start();
+    worker->wait();
+    delete worker;
+    for (int i = 0; i < 50 && page.shownEntries().size() < 5; ++i)
+        changed.wait(100);
+    ASSERT_EQ(page.shownEntries().size(), 5);
+    EXPECT_EQ(page.shownEntries().first().action, "Automation: step 4");
+}

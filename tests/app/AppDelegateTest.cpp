@@ -1,0 +1,104 @@
+#include <QDialog>
+#include <QSystemTrayIcon>
+#include <gtest/gtest.h>
+
+#include "app/AppDelegate.h"
+#include "app/MainWindow.h"
+#include "tests/app/WindowFixture.h"
+
+using namespace velmox;
+
+// Offscreen there is no system tray: these are the paths of a desktop without one.
+namespace {
+
+struct AppDelegateTest : test::WindowFixture {
+    bool loginItem = false;
+    int loginItemQuestions = 0;
+    int quits = 0;
+    std::unique_ptr<AppDelegate> delegate;
+
+    void launch() {
+        ASSERT_FALSE(QSystemTrayIcon::isSystemTrayAvailable());
+        AppDelegate::Options options;
+        options.executable = "/usr/bin/velmox";
+        options.isLoginItemLaunch = [this] {
+            ++loginItemQuestions;
+            return loginItem;
+        };
+        options.startBackgroundServices = false;
+        options.quit = [this] { ++quits; };
+        delegate = std::make_unique<AppDelegate>(services, options);
+        delegate->willFinishLaunching();
+        delegate->didFinishLaunching();
+        QCoreApplication::processEvents();
+    }
+
+    bool windowShown() const { return delegate->mainWindow() && delegate->mainWindow()->isVisible(); }
+};
+
+} // namespace
+
+TEST_F(AppDelegateTest, AFirstLaunchTurnsTheIconSettingOnAndOpensTheWindow) {
+    launch();
+    EXPECT_TRUE(services.settings().boolValue("showMenuBarIcon", false));
+    EXPECT_TRUE(windowShown());
+    EXPECT_EQ(delegate->activationPolicy(), ActivationPolicy::regular);
+    EXPECT_EQ(delegate->statusItem(), nullptr);
+}
+
+TEST_F(AppDelegateTest, ALoginItemLaunchWithoutATrayStillOpensTheWindow) {
+    loginItem = true;
+    launch();
+    EXPECT_FALSE(delegate->startingInMenuBar());
+    EXPECT_EQ(delegate->activationPolicy(), ActivationPolicy::regular);
+    EXPECT_TRUE(windowShown());
+}
+
+TEST_F(AppDelegateTest, ALoginItemLaunchWithTheIconOffIsAnOrdinaryStart) {
+    services.settings().setValue("showMenuBarIcon", false);
+    loginItem = true;
+    launch();
+    EXPECT_EQ(loginItemQuestions, 0);
+    EXPECT_TRUE(windowShown());
+}
+
+TEST_F(AppDelegateTest, ClosingTheLastWindowWithoutATrayIconQuits) {
+    launch();
+    delegate->mainWindow()->close();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(quits, 1);
+}
+
+TEST_F(AppDelegateTest, ClosingOneOfTwoWindowsDoesNotQuit) {
+    launch();
+    delegate->showSettings();
+    delegate->mainWindow()->close();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(quits, 0);
+}
+
+TEST_F(AppDelegateTest, SwitchingTheIconAtRunTimeNeverLeavesVelmoxWithNothing) {
+    launch();
+    delegate->mainWindow()->hide();
+    services.settings().setValue("showMenuBarIcon", false);
+    services.notifications().postToggleMenuBarIcon();
+    services.settings().setValue("showMenuBarIcon", true);
+    services.notifications().postToggleMenuBarIcon();
+    // No tray to create the icon in: the window is what remains.
+    EXPECT_EQ(delegate->statusItem(), nullptr);
+    delegate->reopen();
+    EXPECT_TRUE(windowShown());
+    EXPECT_EQ(delegate->activationPolicy(), ActivationPolicy::regular);
+}
+
+TEST_F(AppDelegateTest, QuittingEndsOpenDialogsFirst) {
+    launch();
+    QDialog dialog(delegate->mainWindow());
+    dialog.setModal(true);
+    dialog.open();
+    ASSERT_TRUE(dialog.isVisible());
+    delegate->requestQuit();
+    EXPECT_FALSE(dialog.isVisible());
+    EXPECT_EQ(dialog.result(), QDialog::Rejected);
+    EXPECT_EQ(quits, 1);
+}

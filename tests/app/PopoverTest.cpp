@@ -1,0 +1,69 @@
+#include <QLabel>
+#include <QToolButton>
+#include <gtest/gtest.h>
+
+#include "app/MenuBarUtility.h"
+#include "app/PopoverHeight.h"
+#include "app/StatusPopover.h"
+#include "tests/app/WindowFixture.h"
+
+using namespace velmox;
+
+TEST(PopoverHeightTest, TheHeightStaysBetween120AndTheScreenLessForty) {
+    EXPECT_EQ(PopoverHeight::applied(50, 1000.0), 120);
+    EXPECT_EQ(PopoverHeight::applied(900, 700.0), 660);
+    EXPECT_EQ(PopoverHeight::applied(400, 700.0), 400);
+    EXPECT_EQ(PopoverHeight::applied(50, std::nullopt), 120);
+    EXPECT_EQ(PopoverHeight::applied(2000, std::nullopt), 760);
+    EXPECT_FALSE(PopoverHeight::needsResize(300, 300.5));
+    EXPECT_TRUE(PopoverHeight::needsResize(300, 300.6));
+}
+
+namespace {
+struct PopoverTest : test::WindowFixture {};
+} // namespace
+
+TEST_F(PopoverTest, ThePopoverIsResizedOnlyForChangesAboveHalfAPoint) {
+    StatusPopover popover(services.status());
+    EXPECT_EQ(popover.width(), StatusPopover::kWidth);
+    EXPECT_TRUE(popover.applyWantedHeight(420, 900.0));
+    EXPECT_EQ(popover.height(), 420);
+    EXPECT_FALSE(popover.applyWantedHeight(420.4, 900.0));
+    EXPECT_EQ(popover.lastHeight(), 420);
+    EXPECT_TRUE(popover.applyWantedHeight(10, 900.0));
+    EXPECT_EQ(popover.height(), 120);
+}
+
+TEST_F(PopoverTest, ContentIsMadeOnOpeningAndDroppedOnClosing) {
+    services.status().report("Cleaning caches...", true);
+    StatusPopover popover(services.status());
+    popover.open(QRect());
+    ASSERT_TRUE(popover.hasContent());
+    EXPECT_GE(popover.height(), 120);
+    bool statusShown = false;
+    for (const QLabel* label : popover.findChildren<QLabel*>())
+        statusShown = statusShown || label->text() == "Cleaning caches...";
+    EXPECT_TRUE(statusShown);
+    // Only utilities installed here get a button.
+    for (const QToolButton* button : popover.findChildren<QToolButton*>("utilityButton")) {
+        bool installed = false;
+        for (MenuBarUtility utility : allMenuBarUtilities())
+            installed = installed || (desktopTitle(utility) == button->text() &&
+                                       !installedProgram(utility).isEmpty());
+        EXPECT_TRUE(installed) << button->text().toStdString();
+    }
+    popover.hide();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_FALSE(popover.hasContent());
+}
+
+TEST(MenuBarUtilityTest, UtilitiesResolveToTheFirstInstalledCandidate) {
+    const auto find = [](const QString& program) {
+        return program == "konsole" || program == "xterm" ? "/usr/bin/" + program : QString();
+    };
+    EXPECT_EQ(installedProgram(MenuBarUtility::terminal, find), "/usr/bin/konsole");
+    EXPECT_EQ(installedProgram(MenuBarUtility::diskUtility, find), "");
+    EXPECT_EQ(macBundleCandidates(MenuBarUtility::activityMonitor).first(),
+              "/System/Applications/Utilities/Activity Monitor.app");
+    EXPECT_TRUE(macBundleCandidates(MenuBarUtility::systemSettings).isEmpty());
+}

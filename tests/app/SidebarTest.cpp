@@ -1,0 +1,94 @@
+#include <QPushButton>
+#include <gtest/gtest.h>
+
+#include "app/MainWindow.h"
+#include "app/SidebarItems.h"
+#include "app/SidebarView.h"
+#include "app/pages/PowerUserPage.h"
+#include "tests/app/WindowFixture.h"
+
+using namespace velmox;
+
+namespace {
+
+struct SidebarTest : test::WindowFixture {};
+
+QStringList shownTexts(const SidebarView& sidebar) {
+    QStringList texts;
+    for (int i = 0; i < sidebar.count(); ++i)
+        texts << sidebar.item(i)->text();
+    return texts;
+}
+
+} // namespace
+
+TEST_F(SidebarTest, GroupsAndRowsAppearInTheirFixedOrder) {
+    SidebarView sidebar;
+    EXPECT_EQ(shownTexts(sidebar),
+              (QStringList{"Dashboard", "Dashboard", "Optimization", "System Cleanup",
+                           "Storage Optimizer", "Disk Health", "Maintenance", "Management",
+                           "Defaults", "Storage Manager", "Disk Catalogs", "App Manager",
+                           "Services", "TCC Permissions", "Advanced", "Network Dashboard",
+                           "Network Tools", "Security", "Diagnostics", "System Tools",
+                           "OpenCore & OCLP", "Hardware", "Fan & Temperature"}));
+    // Headers cannot be chosen; every row has an icon, from the theme or drawn.
+    for (int i = 0; i < sidebar.count(); ++i) {
+        const QListWidgetItem* item = sidebar.item(i);
+        if (item->flags() == Qt::NoItemFlags)
+            continue;
+        EXPECT_FALSE(item->icon().pixmap(18, 18).isNull()) << item->text().toStdString();
+    }
+    sidebar.setOpenCore(false);
+    EXPECT_FALSE(shownTexts(sidebar).contains("OpenCore & OCLP"));
+}
+
+TEST_F(SidebarTest, EveryPageButPowerUserHasExactlyOneRow) {
+    QList<Category> rows;
+    for (const SidebarGroup& group : sidebarGroups())
+        for (const SidebarRow& row : group.rows)
+            rows << row.category;
+    for (Category category : allCategories())
+        EXPECT_EQ(rows.count(category), category == Category::powerUser ? 0 : 1)
+            << rawValue(category).toStdString();
+}
+
+TEST_F(SidebarTest, ChoosingARowShowsItsPageAndTheNavigationFollows) {
+    MainWindow window(services);
+    window.show();
+    EXPECT_EQ(services.navigation().currentPage(), "dashboard");
+
+    SidebarView* sidebar = window.sidebar();
+    for (int i = 0; i < sidebar->count(); ++i)
+        if (sidebar->item(i)->text() == "Disk Health")
+            sidebar->setCurrentRow(i);
+    EXPECT_EQ(services.navigation().currentPage(), "diskHealth");
+    EXPECT_EQ(window.currentPage(), window.page(Category::diskHealth));
+    EXPECT_TRUE(window.windowTitle().startsWith("Disk Health"));
+}
+
+TEST_F(SidebarTest, PowerUserIsReachedFromMaintenanceAndStaysWithNoRowSelected) {
+    MainWindow window(services);
+    window.show();
+    window.showPage(Category::maintenance);
+    auto* open = window.currentPage()->findChild<QPushButton*>("openPowerUser");
+    ASSERT_NE(open, nullptr);
+    open->click();
+
+    EXPECT_EQ(services.navigation().currentPage(), "powerUser");
+    ASSERT_NE(qobject_cast<PowerUserPage*>(window.currentPage()), nullptr);
+    EXPECT_EQ(window.sidebar()->selection(), std::nullopt);
+    // Focus moving into the sidebar must not jump back to the first row.
+    window.sidebar()->setFocus();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(services.navigation().currentPage(), "powerUser");
+}
+
+TEST_F(SidebarTest, PagesAreMadeOnlyWhenFirstShown) {
+    MainWindow window(services);
+    const int before = window.findChildren<PowerUserPage*>().size();
+    EXPECT_EQ(before, 0);
+    window.showPage(Category::powerUser);
+    window.showPage(Category::dashboard);
+    window.showPage(Category::powerUser);
+    EXPECT_EQ(window.findChildren<PowerUserPage*>().size(), 1);
+}

@@ -1,0 +1,91 @@
+#include <gtest/gtest.h>
+
+#include "app/GlobalStatusBar.h"
+#include "app/MainWindow.h"
+#include "app/StatusReporter.h"
+#include "app/TaskStatusOverlay.h"
+#include "app/pages/PowerUserPage.h"
+#include "tests/app/WindowFixture.h"
+
+using namespace velmox;
+using namespace std::chrono_literals;
+
+namespace {
+struct StatusLineTest : test::WindowFixture {};
+} // namespace
+
+TEST(StatusLineTextTest, PrefixesPickTheLookAndAnEmptyMessageReadsWorking) {
+    using Kind = StatusLineText::Kind;
+    EXPECT_EQ(statusLineText("", true), (StatusLineText{Kind::working, "Working...", {}}));
+    EXPECT_EQ(statusLineText("Success: Cleaned 2 GB.", false),
+              (StatusLineText{Kind::success, "Success: Cleaned 2 GB.", "checkmark.circle"}));
+    EXPECT_EQ(statusLineText("Error: Disk is busy.", false).kind, Kind::error);
+    EXPECT_EQ(statusLineText("Scanning Home...", true).kind, Kind::working);
+    EXPECT_EQ(statusLineText("Success:no blank", false).kind, Kind::plain);
+}
+
+TEST_F(StatusLineTest, TheArrowLeadsBackToTheTaskPageAndItsSubView) {
+    MainWindow window(services);
+    window.show();
+    window.showPage(Category::powerUser);
+    auto* powerUser = qobject_cast<PowerUserPage*>(window.currentPage());
+    ASSERT_NE(powerUser, nullptr);
+    powerUser->showTab("automation");
+
+    services.status().report("Running routine...", true);
+    GlobalStatusBar* line = window.statusLine();
+    EXPECT_EQ(line->shownText(), "Running routine...");
+    EXPECT_FALSE(line->showsArrow()) << "no arrow on the task's own page";
+
+    window.showPage(Category::diskHealth);
+    powerUser->showTab("activity");
+    EXPECT_TRUE(line->showsArrow());
+    line->goToTask();
+    EXPECT_EQ(services.navigation().currentPage(), "powerUser");
+    EXPECT_EQ(window.currentPage(), powerUser);
+    EXPECT_EQ(powerUser->currentTab(), "automation");
+    EXPECT_FALSE(line->showsArrow());
+}
+
+TEST_F(StatusLineTest, AFinishedMessageClearsAfterFiveSecondsUnlessANewerOneArrives) {
+    MainWindow window(services);
+    window.show();
+    GlobalStatusBar* line = window.statusLine();
+    EXPECT_TRUE(line->isHidden());
+
+    services.status().report("Success: Flushed the DNS cache.", false);
+    EXPECT_EQ(line->shownText(), "Success: Flushed the DNS cache.");
+    clock.advance(4s);
+    services.status().report("Error: The disk is busy.", false);
+    clock.advance(4s);
+    EXPECT_EQ(line->shownText(), "Error: The disk is busy.");
+    clock.advance(1s);
+    EXPECT_TRUE(line->isHidden());
+}
+
+TEST_F(StatusLineTest, InlineReporterAndOverlayShowTheirStates) {
+    QWidget page;
+    page.resize(500, 400);
+    page.show();
+    StatusReporter reporter(&page);
+    reporter.show("Exported 3 entries to /tmp/a.csv.", true);
+    EXPECT_TRUE(reporter.isSuccess());
+    EXPECT_TRUE(reporter.isVisibleTo(&page));
+    reporter.clear();
+    EXPECT_FALSE(reporter.isVisibleTo(&page));
+
+    TaskStatusOverlay overlay(&page);
+    int dismissed = 0;
+    overlay.setDismissAction([&dismissed] { ++dismissed; });
+    overlay.showProgress("Cleaning...", 0.4);
+    EXPECT_EQ(overlay.progress(), 0.4);
+    EXPECT_EQ(overlay.geometry(), page.rect());
+    page.resize(640, 480);
+    EXPECT_EQ(overlay.geometry(), page.rect());
+    overlay.showFinished("Error: Cleaning failed.", false);
+    EXPECT_TRUE(overlay.isError());
+    EXPECT_FALSE(overlay.progress().has_value());
+    overlay.dismiss();
+    EXPECT_EQ(dismissed, 1);
+    EXPECT_FALSE(overlay.isVisibleTo(&page));
+}

@@ -1,0 +1,98 @@
+#include <QSignalSpy>
+#include <QSystemTrayIcon>
+#include <gtest/gtest.h>
+
+#include "app/AppDelegate.h"
+#include "app/MainWindow.h"
+#include "app/StatusPopover.h"
+#include "app/TrayIcon.h"
+#include "tests/app/WindowFixture.h"
+
+using namespace velmox;
+
+// Under Xvfb with a StatusNotifierWatcher (with-system-tray.sh): a desktop with a tray.
+namespace {
+
+struct TrayTest : test::WindowFixture {
+    bool loginItem = false;
+    int quits = 0;
+    std::unique_ptr<AppDelegate> delegate;
+
+    void launch() {
+        ASSERT_TRUE(QSystemTrayIcon::isSystemTrayAvailable());
+        AppDelegate::Options options;
+        options.isLoginItemLaunch = [this] { return loginItem; };
+        options.startBackgroundServices = false;
+        options.quit = [this] { ++quits; };
+        delegate = std::make_unique<AppDelegate>(services, options);
+        delegate->willFinishLaunching();
+        delegate->didFinishLaunching();
+        QCoreApplication::processEvents();
+    }
+
+    bool windowShown() const { return delegate->mainWindow() && delegate->mainWindow()->isVisible(); }
+};
+
+} // namespace
+
+TEST_F(TrayTest, AFirstLaunchShowsBothTheTrayIconAndTheWindow) {
+    launch();
+    ASSERT_NE(delegate->statusItem(), nullptr);
+    EXPECT_TRUE(delegate->statusItem()->isVisible());
+    EXPECT_TRUE(windowShown());
+}
+
+TEST_F(TrayTest, ALoginItemLaunchStaysInTheTrayWithoutMakingTheWindow) {
+    loginItem = true;
+    launch();
+    EXPECT_TRUE(delegate->startingInMenuBar());
+    EXPECT_EQ(delegate->activationPolicy(), ActivationPolicy::accessory);
+    EXPECT_EQ(delegate->mainWindow(), nullptr);
+    ASSERT_NE(delegate->statusItem(), nullptr);
+
+    delegate->reopen();
+    EXPECT_TRUE(windowShown());
+    EXPECT_EQ(delegate->activationPolicy(), ActivationPolicy::regular);
+}
+
+TEST_F(TrayTest, ClosingTheLastWindowKeepsVelmoxInTheTray) {
+    launch();
+    delegate->mainWindow()->close();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(quits, 0);
+    EXPECT_EQ(delegate->activationPolicy(), ActivationPolicy::accessory);
+}
+
+TEST_F(TrayTest, SwitchingTheIconOffWithNoWindowOpenBringsTheWindowBack) {
+    loginItem = true;
+    launch();
+    services.settings().setValue("showMenuBarIcon", false);
+    services.notifications().postToggleMenuBarIcon();
+    EXPECT_EQ(delegate->statusItem(), nullptr);
+    EXPECT_TRUE(windowShown());
+    EXPECT_EQ(delegate->activationPolicy(), ActivationPolicy::regular);
+
+    services.settings().setValue("showMenuBarIcon", true);
+    services.notifications().postToggleMenuBarIcon();
+    ASSERT_NE(delegate->statusItem(), nullptr);
+    EXPECT_TRUE(delegate->statusItem()->isVisible());
+}
+
+TEST_F(TrayTest, TheIconTogglesThePopoverAndItsButtonsReachTheApp) {
+    loginItem = true;
+    launch();
+    TrayIcon& tray = *delegate->statusItem();
+    tray.togglePopover();
+    StatusPopover& popover = tray.popover();
+    EXPECT_TRUE(popover.isVisible());
+    EXPECT_EQ(popover.width(), 300);
+    EXPECT_GE(popover.height(), 120);
+    tray.togglePopover();
+    EXPECT_FALSE(popover.isVisible());
+
+    QSignalSpy opened(&tray, &TrayIcon::openWindowRequested);
+    tray.togglePopover();
+    emit popover.openWindowRequested();
+    EXPECT_EQ(opened.size(), 1);
+    EXPECT_TRUE(windowShown());
+}
