@@ -76,10 +76,14 @@ bool DirectoryReader::isPackageName(const char* name, size_t length) {
 }
 
 int DirectoryReader::openFolder(const QByteArray& path, bool followLink) {
+    return openFolder(AT_FDCWD, path.constData(), followLink);
+}
+
+int DirectoryReader::openFolder(int parentFd, const char* name, bool followLink) {
     const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (followLink ? 0 : O_NOFOLLOW);
     constexpr std::array<int, 5> kRetryDelaysMs = {20, 40, 60, 80, 100};
     for (size_t attempt = 0;; ++attempt) {
-        const int fd = ::open(path.constData(), flags);
+        const int fd = ::openat(parentFd, name, flags);
         if (fd >= 0)
             return fd;
         const int error = errno;
@@ -89,10 +93,10 @@ int DirectoryReader::openFolder(const QByteArray& path, bool followLink) {
     }
 }
 
-DirectoryReader::Result DirectoryReader::read(const QByteArray& path, DirListing& listing,
-                                              bool followLink) {
+DirectoryReader::Result DirectoryReader::read(int parentFd, const char* folderName,
+                                              DirListing& listing, bool followLink, bool keepOpen) {
     listing.clear();
-    const int fd = openFolder(path, followLink);
+    const int fd = openFolder(parentFd, folderName, followLink);
     if (fd < 0) {
         const int error = -fd;
         // A folder replaced by something else counts as gone, like one that was removed.
@@ -152,9 +156,12 @@ DirectoryReader::Result DirectoryReader::read(const QByteArray& path, DirListing
         if (result.outcome != Outcome::listing)
             break;
     }
-    ::close(fd);
     if (result.outcome != Outcome::listing)
         listing.clear();
+    if (keepOpen && !listing.folderEntries.empty())
+        result.keptFd = fd;
+    else
+        ::close(fd);
     return result;
 }
 

@@ -37,6 +37,7 @@ public:
     struct Result {
         Outcome outcome = Outcome::listing;
         int errorNumber = 0;
+        int keptFd = -1; // the open folder, when asked to keep it and it has sub-folders
     };
 
     DirectoryReader();
@@ -44,12 +45,16 @@ public:
     DirectoryReader(const DirectoryReader&) = delete;
     DirectoryReader& operator=(const DirectoryReader&) = delete;
 
+    // Reads the folder `folderName` relative to the open folder `parentFd` (or AT_FDCWD).
     // `followLink` opens a root given as a symbolic link; folders found by the walk are
-    // never followed.
-    Result read(const QByteArray& path, DirListing& listing, bool followLink = false);
+    // never followed. With `keepOpen`, a folder that has sub-folders stays open so they can
+    // be opened relative to it, without the kernel walking their whole path again.
+    Result read(int parentFd, const char* folderName, DirListing& listing, bool followLink,
+                bool keepOpen);
 
     // Opens a folder, retrying for a while when the system is short of descriptors or
     // memory. Returns the descriptor or -errno.
+    static int openFolder(int parentFd, const char* name, bool followLink);
     static int openFolder(const QByteArray& path, bool followLink);
     // The package extensions ("app", "bundle", ...) that are marked for display.
     static bool isPackageName(const char* name, size_t length);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -48,6 +49,11 @@ QByteArrayView baseName(const QByteArray& path) {
 }
 
 } // namespace
+
+DiskScanner::FolderHandle::~FolderHandle() {
+    ::close(fd);
+    openCount->fetch_sub(1, std::memory_order_relaxed);
+}
 
 DiskScanner::DiskScanner(ScanConfiguration config, int64_t baseEntryCap)
     : config_(std::move(config)), baseEntryCap_(baseEntryCap) {}
@@ -94,7 +100,7 @@ Status DiskScanner::start() {
     tree_->append(-1, isFolder ? NodeFlag::directory : 0, int64_t(root.st_blocks) * 512,
                   root.st_size, root.st_mtim.tv_sec, baseName(config_.rootPath));
     if (isFolder) {
-        stack_.push_back({0, config_.rootPath});
+        stack_.push_back({0, config_.rootPath, nullptr, 0});
         seenDirs_.insert(linkKey(root.st_ino, root.st_dev));
     }
     entries_ = 1;
@@ -144,13 +150,24 @@ void DiskScanner::workerLoop() {
             ++activeWorkers_;
         }
         const int64_t began = nowNs();
-        const auto result = reader.read(folder.path, listing, folder.node == 0);
+        const bool keepOpen = openFolders_.load(std::memory_order_relaxed) < kMaxOpenFolders;
+        const auto result = folder.parent ? reader.read(folder.parent->fd,
+                                                        folder.path.constData() + folder.nameStart,
+                                                        listing, false, keepOpen)
+                                          : reader.read(AT_FDCWD, folder.path.constData(), listing,
+                                                        folder.node == 0, keepOpen);
+        folder.parent.reset();
+        std::shared_ptr<FolderHandle> handle;
+        if (result.keptFd >= 0) {
+            openFolders_.fetch_add(1, std::memory_order_relaxed);
+            handle = std::make_shared<FolderHandle>(result.keptFd, &openFolders_);
+        }
         if (result.outcome == DirectoryReader::Outcome::listing)
             sortOutFolders(folder, listing, candidates);
         {
             QMutexLocker locker(&condition_);
             if (result.outcome == DirectoryReader::Outcome::listing)
-                commit(folder, listing, candidates);
+                commit(folder, listing, candidates, handle);
             else if (result.outcome == DirectoryReader::Outcome::blocked)
                 markBlocked(folder, result.errorNumber);
             ++foldersDone_;
@@ -187,6 +204,7 @@ void DiskScanner::sortOutFolders(const PendingFolder& folder, DirListing& listin
         nameStarts[i] = at;
         at += listing.nameLengths[i];
     }
+    const qsizetype nameStart = folder.path.size() + (folder.path.endsWith('/') ? 0 : 1);
     for (size_t j = 0; j < listing.folderEntries.size(); ++j) {
         const uint32_t entry = listing.folderEntries[j];
         QByteArray path =
@@ -196,21 +214,22 @@ void DiskScanner::sortOutFolders(const PendingFolder& folder, DirListing& listin
             listing.flags[entry] |= NodeFlag::mountPoint;
             listing.alloc[entry] = listing.logical[entry] = 0;
         } else {
-            candidates.push_back({entry, listing.folderKeys[j], std::move(path)});
+            candidates.push_back({entry, listing.folderKeys[j], std::move(path), nameStart});
         }
     }
 }
 
 void DiskScanner::commit(const PendingFolder& folder, DirListing& listing,
-                         std::vector<FolderCandidate>& candidates) {
+                         std::vector<FolderCandidate>& candidates,
+                         const std::shared_ptr<FolderHandle>& handle) {
     const auto first = static_cast<int32_t>(tree_->size());
     for (size_t i = 0; i < listing.linkEntries.size(); ++i)
         if (!seenLinks_.insert(listing.linkKeys[i]))
             listing.alloc[listing.linkEntries[i]] = listing.logical[listing.linkEntries[i]] = 0;
     for (FolderCandidate& candidate : candidates) {
         if (seenDirs_.insert(candidate.key)) {
-            stack_.push_back(
-                {first + static_cast<int32_t>(candidate.entry), std::move(candidate.path)});
+            stack_.push_back({first + static_cast<int32_t>(candidate.entry),
+                              std::move(candidate.path), handle, candidate.nameStart});
         } else {
             listing.flags[candidate.entry] |= NodeFlag::linkedFolder;
             listing.alloc[candidate.entry] = listing.logical[candidate.entry] = 0;

@@ -90,16 +90,27 @@ public:
     static uint64_t physicalMemory();
 
 private:
+    // An open folder whose sub-folders are still on the stack; closed with the last one.
+    struct FolderHandle {
+        int fd;
+        std::atomic<int>* openCount;
+        ~FolderHandle();
+    };
     struct PendingFolder {
         int32_t node;
         QByteArray path;
+        std::shared_ptr<FolderHandle> parent; // when set, open the name relative to it
+        qsizetype nameStart = 0;
     };
+    // Folders kept open at once; beyond it sub-folders are opened by their full path.
+    static constexpr int kMaxOpenFolders = 256;
 
     // A sub-folder that may be descended, unless it was entered before.
     struct FolderCandidate {
         uint32_t entry;
         LinkKey key;
         QByteArray path;
+        qsizetype nameStart;
     };
 
     void launchWorkers();
@@ -109,7 +120,8 @@ private:
                         std::vector<FolderCandidate>& candidates) const;
     // Under the lock: counts each hard-linked file and each folder once, appends the rows.
     void commit(const PendingFolder& folder, DirListing& listing,
-                std::vector<FolderCandidate>& candidates);
+                std::vector<FolderCandidate>& candidates,
+                const std::shared_ptr<FolderHandle>& handle);
     void markBlocked(const PendingFolder& folder, int errorNumber);
     void finishRun();
     bool isExcluded(const QByteArray& path) const;
@@ -140,6 +152,7 @@ private:
     std::chrono::steady_clock::time_point startTime_;
     std::chrono::steady_clock::time_point endTime_;
     std::atomic<int64_t> lastActivityNs_{0};
+    std::atomic<int> openFolders_{0};
     std::vector<std::unique_ptr<QThread>> threads_;
 };
 
