@@ -72,9 +72,11 @@ void ScanJob::launch(std::unique_ptr<DiskScanner> scanner) {
     }
     scanPhase_ = QStringLiteral("Scanning...");
     setState(State::scanning);
-    report(QStringLiteral("Scanning Storage: %1...")
-               .arg(scope_.title.isEmpty() ? scope_.path : scope_.title),
-           true);
+    report(QStringLiteral("Scanning Storage: %1...").arg(title()), true);
+    startProgressTimer();
+}
+
+void ScanJob::startProgressTimer() {
     timer_ = clock_.schedule(
         kProgressInterval,
         [this] {
@@ -84,6 +86,10 @@ void ScanJob::launch(std::unique_ptr<DiskScanner> scanner) {
             }
         },
         true, kProgressInterval / 5);
+}
+
+QString ScanJob::title() const {
+    return scope_.title.isEmpty() ? scope_.path : scope_.title;
 }
 
 void ScanJob::scannerFinished(int generation) {
@@ -107,9 +113,7 @@ void ScanJob::scannerFinished(int generation) {
     if (outcome == DiskScanner::State::paused || outcome == DiskScanner::State::stoppedForSize)
         pausedScanner_ = std::move(scanner);
     setState(State::finished);
-    report(QStringLiteral("Success: Scanned %1.")
-               .arg(scope_.title.isEmpty() ? scope_.path : scope_.title),
-           false);
+    report(QStringLiteral("Success: Scanned %1.").arg(title()), false);
 }
 
 void ScanJob::pause() {
@@ -122,17 +126,14 @@ bool ScanJob::resume() {
         return false;
     // The walk goes on in the same tree, so the screens let go of it first.
     setTree(nullptr);
+    // The scanner still reports to this generation: a start or cancel would have dropped it.
     std::unique_ptr<DiskScanner> scanner = std::move(pausedScanner_);
-    const int generation = generation_;
-    scanner->onFinish = [this, generation](DiskScanner&) {
-        QMetaObject::invokeMethod(
-            this, [this, generation] { scannerFinished(generation); }, Qt::QueuedConnection);
-    };
     if (!scanner->resume())
         return false;
     scanner_ = std::move(scanner);
     scanNote_.clear();
     setState(State::scanning);
+    startProgressTimer();
     return true;
 }
 

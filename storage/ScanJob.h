@@ -71,6 +71,8 @@ signals:
 private:
     void launch(std::unique_ptr<DiskScanner> scanner);
     void scannerFinished(int generation);
+    void startProgressTimer();
+    QString title() const;
     void setState(State state);
     void report(const QString& message, bool active);
     void setTree(std::shared_ptr<FileTree> tree);
