@@ -9,6 +9,7 @@
 #include "app/MainWindow.h"
 #include "app/SettingsWindow.h"
 #include "app/SettingsWindowPresenter.h"
+#include "app/StatusPopover.h"
 #include "app/TrayIcon.h"
 #include "app/WeeklyAutoClean.h"
 

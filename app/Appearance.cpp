@@ -25,7 +25,7 @@ QFrame#popover { background: palette(window); border: 1px solid palette(mid); bo
 QToolButton#utilityButton { border: none; border-radius: 6px; padding: 6px; }
 QToolButton#utilityButton:hover { background: palette(button); }
 QPushButton#segment:checked { background: palette(highlight); color: palette(highlighted-text);
-    border: 1px solid palette(highlight); border-radius: 4px; padding: 3px 14px; }
+    border: 1px solid palette(highlight); border-radius: 4px; padding: 3px 0; }
 )";
 
 QPalette darkPalette() {

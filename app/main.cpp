@@ -5,6 +5,7 @@
 #include "app/HelperModes.h"
 #include "app/Screenshot.h"
 #include "cli/CliCommand.h"
+#include "storage/ProtectedScan.h"
 
 int main(int argc, char** argv) {
     QStringList args;
@@ -22,10 +23,8 @@ int main(int argc, char** argv) {
     velmox::runStartupMigrations();
     if (velmox::HelperModes::isRequested(args)) {
         QCoreApplication app(argc, argv);
-        // The scanner's administrator pass: pass velmox::runProtectedScanHelper here once
-        // storage/ provides it.
-        const velmox::HelperModes::ProtectedScanEntry protectedScan;
-        return velmox::HelperModes::run(app.arguments(), protectedScan).value_or(2);
+        return velmox::HelperModes::run(app.arguments(), velmox::runProtectedScanHelper)
+            .value_or(2);
     }
 
     if (velmox::Screenshot::isRequested(args)) {

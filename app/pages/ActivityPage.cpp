@@ -83,6 +83,7 @@ ActivityPage::ActivityPage(ActionHistoryStore& store, QWidget* parent)
     for (const auto& [value, title] : filters) {
         auto* button = new QPushButton(title, this);
         button->setObjectName(QStringLiteral("segment"));
+        button->setFixedWidth(76);
         button->setCheckable(true);
         button->setChecked(value == filter_);
         filterButtons_->addButton(button, static_cast<int>(value));
