@@ -61,6 +61,7 @@ QImage Screenshot::render(AppServices& services, const QString& target) {
     }
     if (target == QLatin1String("popover")) {
         StatusPopover popover(services.status());
+        popover.setMonitor(&services.monitor());
         popover.buildContent();
         popover.show();
         settle(100);

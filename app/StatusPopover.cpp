@@ -15,6 +15,7 @@
 #include "app/MenuBarUtility.h"
 #include "app/PopoverHeight.h"
 #include "app/SymbolIcons.h"
+#include "app/pages/LiveReadoutsView.h"
 #include "services/AppStatusCenter.h"
 
 #include <algorithm>
@@ -101,7 +102,10 @@ void StatusPopover::buildContent() {
     readouts->setObjectName(QStringLiteral("readoutSlot"));
     readouts->setLayout(new QVBoxLayout);
     readouts->layout()->setContentsMargins(0, 0, 0, 0);
-    readouts->hide();
+    if (monitor_)
+        readouts->layout()->addWidget(new LiveReadoutsView(*monitor_, readouts));
+    else
+        readouts->hide();
     layout->addWidget(readouts);
 
     auto* utilitiesTitle = new QLabel(QStringLiteral("<b>Utilities</b>"), content_);

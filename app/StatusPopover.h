@@ -7,6 +7,7 @@
 namespace velmox {
 
 class AppStatusCenter;
+class MonitorDemand;
 
 // The panel that opens under the tray icon: Velmox's state, a slot for the live
 // readouts, the system utilities installed on this desktop and the ways into the app.
@@ -28,6 +29,8 @@ public:
     // Builds the content without showing it (for screenshots).
     void buildContent();
     bool hasContent() const { return content_ != nullptr; }
+    // Fills the readout slot with the monitor's live figures from the next content on.
+    void setMonitor(MonitorDemand* monitor) { monitor_ = monitor; }
 
 signals:
     void openWindowRequested();
@@ -42,6 +45,7 @@ private:
 
     AppStatusCenter& status_;
     QPointer<QWidget> content_;
+    MonitorDemand* monitor_ = nullptr;
     double lastHeight_ = 0;
 };
 

@@ -2,6 +2,8 @@
 
 #include "app/AppServices.h"
 #include "app/pages/CleanupPage.h"
+#include "app/pages/DashboardPage.h"
+#include "app/pages/FanTempPage.h"
 #include "app/pages/MaintenancePage.h"
 #include "app/pages/PlaceholderPage.h"
 #include "app/pages/PowerUserPage.h"
@@ -10,6 +12,10 @@ namespace velmox {
 
 QWidget* createPage(Category category, AppServices& services) {
     switch (category) {
+    case Category::dashboard:
+        return new DashboardPage(services.monitor());
+    case Category::fanTemp:
+        return new FanTempPage(services.monitor());
     case Category::cleanup:
         return new CleanupPage(services.shell(), services.history(), services.status());
     case Category::maintenance:
