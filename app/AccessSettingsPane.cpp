@@ -1,5 +1,11 @@
 #include "app/AccessSettingsPane.h"
 
+#include "app/AppServices.h"
+#include "app/StatusReporter.h"
+#include "services/AdminCredentials.h"
+#include "services/KeychainHelper.h"
+#include "services/ShellHelper.h"
+
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -9,12 +15,6 @@
 #include <QThread>
 #include <QVBoxLayout>
 #include <memory>
-
-#include "app/AppServices.h"
-#include "app/StatusReporter.h"
-#include "services/AdminCredentials.h"
-#include "services/KeychainHelper.h"
-#include "services/ShellHelper.h"
 
 namespace velmox {
 
@@ -46,8 +46,8 @@ AccessSettingsPane::AccessSettingsPane(AppServices& services, QWidget* parent)
     groupLayout->addWidget(about);
 
     auto* form = new QFormLayout;
-    name_->setText(services_.settings().stringValue(
-        QLatin1String(ShellHelper::kAdminUsernameKey), ShellHelper::currentLoginName()));
+    name_->setText(services_.settings().stringValue(QLatin1String(ShellHelper::kAdminUsernameKey),
+                                                    ShellHelper::currentLoginName()));
     password_->setEchoMode(QLineEdit::Password);
     password_->setPlaceholderText(QStringLiteral("Password"));
     form->addRow(QStringLiteral("Name:"), name_);

@@ -40,7 +40,8 @@ private:
     // Runs `work` on a worker thread, then shows its message.
     void runChecked(std::function<QString()> work);
     // Runs `work` on a thread of its own and hands its answer to `done` on the main thread.
-    template <typename T> void runInBackground(std::function<T()> work, std::function<void(T)> done);
+    template <typename T>
+    void runInBackground(std::function<T()> work, std::function<void(T)> done);
     void refreshSavedState();
     void setChecking(bool checking);
 

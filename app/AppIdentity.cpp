@@ -1,10 +1,5 @@
 #include "app/AppIdentity.h"
 
-#include <QApplication>
-#include <QTimer>
-#include <cstdio>
-#include <unistd.h>
-
 #include "app/AppDelegate.h"
 #include "app/AppServices.h"
 #include "app/Appearance.h"
@@ -15,6 +10,11 @@
 #include "app/StartupMigration.h"
 #include "app/SymbolIcons.h"
 #include "services/Clock.h"
+
+#include <QApplication>
+#include <QTimer>
+#include <cstdio>
+#include <unistd.h>
 
 namespace velmox {
 

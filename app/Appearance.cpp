@@ -1,11 +1,11 @@
 #include "app/Appearance.h"
 
+#include "services/Settings.h"
+
 #include <QApplication>
 #include <QStyle>
 #include <QStyleFactory>
 #include <memory>
-
-#include "services/Settings.h"
 
 namespace velmox {
 

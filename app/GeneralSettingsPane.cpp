@@ -1,16 +1,16 @@
 #include "app/GeneralSettingsPane.h"
 
-#include <QCheckBox>
-#include <QComboBox>
-#include <QFormLayout>
-#include <QLabel>
-#include <QVBoxLayout>
-
 #include "app/AppServices.h"
 #include "app/Appearance.h"
 #include "app/LaunchAtLogin.h"
 #include "app/StatusReporter.h"
 #include "app/WeeklyAutoClean.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QLabel>
+#include <QVBoxLayout>
 
 namespace velmox {
 
@@ -27,8 +27,7 @@ QLabel* note(const QString& text) {
 
 } // namespace
 
-GeneralSettingsPane::GeneralSettingsPane(AppServices& services, QString executable,
-                                         QWidget* parent)
+GeneralSettingsPane::GeneralSettingsPane(AppServices& services, QString executable, QWidget* parent)
     : QWidget(parent), services_(services), executable_(std::move(executable)),
       trayIcon_(new QCheckBox(QStringLiteral("Show Velmox in the system tray"))),
       appearance_(new QComboBox), launchAtLogin_(new QCheckBox(QStringLiteral("Open Velmox at "
@@ -76,9 +75,8 @@ GeneralSettingsPane::GeneralSettingsPane(AppServices& services, QString executab
         services_.settings().setValue(kAppearanceKey, appearance_->itemData(index));
     });
     connect(launchAtLogin_, &QCheckBox::toggled, this, &GeneralSettingsPane::setLaunchAtLogin);
-    connect(autoClean_, &QCheckBox::toggled, this, [this](bool on) {
-        services_.settings().setValue(WeeklyAutoClean::kEnabledKey, on);
-    });
+    connect(autoClean_, &QCheckBox::toggled, this,
+            [this](bool on) { services_.settings().setValue(WeeklyAutoClean::kEnabledKey, on); });
     // The tray can switch the icon back on by itself (see AppDelegate).
     connect(&settings, &Settings::valueChanged, this, [this](const QString& key) {
         if (key == kShowTrayIconKey) {

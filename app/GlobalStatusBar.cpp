@@ -1,13 +1,13 @@
 #include "app/GlobalStatusBar.h"
 
+#include "app/SymbolIcons.h"
+#include "services/AppNavigationState.h"
+#include "services/AppStatusCenter.h"
+
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QProgressBar>
 #include <QToolButton>
-
-#include "app/SymbolIcons.h"
-#include "services/AppNavigationState.h"
-#include "services/AppStatusCenter.h"
 
 namespace velmox {
 
@@ -52,8 +52,7 @@ GlobalStatusBar::GlobalStatusBar(AppStatusCenter& center, AppNavigationState& na
 
     connect(arrow_, &QToolButton::clicked, this, &GlobalStatusBar::goToTask);
     connect(&center_, &AppStatusCenter::changed, this, &GlobalStatusBar::refresh);
-    connect(&navigation_, &AppNavigationState::currentPageChanged, this,
-            &GlobalStatusBar::refresh);
+    connect(&navigation_, &AppNavigationState::currentPageChanged, this, &GlobalStatusBar::refresh);
     refresh();
 }
 

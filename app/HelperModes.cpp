@@ -1,13 +1,13 @@
 #include "app/HelperModes.h"
 
+#include "platform/PlatformPaths.h"
+#include "platform/Trash.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QSaveFile>
 #include <cstdio>
 #include <dirent.h>
-
-#include "platform/PlatformPaths.h"
-#include "platform/Trash.h"
 
 namespace velmox {
 
@@ -73,8 +73,7 @@ bool HelperModes::canListAll(const QStringList& folders) {
 int HelperModes::probeFullDiskAccess(const QString& outputPath) {
     const QByteArray answer = canListAll(probedFolders()) ? "1" : "0";
     QSaveFile file(outputPath);
-    if (!file.open(QIODevice::WriteOnly) || file.write(answer) != answer.size() ||
-        !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly) || file.write(answer) != answer.size() || !file.commit()) {
         printError(QStringLiteral("The answer could not be written to “%1” (%2).")
                        .arg(outputPath, file.errorString()));
         return 1;

@@ -1,11 +1,11 @@
 #include "app/LaunchAtLogin.h"
 
+#include "platform/PlatformPaths.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
-
-#include "platform/PlatformPaths.h"
 
 namespace velmox {
 
@@ -67,7 +67,8 @@ Status LaunchAtLogin::setEnabled(bool enabled, const QString& executable) {
     const QString path = entryPath();
     if (!enabled) {
         if (QFileInfo::exists(path) && !QFile::remove(path))
-            return failure(QStringLiteral("The autostart entry “%1” could not be removed.").arg(path));
+            return failure(
+                QStringLiteral("The autostart entry “%1” could not be removed.").arg(path));
         return Done{};
     }
     if (!QDir().mkpath(QFileInfo(path).absolutePath()))

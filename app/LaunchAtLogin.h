@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QString>
-
 #include "services/Result.h"
+
+#include <QString>
 
 namespace velmox {
 

@@ -1,9 +1,9 @@
 #include "app/LoginItemLaunch.h"
 
+#include "app/LaunchAtLogin.h"
+
 #include <QFile>
 #include <unistd.h>
-
-#include "app/LaunchAtLogin.h"
 
 namespace velmox {
 

@@ -1,13 +1,5 @@
 #include "app/MainWindow.h"
 
-#include <QActionGroup>
-#include <QCoreApplication>
-#include <QHBoxLayout>
-#include <QMenuBar>
-#include <QMessageBox>
-#include <QStackedWidget>
-#include <QVBoxLayout>
-
 #include "app/AppServices.h"
 #include "app/Appearance.h"
 #include "app/GlobalStatusBar.h"
@@ -15,6 +7,14 @@
 #include "app/SidebarView.h"
 #include "app/SymbolIcons.h"
 #include "app/pages/PageFactory.h"
+
+#include <QActionGroup>
+#include <QCoreApplication>
+#include <QHBoxLayout>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QStackedWidget>
+#include <QVBoxLayout>
 
 namespace velmox {
 
@@ -71,11 +71,11 @@ void MainWindow::buildMenus() {
         group->addAction(action);
         connect(action, &QAction::triggered, this,
                 [&settings, choice] { settings.setValue(kAppearanceKey, rawValue(choice)); });
-        connect(&settings, &Settings::valueChanged, action, [action, &settings, choice](
-                                                                const QString& key) {
-            if (key == kAppearanceKey)
-                action->setChecked(appearanceFromRaw(settings.stringValue(key)) == choice);
-        });
+        connect(&settings, &Settings::valueChanged, action,
+                [action, &settings, choice](const QString& key) {
+                    if (key == kAppearanceKey)
+                        action->setChecked(appearanceFromRaw(settings.stringValue(key)) == choice);
+                });
     }
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));

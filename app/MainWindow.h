@@ -1,9 +1,9 @@
 #pragma once
 
+#include "services/Category.h"
+
 #include <QHash>
 #include <QMainWindow>
-
-#include "services/Category.h"
 
 class QStackedWidget;
 

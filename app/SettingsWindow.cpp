@@ -1,12 +1,12 @@
 #include "app/SettingsWindow.h"
 
-#include <QHBoxLayout>
-#include <QListWidget>
-#include <QStackedWidget>
-
 #include "app/AccessSettingsPane.h"
 #include "app/GeneralSettingsPane.h"
 #include "app/SymbolIcons.h"
+
+#include <QHBoxLayout>
+#include <QListWidget>
+#include <QStackedWidget>
 
 namespace velmox {
 

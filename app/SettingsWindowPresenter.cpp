@@ -1,13 +1,13 @@
 #include "app/SettingsWindowPresenter.h"
 
+#include "app/AppServices.h"
+#include "app/SettingsWindow.h"
+#include "app/SymbolIcons.h"
+
 #include <QEvent>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QVBoxLayout>
-
-#include "app/AppServices.h"
-#include "app/SettingsWindow.h"
-#include "app/SymbolIcons.h"
 
 namespace velmox {
 

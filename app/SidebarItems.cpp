@@ -33,8 +33,7 @@ QList<SidebarGroup> sidebarGroups(bool openCore) {
            QStringLiteral("wrench.and.screwdriver.fill")},
           {Category::openCore, QStringLiteral("OpenCore & OCLP"), QStringLiteral("cpu.fill")}}},
         {QStringLiteral("Hardware"),
-         {{Category::fanTemp, QStringLiteral("Fan & Temperature"),
-           QStringLiteral("thermometer")}}},
+         {{Category::fanTemp, QStringLiteral("Fan & Temperature"), QStringLiteral("thermometer")}}},
     };
     if (!openCore)
         groups[3].rows.removeLast();

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "services/Category.h"
+
 #include <QList>
 #include <QString>
-
-#include "services/Category.h"
 
 namespace velmox {
 

@@ -1,10 +1,10 @@
 #include "app/SidebarView.h"
 
-#include <QEvent>
-#include <QSignalBlocker>
-
 #include "app/SidebarItems.h"
 #include "app/SymbolIcons.h"
+
+#include <QEvent>
+#include <QSignalBlocker>
 
 namespace velmox {
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "services/Category.h"
+
 #include <QListWidget>
 #include <optional>
-
-#include "services/Category.h"
 
 namespace velmox {
 

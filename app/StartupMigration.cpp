@@ -1,11 +1,11 @@
 #include "app/StartupMigration.h"
 
+#include "platform/PlatformPaths.h"
+#include "services/Settings.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QSettings>
-
-#include "platform/PlatformPaths.h"
-#include "services/Settings.h"
 
 namespace velmox {
 

@@ -1,9 +1,9 @@
 #include "app/StatusReporter.h"
 
+#include "app/SymbolIcons.h"
+
 #include <QHBoxLayout>
 #include <QLabel>
-
-#include "app/SymbolIcons.h"
 
 namespace velmox {
 
@@ -24,10 +24,10 @@ void StatusReporter::show(const QString& message, bool isSuccess) {
     message_ = message;
     isSuccess_ = isSuccess;
     text_->setText(message);
-    const QString symbol = isSuccess ? QStringLiteral("checkmark.circle")
-                                     : QStringLiteral("exclamationmark.triangle");
-    icon_->setPixmap(symbolIcon(symbol, isSuccess ? QStringLiteral("✓") : QStringLiteral("!"))
-                         .pixmap(16, 16));
+    const QString symbol =
+        isSuccess ? QStringLiteral("checkmark.circle") : QStringLiteral("exclamationmark.triangle");
+    icon_->setPixmap(
+        symbolIcon(symbol, isSuccess ? QStringLiteral("✓") : QStringLiteral("!")).pixmap(16, 16));
     QPalette textPalette = palette();
     textPalette.setColor(QPalette::WindowText,
                          isSuccess ? QColor(0x3f, 0xb9, 0x50) : QColor(0xe5, 0x4b, 0x4b));

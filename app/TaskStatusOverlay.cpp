@@ -1,5 +1,7 @@
 #include "app/TaskStatusOverlay.h"
 
+#include "app/SymbolIcons.h"
+
 #include <QEvent>
 #include <QFrame>
 #include <QLabel>
@@ -7,9 +9,6 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QVBoxLayout>
-
-#include "app/SymbolIcons.h"
-
 #include <algorithm>
 
 namespace velmox {
@@ -65,8 +64,8 @@ void TaskStatusOverlay::showFinished(const QString& message, bool isSuccess) {
     isError_ = !isSuccess;
     progress_.reset();
     text_->setText(message);
-    const QString symbol = isSuccess ? QStringLiteral("checkmark.circle")
-                                     : QStringLiteral("exclamationmark.triangle");
+    const QString symbol =
+        isSuccess ? QStringLiteral("checkmark.circle") : QStringLiteral("exclamationmark.triangle");
     icon_->setPixmap(symbolIcon(symbol, QStringLiteral("!")).pixmap(32, 32));
     icon_->show();
     bar_->hide();

@@ -1,11 +1,11 @@
 #include "app/TrayIcon.h"
 
+#include "app/StatusPopover.h"
+#include "app/SymbolIcons.h"
+
 #include <QMenu>
 #include <QPainter>
 #include <QSystemTrayIcon>
-
-#include "app/StatusPopover.h"
-#include "app/SymbolIcons.h"
 
 namespace velmox {
 

@@ -1,9 +1,9 @@
 #include "app/WeeklyAutoClean.h"
 
-#include <QThread>
-
 #include "services/Clock.h"
 #include "services/Settings.h"
+
+#include <QThread>
 
 namespace velmox {
 
@@ -24,8 +24,8 @@ void WeeklyAutoClean::scheduleNext() {
     nextRun_ = lastRun.addSecs(kInterval.count());
     const qint64 wait = std::max<qint64>(0, clock_.now().msecsTo(nextRun_));
     // A week's wait fits a timer; an hour of slack lets the system batch the wake-up.
-    job_ = clock_.schedule(std::chrono::milliseconds(wait), [this] { runNow(); }, false,
-                           std::chrono::hours(1));
+    job_ = clock_.schedule(
+        std::chrono::milliseconds(wait), [this] { runNow(); }, false, std::chrono::hours(1));
 }
 
 void WeeklyAutoClean::runNow() {

@@ -1,11 +1,11 @@
-#include <QApplication>
-#include <QCoreApplication>
-
 #include "app/AppIdentity.h"
 #include "app/HelperModes.h"
 #include "app/Screenshot.h"
 #include "cli/CliCommand.h"
 #include "storage/ProtectedScan.h"
+
+#include <QApplication>
+#include <QCoreApplication>
 
 int main(int argc, char** argv) {
     QStringList args;

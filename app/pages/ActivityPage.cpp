@@ -1,5 +1,9 @@
 #include "app/pages/ActivityPage.h"
 
+#include "app/StatusReporter.h"
+#include "app/SymbolIcons.h"
+#include "platform/PlatformPaths.h"
+
 #include <QButtonGroup>
 #include <QDir>
 #include <QFileDialog>
@@ -13,10 +17,6 @@
 #include <QStandardPaths>
 #include <QTreeWidget>
 #include <QVBoxLayout>
-
-#include "app/StatusReporter.h"
-#include "app/SymbolIcons.h"
-#include "platform/PlatformPaths.h"
 
 namespace velmox {
 
@@ -102,8 +102,8 @@ ActivityPage::ActivityPage(ActionHistoryStore& store, QWidget* parent)
     layout->addWidget(reporter_);
 
     list_->setColumnCount(4);
-    list_->setHeaderLabels({QString(), QStringLiteral("Date"), QStringLiteral("Action"),
-                            QStringLiteral("Details")});
+    list_->setHeaderLabels(
+        {QString(), QStringLiteral("Date"), QStringLiteral("Action"), QStringLiteral("Details")});
     list_->setRootIsDecorated(false);
     list_->setUniformRowHeights(true);
     list_->setAlternatingRowColors(true);
@@ -126,9 +126,8 @@ ActivityPage::ActivityPage(ActionHistoryStore& store, QWidget* parent)
     detailRow->addWidget(putBack_, 0, Qt::AlignTop);
     layout->addLayout(detailRow);
 
-    connect(filterButtons_, &QButtonGroup::idClicked, this, [this](int id) {
-        setResultFilter(static_cast<ActionHistoryStore::ResultFilter>(id));
-    });
+    connect(filterButtons_, &QButtonGroup::idClicked, this,
+            [this](int id) { setResultFilter(static_cast<ActionHistoryStore::ResultFilter>(id)); });
     connect(search_, &QLineEdit::textChanged, this, [this] { refresh(); });
     connect(export_, &QPushButton::clicked, this, &ActivityPage::exportShown);
     connect(clear_, &QPushButton::clicked, this, &ActivityPage::clearLog);
@@ -235,9 +234,9 @@ void ActivityPage::exportShown() {
     QString folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
     if (folder.isEmpty() || !QDir(folder).exists())
         folder = PlatformPaths::home();
-    const QString path = chooseSavePath_(
-        folder + QLatin1Char('/') +
-        ActionHistoryStore::suggestedExportFileName(QDateTime::currentDateTime()));
+    const QString path =
+        chooseSavePath_(folder + QLatin1Char('/') +
+                        ActionHistoryStore::suggestedExportFileName(QDateTime::currentDateTime()));
     if (path.isEmpty())
         return;
     const Status written = ActionHistoryStore::exportCsv(entries, path);
@@ -254,8 +253,7 @@ void ActivityPage::putBackSelected() {
     const QString help = ActionHistoryStore::putBackHelp();
     const Confirmation request{
         QStringLiteral("Put back the items of \"%1\"?").arg(entry->action), help,
-        ActionHistoryStore::putBackButtonTitle(ActionHistoryStore::undoItems(*entry).size()),
-        help};
+        ActionHistoryStore::putBackButtonTitle(ActionHistoryStore::undoItems(*entry).size()), help};
     if (!confirm_(request))
         return;
     const ActionHistoryStore::PutBackResult result = store_.putBack(*entry);
@@ -268,7 +266,8 @@ void ActivityPage::clearLog() {
         QStringLiteral("Clear the activity log?"),
         QStringLiteral("This removes every entry, including ones from other parts of the app. "
                        "Put Back is no longer offered for cleared entries."),
-        QStringLiteral("Clear"), {}};
+        QStringLiteral("Clear"),
+        {}};
     if (!confirm_(request))
         return;
     store_.clear();

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "services/ActionHistoryStore.h"
+
 #include <QWidget>
 #include <functional>
-
-#include "services/ActionHistoryStore.h"
 
 class QButtonGroup;
 class QLabel;

@@ -1,10 +1,10 @@
 #include "app/pages/PageHeader.h"
 
+#include "app/SymbolIcons.h"
+
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QVBoxLayout>
-
-#include "app/SymbolIcons.h"
 
 namespace velmox {
 

@@ -1,10 +1,10 @@
 #include "app/pages/PlaceholderPage.h"
 
-#include <QLabel>
-#include <QVBoxLayout>
-
 #include "app/SidebarItems.h"
 #include "app/pages/PageHeader.h"
+
+#include <QLabel>
+#include <QVBoxLayout>
 
 namespace velmox {
 
@@ -64,8 +64,8 @@ PlaceholderPage::PlaceholderPage(Category category, QWidget* parent)
     : QWidget(parent), body_(new QVBoxLayout(this)) {
     body_->setContentsMargins(28, 24, 28, 24);
     body_->setSpacing(16);
-    body_->addWidget(new PageHeader(pageSymbol(category), pageTitle(category),
-                                    plannedContent(category), this));
+    body_->addWidget(
+        new PageHeader(pageSymbol(category), pageTitle(category), plannedContent(category), this));
     body_->addStretch(1);
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QWidget>
-
 #include "services/Category.h"
+
+#include <QWidget>
 
 class QVBoxLayout;
 

@@ -1,13 +1,13 @@
 #include "app/pages/PowerUserPage.h"
 
-#include <QLabel>
-#include <QTabWidget>
-#include <QVBoxLayout>
-
 #include "app/AppServices.h"
 #include "app/SidebarItems.h"
 #include "app/pages/ActivityPage.h"
 #include "app/pages/PageHeader.h"
+
+#include <QLabel>
+#include <QTabWidget>
+#include <QVBoxLayout>
 
 namespace velmox {
 

@@ -1,12 +1,12 @@
-#include <QFile>
-#include <QLineEdit>
-#include <QSignalSpy>
-#include <gtest/gtest.h>
-
 #include "app/AccessSettingsPane.h"
 #include "services/KeychainHelper.h"
 #include "tests/app/WindowFixture.h"
 #include "tests/support/TestAccounts.h"
+
+#include <QFile>
+#include <QLineEdit>
+#include <QSignalSpy>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 

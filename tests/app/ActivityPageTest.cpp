@@ -1,15 +1,16 @@
+#include "app/pages/ActivityPage.h"
+
+#include "platform/PlatformPaths.h"
+#include "platform/Trash.h"
+#include "services/ActionHistoryStore.h"
+#include "tests/app/WindowFixture.h"
+
 #include <QDir>
 #include <QFile>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QThread>
 #include <gtest/gtest.h>
-
-#include "app/pages/ActivityPage.h"
-#include "platform/PlatformPaths.h"
-#include "platform/Trash.h"
-#include "services/ActionHistoryStore.h"
-#include "tests/app/WindowFixture.h"
 
 using namespace velmox;
 using namespace std::chrono_literals;
@@ -59,8 +60,9 @@ struct ActivityPageTest : test::WindowFixture {
         file.close();
         const Result<QString> trashName = Trash::moveToTrash(cache);
         EXPECT_TRUE(trashName.has_value());
-        return record("Clean User Caches", "Moved 1 item to the Trash." +
-                                               ActionHistoryStore::undoPayload({{name, *trashName}}),
+        return record("Clean User Caches",
+                      "Moved 1 item to the Trash." +
+                          ActionHistoryStore::undoPayload({{name, *trashName}}),
                       true);
     }
 };
@@ -124,7 +126,8 @@ TEST_F(ActivityPageTest, AFailedExportSaysWhyAndACancelledOneSaysNothing) {
 
     page.setSavePathChooser([this](const QString&) { return folder.filePath("missing/out.csv"); });
     page.exportShown();
-    EXPECT_TRUE(page.reportedMessage().startsWith("Couldn't export: ")) << page.reportedMessage().toStdString();
+    EXPECT_TRUE(page.reportedMessage().startsWith("Couldn't export: "))
+        << page.reportedMessage().toStdString();
 }
 
 TEST_F(ActivityPageTest, PutBackMovesTheItemsBackOnceAfterConfirmation) {
@@ -160,7 +163,8 @@ TEST_F(ActivityPageTest, PutBackNeverReplacesAnItemThatCameBackMeanwhile) {
     page.putBackSelected();
     EXPECT_TRUE(QFileInfo::exists(cache + "/new.bin"));
     EXPECT_FALSE(QFileInfo::exists(cache + "/data.bin"));
-    EXPECT_TRUE(page.reportedMessage().contains("1 couldn't be restored")) << page.reportedMessage().toStdString();
+    EXPECT_TRUE(page.reportedMessage().contains("1 couldn't be restored"))
+        << page.reportedMessage().toStdString();
 }
 
 TEST_F(ActivityPageTest, ClearAsksFirstAndEmptiesTheLog) {

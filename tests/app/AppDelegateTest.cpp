@@ -1,10 +1,11 @@
+#include "app/AppDelegate.h"
+
+#include "app/MainWindow.h"
+#include "tests/app/WindowFixture.h"
+
 #include <QDialog>
 #include <QSystemTrayIcon>
 #include <gtest/gtest.h>
-
-#include "app/AppDelegate.h"
-#include "app/MainWindow.h"
-#include "tests/app/WindowFixture.h"
 
 using namespace velmox;
 
@@ -33,7 +34,9 @@ struct AppDelegateTest : test::WindowFixture {
         QCoreApplication::processEvents();
     }
 
-    bool windowShown() const { return delegate->mainWindow() && delegate->mainWindow()->isVisible(); }
+    bool windowShown() const {
+        return delegate->mainWindow() && delegate->mainWindow()->isVisible();
+    }
 };
 
 } // namespace

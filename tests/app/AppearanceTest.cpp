@@ -1,10 +1,11 @@
-#include <QApplication>
-#include <gtest/gtest.h>
-
 #include "app/Appearance.h"
+
 #include "app/MainWindow.h"
 #include "app/StatusPopover.h"
 #include "tests/app/WindowFixture.h"
+
+#include <QApplication>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 

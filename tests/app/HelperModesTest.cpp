@@ -1,11 +1,12 @@
+#include "app/HelperModes.h"
+
+#include "platform/PlatformPaths.h"
+
 #include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
-
-#include "app/HelperModes.h"
-#include "platform/PlatformPaths.h"
 
 using namespace velmox;
 
@@ -46,8 +47,8 @@ TEST(HelperModesTest, TheProbeAnswersZeroWhenAFolderItReadsIsClosed) {
     QTemporaryDir out;
     const QString answer = out.filePath("answer");
     const ChildRun run = runVelmox({"--probe-fda", answer});
-    QFile::setPermissions(caches, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                      QFileDevice::ExeOwner);
+    QFile::setPermissions(caches,
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(readFile(answer), "0");
 }
@@ -55,7 +56,8 @@ TEST(HelperModesTest, TheProbeAnswersZeroWhenAFolderItReadsIsClosed) {
 TEST(HelperModesTest, HelperModesFailWithASentenceWhenTheyCannotDoTheirJob) {
     const ChildRun unwritable = runVelmox({"--probe-fda", "/proc/velmox-answer"});
     EXPECT_EQ(unwritable.status, 1);
-    EXPECT_TRUE(unwritable.error.contains("could not be written")) << unwritable.error.toStdString();
+    EXPECT_TRUE(unwritable.error.contains("could not be written"))
+        << unwritable.error.toStdString();
 
     const ChildRun noPath = runVelmox({"--probe-fda"});
     EXPECT_EQ(noPath.status, 2);

@@ -1,8 +1,9 @@
-#include <QFile>
-#include <gtest/gtest.h>
+#include "app/LoginItemLaunch.h"
 
 #include "app/LaunchAtLogin.h"
-#include "app/LoginItemLaunch.h"
+
+#include <QFile>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 
@@ -60,5 +61,6 @@ TEST(LaunchAtLoginTest, TheAutostartEntryStartsVelmoxAsALoginItemAndCanBeRemoved
 
 TEST(LaunchAtLoginTest, ReservedCharactersInThePathAreQuotedForTheExecKey) {
     const QString text = QString::fromUtf8(LaunchAtLogin::entryText("/home/a$b/velmox"));
-    EXPECT_TRUE(text.contains("Exec=\"/home/a\\\\$b/velmox\" --login-item\n")) << text.toStdString();
+    EXPECT_TRUE(text.contains("Exec=\"/home/a\\\\$b/velmox\" --login-item\n"))
+        << text.toStdString();
 }

@@ -1,11 +1,11 @@
-#include <QLabel>
-#include <QToolButton>
-#include <gtest/gtest.h>
-
 #include "app/MenuBarUtility.h"
 #include "app/PopoverHeight.h"
 #include "app/StatusPopover.h"
 #include "tests/app/WindowFixture.h"
+
+#include <QLabel>
+#include <QToolButton>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 
@@ -49,7 +49,7 @@ TEST_F(PopoverTest, ContentIsMadeOnOpeningAndDroppedOnClosing) {
         bool installed = false;
         for (MenuBarUtility utility : allMenuBarUtilities())
             installed = installed || (desktopTitle(utility) == button->text() &&
-                                       !installedProgram(utility).isEmpty());
+                                      !installedProgram(utility).isEmpty());
         EXPECT_TRUE(installed) << button->text().toStdString();
     }
     popover.hide();

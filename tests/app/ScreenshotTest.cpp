@@ -1,10 +1,10 @@
+#include "app/Screenshot.h"
+
 #include <QImage>
 #include <QProcess>
 #include <QSet>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
-
-#include "app/Screenshot.h"
 
 using namespace velmox;
 

@@ -1,14 +1,15 @@
+#include "app/SettingsWindow.h"
+
+#include "app/GeneralSettingsPane.h"
+#include "app/LaunchAtLogin.h"
+#include "app/SettingsWindowPresenter.h"
+#include "app/WeeklyAutoClean.h"
+#include "tests/app/WindowFixture.h"
+
 #include <QCheckBox>
 #include <QComboBox>
 #include <QSignalSpy>
 #include <gtest/gtest.h>
-
-#include "app/GeneralSettingsPane.h"
-#include "app/LaunchAtLogin.h"
-#include "app/SettingsWindow.h"
-#include "app/SettingsWindowPresenter.h"
-#include "app/WeeklyAutoClean.h"
-#include "tests/app/WindowFixture.h"
 
 using namespace velmox;
 

@@ -1,11 +1,11 @@
-#include <QPushButton>
-#include <gtest/gtest.h>
-
 #include "app/MainWindow.h"
 #include "app/SidebarItems.h"
 #include "app/SidebarView.h"
 #include "app/pages/PowerUserPage.h"
 #include "tests/app/WindowFixture.h"
+
+#include <QPushButton>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 
@@ -25,12 +25,13 @@ QStringList shownTexts(const SidebarView& sidebar) {
 TEST_F(SidebarTest, GroupsAndRowsAppearInTheirFixedOrder) {
     SidebarView sidebar;
     EXPECT_EQ(shownTexts(sidebar),
-              (QStringList{"Dashboard", "Dashboard", "Optimization", "System Cleanup",
-                           "Storage Optimizer", "Disk Health", "Maintenance", "Management",
-                           "Defaults", "Storage Manager", "Disk Catalogs", "App Manager",
-                           "Services", "TCC Permissions", "Advanced", "Network Dashboard",
-                           "Network Tools", "Security", "Diagnostics", "System Tools",
-                           "OpenCore & OCLP", "Hardware", "Fan & Temperature"}));
+              (QStringList{
+                  "Dashboard",         "Dashboard",       "Optimization",     "System Cleanup",
+                  "Storage Optimizer", "Disk Health",     "Maintenance",      "Management",
+                  "Defaults",          "Storage Manager", "Disk Catalogs",    "App Manager",
+                  "Services",          "TCC Permissions", "Advanced",         "Network Dashboard",
+                  "Network Tools",     "Security",        "Diagnostics",      "System Tools",
+                  "OpenCore & OCLP",   "Hardware",        "Fan & Temperature"}));
     // Headers cannot be chosen; every row has an icon, from the theme or drawn.
     for (int i = 0; i < sidebar.count(); ++i) {
         const QListWidgetItem* item = sidebar.item(i);

@@ -1,12 +1,13 @@
+#include "app/StartupMigration.h"
+
+#include "platform/PlatformPaths.h"
+#include "services/Settings.h"
+
 #include <QDir>
 #include <QFile>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
-
-#include "app/StartupMigration.h"
-#include "platform/PlatformPaths.h"
-#include "services/Settings.h"
 
 using namespace velmox;
 

@@ -1,11 +1,11 @@
-#include <gtest/gtest.h>
-
 #include "app/GlobalStatusBar.h"
 #include "app/MainWindow.h"
 #include "app/StatusReporter.h"
 #include "app/TaskStatusOverlay.h"
 #include "app/pages/PowerUserPage.h"
 #include "tests/app/WindowFixture.h"
+
+#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace std::chrono_literals;

@@ -1,12 +1,12 @@
-#include <QSignalSpy>
-#include <QSystemTrayIcon>
-#include <gtest/gtest.h>
-
 #include "app/AppDelegate.h"
 #include "app/MainWindow.h"
 #include "app/StatusPopover.h"
 #include "app/TrayIcon.h"
 #include "tests/app/WindowFixture.h"
+
+#include <QSignalSpy>
+#include <QSystemTrayIcon>
+#include <gtest/gtest.h>
 
 using namespace velmox;
 
@@ -30,7 +30,9 @@ struct TrayTest : test::WindowFixture {
         QCoreApplication::processEvents();
     }
 
-    bool windowShown() const { return delegate->mainWindow() && delegate->mainWindow()->isVisible(); }
+    bool windowShown() const {
+        return delegate->mainWindow() && delegate->mainWindow()->isVisible();
+    }
 };
 
 } // namespace

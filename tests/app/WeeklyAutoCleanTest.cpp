@@ -1,19 +1,20 @@
+#include "app/WeeklyAutoClean.h"
+
+#include "services/Settings.h"
+#include "tests/support/ManualClock.h"
+
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <atomic>
 #include <gtest/gtest.h>
-
-#include "app/WeeklyAutoClean.h"
-#include "services/Settings.h"
-#include "tests/support/ManualClock.h"
 
 using namespace velmox;
 using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto kWeek = std::chrono::duration_cast<std::chrono::milliseconds>(
-    WeeklyAutoClean::kInterval);
+constexpr auto kWeek =
+    std::chrono::duration_cast<std::chrono::milliseconds>(WeeklyAutoClean::kInterval);
 
 struct WeeklyAutoCleanTest : ::testing::Test {
     QTemporaryDir folder;

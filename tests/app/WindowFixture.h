@@ -1,13 +1,13 @@
 #pragma once
 
-#include <QTemporaryDir>
-#include <QCoreApplication>
-#include <QEvent>
-#include <gtest/gtest.h>
-
 #include "app/AppServices.h"
 #include "app/SymbolIcons.h"
 #include "tests/support/ManualClock.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
 
 namespace velmox::test {
 
