@@ -6,6 +6,8 @@
 #   Default trees: a generated tree of 1,000,000 files in 100,000 folders (made once under
 #   $VELMOX_BENCH_TREE, default /var/tmp/velmox-bench-tree) and /usr.
 #   RUNS (default 5) runs per tool; the median wall time is reported.
+#   Compare user + system time too when the machine is busy: wall time then mostly
+#   measures the wait for a processor.
 set -euo pipefail
 
 velmox=${1:?give the path of the velmox executable}
@@ -33,19 +35,23 @@ command_for() { # tool tree
     esac
 }
 
+timing=$(mktemp)
+trap 'rm -f "$timing"' EXIT
 measure() { # tool tree -> "wall user sys maxrss_kb" of one run
-    local out
-    out=$( { /usr/bin/time -f "%e %U %S %M" $(command_for "$1" "$2") >/dev/null 2>/dev/null; } 2>&1 | tail -1)
-    echo "$out"
+    /usr/bin/time -o "$timing" -f "%e %U %S %M" $(command_for "$1" "$2") >/dev/null 2>&1 || true
+    tail -1 "$timing"
 }
 
 median() { sort -n | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
 
 for tree in "${trees[@]}"; do
-    nodes=$("$velmox" scan "$tree" --json --top 0 | python3 -c 'import json,sys; print(json.load(sys.stdin)["items"] + 1)')
-    workers=$("$velmox" scan "$tree" --json --top 0 | python3 -c 'import json,sys; print(json.load(sys.stdin)["workers"])')
-    # Warm the caches with every tool once.
-    for tool in "${tools[@]}"; do measure "$tool" "$tree" >/dev/null; done
+    summary=$("$velmox" scan "$tree" --json --top 0)
+    nodes=$(echo "$summary" | python3 -c 'import json,sys; print(json.load(sys.stdin)["items"] + 1)')
+    workers=$(echo "$summary" | python3 -c 'import json,sys; print(json.load(sys.stdin)["workers"])')
+    # Warm the caches with every tool once (WARM=0 when they are warm already).
+    if [ "${WARM:-1}" = 1 ]; then
+        for tool in "${tools[@]}"; do measure "$tool" "$tree" >/dev/null; done
+    fi
     declare -A wall=() user=() sys=() rss=()
     samples=$(mktemp)
     # Runs interleave the tools so that a busy moment on the machine hits all of them.
