@@ -7,6 +7,8 @@
 #include "app/pages/MaintenancePage.h"
 #include "app/pages/PlaceholderPage.h"
 #include "app/pages/PowerUserPage.h"
+#include "app/pages/StorageManagerPage.h"
+#include "services/ShellHelper.h"
 
 namespace velmox {
 
@@ -23,6 +25,11 @@ QWidget* createPage(Category category, AppServices& services) {
                                    services.navigation());
     case Category::powerUser:
         return new PowerUserPage(services);
+    case Category::storageManager:
+        return new StorageManagerPage(services.scanCenter(), services.navigation(),
+                                      [&shell = services.shell()](const QString& line) {
+                                          return shell.runPrivileged(line, true);
+                                      });
     default:
         return new PlaceholderPage(category);
     }

@@ -1,0 +1,203 @@
+#include "app/pages/StorageChildModel.h"
+
+#include "storage/ChartSegment.h"
+
+#include <QLocale>
+#include <algorithm>
+
+namespace velmox {
+
+namespace {
+
+QString fileKind(const QString& name) {
+    // A leading dot marks a hidden file, not an extension.
+    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    if (dot <= 0 || dot == name.size() - 1)
+        return QStringLiteral("File");
+    return name.mid(dot + 1).toUpper() + QStringLiteral(" file");
+}
+
+} // namespace
+
+void StorageChildModel::setTree(std::shared_ptr<const FileTree> tree, int32_t folder) {
+    beginResetModel();
+    tree_ = std::move(tree);
+    folder_ = tree_ && folder >= 0 && folder < tree_->size() ? folder : 0;
+    rebuildOrder();
+    endResetModel();
+}
+
+void StorageChildModel::setFolder(int32_t folder) {
+    setTree(tree_, folder);
+}
+
+void StorageChildModel::setSizeKey(TreeSortKey key) {
+    if (key == sizeKey_)
+        return;
+    beginResetModel();
+    sizeKey_ = key;
+    rebuildOrder();
+    endResetModel();
+}
+
+void StorageChildModel::sort(int column, Qt::SortOrder order) {
+    if (column < 0 || column >= kColumns)
+        return;
+    emit layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
+    const QModelIndexList before = persistentIndexList();
+    std::vector<int32_t> nodes;
+    nodes.reserve(size_t(before.size()));
+    for (const QModelIndex& index : before)
+        nodes.push_back(nodeAt(index.row()));
+    sortColumn_ = column;
+    sortOrder_ = order;
+    rebuildOrder();
+    QModelIndexList after;
+    after.reserve(before.size());
+    for (qsizetype i = 0; i < before.size(); ++i)
+        after.append(index(rowOf(nodes[size_t(i)]), before[i].column()));
+    changePersistentIndexList(before, after);
+    emit layoutChanged({}, QAbstractItemModel::VerticalSortHint);
+}
+
+void StorageChildModel::rebuildOrder() {
+    order_.reset();
+    reversed_ = false;
+    if (!tree_)
+        return;
+    // The tree's orders: sizes and dates largest first, names A to Z.
+    switch (sortColumn_) {
+    case name:
+        order_ = tree_->sortedChildren(folder_, TreeSortKey::name);
+        reversed_ = sortOrder_ == Qt::DescendingOrder;
+        return;
+    case size:
+    case share:
+        order_ = tree_->sortedChildren(folder_, sizeKey_);
+        reversed_ = sortOrder_ == Qt::AscendingOrder;
+        return;
+    case date:
+        order_ = tree_->sortedChildren(folder_, TreeSortKey::date);
+        reversed_ = sortOrder_ == Qt::AscendingOrder;
+        return;
+    default:
+        break;
+    }
+    // Item counts and kinds are sorted here, starting from the name order so equal ones
+    // stay A to Z.
+    auto order =
+        std::make_shared<std::vector<int32_t>>(*tree_->sortedChildren(folder_, TreeSortKey::name));
+    const FileTree& tree = *tree_;
+    if (sortColumn_ == items) {
+        std::stable_sort(order->begin(), order->end(),
+                         [&tree](int32_t a, int32_t b) { return tree.items(a) < tree.items(b); });
+    } else {
+        std::vector<QString> kinds(order->size());
+        const uint32_t first = tree.firstChild(folder_);
+        for (int32_t child : *order)
+            kinds[size_t(uint32_t(child) - first)] = tree.kind(child) == NodeKind::file
+                                                         ? fileKind(tree.name(child))
+                                                         : kindText(tree.kind(child));
+        std::stable_sort(order->begin(), order->end(), [&](int32_t a, int32_t b) {
+            return kinds[size_t(uint32_t(a) - first)] < kinds[size_t(uint32_t(b) - first)];
+        });
+    }
+    order_ = std::move(order);
+    reversed_ = sortOrder_ == Qt::DescendingOrder;
+}
+
+int32_t StorageChildModel::nodeAt(int row) const {
+    if (!order_ || row < 0 || size_t(row) >= order_->size())
+        return -1;
+    return reversed_ ? (*order_)[order_->size() - 1 - size_t(row)] : (*order_)[size_t(row)];
+}
+
+int StorageChildModel::rowOf(int32_t node) const {
+    if (!order_)
+        return -1;
+    const auto found = std::find(order_->begin(), order_->end(), node);
+    if (found == order_->end())
+        return -1;
+    const auto position = int(found - order_->begin());
+    return reversed_ ? int(order_->size()) - 1 - position : position;
+}
+
+int StorageChildModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() || !order_ ? 0 : int(order_->size());
+}
+
+int StorageChildModel::columnCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : kColumns;
+}
+
+QString StorageChildModel::kindText(NodeKind kind) {
+    switch (kind) {
+    case NodeKind::folder:
+        return QStringLiteral("Folder");
+    case NodeKind::package:
+        return QStringLiteral("Package");
+    case NodeKind::file:
+        return QStringLiteral("File");
+    case NodeKind::symbolicLink:
+        return QStringLiteral("Symbolic link");
+    case NodeKind::mountPoint:
+        return QStringLiteral("Other disk");
+    case NodeKind::other:
+        break;
+    }
+    return QStringLiteral("Device or socket");
+}
+
+QVariant StorageChildModel::data(const QModelIndex& index, int role) const {
+    const int32_t node = nodeAt(index.row());
+    if (node < 0 || !index.isValid())
+        return {};
+    const FileTree& tree = *tree_;
+    if (role == kNodeRole)
+        return node;
+    if (role == Qt::TextAlignmentRole)
+        return index.column() == size || index.column() == share || index.column() == items
+                   ? QVariant(Qt::AlignRight | Qt::AlignVCenter)
+                   : QVariant(Qt::AlignLeft | Qt::AlignVCenter);
+    if (role == Qt::ToolTipRole && index.column() == name)
+        return tree.path(node);
+    if (role != Qt::DisplayRole)
+        return {};
+    const QLocale locale;
+    switch (index.column()) {
+    case name:
+        return tree.name(node);
+    case size:
+        if (tree.hasFlag(node, NodeFlag::multiplyLinked) && tree.size(node, sizeKey_) == 0)
+            return QStringLiteral("counted elsewhere");
+        return locale.formattedDataSize(tree.size(node, sizeKey_), 1, QLocale::DataSizeSIFormat);
+    case share:
+        return StorageChart::percentLabel(tree.size(node, sizeKey_), tree.size(folder_, sizeKey_));
+    case items:
+        return tree.hasFlag(node, NodeFlag::directory) ? StorageChart::itemCount(tree.items(node))
+                                                       : QString();
+    case date:
+        return locale.toString(QDateTime::fromSecsSinceEpoch(tree.mtime(node)),
+                               QLocale::ShortFormat);
+    case kind:
+        return tree.kind(node) == NodeKind::file ? fileKind(tree.name(node))
+                                                 : kindText(tree.kind(node));
+    default:
+        return {};
+    }
+}
+
+QVariant StorageChildModel::headerData(int section, Qt::Orientation orientation, int role) const {
+    if (orientation != Qt::Horizontal)
+        return {};
+    if (role == Qt::TextAlignmentRole)
+        return section == size || section == share || section == items
+                   ? QVariant(Qt::AlignRight | Qt::AlignVCenter)
+                   : QVariant(Qt::AlignLeft | Qt::AlignVCenter);
+    if (role != Qt::DisplayRole)
+        return {};
+    static const char* const titles[] = {"Name", "Size", "Share", "Items", "Date", "Kind"};
+    return section >= 0 && section < kColumns ? QString::fromLatin1(titles[section]) : QVariant();
+}
+
+} // namespace velmox

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "storage/FileTree.h"
+
+#include <QAbstractTableModel>
+#include <memory>
+#include <vector>
+
+namespace velmox {
+
+// The children of one folder of a scan as table rows: name, size, share of the folder,
+// item count, date and kind. Rows are read straight from the tree's columns through one
+// index order (no object per row), so a folder with 100,000 children costs one vector.
+// Name, size and date orders come from the tree's cached sorted child orders.
+class StorageChildModel : public QAbstractTableModel {
+    Q_OBJECT
+public:
+    enum Column { name, size, share, items, date, kind };
+    static constexpr int kColumns = kind + 1;
+    static constexpr int kNodeRole = Qt::UserRole + 1;
+
+    using QAbstractTableModel::QAbstractTableModel;
+
+    void setTree(std::shared_ptr<const FileTree> tree, int32_t folder = 0);
+    void setFolder(int32_t folder);
+    // `real` (allocated) or `logical`.
+    void setSizeKey(TreeSortKey key);
+
+    const std::shared_ptr<const FileTree>& tree() const { return tree_; }
+    int32_t folder() const { return folder_; }
+    TreeSortKey sizeKey() const { return sizeKey_; }
+    int32_t nodeAt(int row) const;
+    int rowOf(int32_t node) const;
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    int columnCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+    void sort(int column, Qt::SortOrder order) override;
+
+    static QString kindText(NodeKind kind);
+
+private:
+    void rebuildOrder();
+
+    std::shared_ptr<const FileTree> tree_;
+    int32_t folder_ = 0;
+    TreeSortKey sizeKey_ = TreeSortKey::real;
+    int sortColumn_ = size;
+    Qt::SortOrder sortOrder_ = Qt::DescendingOrder;
+    // Keeps the tree's cached order alive while it is shown.
+    std::shared_ptr<const std::vector<int32_t>> order_;
+    bool reversed_ = false;
+};
+
+} // namespace velmox

@@ -1,0 +1,515 @@
+#include "app/pages/StorageManagerPage.h"
+
+#include "app/SidebarItems.h"
+#include "app/pages/PageHeader.h"
+#include "app/pages/StorageChildModel.h"
+#include "app/pages/StorageRevealer.h"
+#include "app/pages/StorageRingChart.h"
+#include "app/pages/StorageUnreadableSheet.h"
+#include "platform/PlatformPaths.h"
+#include "services/AppNavigationState.h"
+#include "storage/ScanCenter.h"
+
+#include <QButtonGroup>
+#include <QComboBox>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QLocale>
+#include <QPushButton>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QStorageInfo>
+#include <QToolButton>
+#include <QTreeView>
+#include <QVBoxLayout>
+
+namespace velmox {
+
+namespace {
+
+const QString kPage = QStringLiteral("storageManager");
+
+QString elapsedText(double seconds) {
+    const auto whole = static_cast<int64_t>(seconds);
+    return QStringLiteral("%1:%2").arg(whole / 60).arg(whole % 60, 2, 10, QLatin1Char('0'));
+}
+
+// The capacity of the volume a whole-volume scan covered, for its ring.
+std::optional<VolumeInfo> volumeInfo(const ScanScope& scope) {
+    if (scope.kind != ScanScope::Kind::volume)
+        return std::nullopt;
+    const QStorageInfo storage(scope.path);
+    if (!storage.isValid() || !storage.isReady())
+        return std::nullopt;
+    VolumeInfo info;
+    info.name = storage.displayName();
+    info.total = storage.bytesTotal();
+    info.freeAvailable = storage.bytesAvailable();
+    info.freeImportant = storage.bytesAvailable();
+    info.mountPath = storage.rootPath();
+    info.format = QString::fromLatin1(storage.fileSystemType());
+    return info;
+}
+
+QPushButton* segmentButton(const QString& title, QWidget* parent) {
+    auto* button = new QPushButton(title, parent);
+    button->setObjectName(QStringLiteral("segment"));
+    button->setCheckable(true);
+    return button;
+}
+
+} // namespace
+
+StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& navigation,
+                                       ProtectedScan::PrivilegedRunner privilegedRunner,
+                                       QWidget* parent)
+    : QWidget(parent), center_(center), navigation_(navigation),
+      privilegedRunner_(std::move(privilegedRunner)), scopes_(new QComboBox(this)),
+      chooseFolder_(new QPushButton(QStringLiteral("Choose Folder..."), this)),
+      scan_(new QPushButton(QStringLiteral("Scan"), this)),
+      pause_(new QPushButton(QStringLiteral("Pause"), this)),
+      resume_(new QPushButton(QStringLiteral("Resume"), this)),
+      cancel_(new QPushButton(QStringLiteral("Cancel"), this)), progress_(new QLabel(this)),
+      message_(new QLabel(this)), breadcrumbLayout_(new QHBoxLayout),
+      allocated_(segmentButton(QStringLiteral("Allocated"), this)),
+      logical_(segmentButton(QStringLiteral("Logical"), this)),
+      rescan_(new QPushButton(QStringLiteral("Rescan Folder"), this)),
+      reveal_(new QPushButton(QStringLiteral("Show in Files"), this)),
+      unreadable_(new QPushButton(this)), content_(new QStackedWidget(this)),
+      emptyState_(new QLabel(this)), chart_(new StorageRingChart(this)), list_(new QTreeView(this)),
+      model_(new StorageChildModel(this)) {
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(28, 24, 28, 16);
+    layout->setSpacing(10);
+    layout->addWidget(new PageHeader(pageSymbol(Category::storageManager),
+                                     pageTitle(Category::storageManager),
+                                     QStringLiteral("What fills your disks: scan the home "
+                                                    "folder, a volume or any folder, then open "
+                                                    "the largest folders."),
+                                     this));
+
+    auto* toolbar = new QHBoxLayout;
+    toolbar->setSpacing(6);
+    scopes_->setObjectName(QStringLiteral("scanScope"));
+    scopes_->setMinimumWidth(220);
+    toolbar->addWidget(scopes_);
+    toolbar->addWidget(chooseFolder_);
+    toolbar->addSpacing(12);
+    scan_->setDefault(true);
+    for (QPushButton* button : {scan_, pause_, resume_, cancel_})
+        toolbar->addWidget(button);
+    toolbar->addStretch(1);
+    unreadable_->setToolTip(QStringLiteral("The folders this scan could not open, and why"));
+    toolbar->addWidget(unreadable_);
+    layout->addLayout(toolbar);
+
+    progress_->setObjectName(QStringLiteral("pageSubtitle"));
+    layout->addWidget(progress_);
+    message_->setWordWrap(true);
+    message_->hide();
+    layout->addWidget(message_);
+
+    auto* folderBar = new QHBoxLayout;
+    folderBar->setSpacing(6);
+    breadcrumbLayout_->setSpacing(2);
+    folderBar->addLayout(breadcrumbLayout_);
+    folderBar->addStretch(1);
+    auto* measures = new QButtonGroup(this);
+    allocated_->setChecked(true);
+    allocated_->setToolTip(QStringLiteral("Space the files take on the disk"));
+    logical_->setToolTip(QStringLiteral("The files' own sizes"));
+    measures->addButton(allocated_);
+    measures->addButton(logical_);
+    folderBar->addWidget(allocated_);
+    folderBar->addWidget(logical_);
+    folderBar->addSpacing(12);
+    rescan_->setToolTip(QStringLiteral("Reads the folder shown again"));
+    reveal_->setToolTip(QStringLiteral("Shows the selected item (or this folder) in the file "
+                                       "manager"));
+    folderBar->addWidget(rescan_);
+    folderBar->addWidget(reveal_);
+    layout->addLayout(folderBar);
+
+    emptyState_->setObjectName(QStringLiteral("emptyState"));
+    emptyState_->setAlignment(Qt::AlignCenter);
+    emptyState_->setWordWrap(true);
+    list_->setModel(model_);
+    list_->setRootIsDecorated(false);
+    list_->setUniformRowHeights(true);
+    list_->setAlternatingRowColors(true);
+    list_->setSortingEnabled(true);
+    list_->sortByColumn(StorageChildModel::size, Qt::DescendingOrder);
+    list_->setSelectionBehavior(QAbstractItemView::SelectRows);
+    list_->header()->setStretchLastSection(false);
+    list_->header()->setSectionResizeMode(StorageChildModel::name, QHeaderView::Stretch);
+    list_->header()->resizeSection(StorageChildModel::size, 90);
+    list_->header()->resizeSection(StorageChildModel::share, 60);
+    list_->header()->resizeSection(StorageChildModel::items, 90);
+    list_->header()->resizeSection(StorageChildModel::date, 130);
+    list_->header()->resizeSection(StorageChildModel::kind, 100);
+    auto* split = new QSplitter(Qt::Horizontal, this);
+    split->addWidget(chart_);
+    split->addWidget(list_);
+    split->setStretchFactor(0, 0);
+    split->setStretchFactor(1, 1);
+    split->setSizes({300, 600});
+    content_->addWidget(emptyState_);
+    content_->addWidget(split);
+    layout->addWidget(content_, 1);
+
+    connect(scopes_, &QComboBox::activated, this, &StorageManagerPage::scopeChosen);
+    connect(chooseFolder_, &QPushButton::clicked, this, &StorageManagerPage::chooseFolder);
+    connect(scan_, &QPushButton::clicked, this, &StorageManagerPage::startScan);
+    connect(pause_, &QPushButton::clicked, this, [this] {
+        if (job_)
+            job_->pause();
+    });
+    connect(resume_, &QPushButton::clicked, this, [this] {
+        if (job_)
+            job_->resume();
+    });
+    connect(cancel_, &QPushButton::clicked, this, [this] {
+        if (job_)
+            job_->cancel();
+    });
+    connect(allocated_, &QPushButton::toggled, this,
+            [this](bool on) { setSizeKey(on ? TreeSortKey::real : TreeSortKey::logical); });
+    connect(rescan_, &QPushButton::clicked, this, [this] {
+        if (job_)
+            job_->rescanFolder(currentFolder());
+        updateControls();
+    });
+    connect(reveal_, &QPushButton::clicked, this, &StorageManagerPage::revealSelection);
+    connect(unreadable_, &QPushButton::clicked, this, &StorageManagerPage::openUnreadableSheet);
+    connect(list_, &QTreeView::activated, this, &StorageManagerPage::activateRow);
+    connect(chart_, &StorageRingChart::segmentClicked, this, &StorageManagerPage::enterFolder);
+    connect(&navigation_, &AppNavigationState::detailChanged, this,
+            [this](const QString& page, const QString& detail) {
+                if (page == kPage && detail != navigationDetail())
+                    applyNavigationDetail(detail);
+            });
+
+    addScopeChoice(homeScope());
+    for (const ScanScope& volume : volumeScopes())
+        addScopeChoice(volume);
+    if (const auto detail = navigation_.detail(kPage); !detail || !applyNavigationDetail(*detail))
+        setScope(homeScope());
+}
+
+ScanScope StorageManagerPage::homeScope() {
+    return {ScanScope::Kind::home,
+            QDir::cleanPath(PlatformPaths::home()),
+            QStringLiteral("Home Folder"),
+            {}};
+}
+
+QList<ScanScope> StorageManagerPage::volumeScopes() {
+    QList<ScanScope> volumes;
+    for (const QStorageInfo& storage : QStorageInfo::mountedVolumes()) {
+        // Disks the user stores files on; pseudo and boot file systems are left out.
+        if (!storage.isValid() || !storage.isReady() || !storage.device().startsWith("/dev/") ||
+            storage.rootPath().startsWith(QLatin1String("/boot")) ||
+            storage.rootPath().startsWith(QLatin1String("/snap")))
+            continue;
+        const QString title = storage.isRoot() ? QStringLiteral("System Disk")
+                                               : QFileInfo(storage.rootPath()).fileName();
+        volumes.append({ScanScope::Kind::volume, storage.rootPath(), title, {}});
+    }
+    return volumes;
+}
+
+ScanScope StorageManagerPage::folderScope(const QString& path) {
+    const QString clean = QDir::cleanPath(path);
+    const QString name = QFileInfo(clean).fileName();
+    return {ScanScope::Kind::folder, clean, name.isEmpty() ? clean : name, {}};
+}
+
+void StorageManagerPage::addScopeChoice(const ScanScope& scope) {
+    if (scopeChoices_.contains(scope))
+        return;
+    scopeChoices_.append(scope);
+    scopes_->addItem(scope.title + QStringLiteral("  —  ") + scope.path);
+}
+
+void StorageManagerPage::scopeChosen(int index) {
+    if (index >= 0 && index < scopeChoices_.size())
+        setScope(scopeChoices_[index]);
+}
+
+void StorageManagerPage::chooseFolder() {
+    const QString folder = QFileDialog::getExistingDirectory(
+        this, QStringLiteral("Choose a Folder to Scan"), scope_.path);
+    if (!folder.isEmpty())
+        setScope(folderScope(folder));
+}
+
+void StorageManagerPage::setScope(const ScanScope& scope) {
+    addScopeChoice(scope);
+    scopes_->setCurrentIndex(int(scopeChoices_.indexOf(scope)));
+    if (job_ && scope == scope_)
+        return;
+    if (job_)
+        job_->disconnect(this);
+    scope_ = scope;
+    job_ = center_.job(scope);
+    folderPath_.clear();
+    connect(job_, &ScanJob::stateChanged, this, &StorageManagerPage::updateControls);
+    connect(job_, &ScanJob::progressChanged, this, &StorageManagerPage::updateProgress);
+    connect(job_, &ScanJob::treeChanged, this, &StorageManagerPage::showTree);
+    connect(job_, &ScanJob::messageChanged, this, [this](const QString& message) {
+        message_->setText(message);
+        message_->setVisible(!message.isEmpty());
+        updateControls();
+    });
+    message_->clear();
+    message_->hide();
+    showTree();
+    publishDetail();
+}
+
+void StorageManagerPage::startScan() {
+    if (!job_ || job_->state() == ScanJob::State::scanning)
+        return;
+    // The status line leads back here, to this scope, while the scan runs.
+    publishDetail();
+    message_->hide();
+    job_->start();
+    updateControls();
+}
+
+void StorageManagerPage::showTree() {
+    const auto tree = job_ ? job_->tree() : nullptr;
+    if (job_)
+        job_->lastViewed = QDateTime::currentDateTimeUtc();
+    int32_t folder = 0;
+    if (tree && !folderPath_.isEmpty())
+        folder = tree->findPath(folderPath_).value_or(0);
+    if (tree && !tree->hasFlag(folder, NodeFlag::directory))
+        folder = 0;
+    model_->setTree(tree, folder);
+    showFolder(model_->folder());
+}
+
+void StorageManagerPage::showFolder(int32_t node) {
+    const auto& tree = model_->tree();
+    if (tree) {
+        if (node != model_->folder())
+            model_->setFolder(node);
+        folderPath_ = tree->pathBytes(model_->folder());
+        const bool root = model_->folder() == 0;
+        chart_->setSegments(StorageChart::segments(*tree, model_->folder(), model_->sizeKey(),
+                                                   root ? volumeInfo(scope_) : std::nullopt),
+                            root ? scope_.title : tree->name(model_->folder()));
+        list_->scrollToTop();
+    } else {
+        chart_->setSegments({}, {});
+    }
+    rebuildBreadcrumb();
+    updateControls();
+    updateProgress();
+    publishDetail();
+}
+
+void StorageManagerPage::enterFolder(int32_t node) {
+    const auto& tree = model_->tree();
+    if (!tree || node < 0 || node >= tree->size() || !tree->hasFlag(node, NodeFlag::directory) ||
+        tree->childCount(node) == 0)
+        return;
+    showFolder(node);
+}
+
+void StorageManagerPage::activateRow(const QModelIndex& index) {
+    enterFolder(model_->nodeAt(index.row()));
+}
+
+int32_t StorageManagerPage::currentFolder() const {
+    return model_->folder();
+}
+
+QStringList StorageManagerPage::breadcrumb() const {
+    QStringList names;
+    const auto& tree = model_->tree();
+    if (!tree)
+        return names;
+    for (int32_t node = model_->folder(); node > 0; node = tree->parent(node))
+        names.prepend(tree->name(node));
+    names.prepend(scope_.title);
+    return names;
+}
+
+void StorageManagerPage::goUp(int levels) {
+    const auto& tree = model_->tree();
+    if (!tree)
+        return;
+    int32_t node = model_->folder();
+    for (int i = 0; i < levels && node > 0; ++i)
+        node = tree->parent(node);
+    showFolder(node);
+}
+
+void StorageManagerPage::rebuildBreadcrumb() {
+    while (QLayoutItem* item = breadcrumbLayout_->takeAt(0)) {
+        delete item->widget();
+        delete item;
+    }
+    const QStringList names = breadcrumb();
+    for (qsizetype i = 0; i < names.size(); ++i) {
+        if (i > 0) {
+            auto* separator = new QLabel(QStringLiteral("›"), this);
+            separator->setObjectName(QStringLiteral("pageSubtitle"));
+            breadcrumbLayout_->addWidget(separator);
+        }
+        auto* button = new QToolButton(this);
+        button->setAutoRaise(true);
+        button->setText(QFontMetrics(font()).elidedText(names[i], Qt::ElideMiddle, 180));
+        button->setToolTip(names[i]);
+        const int levels = int(names.size() - 1 - i);
+        button->setEnabled(levels > 0);
+        connect(button, &QToolButton::clicked, this, [this, levels] { goUp(levels); });
+        breadcrumbLayout_->addWidget(button);
+    }
+}
+
+void StorageManagerPage::setSizeKey(TreeSortKey key) {
+    if (key != TreeSortKey::real && key != TreeSortKey::logical)
+        return;
+    allocated_->setChecked(key == TreeSortKey::real);
+    logical_->setChecked(key == TreeSortKey::logical);
+    if (key == model_->sizeKey())
+        return;
+    model_->setSizeKey(key);
+    showFolder(model_->folder());
+}
+
+void StorageManagerPage::updateControls() {
+    const bool scanning = job_ && job_->state() == ScanJob::State::scanning;
+    const bool canResume = job_ && job_->canResume();
+    const bool hasTree = static_cast<bool>(model_->tree());
+    const bool busy = job_ && (job_->rescanningFolder() || job_->awaitingProtected());
+    scan_->setEnabled(!scanning && !busy);
+    scan_->setText(hasTree ? QStringLiteral("Scan Again") : QStringLiteral("Scan"));
+    pause_->setEnabled(scanning);
+    resume_->setEnabled(canResume && !scanning);
+    cancel_->setEnabled(scanning || canResume);
+    scopes_->setEnabled(!busy);
+    rescan_->setEnabled(hasTree && !scanning && !busy);
+    reveal_->setEnabled(hasTree);
+    allocated_->setEnabled(hasTree);
+    logical_->setEnabled(hasTree);
+    const int64_t unreadable = job_ ? job_->unreadableCount() : 0;
+    unreadable_->setVisible(unreadable > 0 && !scanning);
+    unreadable_->setText(unreadable == 1 ? QStringLiteral("1 Unreadable Folder")
+                                         : QStringLiteral("%1 Unreadable Folders").arg(unreadable));
+    if (scanning) {
+        emptyState_->setText(QStringLiteral("Scanning %1...").arg(scope_.path));
+    } else if (job_ && job_->state() == ScanJob::State::failed) {
+        emptyState_->setText(job_->scanNote());
+    } else {
+        emptyState_->setText(QStringLiteral("Press Scan to see what fills %1.").arg(scope_.path));
+    }
+    content_->setCurrentIndex(hasTree ? 1 : 0);
+    updateProgress();
+}
+
+void StorageManagerPage::updateProgress() {
+    if (!job_) {
+        progress_->clear();
+        return;
+    }
+    const QLocale locale;
+    const ScanProgress& p = job_->progress();
+    const QString figures =
+        QStringLiteral("%1 folders · %2 · %3 unreadable · %4")
+            .arg(locale.toString(p.folders),
+                 locale.formattedDataSize(p.bytes, 1, QLocale::DataSizeSIFormat),
+                 locale.toString(p.unreadable), elapsedText(p.elapsed));
+    QString text;
+    if (job_->state() == ScanJob::State::scanning || job_->awaitingProtected()) {
+        text = job_->scanPhase() + QStringLiteral("  ") + figures;
+    } else if (const auto& tree = model_->tree()) {
+        text = QStringLiteral("%1 in %2 · %3")
+                   .arg(locale.formattedDataSize(tree->size(0, model_->sizeKey()), 1,
+                                                 QLocale::DataSizeSIFormat),
+                        StorageChart::itemCount(tree->items(0)), figures);
+        if (job_->canResume())
+            text += QStringLiteral(" · paused");
+        if (!job_->scanNote().isEmpty())
+            text += QStringLiteral("\n") + job_->scanNote();
+    }
+    progress_->setText(text);
+}
+
+QString StorageManagerPage::progressText() const {
+    return progress_->text();
+}
+
+QString StorageManagerPage::messageText() const {
+    return message_->isHidden() ? QString() : message_->text();
+}
+
+void StorageManagerPage::revealSelection() {
+    const auto& tree = model_->tree();
+    if (!tree)
+        return;
+    const QModelIndex current = list_->currentIndex();
+    const int32_t node = current.isValid() ? model_->nodeAt(current.row()) : model_->folder();
+    if (!StorageRevealer::reveal(tree->path(node))) {
+        message_->setText(
+            QStringLiteral("No file manager could be asked to show \"%1\".").arg(tree->path(node)));
+        message_->show();
+    }
+}
+
+StorageUnreadableSheet* StorageManagerPage::openUnreadableSheet() {
+    if (!job_)
+        return nullptr;
+    if (!sheet_) {
+        sheet_ = new StorageUnreadableSheet(*job_, privilegedRunner_, this);
+        sheet_->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    sheet_->open();
+    return sheet_;
+}
+
+QString StorageManagerPage::navigationDetail() const {
+    QJsonObject detail{{QStringLiteral("scope"), toJson(scope_)}};
+    if (!folderPath_.isEmpty())
+        detail.insert(QStringLiteral("folder"), QString::fromUtf8(folderPath_));
+    return QString::fromUtf8(QJsonDocument(detail).toJson(QJsonDocument::Compact));
+}
+
+bool StorageManagerPage::applyNavigationDetail(const QString& detail) {
+    const QJsonObject object = QJsonDocument::fromJson(detail.toUtf8()).object();
+    const auto scope = scanScopeFromJson(object.value(QStringLiteral("scope")).toObject());
+    if (!scope)
+        return false;
+    setScope(*scope);
+    const QString folder = object.value(QStringLiteral("folder")).toString();
+    if (const auto& tree = model_->tree(); tree && !folder.isEmpty()) {
+        if (const auto node = tree->findPath(folder.toUtf8()))
+            enterFolder(*node);
+    } else {
+        // Opened once the scan has a result.
+        folderPath_ = folder.toUtf8();
+        publishDetail();
+    }
+    return true;
+}
+
+void StorageManagerPage::publishDetail() {
+    navigation_.setDetail(kPage, navigationDetail());
+}
+
+void StorageManagerPage::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    if (job_)
+        job_->lastViewed = QDateTime::currentDateTimeUtc();
+}
+
+} // namespace velmox

@@ -1,0 +1,109 @@
+#pragma once
+
+#include "storage/ProtectedScan.h"
+#include "storage/ScanJob.h"
+
+#include <QPointer>
+#include <QWidget>
+
+class QComboBox;
+class QHBoxLayout;
+class QLabel;
+class QPushButton;
+class QStackedWidget;
+class QTreeView;
+
+namespace velmox {
+
+class AppNavigationState;
+class ScanCenter;
+class StorageChildModel;
+class StorageRingChart;
+class StorageUnreadableSheet;
+
+// The Storage Manager page: pick the home folder, a mounted volume or any folder, scan it
+// through the scan centre with live progress, then walk the result: a ring of the current
+// folder's largest children beside a sortable list of all of them, a breadcrumb back up,
+// allocated or logical sizes, rescanning a folder, showing it in the file manager and the
+// folders the scan could not read.
+class StorageManagerPage : public QWidget {
+    Q_OBJECT
+public:
+    StorageManagerPage(ScanCenter& center, AppNavigationState& navigation,
+                       ProtectedScan::PrivilegedRunner privilegedRunner, QWidget* parent = nullptr);
+
+    static ScanScope homeScope();
+    static QList<ScanScope> volumeScopes();
+    static ScanScope folderScope(const QString& path);
+
+    void setScope(const ScanScope& scope);
+    const ScanScope& scope() const { return scope_; }
+    ScanJob* job() const { return job_; }
+    void startScan();
+
+    void enterFolder(int32_t node);
+    int32_t currentFolder() const;
+    // The names from the scan's root down to the current folder.
+    QStringList breadcrumb() const;
+    void goUp(int levels);
+    // `real` (allocated) or `logical`.
+    void setSizeKey(TreeSortKey key);
+
+    StorageChildModel* model() const { return model_; }
+    StorageRingChart* chart() const { return chart_; }
+    QTreeView* list() const { return list_; }
+    QString progressText() const;
+    QString messageText() const;
+    StorageUnreadableSheet* openUnreadableSheet();
+
+    // The navigation detail of the page: the scope and the folder shown.
+    QString navigationDetail() const;
+    bool applyNavigationDetail(const QString& detail);
+
+protected:
+    void showEvent(QShowEvent* event) override;
+
+private:
+    void chooseFolder();
+    void scopeChosen(int index);
+    void addScopeChoice(const ScanScope& scope);
+    void showTree();
+    void showFolder(int32_t node);
+    void updateControls();
+    void updateProgress();
+    void rebuildBreadcrumb();
+    void publishDetail();
+    void revealSelection();
+    void activateRow(const QModelIndex& index);
+
+    ScanCenter& center_;
+    AppNavigationState& navigation_;
+    ProtectedScan::PrivilegedRunner privilegedRunner_;
+    ScanScope scope_;
+    QPointer<ScanJob> job_;
+    QList<ScanScope> scopeChoices_;
+    QByteArray folderPath_; // the folder shown, kept across tree changes
+
+    QComboBox* scopes_;
+    QPushButton* chooseFolder_;
+    QPushButton* scan_;
+    QPushButton* pause_;
+    QPushButton* resume_;
+    QPushButton* cancel_;
+    QLabel* progress_;
+    QLabel* message_;
+    QHBoxLayout* breadcrumbLayout_;
+    QPushButton* allocated_;
+    QPushButton* logical_;
+    QPushButton* rescan_;
+    QPushButton* reveal_;
+    QPushButton* unreadable_;
+    QStackedWidget* content_;
+    QLabel* emptyState_;
+    StorageRingChart* chart_;
+    QTreeView* list_;
+    StorageChildModel* model_;
+    QPointer<StorageUnreadableSheet> sheet_;
+};
+
+} // namespace velmox

@@ -1,0 +1,71 @@
+#include "app/pages/StorageUnreadableSheet.h"
+
+#include "tests/storagepage/StoragePageFixture.h"
+
+#include <QPushButton>
+
+using namespace velmox;
+using namespace velmox::test;
+
+namespace {
+
+// A folder only root may open; the permissions come back afterwards so the temporary home
+// can be removed.
+struct StorageUnreadableSheetTest : StoragePageFixture {
+    QString locked = root + "/locked";
+
+    StorageUnreadableSheetTest() {
+        writeFile(locked + "/secret.bin", 1000);
+        ::chmod(QFile::encodeName(locked).constData(), 0);
+    }
+    ~StorageUnreadableSheetTest() override { ::chmod(QFile::encodeName(locked).constData(), 0755); }
+};
+
+TEST_F(StorageUnreadableSheetTest, ListsTheLockedFolderWithItsReasonAndOwner) {
+    ASSERT_NE(::geteuid(), 0u) << "run as a plain account, or every folder is readable";
+    auto page = makePage();
+    ASSERT_NO_FATAL_FAILURE(scan(*page, root));
+    EXPECT_EQ(page->job()->unreadableCount(), 1);
+
+    StorageUnreadableSheet* sheet = page->openUnreadableSheet();
+    ASSERT_NE(sheet, nullptr);
+    ASSERT_EQ(sheet->folders().size(), 1);
+    const UnreadableFolderInfo& info = sheet->folders().first();
+    EXPECT_EQ(info.path, locked);
+    EXPECT_EQ(info.reason.label(), "Needs administrator rights");
+    EXPECT_EQ(info.owner, "user velmox-test-user, permissions 0");
+    EXPECT_TRUE(sheet->readBlockedButton()->isEnabled());
+    sheet->close();
+
+    // Opened again after the folder became readable, it says so.
+    ::chmod(QFile::encodeName(locked).constData(), 0755);
+    sheet = page->openUnreadableSheet();
+    ASSERT_EQ(sheet->folders().size(), 1);
+    EXPECT_EQ(sheet->folders().first().reason.label(), "Readable now (rescan)");
+    sheet->close();
+}
+
+TEST_F(StorageUnreadableSheetTest, ReadBlockedFoldersRunsTheAdministratorPassAndShowsItsAnswer) {
+    auto page = makePage();
+    ASSERT_NO_FATAL_FAILURE(scan(*page, root));
+    StorageUnreadableSheet* sheet = page->openUnreadableSheet();
+    ASSERT_NE(sheet, nullptr);
+    sheet->readBlockedButton()->click();
+    EXPECT_FALSE(sheet->readBlockedButton()->isEnabled()) << "one pass at a time";
+    ASSERT_TRUE(waitFor([&] { return !page->job()->awaitingProtected(); }));
+
+    // The runner was asked for the protected scan of this very executable; its refusal is
+    // shown on the sheet and on the page, and the scan keeps its result.
+    ASSERT_EQ(privilegedLines.size(), 1);
+    EXPECT_TRUE(privilegedLines.first().contains("--protected-scan"))
+        << privilegedLines.first().toStdString();
+    const auto& outcome = page->job()->protectedScan().outcome;
+    ASSERT_TRUE(outcome.has_value());
+    EXPECT_FALSE(outcome->success);
+    EXPECT_EQ(sheet->statusText(), outcome->message);
+    EXPECT_EQ(page->messageText(), outcome->message);
+    EXPECT_TRUE(sheet->readBlockedButton()->isEnabled());
+    EXPECT_EQ(page->job()->unreadableCount(), 1);
+}
+
+} // namespace
