@@ -12,6 +12,8 @@ case "$flavour" in
     *) echo "Unknown build flavour '$flavour': use release, debug or asan." >&2; exit 2 ;;
 esac
 dir=build/$flavour
+# Paths relative to the checkout, so that a clone elsewhere reuses the compiler cache.
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 if [ ! -f "$dir/build.ninja" ]; then
     cmake -S . -B "$dir" -G Ninja "${cmake_args[@]}"
 fi
