@@ -354,8 +354,13 @@ void StorageManagerPage::goUp(int levels) {
 }
 
 void StorageManagerPage::rebuildBreadcrumb() {
+    // A breadcrumb button may be the one being clicked, so it goes after its signal.
     while (QLayoutItem* item = breadcrumbLayout_->takeAt(0)) {
-        delete item->widget();
+        if (QWidget* widget = item->widget()) {
+            widget->hide();
+            widget->setParent(nullptr);
+            widget->deleteLater();
+        }
         delete item;
     }
     const QStringList names = breadcrumb();
@@ -469,7 +474,9 @@ void StorageManagerPage::revealSelection() {
 StorageUnreadableSheet* StorageManagerPage::openUnreadableSheet() {
     if (!job_)
         return nullptr;
-    if (!sheet_) {
+    if (sheet_) {
+        sheet_->reload(); // folders may have changed since it was last open
+    } else {
         sheet_ = new StorageUnreadableSheet(*job_, privilegedRunner_, this);
         sheet_->setAttribute(Qt::WA_DeleteOnClose);
     }

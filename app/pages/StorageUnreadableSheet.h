@@ -27,9 +27,10 @@ public:
     QPushButton* readBlockedButton() const { return readBlocked_; }
     QString statusText() const;
     void readBlockedFolders();
+    // Looks at every listed folder again.
+    void reload();
 
 private:
-    void reload();
     void updateState();
     void showExplanation();
 
