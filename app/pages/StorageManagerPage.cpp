@@ -151,7 +151,7 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     list_->header()->resizeSection(StorageChildModel::size, 90);
     list_->header()->resizeSection(StorageChildModel::share, 60);
     list_->header()->resizeSection(StorageChildModel::items, 90);
-    list_->header()->resizeSection(StorageChildModel::date, 130);
+    list_->header()->resizeSection(StorageChildModel::date, 160);
     list_->header()->resizeSection(StorageChildModel::kind, 100);
     auto* split = new QSplitter(Qt::Horizontal, this);
     split->addWidget(chart_);
