@@ -72,9 +72,9 @@ TEST_F(FanTempPageTest, ShowsEverySensorWithItsHistoryCappedAtThirty) {
     EXPECT_EQ(page.stateMessage(), QString());
     EXPECT_EQ(page.shownValue(QStringLiteral("coretemp Package id 0")), QStringLiteral("61 °C"));
     EXPECT_EQ(page.shownValue(QStringLiteral("nvme Composite")), QStringLiteral("39 °C"));
-    EXPECT_EQ(page.shownValue(QStringLiteral("Fan 1")), QStringLiteral("1,840 RPM"));
+    EXPECT_EQ(page.shownValue(QStringLiteral("Fan 1")), QStringLiteral("1840 RPM"));
     EXPECT_EQ(page.shownValue(QStringLiteral("Fan 1 range")),
-              QStringLiteral("1,200 RPM – 6,000 RPM"));
+              QStringLiteral("1200 RPM – 6000 RPM"));
 
     for (int sample = 0; sample < 40; ++sample)
         page.showReadings(readings);

@@ -27,10 +27,10 @@ TEST(HistoryChart, ScaleRoundsUpAndIgnoresSamplesScrolledOut) {
     EXPECT_EQ(chart.scaleMaximum(), 1.0) << "an empty chart still has a scale";
     chart.setSeries({{{0.0, 130.0, 20.0}, QPalette::Highlight, {}}});
     EXPECT_EQ(chart.scaleMaximum(), 200.0);
-    chart.setSeries({{{0.0, 4100.0, 20.0}, QPalette::Highlight, {}}});
+    chart.setSeries({{{4100.0, 0.0, 20.0}, QPalette::Highlight, {}}});
     EXPECT_EQ(chart.scaleMaximum(), 5000.0);
     chart.setCapacity(2); // the peak is no longer on screen
-    EXPECT_EQ(chart.scaleMaximum(), 50.0);
+    EXPECT_EQ(chart.scaleMaximum(), 20.0);
     chart.setFixedMaximum(100.0);
     EXPECT_EQ(chart.scaleMaximum(), 100.0);
 }

@@ -1,5 +1,6 @@
 #include "app/StatusPopover.h"
 #include "app/pages/LiveReadoutsView.h"
+#include "services/AppNavigationState.h"
 #include "services/AppStatusCenter.h"
 #include "tests/monitorpages/MonitorPagesFixture.h"
 
@@ -61,7 +62,7 @@ TEST_F(MonitorDemandTest, PopoverShowsLiveReadoutsAndStopsTheEngineWhenClosed) {
     snapshot.use(QStringLiteral("live-2"));
     clock.advance(2s);
     EXPECT_TRUE(view->shownValue(QStringLiteral("CPU")).endsWith(QLatin1Char('%')))
-        << view->shownValue(QStringLiteral("CPU"));
+        << view->shownValue(QStringLiteral("CPU")).toStdString();
     EXPECT_GT(popover.lastHeight(), 0.0);
 
     popover.hide();
