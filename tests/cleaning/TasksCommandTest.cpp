@@ -2,6 +2,7 @@
 #include "platform/PlatformPaths.h"
 #include "platform/Trash.h"
 #include "tests/cleaning/CleaningTestSupport.h"
+#include "tests/support/CliInvocation.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -12,21 +13,8 @@ using namespace velmox::test;
 
 namespace {
 
-struct Invocation {
-    int code = 0;
-    QString out;
-    QString err;
-};
-
-Invocation tasks(const QStringList& args) {
-    Invocation result;
-    QTextStream out(&result.out);
-    QTextStream err(&result.err);
-    CliIO io{out, err};
-    result.code = CliRegistry::shared().find("tasks")->run(args, io);
-    out.flush();
-    err.flush();
-    return result;
+CliInvocation tasks(const QStringList& args) {
+    return runCliCommand(QStringLiteral("tasks"), args);
 }
 
 QList<ActionHistoryEntry> savedHistory() {
@@ -36,7 +24,7 @@ QList<ActionHistoryEntry> savedHistory() {
 }
 
 TEST(TasksCommand, ListsEveryTaskAsJsonWithRawValues) {
-    const Invocation list = tasks({"list", "--json"});
+    const CliInvocation list = tasks({"list", "--json"});
     ASSERT_EQ(list.code, 0) << list.err.toStdString();
     const QJsonArray array = QJsonDocument::fromJson(list.out.toUtf8()).array();
     ASSERT_EQ(array.size(), 17);
@@ -46,7 +34,7 @@ TEST(TasksCommand, ListsEveryTaskAsJsonWithRawValues) {
     EXPECT_EQ(first["impactLevel"].toString(), "High Impact");
     EXPECT_TRUE(first["requiresSudo"].toBool());
 
-    const Invocation text = tasks({"list"});
+    const CliInvocation text = tasks({"list"});
     EXPECT_TRUE(text.out.startsWith("System Cleanup\n  Font Cache Cleaner  [Moderate, needs "
                                     "administrator, Smart Scan]\n"));
     EXPECT_EQ(tasks({"list", "--yaml"}).code, 2);
@@ -56,7 +44,7 @@ TEST(TasksCommand, RunsATaskHeadlessAndPrintsTheSpaceFreed) {
     const QString caches = PlatformPaths::userCaches();
     QDir(caches).removeRecursively();
     writeFile(caches + "/big app/blob", QByteArray(200000, 'b'));
-    const Invocation run = tasks({"run", "User Cache Cleaner"});
+    const CliInvocation run = tasks({"run", "User Cache Cleaner"});
     ASSERT_EQ(run.code, 0) << run.err.toStdString();
     EXPECT_TRUE(run.out.startsWith("User Cache Cleaner: Freed 2")) << run.out.toStdString();
     EXPECT_TRUE(run.out.endsWith("Moved 1 item(s) to the Trash.\n1 can be put back from the "
@@ -70,14 +58,14 @@ TEST(TasksCommand, RunsATaskHeadlessAndPrintsTheSpaceFreed) {
 
 TEST(TasksCommand, RefusesUnconfirmedRiskyTasksWithoutATerminal) {
     const qsizetype before = savedHistory().size();
-    const Invocation run = tasks({"run", "Log File Scrubber"});
+    const CliInvocation run = tasks({"run", "Log File Scrubber"});
     EXPECT_EQ(run.code, 1);
     EXPECT_EQ(run.err, "“Log File Scrubber” is High Impact and needs administrator rights. "
                        "Nothing was run: confirm with --yes when there is no terminal to ask "
                        "on.\n");
     EXPECT_EQ(savedHistory().size(), before);
 
-    const Invocation unknown = tasks({"run", "Defragment"});
+    const CliInvocation unknown = tasks({"run", "Defragment"});
     EXPECT_EQ(unknown.code, 1);
     EXPECT_EQ(unknown.err, "There is no task called “Defragment”. Run “velmox tasks list” to see "
                            "them all.\n");

@@ -2,6 +2,7 @@
 #include "services/ActionHistoryStore.h"
 #include "services/Settings.h"
 #include "tests/history/HistoryTestSupport.h"
+#include "tests/support/CliInvocation.h"
 #include "tests/support/ManualClock.h"
 
 #include <QTemporaryDir>
@@ -12,23 +13,8 @@ using namespace velmox::test;
 
 namespace {
 
-struct CommandOutput {
-    int code = -1;
-    QString out;
-    QString err;
-};
-
-CommandOutput runActivity(const QStringList& args) {
-    CommandOutput result;
-    QTextStream out(&result.out);
-    QTextStream err(&result.err);
-    CliIO io{out, err};
-    const CliCommand* command = CliRegistry::shared().find("activity");
-    if (command)
-        result.code = command->run(args, io);
-    out.flush();
-    err.flush();
-    return result;
+CliInvocation runActivity(const QStringList& args) {
+    return runCliCommand(QStringLiteral("activity"), args);
 }
 
 } // namespace
@@ -52,30 +38,30 @@ TEST(ActivityCommand, ListsPrintsJsonAndExportsTheLog) {
         historyFromJson(stored).value_or(QList<ActionHistoryEntry>());
     ASSERT_EQ(entries.size(), 2);
 
-    const CommandOutput listed = runActivity({});
+    const CliInvocation listed = runActivity({});
     EXPECT_EQ(listed.code, 0);
     const QString localTime = clock.now().toLocalTime().toString("yyyy-MM-dd HH:mm:ss");
     EXPECT_EQ(listed.out, localTime + "  failed  Flush DNS\n" + localTime +
                               "  ok      User Cache Cleaner: Moved 1 item. Freed 2 MB.\n");
 
-    const CommandOutput json = runActivity({"--json"});
+    const CliInvocation json = runActivity({"--json"});
     EXPECT_EQ(json.code, 0);
     EXPECT_EQ(json.out.toUtf8(), stored + "\n");
 
     QTemporaryDir folder;
     const QString file = folder.filePath("activity.csv");
-    const CommandOutput exported = runActivity({"--export", file});
+    const CliInvocation exported = runActivity({"--export", file});
     EXPECT_EQ(exported.code, 0);
     EXPECT_EQ(exported.out, "Exported 2 entries to " + file + ".\n");
     EXPECT_EQ(readFile(file), ActionHistoryStore::csv(entries));
 
-    const CommandOutput failed = runActivity({"--export", folder.filePath("no/such/file.csv")});
+    const CliInvocation failed = runActivity({"--export", folder.filePath("no/such/file.csv")});
     EXPECT_EQ(failed.code, 1);
     EXPECT_TRUE(failed.err.startsWith("Couldn't export: ")) << failed.err.toStdString();
 
     for (const QStringList& wrong :
          {QStringList{"--jsn"}, QStringList{"--export"}, QStringList{"--json", "--export", file}}) {
-        const CommandOutput usage = runActivity(wrong);
+        const CliInvocation usage = runActivity(wrong);
         EXPECT_EQ(usage.code, 2);
         EXPECT_EQ(usage.err, "Usage: velmox activity [--json | --export FILE]\n");
     }
