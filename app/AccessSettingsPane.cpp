@@ -75,8 +75,11 @@ AccessSettingsPane::AccessSettingsPane(AppServices& services, QWidget* parent)
 }
 
 AccessSettingsPane::~AccessSettingsPane() {
-    for (QThread* worker : std::as_const(workers_))
+    // Their finished handlers die with this pane, so the threads are deleted here.
+    for (QThread* worker : std::as_const(workers_)) {
         worker->wait();
+        delete worker;
+    }
 }
 
 template <typename T>

@@ -11,7 +11,13 @@ WeeklyAutoClean::WeeklyAutoClean(Settings& settings, Clock& clock, MaintenanceTa
                                  QObject* parent)
     : QObject(parent), settings_(settings), clock_(clock), lookup_(std::move(lookup)) {}
 
-WeeklyAutoClean::~WeeklyAutoClean() = default;
+WeeklyAutoClean::~WeeklyAutoClean() {
+    // A clean still running at quit is finished first; its finished handler dies with us.
+    if (worker_) {
+        worker_->wait();
+        delete worker_;
+    }
+}
 
 void WeeklyAutoClean::start() {
     if (!settings_.value(kLastRunKey).toDateTime().isValid())
@@ -40,13 +46,14 @@ void WeeklyAutoClean::runNow() {
         return;
     }
     running_ = true;
-    QThread* worker = QThread::create(std::move(task));
-    worker->setObjectName(QStringLiteral("velmox-auto-clean"));
-    connect(worker, &QThread::finished, this, [this, worker] {
-        worker->deleteLater();
+    worker_ = QThread::create(std::move(task));
+    worker_->setObjectName(QStringLiteral("velmox-auto-clean"));
+    connect(worker_, &QThread::finished, this, [this] {
+        worker_->deleteLater();
+        worker_ = nullptr;
         finish(true);
     });
-    worker->start(QThread::LowPriority);
+    worker_->start(QThread::LowPriority);
 }
 
 void WeeklyAutoClean::finish(bool ranTask) {

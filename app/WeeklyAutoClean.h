@@ -6,6 +6,8 @@
 #include <functional>
 #include <memory>
 
+class QThread;
+
 namespace velmox {
 
 class Clock;
@@ -50,6 +52,7 @@ private:
     std::unique_ptr<ScheduledJob> job_;
     QDateTime nextRun_;
     bool running_ = false;
+    QThread* worker_ = nullptr;
 };
 
 } // namespace velmox
