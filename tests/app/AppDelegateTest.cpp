@@ -12,30 +12,10 @@ using namespace velmox;
 // Offscreen there is no system tray: these are the paths of a desktop without one.
 namespace {
 
-struct AppDelegateTest : test::WindowFixture {
-    bool loginItem = false;
-    int loginItemQuestions = 0;
-    int quits = 0;
-    std::unique_ptr<AppDelegate> delegate;
-
+struct AppDelegateTest : test::LaunchFixture {
     void launch() {
         ASSERT_FALSE(QSystemTrayIcon::isSystemTrayAvailable());
-        AppDelegate::Options options;
-        options.executable = "/usr/bin/velmox";
-        options.isLoginItemLaunch = [this] {
-            ++loginItemQuestions;
-            return loginItem;
-        };
-        options.startBackgroundServices = false;
-        options.quit = [this] { ++quits; };
-        delegate = std::make_unique<AppDelegate>(services, options);
-        delegate->willFinishLaunching();
-        delegate->didFinishLaunching();
-        QCoreApplication::processEvents();
-    }
-
-    bool windowShown() const {
-        return delegate->mainWindow() && delegate->mainWindow()->isVisible();
+        launchDelegate("/usr/bin/velmox");
     }
 };
 

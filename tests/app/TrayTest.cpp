@@ -13,25 +13,10 @@ using namespace velmox;
 // Under Xvfb with a StatusNotifierWatcher (with-system-tray.sh): a desktop with a tray.
 namespace {
 
-struct TrayTest : test::WindowFixture {
-    bool loginItem = false;
-    int quits = 0;
-    std::unique_ptr<AppDelegate> delegate;
-
+struct TrayTest : test::LaunchFixture {
     void launch() {
         ASSERT_TRUE(QSystemTrayIcon::isSystemTrayAvailable());
-        AppDelegate::Options options;
-        options.isLoginItemLaunch = [this] { return loginItem; };
-        options.startBackgroundServices = false;
-        options.quit = [this] { ++quits; };
-        delegate = std::make_unique<AppDelegate>(services, options);
-        delegate->willFinishLaunching();
-        delegate->didFinishLaunching();
-        QCoreApplication::processEvents();
-    }
-
-    bool windowShown() const {
-        return delegate->mainWindow() && delegate->mainWindow()->isVisible();
+        launchDelegate();
     }
 };
 
