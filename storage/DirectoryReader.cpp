@@ -2,6 +2,7 @@
 
 #include "storage/FileTree.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -25,11 +26,50 @@ struct LinuxDirent64 {
     char name[1];
 };
 
+// Package extensions, lower case, packed into two words each so that a candidate is
+// compared with two integer comparisons instead of a string comparison per extension.
+struct PackedExtension {
+    uint64_t low = 0;
+    uint64_t high = 0;
+};
+
+constexpr PackedExtension pack(std::string_view text) {
+    PackedExtension packed;
+    for (size_t i = 0; i < text.size() && i < 16; ++i)
+        (i < 8 ? packed.low : packed.high) |= uint64_t(uint8_t(text[i])) << (8 * (i % 8));
+    return packed;
+}
+
 constexpr std::array<std::string_view, 20> kPackageExtensions = {
     "app",          "framework", "bundle",        "plugin",      "appex",
     "xpc",          "kext",      "pkg",           "mpkg",        "photoslibrary",
     "musiclibrary", "tvlibrary", "imovielibrary", "fcpbundle",   "sparsebundle",
     "dsym",         "lproj",     "xcodeproj",     "xcworkspace", "playground"};
+
+constexpr size_t kLongestExtension = 13;
+static_assert(std::ranges::all_of(kPackageExtensions, [](std::string_view known) {
+    return known.size() <= kLongestExtension;
+}));
+
+// The packed extensions grouped by length: those of length n are
+// packed[firstOfLength[n]] up to packed[firstOfLength[n + 1]].
+struct PackedExtensionTable {
+    std::array<PackedExtension, kPackageExtensions.size()> packed{};
+    std::array<uint8_t, kLongestExtension + 2> firstOfLength{};
+};
+
+constexpr PackedExtensionTable kPackedExtensions = [] {
+    PackedExtensionTable table;
+    size_t next = 0;
+    for (size_t length = 0; length <= kLongestExtension; ++length) {
+        table.firstOfLength[length] = static_cast<uint8_t>(next);
+        for (std::string_view known : kPackageExtensions)
+            if (known.size() == length)
+                table.packed[next++] = pack(known);
+    }
+    table.firstOfLength[kLongestExtension + 1] = static_cast<uint8_t>(next);
+    return table;
+}();
 
 bool isRetryable(int error) {
     return error == EINTR || error == ENOMEM || error == ENFILE || error == EMFILE ||
@@ -57,20 +97,29 @@ DirectoryReader::DirectoryReader() : buffer_(new char[kBufferSize]) {}
 DirectoryReader::~DirectoryReader() = default;
 
 bool DirectoryReader::isPackageName(const char* name, size_t length) {
-    const void* dot = length > 1 ? ::memrchr(name + 1, '.', length - 1) : nullptr;
-    if (!dot)
+    // Only the end of a name can hold an extension that long; a leading dot starts a
+    // hidden name, not an extension.
+    const size_t lowest = length > kLongestExtension + 1 ? length - kLongestExtension - 1 : 1;
+    if (length <= lowest)
         return false;
-    const char* extension = static_cast<const char*>(dot) + 1;
-    const size_t extensionLength = static_cast<size_t>(name + length - extension);
-    if (extensionLength < 3 || extensionLength > 13)
+    const void* found = ::memrchr(name + lowest, '.', length - lowest);
+    if (!found)
         return false;
-    char lower[16];
-    for (size_t i = 0; i < extensionLength; ++i)
-        lower[i] = static_cast<char>(
-            extension[i] >= 'A' && extension[i] <= 'Z' ? extension[i] - 'A' + 'a' : extension[i]);
-    const std::string_view candidate(lower, extensionLength);
-    for (std::string_view known : kPackageExtensions)
-        if (known == candidate)
+    const char* extension = static_cast<const char*>(found) + 1;
+    const auto extensionLength = static_cast<size_t>(name + length - extension);
+    const size_t first = kPackedExtensions.firstOfLength[extensionLength];
+    const size_t end = kPackedExtensions.firstOfLength[extensionLength + 1];
+    if (first == end)
+        return false;
+    PackedExtension candidate;
+    for (size_t i = 0; i < extensionLength; ++i) {
+        const char c = extension[i];
+        const auto lower = uint8_t(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+        (i < 8 ? candidate.low : candidate.high) |= uint64_t(lower) << (8 * (i % 8));
+    }
+    for (size_t i = first; i < end; ++i)
+        if (kPackedExtensions.packed[i].low == candidate.low &&
+            kPackedExtensions.packed[i].high == candidate.high)
             return true;
     return false;
 }
@@ -146,7 +195,7 @@ DirectoryReader::Result DirectoryReader::read(int parentFd, const char* folderNa
             }
             if (isPackageName(name, length))
                 flags |= NodeFlag::package;
-            listing.nameBytes.append(name, static_cast<qsizetype>(length));
+            listing.nameBytes.append(name, length);
             listing.nameLengths.push_back(static_cast<uint16_t>(length));
             listing.flags.push_back(flags);
             listing.alloc.push_back(static_cast<int64_t>(status.st_blocks) * 512);

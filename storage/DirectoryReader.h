@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace velmox {
@@ -12,7 +13,7 @@ namespace velmox {
 // One folder as read by a scan worker, before its rows go into the tree. Names are raw
 // bytes end to end; everything else is one entry per name.
 struct DirListing {
-    QByteArray nameBytes;
+    std::string nameBytes;
     std::vector<uint16_t> nameLengths;
     std::vector<uint16_t> flags;
     std::vector<int64_t> alloc;

@@ -208,7 +208,7 @@ void DiskScanner::sortOutFolders(const PendingFolder& folder, DirListing& listin
     for (size_t j = 0; j < listing.folderEntries.size(); ++j) {
         const uint32_t entry = listing.folderEntries[j];
         QByteArray path =
-            childPath(folder.path, QByteArrayView(listing.nameBytes.constData() + nameStarts[entry],
+            childPath(folder.path, QByteArrayView(listing.nameBytes.data() + nameStarts[entry],
                                                   listing.nameLengths[entry]));
         if (!config_.allowedDevices.contains(listing.folderDevices[j]) || isExcluded(path)) {
             listing.flags[entry] |= NodeFlag::mountPoint;
@@ -235,13 +235,12 @@ void DiskScanner::commit(const PendingFolder& folder, DirListing& listing,
             listing.alloc[candidate.entry] = listing.logical[candidate.entry] = 0;
         }
     }
-    const char* name = listing.nameBytes.constData();
-    for (size_t i = 0; i < listing.size(); ++i) {
-        tree_->append(folder.node, listing.flags[i], listing.alloc[i], listing.logical[i],
-                      listing.mtime[i], QByteArrayView(name, listing.nameLengths[i]));
-        name += listing.nameLengths[i];
-        bytesSeen_ += listing.alloc[i];
-    }
+    tree_->appendChildren(folder.node, {listing.size(), listing.flags.data(), listing.alloc.data(),
+                                        listing.logical.data(), listing.mtime.data(),
+                                        listing.nameLengths.data(),
+                                        QByteArrayView(listing.nameBytes.data(), qsizetype(listing.nameBytes.size()))});
+    for (const int64_t bytes : listing.alloc)
+        bytesSeen_ += bytes;
     entries_ += static_cast<int64_t>(listing.size());
 }
 

@@ -103,6 +103,34 @@ int32_t FileTree::append(int32_t parent, uint16_t flags, int64_t alloc, int64_t 
     return index;
 }
 
+int32_t FileTree::appendChildren(int32_t parent, const ChildBatch& batch) {
+    const size_t first = columns_.parent.size();
+    if (batch.count == 0)
+        return static_cast<int32_t>(first);
+    Q_ASSERT(columns_.childCount[parent] == 0);
+    columns_.firstChild[parent] = static_cast<uint32_t>(first);
+    columns_.childCount[parent] = static_cast<uint32_t>(batch.count);
+    const size_t end = first + batch.count;
+    columns_.parent.resize(end, parent);
+    columns_.firstChild.resize(end, 0);
+    columns_.childCount.resize(end, 0);
+    columns_.items.resize(end, 0);
+    columns_.flags.insert(columns_.flags.end(), batch.flags, batch.flags + batch.count);
+    columns_.alloc.insert(columns_.alloc.end(), batch.alloc, batch.alloc + batch.count);
+    columns_.logical.insert(columns_.logical.end(), batch.logical, batch.logical + batch.count);
+    columns_.mtime.insert(columns_.mtime.end(), batch.mtime, batch.mtime + batch.count);
+    columns_.nameLength.insert(columns_.nameLength.end(), batch.nameLengths,
+                               batch.nameLengths + batch.count);
+    columns_.nameOffset.resize(end);
+    auto offset = static_cast<uint64_t>(columns_.names.size());
+    for (size_t i = 0; i < batch.count; ++i) {
+        columns_.nameOffset[first + i] = offset;
+        offset += batch.nameLengths[i];
+    }
+    columns_.names.append(batch.names);
+    return static_cast<int32_t>(first);
+}
+
 int64_t FileTree::size(int32_t node, TreeSortKey key) const {
     return key == TreeSortKey::logical ? columns_.logical[node] : columns_.alloc[node];
 }

@@ -95,6 +95,18 @@ public:
     // Appends a node; the parent's children must be appended one after another.
     int32_t append(int32_t parent, uint16_t flags, int64_t alloc, int64_t logical, int64_t mtime,
                    QByteArrayView name);
+    // Appends all children of `parent` at once from parallel arrays; `names` holds their
+    // names end to end. Returns the index of the first one.
+    struct ChildBatch {
+        size_t count = 0;
+        const uint16_t* flags = nullptr;
+        const int64_t* alloc = nullptr;
+        const int64_t* logical = nullptr;
+        const int64_t* mtime = nullptr;
+        const uint16_t* nameLengths = nullptr;
+        QByteArrayView names;
+    };
+    int32_t appendChildren(int32_t parent, const ChildBatch& batch);
     void reserve(size_t nodes, qsizetype nameBytes);
 
     int32_t size() const { return static_cast<int32_t>(columns_.parent.size()); }

@@ -1,4 +1,5 @@
 #include "storage/DiskScanner.h"
+#include "storage/DirectoryReader.h"
 
 #include "ScanTestSupport.h"
 
@@ -197,4 +198,18 @@ TEST(DiskScanner, ReportsAMissingRootAndCancels) {
     ASSERT_TRUE(scanner.waitForFinished(std::chrono::seconds(30)));
     EXPECT_EQ(scanner.state(), DiskScanner::State::cancelled);
     EXPECT_FALSE(scanner.resume());
+}
+
+TEST(DiskScanner, RecognisesPackagesByTheirLastExtensionInAnyCase) {
+    const auto isPackage = [](std::string_view name) {
+        return DirectoryReader::isPackageName(name.data(), name.size());
+    };
+    for (std::string_view yes : {"Mail.app", "Safari.APP", "a.photoslibrary", "x.tar.pkg",
+                                 "Plug In.Plugin", "Maps.imovielibrary", "v.playground"})
+        EXPECT_TRUE(isPackage(yes)) << yes;
+    // Hidden names, near misses in length and content, and an extension too long to be one.
+    for (std::string_view no : {".app", "app", "Mail.ap", "Mail.apps", "x.pkg.gz",
+                                "a.photoslibraryx", "a.xphotoslibrary", "noextension",
+                                "a.b", "a.", "."})
+        EXPECT_FALSE(isPackage(no)) << no;
 }
