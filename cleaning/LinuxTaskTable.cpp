@@ -45,11 +45,17 @@ QString maintenanceScript(const TaskPlaces& places) {
 }
 
 QString fontCacheScript(const TaskPlaces& places) {
+    // fc-cache finds the system font folders and cache folder under --sysroot.
+    const QString sysroot = places.systemRoot.isEmpty()
+                                ? QString()
+                                : QStringLiteral(" --sysroot=") + quoted(places.systemRoot);
     // The user's part runs as the user, although the script runs as root.
-    return QStringLiteral("/usr/bin/fc-cache -r -s && /usr/sbin/runuser -u ") +
-           quoted(places.user) + QStringLiteral(" -- /usr/bin/env HOME=") + quoted(places.home) +
+    return QStringLiteral("if [ -x /usr/bin/fc-cache ]; then /usr/bin/fc-cache") + sysroot +
+           QStringLiteral(" -r -s && /usr/sbin/runuser -u ") + quoted(places.user) +
+           QStringLiteral(" -- /usr/bin/env HOME=") + quoted(places.home) +
            QStringLiteral(" XDG_CACHE_HOME=") + quoted(places.userCaches) +
-           QStringLiteral(" /usr/bin/fc-cache -r");
+           QStringLiteral(" /usr/bin/fc-cache -r; else echo \"Fontconfig (fc-cache) is not "
+                          "installed - there is no font cache to rebuild.\"; fi");
 }
 
 QString packageCacheScript(const TaskPlaces& places) {
@@ -182,7 +188,8 @@ QList<OptimizationTask> OptimizationRegistry::linuxTable(const TaskPlaces& place
                 "/bin/rm -rf " + quoted(caches + "/speech-dispatcher") + " 2>/dev/null || true",
                 false, safe, {caches + "/speech-dispatcher"}, true),
         taskRow("Hung Process Killer",
-                "Finds your processes that stay stuck in uninterruptible sleep and ends them.",
+                "Ends the apps whose windows no longer answer and your processes that stay "
+                "stuck in uninterruptible sleep.",
                 C::appManagement, {}, false, high, {}, true, TaskWork::endHungProcesses),
         taskRow("Chrome Privacy Cleaner",
                 "Moves the cache files of Google Chrome and Chromium to the Trash (history and "

@@ -3,6 +3,7 @@
 #include "cleaning/FolderSize.h"
 #include "cleaning/HungProcessKiller.h"
 #include "cleaning/TrashMover.h"
+#include "cleaning/UnresponsiveAppKiller.h"
 #include "platform/PlatformPaths.h"
 #include "services/ActionHistoryStore.h"
 #include "services/AppStatusCenter.h"
@@ -76,10 +77,24 @@ Work moveToTrash(const OptimizationTask& task) {
     return work;
 }
 
+// Apps whose windows no longer answer, then processes stuck in uninterruptible sleep. A session
+// whose windows can't be asked (Wayland, no display) is said in the output, but is no failure.
 Work endHungProcesses(const OptimizationTaskRunner::Options& options) {
-    const Result<QString> result =
+    const std::unique_ptr<WindowPinger> pinger = options.windowPinger();
+    const UnresponsiveAppKiller apps(*pinger, options.windowAnswerWait);
+    const Result<QList<UnresponsiveAppKiller::App>> unresponsive = apps.find();
+    QString windowsText = unresponsive ? QString() : unresponsive.error();
+    bool windowsEnded = true;
+    if (unresponsive) {
+        const Result<QString> ended = apps.end(*unresponsive);
+        windowsEnded = ended.has_value();
+        windowsText = ended ? *ended : ended.error();
+    }
+    const Result<QString> stuck =
         HungProcessKiller(options.procRoot, options.hungProcessWatch).endStuck();
-    return result ? Work::finished(true, *result) : Work::finished(false, result.error());
+    const QString stuckText = stuck ? *stuck : stuck.error();
+    return Work::finished(windowsEnded && stuck.has_value(),
+                          windowsText + QLatin1Char(' ') + stuckText);
 }
 
 TaskRunResult execute(const OptimizationTask& task, ShellHelper& shell, ActionHistoryStore& history,
@@ -127,6 +142,7 @@ void OptimizationTaskRunner::run(const OptimizationTask& task,
     if (status_)
         status_->report(QStringLiteral("Running %1...").arg(task.title), true);
     emit runningCountChanged(++running_);
+    emit taskStarted(task.title);
     QPointer<OptimizationTaskRunner> self(this);
     // The shell helper and the activity log live as long as the process; the runner may not.
     QThreadPool::globalInstance()->start([self, &shell = shell_, &history = history_,
@@ -138,6 +154,7 @@ void OptimizationTaskRunner::run(const OptimizationTask& task,
             if (self->status_)
                 self->status_->report(statusMessage(task, result), false);
             emit self->runningCountChanged(--self->running_);
+            emit self->taskFinished(task.title, result);
             if (done)
                 done(result);
         });

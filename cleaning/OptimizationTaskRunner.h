@@ -2,6 +2,7 @@
 
 #include "cleaning/OptimizationTask.h"
 #include "cleaning/TaskRunResult.h"
+#include "platform/WindowPinger.h"
 
 #include <QObject>
 #include <chrono>
@@ -23,6 +24,10 @@ public:
     struct Options {
         QString procRoot = QStringLiteral("/proc");
         std::chrono::milliseconds hungProcessWatch = std::chrono::seconds(3);
+        // How the hung-process task asks windows whether they still answer, and how long it
+        // waits for them.
+        std::function<std::unique_ptr<WindowPinger>()> windowPinger = &WindowPinger::forThisSession;
+        std::chrono::milliseconds windowAnswerWait = std::chrono::seconds(3);
     };
 
     // `status` may be null (no window to report to).
@@ -42,6 +47,9 @@ public:
 
 signals:
     void runningCountChanged(int running);
+    // Every run through run(), whoever asked for it, so that every view of a task follows it.
+    void taskStarted(const QString& title);
+    void taskFinished(const QString& title, const TaskRunResult& result);
 
 private:
     ShellHelper& shell_;

@@ -103,7 +103,9 @@ TEST_F(HungProcessKillerTest, RunnerUsesTheKillerAndRecordsTheOutcome) {
     EXPECT_TRUE(ended(0));
     ASSERT_EQ(world.history.entries().size(), 1);
     EXPECT_EQ(world.history.entries().at(0).detail,
-              QStringLiteral("Done. Ended 1 stuck process(es): frozen (%1).").arg(stuck));
+              QStringLiteral("Done. There is no X11 display here, so windows that no longer "
+                             "answer can't be found. Ended 1 stuck process(es): frozen (%1).")
+                  .arg(stuck));
 }
 
 } // namespace
