@@ -53,7 +53,7 @@ QList<SensorReading> NamedSensorReader::read() {
             continue;
         const std::optional<double> value = source_->read(service);
         if (value && isPlausibleReading(service.kind, *value))
-            appendSensorReading(readings, {service.name, *value, service.kind});
+            appendSensorReading(readings, {service.name, *value, service.kind, service.device});
     }
     return readings;
 }

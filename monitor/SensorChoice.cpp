@@ -58,6 +58,10 @@ const SensorReading* firstReading(const Readings& readings, const Match& match) 
     return nullptr;
 }
 
+// One drive per nvme controller ("Composite", the controller's own figure; its other
+// sensors are spots on the board) and per drivetemp chip (one input per disk).
+// Drives without such a chip (USB enclosures, SATA drives while drivetemp is not loaded)
+// are measured through SMART by the disk-health side; its figures join these by `bsd`.
 QList<DriveStat> hwmonDrives(const Readings& readings) {
     QList<DriveStat> drives;
     for (const SensorReading& reading : readings) {
@@ -66,12 +70,13 @@ QList<DriveStat> hwmonDrives(const Readings& readings) {
         if (reading.kind != SensorKind::temperature || (!nvme && !sata))
             continue;
         DriveStat drive;
-        drive.id = reading.name;
+        drive.id = reading.device.isEmpty() ? reading.name : reading.device;
         drive.name = (nvme ? QStringLiteral("NVMe drive %1") : QStringLiteral("Drive %1"))
                          .arg(drives.size() + 1);
         drive.kind = nvme ? QStringLiteral("SSD") : QStringLiteral("Disk");
         drive.interface = nvme ? QStringLiteral("NVMe") : QStringLiteral("SATA");
         drive.temp = reading.value;
+        drive.bsd = reading.device;
         drives.append(drive);
     }
     return drives;
@@ -124,7 +129,7 @@ SensorChoice chooseSensors(const Readings& readings) {
     for (const Match& match : drive) {
         if (const SensorReading* reading = firstReading(readings, match)) {
             choice.ssdTemp = reading->value;
-            choice.ssdLabel = reading->name;
+            choice.ssdLabel = reading->device.isEmpty() ? reading->name : reading->device;
             break;
         }
     }

@@ -25,7 +25,8 @@ struct SensorChoice {
 //   "edge", then nouveau and radeon.
 // - fan: F0Ac; hwmon: the first fan that turns, else the first fan.
 // - drive: TH0a, TH0b, TH0x, TH0A, HID "NAND CH0 temp"; hwmon nvme "Composite", then
-//   drivetemp. Every nvme/drivetemp chip also becomes one DriveStat.
+//   drivetemp. Every nvme/drivetemp chip also becomes one DriveStat; the label and the
+//   drive's id and bsd are the disk's device name when the chip names one.
 SensorChoice chooseSensors(const QList<SensorReading>& readings);
 
 } // namespace velmox

@@ -13,6 +13,7 @@ struct SensorReading {
     QString name;
     double value = 0.0;
     SensorKind kind = SensorKind::temperature;
+    QString device = {}; // the disk a drive sensor measures ("sda", "nvme0n1"); else empty
     bool operator==(const SensorReading&) const = default;
 };
 
@@ -22,6 +23,7 @@ struct NamedSensorService {
     QString name;   // "" = a service to skip (calibration sensors and the like)
     QString handle; // back-end specific: what read() needs to find the value again
     SensorKind kind = SensorKind::temperature;
+    QString device = {}; // as SensorReading::device
     bool operator==(const NamedSensorService&) const = default;
 };
 

@@ -34,8 +34,31 @@ QStringList sortedByNumber(QStringList names, const QString& inputSuffix = {}) {
     return names;
 }
 
+QString firstEntry(const QDir& folder, const QRegularExpression& pattern) {
+    for (const QString& entry : folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name))
+        if (pattern.match(entry).hasMatch())
+            return entry;
+    return {};
+}
+
+// The disk a drive chip measures; empty for other chips.
+QString diskOf(const QDir& chipFolder, const QString& chip) {
+    if (chip == QLatin1String("drivetemp")) {
+        static const QRegularExpression anyDisk(QStringLiteral("^\\w+$"));
+        return firstEntry(QDir(chipFolder.filePath(QStringLiteral("device/block"))), anyDisk);
+    }
+    if (chip == QLatin1String("nvme")) {
+        // With multipath the controller holds "nvme0c0n1" and the disk is "nvme0n1".
+        static const QRegularExpression nameSpace(QStringLiteral("^(nvme\\d+)(?:c\\d+)?(n\\d+)$"));
+        const QDir controller(chipFolder.filePath(QStringLiteral("device")));
+        const auto match = nameSpace.match(firstEntry(controller, nameSpace));
+        return match.hasMatch() ? match.captured(1) + match.captured(2) : QString();
+    }
+    return {};
+}
+
 void addInputs(QList<NamedSensorService>& services, const QDir& folder, const QString& chip,
-               const QString& prefix, SensorKind kind) {
+               const QString& disk, const QString& prefix, SensorKind kind) {
     const QString suffix = QStringLiteral("_input");
     const QStringList inputs = folder.entryList({prefix + QLatin1Char('*') + suffix}, QDir::Files);
     for (const QString& input : sortedByNumber(inputs, suffix)) {
@@ -43,7 +66,7 @@ void addInputs(QList<NamedSensorService>& services, const QDir& folder, const QS
         QString label = readTrimmed(folder.filePath(stem + QStringLiteral("_label")));
         if (label.isEmpty())
             label = stem;
-        services.append({chip + QLatin1Char(' ') + label, folder.filePath(input), kind});
+        services.append({chip + QLatin1Char(' ') + label, folder.filePath(input), kind, disk});
     }
 }
 
@@ -68,13 +91,15 @@ std::optional<QList<NamedSensorService>> HwmonSensorSource::discover() {
             chip = entry;
         if (skippedChips_.contains(chip))
             continue;
+        const QString disk = diskOf(folder, chip);
         const qsizetype before = services.size();
-        addInputs(services, folder, chip, QStringLiteral("temp"), SensorKind::temperature);
-        addInputs(services, folder, chip, QStringLiteral("fan"), SensorKind::fan);
+        addInputs(services, folder, chip, disk, QStringLiteral("temp"), SensorKind::temperature);
+        addInputs(services, folder, chip, disk, QStringLiteral("fan"), SensorKind::fan);
         if (services.size() == before) {
             const QDir device(folder.filePath(QStringLiteral("device")));
-            addInputs(services, device, chip, QStringLiteral("temp"), SensorKind::temperature);
-            addInputs(services, device, chip, QStringLiteral("fan"), SensorKind::fan);
+            addInputs(services, device, chip, disk, QStringLiteral("temp"),
+                      SensorKind::temperature);
+            addInputs(services, device, chip, disk, QStringLiteral("fan"), SensorKind::fan);
         }
     }
     return services;

@@ -11,6 +11,9 @@ namespace velmox {
 // inputs (tempK_input, millidegrees Celsius) and fan inputs (fanK_input, RPM), named
 // "<chip> <label>" from the chip's "name" and the input's tempK_label / fanK_label
 // ("<chip> tempK" without a label). Older drivers keep the files in hwmonN/device.
+// Drive chips also name their disk: drivetemp (SATA and SAS drives) sits on the SCSI
+// device, whose block/ folder holds the disk ("sda"); nvme sits on the controller
+// ("nvme0"), whose namespace folders name the disks ("nvme0n1").
 class HwmonSensorSource final : public NamedSensorSource {
 public:
     static constexpr const char* defaultRoot = "/sys/class/hwmon";

@@ -2,6 +2,7 @@
 
 #include "tests/monitor/SimulatedSmc.h"
 
+#include <bit>
 #include <gtest/gtest.h>
 
 namespace velmox {
@@ -16,66 +17,92 @@ QMap<QString, double> byName(const QList<SensorReading>& readings) {
     return map;
 }
 
+SimulatedSmc macBookPro() {
+    return SimulatedSmc::fromFile(QStringLiteral("MacBookPro11-1.smc"));
+}
+
 TEST(SMCHelper, ReadsARecordedIntelMacAndKeepsOnlyPlausibleValues) {
-    SimulatedSmc smc = SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
+    SimulatedSmc smc = macBookPro();
     SMCHelper helper(smc.opener(), nullptr);
 
-    const QMap<QString, double> expected = {{"TA0P", 29.25},  {"TC0E", 58.5},  {"TC0F", 59.25},
-                                            {"TC0P", 46.25},  {"TC0c", 51.0},  {"TL2p", 53.0},
-                                            {"TL3p", 28.5},   {"TM0P", 35.5},  {"F0Ac", 2000.0},
-                                            {"F0Mn", 1200.0}, {"F0Mx", 2700.0}};
+    // TH0C and TW0P hold the SMC's -127 for "no sensor", TH0F a negative reading.
+    const QMap<QString, double> expected = {
+        {"TA0P", 39.125}, {"TB0T", 32.09765625}, {"TC0E", 59.53515625}, {"TC0F", 60.94140625},
+        {"TC0P", 54.0},   {"TCFC", 32.0},        {"TCXC", 59.890625},   {"TH0A", 38.125},
+        {"TM0P", 45.625}, {"Ts0P", 29.8125},     {"F0Ac", 1298.0},      {"F0Mn", 1299.0},
+        {"F0Mx", 6199.0}};
     EXPECT_EQ(byName(helper.readAllSensors()), expected);
-    // Enumeration keeps readable "T" keys only (TH0F's key information fails) and adds
-    // the one fan that FNum announces.
     EXPECT_EQ(helper.temperatureKeys(),
-              QStringList({"TA0P", "TC0E", "TC0F", "TC0J", "TC0L", "TC0P", "TC0T", "TC0c", "TH0o",
-                           "TL0V", "TL2p", "TL3p", "TM0P", "Tb0P", "Tp2F"}));
+              QStringList({"TA0P", "TB0T", "TC0E", "TC0F", "TC0P", "TCFC", "TCXC", "TH0A", "TH0C",
+                           "TH0F", "TM0P", "TW0P", "Ts0P"}));
     EXPECT_EQ(helper.fanKeys(), QStringList({"F0Ac", "F0Mn", "F0Mx"}));
-    EXPECT_EQ(helper.readTemperature(QStringLiteral("TC0P")), 46.25);
+    EXPECT_EQ(helper.readTemperature(QStringLiteral("TH0C")), -127.0);
+}
+
+TEST(SMCHelper, DecodesEveryRecordedNumberTypeAndNothingElse) {
+    SimulatedSmc smc = macBookPro();
+    SMCHelper helper(smc.opener(), nullptr);
+
+    EXPECT_EQ(helper.readKey(QStringLiteral("B0AP")), 1476.0 / 128) << "sp87";
+    EXPECT_EQ(helper.readKey(QStringLiteral("FPDc")), 7600.0 / 512) << "fp79";
+    EXPECT_EQ(helper.readKey(QStringLiteral("TH0F")), double(std::int16_t(0xd29c)) / 256);
+    EXPECT_EQ(helper.readKey(QStringLiteral("PTHC")), 40.0) << "flt, little-endian";
+    EXPECT_EQ(helper.readKey(QStringLiteral("PZ1F")), 0.3203125);
+    EXPECT_EQ(helper.readKey(QStringLiteral("QILA")), 0.0);
+    EXPECT_EQ(helper.readKey(QStringLiteral("FNum")), 1.0);
+    EXPECT_EQ(helper.readKey(QStringLiteral("#KEY")), 24.0) << "ui32, big-endian";
+    EXPECT_EQ(helper.readKey(QStringLiteral("F0ID")), std::nullopt) << "a structure";
 }
 
 TEST(SMCHelper, CachesKeyInfoEnumeratesOnceAndNeverAsksABadKeyAgain) {
-    SimulatedSmc smc = SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
+    SimulatedSmc smc = macBookPro();
     SMCHelper helper(smc.opener(), nullptr);
 
     const auto first = helper.readAllSensors();
     const int keyInfoAfterFirst = smc.calls().keyInfo;
-    EXPECT_EQ(smc.calls().keyAtIndex, 23);
-    EXPECT_EQ(smc.calls().keyInfoByKey.at("TH0F"), 1);
+    EXPECT_EQ(smc.calls().keyAtIndex, 24);
+    // This Mac has no TG0P, so the SMC answers "key not found".
+    EXPECT_EQ(helper.readTemperature(QStringLiteral("TG0P")), -1.0);
 
     EXPECT_EQ(helper.readAllSensors(), first);
-    EXPECT_EQ(helper.readTemperature(QStringLiteral("TH0F")), -1.0);
-    EXPECT_EQ(smc.calls().keyInfo, keyInfoAfterFirst) << "every key's information is cached";
-    EXPECT_EQ(smc.calls().keyAtIndex, 23) << "keys are enumerated once";
-    EXPECT_EQ(smc.calls().keyInfoByKey.at("TH0F"), 1) << "a bad key is not asked again";
+    EXPECT_EQ(helper.readTemperature(QStringLiteral("TG0P")), -1.0);
+    EXPECT_EQ(smc.calls().keyInfo, keyInfoAfterFirst + 1) << "every key's information is cached";
+    EXPECT_EQ(smc.calls().keyAtIndex, 24) << "keys are enumerated once";
+    EXPECT_EQ(smc.calls().keyInfoByKey.at("TG0P"), 1) << "a bad key is not asked again";
+    EXPECT_EQ(smc.calls().readByKey.count("TG0P"), 0u);
     EXPECT_EQ(smc.calls().readByKey.at("TC0P"), 2);
     EXPECT_EQ(smc.calls().opens, 1);
 }
 
 TEST(SMCHelper, MalformedKeysFailWithoutADriverCall) {
-    SimulatedSmc smc = SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
+    SimulatedSmc smc = macBookPro();
     SMCHelper helper(smc.opener(), nullptr);
 
     EXPECT_EQ(helper.readKey(QStringLiteral("TC0")), std::nullopt);
     EXPECT_EQ(helper.readKey(QString(4, QChar(0))), std::nullopt);
+    EXPECT_EQ(helper.readKey(QStringLiteral("TC0PX")), std::nullopt);
     EXPECT_EQ(smc.calls().keyInfo + smc.calls().read, 0);
-    EXPECT_EQ(helper.readKey(QStringLiteral("QILA")), 1.25);
-    EXPECT_EQ(helper.readKey(QStringLiteral("TH0o")), std::nullopt) << "hex_ is not a number";
 }
 
-TEST(SMCHelper, ReadsFloatKeysOfAnAppleSiliconTableWithoutFans) {
-    SimulatedSmc smc = SimulatedSmc::fromFile(QStringLiteral("apple-silicon-notebook.smc"));
+TEST(SMCHelper, AFanlessMacHasNoFanKeysAndSkipsAKeyTheSmcWillNotRead) {
+    SimulatedSmc smc = SimulatedSmc::fromFile(QStringLiteral("MacBook10-1.smc"));
     SMCHelper helper(smc.opener(), nullptr);
 
-    const QMap<QString, double> expected = {{"Ta08", 31.5}, {"Tg05", 38.25}, {"Tg0D", 39.75},
-                                            {"Tp01", 44.5}, {"Tp05", 46.5},  {"Tp09", 45.0},
-                                            {"Ts0P", 29.0}};
-    EXPECT_EQ(byName(helper.readAllSensors()), expected) << "NaN and infinity are left out";
+    const QMap<QString, double> expected = {{"TA0V", 23.25390625},
+                                            {"TB0T", 32.09765625},
+                                            {"TC0P", 42.4375},
+                                            {"TsHS", 2.0},
+                                            {"TsTH", 3.0}};
+    EXPECT_EQ(byName(helper.readAllSensors()), expected);
     EXPECT_TRUE(helper.fanKeys().isEmpty()) << "FNum 0 means no fans";
+    EXPECT_TRUE(helper.temperatureKeys().contains(QStringLiteral("TA35")))
+        << "its key information reads; only its value does not";
+    EXPECT_EQ(smc.calls().readByKey.at("TA35"), 1);
+    EXPECT_EQ(helper.readKey(QStringLiteral("VD0R")), double(std::bit_cast<float>(0x41a07deeu)));
 }
 
 TEST(SMCHelper, FallsBackToTheFixedKeyListAndThreeFansWhenTheSmcWillNotSay) {
-    SimulatedSmc smc = SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
+    SimulatedSmc smc = macBookPro();
     smc.removeKey(QStringLiteral("#KEY"));
     smc.setBytes(QStringLiteral("FNum"), QByteArray::fromHex("0c")); // 12 fans: not believable
     SMCHelper helper(smc.opener(), nullptr);
@@ -88,15 +115,17 @@ TEST(SMCHelper, FallsBackToTheFixedKeyListAndThreeFansWhenTheSmcWillNotSay) {
     EXPECT_EQ(helper.fanKeys(), QStringList({"F0Ac", "F0Mn", "F0Mx", "F1Ac", "F1Mn", "F1Mx", "F2Ac",
                                              "F2Mn", "F2Mx"}));
     EXPECT_EQ(smc.calls().keyAtIndex, 0);
-    // Fallback keys this Mac has still read; TC0P and TA0P are on the list.
-    EXPECT_EQ(readings.value(QStringLiteral("TC0P")), 46.25);
-    EXPECT_EQ(readings.value(QStringLiteral("TA0P")), 29.25);
-    EXPECT_FALSE(readings.contains(QStringLiteral("TL2p")));
+    // Fallback keys this Mac has still read; TCFC and Ts0P are not on the list.
+    EXPECT_EQ(readings.value(QStringLiteral("TC0P")), 54.0);
+    EXPECT_EQ(readings.value(QStringLiteral("TA0P")), 39.125);
+    EXPECT_EQ(readings.value(QStringLiteral("F0Ac")), 1298.0);
+    EXPECT_FALSE(readings.contains(QStringLiteral("TCFC")));
+    EXPECT_FALSE(readings.contains(QStringLiteral("Ts0P")));
 }
 
 TEST(SMCHelper, FNumFromZeroToEightIsBelieved) {
     for (const auto& [hex, fans] : {std::pair{"00", 0}, std::pair{"08", 8}, std::pair{"09", 3}}) {
-        SimulatedSmc smc = SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
+        SimulatedSmc smc = macBookPro();
         smc.setBytes(QStringLiteral("FNum"), QByteArray::fromHex(hex));
         SMCHelper helper(smc.opener(), nullptr);
         helper.readAllSensors();
@@ -124,10 +153,11 @@ TEST(SMCHelper, DropsTemperaturesAndFanSpeedsAtTheFilterEdges) {
 }
 
 TEST(SMCHelper, AFruitlessRoundResetsTheConnectionAndForgetsBadKeys) {
-    SimulatedSmc smc = SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
+    SimulatedSmc smc = macBookPro();
     SMCHelper helper(smc.opener(), nullptr);
     const auto healthy = helper.readAllSensors();
     ASSERT_FALSE(healthy.isEmpty());
+    EXPECT_EQ(helper.readTemperature(QStringLiteral("TG0P")), -1.0);
 
     smc.setDead(true);
     EXPECT_TRUE(helper.readAllSensors().isEmpty());
@@ -136,8 +166,8 @@ TEST(SMCHelper, AFruitlessRoundResetsTheConnectionAndForgetsBadKeys) {
     smc.setDead(false);
     EXPECT_EQ(helper.readAllSensors(), healthy);
     EXPECT_EQ(smc.calls().opens, 2) << "the next round opens a fresh connection";
-    EXPECT_EQ(helper.readTemperature(QStringLiteral("TH0F")), -1.0);
-    EXPECT_EQ(smc.calls().keyInfoByKey.at("TH0F"), 2) << "bad keys are retried after a reset";
+    EXPECT_EQ(helper.readTemperature(QStringLiteral("TG0P")), -1.0);
+    EXPECT_EQ(smc.calls().keyInfoByKey.at("TG0P"), 2) << "bad keys are retried after a reset";
 }
 
 TEST(SMCHelper, WithoutAnSmcOnlyNamedSensorsAreRead) {

@@ -1,4 +1,5 @@
 #include "monitor/SMCHelper.h"
+#include "monitor/SensorChoice.h"
 #include "platform/linux/AppleSmcSysfs.h"
 #include "platform/linux/HwmonSensorSource.h"
 #include "tests/monitor/SimulatedSmc.h"
@@ -51,8 +52,7 @@ private:
 };
 
 TEST(AppleSmcSysfs, AnswersTheDriverCommandsFromTheSysfsKeys) {
-    const auto table =
-        test::SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
+    const auto table = test::SimulatedSmc::fromFile(QStringLiteral("MacBookPro11-1.smc"));
     auto recorded = table;
     SMCHelper direct(recorded.opener(), nullptr);
 
@@ -65,12 +65,9 @@ TEST(AppleSmcSysfs, AnswersTheDriverCommandsFromTheSysfsKeys) {
         nullptr);
 
     const auto readings = viaSysfs.readAllSensors();
-    // The sysfs table has no failing key information, so TH0F reads here as 42.0.
-    auto expected = direct.readAllSensors();
-    expected.insert(5, SensorReading{QStringLiteral("TH0F"), 42.0, SensorKind::temperature});
-    EXPECT_EQ(readings, expected);
+    EXPECT_EQ(readings, direct.readAllSensors());
     EXPECT_EQ(viaSysfs.readKey(QStringLiteral("FNum")), 1.0);
-    EXPECT_EQ(viaSysfs.readKey(QStringLiteral("QILA")), 1.25) << "flt bytes pass through raw";
+    EXPECT_EQ(viaSysfs.readKey(QStringLiteral("PTHC")), 40.0) << "flt bytes pass through raw";
     EXPECT_EQ(viaSysfs.readKey(QStringLiteral("ZZZZ")), std::nullopt);
     EXPECT_GT(writes, 0);
 }
@@ -101,8 +98,15 @@ void writeFile(const QString& path, const QByteArray& contents) {
     file.write(contents);
 }
 
-// A tree laid out like /sys/class/hwmon: a processor, a drive, an Intel Mac's applesmc, an
-// old driver that keeps its files under device/, and chips numbered past 9.
+void linkDevice(const QString& chipFolder, const QString& deviceFolder) {
+    QDir().mkpath(deviceFolder);
+    ASSERT_TRUE(QFile::link(deviceFolder, chipFolder + "/device"));
+}
+
+// A tree laid out like /sys/class/hwmon: a processor, two NVMe controllers (the second
+// with a multipath namespace) and a SATA drive whose device links lead to their disks, an
+// Intel Mac's applesmc, an old driver that keeps its files under device/, and chips
+// numbered past 9.
 class HwmonTree : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -118,6 +122,8 @@ protected:
         writeFile(root + "/hwmon1/temp1_input", "38850\n");
         writeFile(root + "/hwmon1/temp1_label", "Composite\n");
         writeFile(root + "/hwmon1/temp2_input", "garbage\n");
+        linkDevice(root + "/hwmon1", root + "/devices/pci0000:00/nvme/nvme0");
+        QDir().mkpath(root + "/devices/pci0000:00/nvme/nvme0/nvme0n1");
         writeFile(root + "/hwmon2/name", "applesmc\n");
         writeFile(root + "/hwmon2/fan1_input", "1998\n");
         writeFile(root + "/hwmon2/fan1_label", "Exhaust  \n");
@@ -126,9 +132,19 @@ protected:
         writeFile(root + "/hwmon3/device/name", "it87\n");
         writeFile(root + "/hwmon3/device/temp1_input", "0\n");
         writeFile(root + "/hwmon3/device/fan1_input", "0\n");
+        writeFile(root + "/hwmon4/name", "drivetemp\n");
+        writeFile(root + "/hwmon4/temp1_input", "31000\n");
+        writeFile(root + "/hwmon4/temp1_lowest", "19000\n");
+        writeFile(root + "/hwmon4/temp1_crit", "70000\n");
+        linkDevice(root + "/hwmon4", root + "/devices/ata1/host0/target0:0:0/0:0:0:0");
+        QDir().mkpath(root + "/devices/ata1/host0/target0:0:0/0:0:0:0/block/sda");
         writeFile(root + "/hwmon10/name", "nvme\n");
         writeFile(root + "/hwmon10/temp1_input", "36850\n");
         writeFile(root + "/hwmon10/temp1_label", "Composite\n");
+        writeFile(root + "/hwmon10/temp2_input", "41850\n");
+        writeFile(root + "/hwmon10/temp2_label", "Sensor 1\n");
+        linkDevice(root + "/hwmon10", root + "/devices/pci0000:01/nvme/nvme1");
+        QDir().mkpath(root + "/devices/pci0000:01/nvme/nvme1/nvme1c1n1");
     }
     QTemporaryDir dir;
 };
@@ -140,14 +156,18 @@ TEST_F(HwmonTree, NamesSensorsByChipAndLabelInNumericOrder) {
     QStringList names;
     for (const auto& service : *services)
         names.append(service.name);
-    EXPECT_EQ(names,
-              QStringList({"coretemp Package id 0", "coretemp Core 0", "coretemp Core 8",
-                           "nvme Composite", "nvme temp2", "applesmc TC0P", "applesmc Exhaust",
-                           "it87 temp1", "it87 fan1", "nvme Composite"}));
+    EXPECT_EQ(names, QStringList({"coretemp Package id 0", "coretemp Core 0", "coretemp Core 8",
+                                  "nvme Composite", "nvme temp2", "applesmc TC0P",
+                                  "applesmc Exhaust", "it87 temp1", "it87 fan1", "drivetemp temp1",
+                                  "nvme Composite", "nvme Sensor 1"}));
     EXPECT_EQ(source.read(services->at(0)), 45.0);
     EXPECT_EQ(source.read(services->at(6)), 1998.0);
     EXPECT_EQ(services->at(6).kind, SensorKind::fan);
     EXPECT_EQ(source.read(services->at(4)), std::nullopt) << "unreadable value";
+    EXPECT_EQ(services->at(3).device, QStringLiteral("nvme0n1"));
+    EXPECT_EQ(services->at(9).device, QStringLiteral("sda"));
+    EXPECT_EQ(services->at(11).device, QStringLiteral("nvme1n1")) << "the multipath disk";
+    EXPECT_EQ(services->at(0).device, QString()) << "not a drive";
 
     HwmonSensorSource withoutApplesmc(dir.path(), {QStringLiteral("applesmc")});
     EXPECT_EQ(withoutApplesmc.discover()->size(), services->size() - 2);
@@ -160,12 +180,30 @@ TEST_F(HwmonTree, NamedReaderFiltersAndNumbersRepeatedNames) {
         {"coretemp Package id 0", 45.0, SensorKind::temperature},
         {"coretemp Core 0", 43.5, SensorKind::temperature},
         {"coretemp Core 8", 41.0, SensorKind::temperature},
-        {"nvme Composite", 38.85, SensorKind::temperature},
+        {"nvme Composite", 38.85, SensorKind::temperature, "nvme0n1"},
         {"applesmc TC0P", 46.25, SensorKind::temperature},
         {"applesmc Exhaust", 1998.0, SensorKind::fan},
         {"it87 fan1", 0.0, SensorKind::fan}, // a stopped fan stays; 0 degrees does not
-        {"nvme Composite #2", 36.85, SensorKind::temperature}};
+        {"drivetemp temp1", 31.0, SensorKind::temperature, "sda"},
+        {"nvme Composite #2", 36.85, SensorKind::temperature, "nvme1n1"},
+        {"nvme Sensor 1", 41.85, SensorKind::temperature, "nvme1n1"}};
     EXPECT_EQ(reader.read(), expected);
+}
+
+TEST_F(HwmonTree, EveryNvmeControllerAndDrivetempDiskIsOneDriveNamedByItsDisk) {
+    test::ManualClock clock;
+    NamedSensorReader reader(std::make_unique<HwmonSensorSource>(dir.path()), clock);
+    const SensorChoice choice = chooseSensors(reader.read());
+
+    EXPECT_EQ(choice.cpuTemp, 45.0);
+    EXPECT_EQ(choice.fanRPM, 1998.0);
+    EXPECT_EQ(choice.ssdTemp, 38.85);
+    EXPECT_EQ(choice.ssdLabel, QStringLiteral("nvme0n1"));
+    const QList<DriveStat> expected = {
+        {"nvme0n1", "NVMe drive 1", "SSD", "NVMe", false, 38.85, "nvme0n1"},
+        {"sda", "Drive 2", "Disk", "SATA", false, 31.0, "sda"},
+        {"nvme1n1", "NVMe drive 3", "SSD", "NVMe", false, 36.85, "nvme1n1"}};
+    EXPECT_EQ(choice.drives, expected) << "a controller's other sensors are not drives";
 }
 
 // Counts how often the sensors are listed, over a real hwmon tree.

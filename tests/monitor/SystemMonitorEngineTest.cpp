@@ -151,8 +151,7 @@ TEST_F(EngineTest, EveryHistoryKeepsTheLastThirtySamples) {
 
 TEST_F(EngineTest, ReadsSensorsOnItsOwnThreadAtMostEveryFiveSeconds) {
     proc.use(QStringLiteral("live-1"));
-    test::SimulatedSmc smc =
-        test::SimulatedSmc::fromFile(QStringLiteral("intel-Mac-031B6874CF7F642A.smc"));
+    test::SimulatedSmc smc = test::SimulatedSmc::fromFile(QStringLiteral("MacBookPro11-1.smc"));
     SMCHelper helper(smc.opener(), nullptr);
     std::atomic<int> reads = 0;
     std::atomic<QThread*> readerThread = nullptr;
@@ -164,9 +163,9 @@ TEST_F(EngineTest, ReadsSensorsOnItsOwnThreadAtMostEveryFiveSeconds) {
     engine->start();
     ASSERT_TRUE(waitUntil([&] { return engine->hasReadSensors(); }));
     EXPECT_NE(readerThread.load(), QThread::currentThread());
-    EXPECT_EQ(engine->stats().cpuTemp, 46.25);
-    EXPECT_EQ(engine->stats().fanRPM, 2000.0);
-    EXPECT_EQ(engine->sensorReadings().size(), 11);
+    EXPECT_EQ(engine->stats().cpuTemp, 54.0);
+    EXPECT_EQ(engine->stats().fanRPM, 1298.0);
+    EXPECT_EQ(engine->sensorReadings().size(), 13);
 
     for (int tick = 0; tick < 10; ++tick) {
         clock.advance(2s);
