@@ -2,6 +2,7 @@
 
 #include "cli/CliCommand.h"
 #include "storage/DiskScanner.h"
+#include "storage/VolumeInfo.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -104,6 +105,7 @@ int runScan(const QStringList& args, CliIO& io) {
     int64_t folders = 0;
     for (uint16_t flags : tree->columns().flags)
         folders += (flags & NodeFlag::directory) ? 1 : 0;
+    const VolumeInfo volume = VolumeInfo::of(options->path);
     const auto order = tree->sortedChildren(0, key);
     const auto shown = std::min<size_t>(order->size(), static_cast<size_t>(options->top));
 
@@ -123,7 +125,13 @@ int runScan(const QStringList& args, CliIO& io) {
                                  {QStringLiteral("unreadable"), qint64(scanner.unreadableCount())},
                                  {QStringLiteral("workers"), workers},
                                  {QStringLiteral("seconds"), progress.elapsed},
-                                 {QStringLiteral("top"), top}};
+                                 {QStringLiteral("top"), top},
+                                 {QStringLiteral("volume"),
+                                  QJsonObject{{QStringLiteral("name"), volume.name},
+                                              {QStringLiteral("format"), volume.format},
+                                              {QStringLiteral("capacity"), qint64(volume.capacity)},
+                                              {QStringLiteral("available"),
+                                               qint64(volume.available)}}}};
         io.out << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
         return 0;
     }
@@ -135,6 +143,10 @@ int runScan(const QStringList& args, CliIO& io) {
            << ", unreadable folders: " << scanner.unreadableCount() << '\n'
            << "Time: " << QString::asprintf("%.2f", progress.elapsed) << " s with " << workers
            << (workers == 1 ? " worker\n" : " workers\n");
+    if (!volume.format.isEmpty())
+        io.out << "Volume: " << volume.name << " (" << volume.format << "), "
+               << formatBytes(volume.capacity) << ", " << formatBytes(volume.available)
+               << " available\n";
     if (shown > 0)
         io.out << "Largest:\n";
     for (size_t i = 0; i < shown; ++i) {

@@ -41,6 +41,20 @@ void ScanJob::setTree(std::shared_ptr<FileTree> tree) {
     emit treeChanged();
 }
 
+void ScanJob::refreshUnreadable(const QList<UnreadableSample>& found) {
+    unreadableCount_ = 0;
+    for (const uint16_t flags : tree_->columns().flags)
+        unreadableCount_ += (flags & NodeFlag::blocked) ? 1 : 0;
+    QList<UnreadableSample> samples;
+    for (const UnreadableSample& sample : std::as_const(unreadableSamples_) + found) {
+        const auto node = tree_->findPath(sample.path);
+        if (node && tree_->hasFlag(*node, NodeFlag::blocked) && !samples.contains(sample) &&
+            samples.size() < DiskScanner::kMaxUnreadableSamples)
+            samples.append(sample);
+    }
+    unreadableSamples_ = samples;
+}
+
 void ScanJob::start(bool gentle, std::optional<int> workers) {
     ScanConfiguration config = ScanConfiguration::build(scope_, gentle);
     if (workers)
@@ -51,6 +65,7 @@ void ScanJob::start(bool gentle, std::optional<int> workers) {
     unreadableSamples_.clear();
     scanNote_.clear();
     protectedScan_ = {};
+    volume_ = VolumeInfo::of(scope_.path);
     setTree(nullptr);
     launch(std::make_unique<DiskScanner>(std::move(config)));
 }
@@ -109,6 +124,7 @@ void ScanJob::scannerFinished(int generation) {
         return;
     }
     setTree(scanner->tree());
+    volume_ = VolumeInfo::of(scope_.path);
     scanNote_ = scanner->note();
     if (outcome == DiskScanner::State::paused || outcome == DiskScanner::State::stoppedForSize)
         pausedScanner_ = std::move(scanner);
@@ -172,15 +188,15 @@ void ScanJob::rescanFolder(int32_t node) {
             updated = std::make_shared<FileTree>(*base);
             updated->replaceSubtree(node, *scanner.tree());
         }
-        const int64_t unreadable = scanner.unreadableCount();
+        const QList<UnreadableSample> found = scanner.unreadableSamples();
         QMetaObject::invokeMethod(
             this,
-            [this, updated, generation, base, unreadable] {
+            [this, updated, generation, base, found] {
                 rescanningFolder_.reset();
                 if (generation != generation_ || base != tree_ || !updated)
                     return;
-                unreadableCount_ += unreadable;
                 setTree(updated);
+                refreshUnreadable(found);
             },
             Qt::QueuedConnection);
     });
@@ -223,9 +239,8 @@ void ScanJob::readBlockedFolders(const Result<QString>& executable,
                 protectedScan_ = {false, outcome};
                 scanPhase_.clear();
                 if (generation == generation_ && base == tree_ && outcome.success) {
-                    unreadableCount_ =
-                        std::max<int64_t>(0, unreadableCount_ - outcome.indexedFolders);
                     setTree(updated);
+                    refreshUnreadable({});
                 }
                 emit stateChanged();
                 emit messageChanged(outcome.message);

@@ -4,6 +4,7 @@
 #include "storage/DiskScanner.h"
 #include "storage/ProtectedScan.h"
 #include "storage/ScanScope.h"
+#include "storage/VolumeInfo.h"
 
 #include <QObject>
 #include <memory>
@@ -38,6 +39,8 @@ public:
     State state() const { return state_; }
     int generation() const { return generation_; }
     const ScanProgress& progress() const { return progress_; }
+    // The scanned volume, read at the start and again when a scan ends.
+    const VolumeInfo& volume() const { return volume_; }
     std::shared_ptr<const FileTree> tree() const { return tree_; }
     int64_t unreadableCount() const { return unreadableCount_; }
     const QList<UnreadableSample>& unreadableSamples() const { return unreadableSamples_; }
@@ -76,6 +79,9 @@ private:
     void setState(State state);
     void report(const QString& message, bool active);
     void setTree(std::shared_ptr<FileTree> tree);
+    // Counts the blocked folders of the current tree again and keeps the samples that are
+    // still blocked, followed by `found` (as many as fit).
+    void refreshUnreadable(const QList<UnreadableSample>& found);
 
     ScanScope scope_;
     Clock& clock_;
@@ -83,6 +89,7 @@ private:
     State state_ = State::idle;
     int generation_ = 0;
     ScanProgress progress_;
+    VolumeInfo volume_;
     std::shared_ptr<const FileTree> tree_;
     int64_t unreadableCount_ = 0;
     QList<UnreadableSample> unreadableSamples_;

@@ -7,6 +7,7 @@
 #include "services/Settings.h"
 #include "services/ShellHelper.h"
 #include "storage/ProtectedScanListing.h"
+#include "storage/ScanJob.h"
 #include "tests/support/TestAccounts.h"
 
 #include <QCoreApplication>
@@ -134,6 +135,33 @@ TEST_F(BlockedTree, TheAdministratorPassReadsBlockedFoldersAsRootAndMergesThem) 
     };
     EXPECT_EQ(tree->alloc(0), rootDu("-B1"));
     EXPECT_EQ(tree->logical(0), rootDu("-b"));
+}
+
+TEST_F(BlockedTree, TheJobCountsBlockedFoldersAfreshAfterEachRescanAndPass) {
+    ScanJob job({ScanScope::Kind::folder, QString::fromUtf8(root_), {}, {}},
+                SystemClock::shared());
+    job.start();
+    ASSERT_TRUE(processEventsUntil([&] { return job.state() == ScanJob::State::finished; }));
+    EXPECT_EQ(job.unreadableCount(), 1);
+    ASSERT_EQ(job.unreadableSamples().size(), 1);
+    EXPECT_EQ(job.unreadableSamples().first().path, secret_);
+    EXPECT_GT(job.volume().capacity, 0);
+    EXPECT_FALSE(job.volume().format.isEmpty());
+
+    // Reading the same closed folder again must not count it twice.
+    for (int pass = 0; pass < 2; ++pass) {
+        job.rescanFolder(0);
+        ASSERT_TRUE(processEventsUntil([&] { return !job.rescanningFolder(); }));
+        EXPECT_EQ(job.unreadableCount(), 1);
+        EXPECT_EQ(job.unreadableSamples().size(), 1);
+    }
+
+    savePassword();
+    job.readBlockedFolders(QStringLiteral(VELMOX_PROTECTED_HELPER), runner());
+    ASSERT_TRUE(processEventsUntil([&] { return job.protectedScan().outcome.has_value(); }));
+    ASSERT_TRUE(job.protectedScan().outcome->success) << job.protectedScan().outcome->message.toStdString();
+    EXPECT_EQ(job.unreadableCount(), 0);
+    EXPECT_TRUE(job.unreadableSamples().isEmpty());
 }
 
 TEST_F(BlockedTree, WithoutASavedPasswordThePassFailsWithTheRunnersMessage) {

@@ -13,14 +13,6 @@ using namespace velmox::test;
 
 namespace {
 
-template <typename Condition> bool processEventsUntil(Condition done) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done() && timer.elapsed() < 30000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    return done();
-}
-
 class ScanJobTest : public ::testing::Test {
 protected:
     void SetUp() override {

@@ -3,6 +3,8 @@
 #include "storage/DiskScanner.h"
 
 #include <QByteArray>
+#include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QProcess>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -10,6 +12,15 @@
 #include <unistd.h>
 
 namespace velmox::test {
+
+// Runs the event loop until `done()` holds, for at most 30 seconds.
+template <typename Condition> bool processEventsUntil(Condition done) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!done() && timer.elapsed() < 30000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    return done();
+}
 
 // `du -s` of a path as the current user: {allocated (-B1), logical (-b)}.
 inline std::pair<int64_t, int64_t> duTotals(const QString& path) {
