@@ -42,6 +42,21 @@ measure() { # tool tree -> "wall user sys maxrss_kb" of one run
     tail -1 "$timing"
 }
 
+# Peak memory of ncdu holding the tree in its interactive browser (its export mode keeps no
+# tree), run inside tmux; the scan has ended once its processor time stops growing.
+ncdu_interactive_kb() { # tree -> peak resident KiB
+    local session=velmox-bench-$$ pid last=-1 now
+    tmux new-session -d -s "$session" -x 120 -y 40 "/usr/bin/ncdu '$1'"
+    pid=$(tmux list-panes -t "$session" -F '#{pane_pid}')
+    while sleep 1; do
+        now=$(awk '{print $14 + $15}' "/proc/$pid/stat" 2>/dev/null || echo gone)
+        [ "$now" = "$last" ] || [ "$now" = gone ] && break
+        last=$now
+    done
+    awk '/^VmHWM/ {print $2}' "/proc/$pid/status" 2>/dev/null || echo 0
+    tmux kill-session -t "$session" 2>/dev/null || true
+}
+
 median() { sort -n | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
 
 for tree in "${trees[@]}"; do
@@ -77,4 +92,9 @@ for tree in "${trees[@]}"; do
             "$(awk -v k="${rss[$tool]}" -v n="$nodes" 'BEGIN {print k * 1024 / n}')" "$ratio"
     done
     rm -f "$samples"
+    if command -v tmux >/dev/null; then
+        kb=$(ncdu_interactive_kb "$tree")
+        printf 'ncdu interactive (tree held for browsing): peak %.1f MB, %.0f bytes/node\n' \
+            "$(awk -v k="$kb" 'BEGIN {print k / 1024}')" "$(awk -v k="$kb" -v n="$nodes" 'BEGIN {print k * 1024 / n}')"
+    fi
 done
