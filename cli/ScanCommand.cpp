@@ -129,9 +129,9 @@ int runScan(const QStringList& args, CliIO& io) {
                                  {QStringLiteral("volume"),
                                   QJsonObject{{QStringLiteral("name"), volume.name},
                                               {QStringLiteral("format"), volume.format},
-                                              {QStringLiteral("capacity"), qint64(volume.capacity)},
+                                              {QStringLiteral("capacity"), qint64(volume.total)},
                                               {QStringLiteral("available"),
-                                               qint64(volume.available)}}}};
+                                               qint64(volume.freeAvailable)}}}};
         io.out << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
         return 0;
     }
@@ -145,7 +145,7 @@ int runScan(const QStringList& args, CliIO& io) {
            << (workers == 1 ? " worker\n" : " workers\n");
     if (!volume.format.isEmpty())
         io.out << "Volume: " << volume.name << " (" << volume.format << "), "
-               << formatBytes(volume.capacity) << ", " << formatBytes(volume.available)
+               << formatBytes(volume.total) << ", " << formatBytes(volume.freeAvailable)
                << " available\n";
     if (shown > 0)
         io.out << "Largest:\n";

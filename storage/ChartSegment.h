@@ -1,6 +1,7 @@
 #pragma once
 
 #include "storage/FileTree.h"
+#include "storage/VolumeInfo.h"
 
 #include <QList>
 #include <QString>
@@ -8,20 +9,6 @@
 #include <optional>
 
 namespace velmox {
-
-// The capacity figures of the volume a scan covered.
-struct VolumeInfo {
-    QString name;
-    int64_t total = 0;
-    int64_t freeAvailable = 0; // free space including purgeable space
-    int64_t freeImportant = 0; // free space for important use
-    QString uuid;
-    QString mountPath;
-    QString format;
-    bool isInternal = false;
-    bool isLocal = true;
-    bool operator==(const VolumeInfo&) const = default;
-};
 
 struct ChartSegment {
     enum class Kind { item, other, unscanned, purgeable, free };

@@ -6,12 +6,16 @@ namespace velmox {
 
 VolumeInfo VolumeInfo::of(const QString& path) {
     const QStorageInfo storage(path);
-    if (!storage.isValid())
+    if (!storage.isValid() || !storage.isReady())
         return {};
-    const QString label = storage.name();
-    return {label.isEmpty() ? storage.rootPath() : label,
-            QString::fromUtf8(storage.fileSystemType()), storage.bytesTotal(),
-            storage.bytesAvailable()};
+    VolumeInfo info;
+    info.name = storage.name().isEmpty() ? storage.rootPath() : storage.name();
+    info.total = storage.bytesTotal();
+    info.freeAvailable = storage.bytesAvailable();
+    info.freeImportant = storage.bytesAvailable();
+    info.mountPath = storage.rootPath();
+    info.format = QString::fromUtf8(storage.fileSystemType());
+    return info;
 }
 
 } // namespace velmox

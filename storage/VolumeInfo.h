@@ -5,16 +5,21 @@
 
 namespace velmox {
 
-// The volume a scanned folder lives on: its name (the label, or where it is mounted when
-// it has none), file-system format, capacity and free space.
+// The volume a scan covered: its name (the label, or where it is mounted when it has
+// none), file-system format and capacity figures.
 struct VolumeInfo {
     QString name;
+    int64_t total = 0;
+    int64_t freeAvailable = 0; // free space including purgeable space
+    int64_t freeImportant = 0; // free space for important use
+    QString uuid;
+    QString mountPath;
     QString format;
-    int64_t capacity = 0;
-    int64_t available = 0;
+    bool isInternal = false;
+    bool isLocal = true;
     bool operator==(const VolumeInfo&) const = default;
 
-    // Empty when `path` is on no volume that can be asked (it does not exist, say).
+    // Empty (no format) when `path` is on no volume that can be asked.
     static VolumeInfo of(const QString& path);
 };
 

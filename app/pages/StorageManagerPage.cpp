@@ -40,23 +40,6 @@ QString elapsedText(double seconds) {
     return QStringLiteral("%1:%2").arg(whole / 60).arg(whole % 60, 2, 10, QLatin1Char('0'));
 }
 
-// The capacity of the volume a whole-volume scan covered, for its ring.
-std::optional<VolumeInfo> volumeInfo(const ScanScope& scope) {
-    if (scope.kind != ScanScope::Kind::volume)
-        return std::nullopt;
-    const QStorageInfo storage(scope.path);
-    if (!storage.isValid() || !storage.isReady())
-        return std::nullopt;
-    VolumeInfo info;
-    info.name = storage.displayName();
-    info.total = storage.bytesTotal();
-    info.freeAvailable = storage.bytesAvailable();
-    info.freeImportant = storage.bytesAvailable();
-    info.mountPath = storage.rootPath();
-    info.format = QString::fromLatin1(storage.fileSystemType());
-    return info;
-}
-
 QPushButton* segmentButton(const QString& title, QWidget* parent) {
     auto* button = new QPushButton(title, parent);
     button->setObjectName(QStringLiteral("segment"));
@@ -283,6 +266,13 @@ void StorageManagerPage::startScan() {
     updateControls();
 }
 
+// The capacity figures of a whole-volume scan, for its ring.
+std::optional<VolumeInfo> StorageManagerPage::volumeForRing() const {
+    if (scope_.kind != ScanScope::Kind::volume || !job_ || job_->volume().format.isEmpty())
+        return std::nullopt;
+    return job_->volume();
+}
+
 void StorageManagerPage::showTree() {
     const auto tree = job_ ? job_->tree() : nullptr;
     if (job_)
@@ -304,7 +294,7 @@ void StorageManagerPage::showFolder(int32_t node) {
         folderPath_ = tree->pathBytes(model_->folder());
         const bool root = model_->folder() == 0;
         chart_->setSegments(StorageChart::segments(*tree, model_->folder(), model_->sizeKey(),
-                                                   root ? volumeInfo(scope_) : std::nullopt),
+                                                   root ? volumeForRing() : std::nullopt),
                             root ? scope_.title : tree->name(model_->folder()));
         list_->scrollToTop();
     } else {
@@ -442,6 +432,13 @@ void StorageManagerPage::updateProgress() {
                    .arg(locale.formattedDataSize(tree->size(0, model_->sizeKey()), 1,
                                                  QLocale::DataSizeSIFormat),
                         StorageChart::itemCount(tree->items(0)), figures);
+        if (const VolumeInfo& volume = job_->volume(); !volume.format.isEmpty())
+            text += QStringLiteral(" · %1 (%2): %3 free of %4")
+                        .arg(volume.name, volume.format,
+                             locale.formattedDataSize(volume.freeAvailable, 1,
+                                                      QLocale::DataSizeSIFormat),
+                             locale.formattedDataSize(volume.total, 1,
+                                                      QLocale::DataSizeSIFormat));
         if (job_->canResume())
             text += QStringLiteral(" · paused");
         if (!job_->scanNote().isEmpty())

@@ -68,6 +68,7 @@ private:
     void scopeChosen(int index);
     void addScopeChoice(const ScanScope& scope);
     void showTree();
+    std::optional<VolumeInfo> volumeForRing() const;
     void showFolder(int32_t node);
     void updateControls();
     void updateProgress();

@@ -145,7 +145,7 @@ TEST_F(BlockedTree, TheJobCountsBlockedFoldersAfreshAfterEachRescanAndPass) {
     EXPECT_EQ(job.unreadableCount(), 1);
     ASSERT_EQ(job.unreadableSamples().size(), 1);
     EXPECT_EQ(job.unreadableSamples().first().path, secret_);
-    EXPECT_GT(job.volume().capacity, 0);
+    EXPECT_GT(job.volume().total, 0);
     EXPECT_FALSE(job.volume().format.isEmpty());
 
     // Reading the same closed folder again must not count it twice.
