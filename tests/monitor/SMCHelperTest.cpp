@@ -134,6 +134,7 @@ TEST(SMCHelper, FNumFromZeroToEightIsBelieved) {
 }
 
 TEST(SMCHelper, DropsTemperaturesAndFanSpeedsAtTheFilterEdges) {
+    // Values built on the filters' edges; no recorded Mac happens to sit there.
     SimulatedSmc smc = SimulatedSmc::fromTable(
         QStringLiteral("[#KEY] [ui32] 4 00000009\n"
                        "[FNum] [ui8 ] 1 02\n"
