@@ -7,6 +7,7 @@
 
 #include "app/AppServices.h"
 #include "app/MainWindow.h"
+#include "app/PageWindow.h"
 #include "app/SettingsWindow.h"
 #include "app/SettingsWindowPresenter.h"
 #include "app/StatusPopover.h"
@@ -38,6 +39,8 @@ AppDelegate::AppDelegate(AppServices& services, Options options, QObject* parent
 }
 
 AppDelegate::~AppDelegate() {
+    for (PageWindow* window : pageWindows())
+        delete window;
     delete mainWindow_;
 }
 
@@ -84,6 +87,7 @@ bool AppDelegate::createStatusItem() {
     if (!statusItem_) {
         auto item = std::make_unique<TrayIcon>(services_.status());
         item->popover().setMonitor(&services_.monitor());
+        item->showFigures(services_.settings(), services_.monitor());
         if (!item->show())
             return false;
         connect(item.get(), &TrayIcon::openWindowRequested, this, &AppDelegate::reopen);
@@ -104,6 +108,8 @@ MainWindow& AppDelegate::ensureMainWindow() {
         mainWindow_->installEventFilter(this);
         connect(mainWindow_, &MainWindow::settingsRequested, this, &AppDelegate::showSettings);
         connect(mainWindow_, &MainWindow::quitRequested, this, &AppDelegate::requestQuit);
+        connect(mainWindow_, &MainWindow::pageWindowRequested, this,
+                [this](Category category) { openPageWindow(category); });
     }
     return *mainWindow_;
 }
@@ -117,6 +123,32 @@ void AppDelegate::reopen() {
         window.show();
     window.raise();
     window.activateWindow();
+}
+
+PageWindow& AppDelegate::openPageWindow(Category category) {
+    pageWindows_.removeAll(nullptr);
+    PageWindow* window = nullptr;
+    for (PageWindow* open : pageWindows())
+        if (open->category() == category)
+            window = open;
+    if (!window) {
+        window = new PageWindow(services_, category);
+        window->installEventFilter(this);
+        pageWindows_.append(window);
+    }
+    setPolicy(ActivationPolicy::regular);
+    window->show();
+    window->raise();
+    window->activateWindow();
+    return *window;
+}
+
+QList<PageWindow*> AppDelegate::pageWindows() const {
+    QList<PageWindow*> open;
+    for (const QPointer<PageWindow>& window : pageWindows_)
+        if (window)
+            open.append(window);
+    return open;
 }
 
 void AppDelegate::showSettings() {

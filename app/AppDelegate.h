@@ -1,6 +1,9 @@
 #pragma once
 
+#include "services/Category.h"
+
 #include <QObject>
+#include <QList>
 #include <QPointer>
 #include <functional>
 #include <memory>
@@ -9,6 +12,7 @@ namespace velmox {
 
 class AppServices;
 class MainWindow;
+class PageWindow;
 class SettingsWindowPresenter;
 class TrayIcon;
 class WeeklyAutoClean;
@@ -51,6 +55,9 @@ public:
     // Reopen (a second launch, the tray's "Open Velmox"): shows and raises the window.
     void reopen();
     void showSettings();
+    // Shows the page in a window of its own, reusing the one already open for it.
+    PageWindow& openPageWindow(Category category);
+    QList<PageWindow*> pageWindows() const;
     // Handles "ToggleMenuBarIcon".
     void toggleMenuBarIcon();
     // Ends every open dialog, then quits.
@@ -73,6 +80,7 @@ private:
     std::unique_ptr<TrayIcon> statusItem_;
     std::unique_ptr<WeeklyAutoClean> autoClean_;
     QPointer<MainWindow> mainWindow_;
+    QList<QPointer<PageWindow>> pageWindows_;
     ActivationPolicy policy_ = ActivationPolicy::regular;
     bool startingInMenuBar_ = false;
 };

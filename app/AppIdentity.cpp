@@ -1,6 +1,7 @@
 #include "app/AppIdentity.h"
 
 #include "app/AppDelegate.h"
+#include "app/AppLanguageManager.h"
 #include "app/AppServices.h"
 #include "app/Appearance.h"
 #include "app/LaunchAtLogin.h"
@@ -67,6 +68,9 @@ int runWindowedApp(QApplication& app) {
 
     AppServices services(SystemClock::shared());
     AppearanceController appearance(services.settings());
+    // Before any window: widgets keep the texts they are built with.
+    if (const Status language = services.languages().install(); !language)
+        services.status().report(QStringLiteral("Error: ") + language.error(), false);
     AppDelegate::Options options;
     options.executable = QCoreApplication::applicationFilePath();
     options.isLoginItemLaunch = [&services] {

@@ -1,5 +1,6 @@
 #include "app/AppServices.h"
 
+#include "app/AppLanguageManager.h"
 #include "cleaning/OptimizationRegistry.h"
 #include "cleaning/OptimizationTaskRunner.h"
 #include "app/pages/MonitorDemand.h"
@@ -22,6 +23,12 @@ ActionHistoryStore& AppServices::history() {
     if (!history_)
         history_ = std::make_unique<ActionHistoryStore>(settings_, clock_);
     return *history_;
+}
+
+AppLanguageManager& AppServices::languages() {
+    if (!languages_)
+        languages_ = std::make_unique<AppLanguageManager>(settings_);
+    return *languages_;
 }
 
 KeychainHelper& AppServices::keychain() {

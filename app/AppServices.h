@@ -11,6 +11,7 @@
 namespace velmox {
 
 class ActionHistoryStore;
+class AppLanguageManager;
 class Clock;
 class KeychainHelper;
 class MonitorDemand;
@@ -39,6 +40,8 @@ public:
     AppNotifications& notifications() { return notifications_; }
 
     ActionHistoryStore& history();
+    // The interface language choice, made on first use.
+    AppLanguageManager& languages();
     KeychainHelper& keychain();
     ShellHelper& shell();
     // The one owner of every storage scan, made on first use.
@@ -56,6 +59,7 @@ private:
     AppStatusCenter status_;
     AppNotifications notifications_;
     std::unique_ptr<ActionHistoryStore> history_;
+    std::unique_ptr<AppLanguageManager> languages_;
     std::unique_ptr<SecretStore> secretStore_;
     std::unique_ptr<KeychainHelper> keychain_;
     std::unique_ptr<PromptElevation> promptElevation_;

@@ -19,7 +19,8 @@ QListWidget#sidebar::item:selected { background: palette(highlight); color: pale
 QFrame#globalStatusBar { border-top: 1px solid palette(mid); background: palette(window); }
 QLabel#pageTitle { font-size: 20pt; font-weight: 600; }
 QLabel#pageSubtitle { color: palette(placeholder-text); }
-QLabel#emptyState { color: palette(placeholder-text); font-size: 13pt; }
+QLabel#emptyState { color: palette(placeholder-text); font-size: 12pt; }
+QLabel#emptyStateHeading { font-size: 16pt; font-weight: 600; }
 QFrame#card { background: palette(base); border: 1px solid palette(mid); border-radius: 10px; }
 QFrame#popover { background: palette(window); border: 1px solid palette(mid); border-radius: 10px; }
 QToolButton#utilityButton { border: none; border-radius: 6px; padding: 6px; }

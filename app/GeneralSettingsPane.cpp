@@ -4,6 +4,7 @@
 #include "app/Appearance.h"
 #include "app/LaunchAtLogin.h"
 #include "app/StatusReporter.h"
+#include "app/TrayFigure.h"
 #include "app/WeeklyAutoClean.h"
 
 #include <QCheckBox>
@@ -30,6 +31,7 @@ QLabel* note(const QString& text) {
 GeneralSettingsPane::GeneralSettingsPane(AppServices& services, QString executable, QWidget* parent)
     : QWidget(parent), services_(services), executable_(std::move(executable)),
       trayIcon_(new QCheckBox(QStringLiteral("Show Velmox in the system tray"))),
+      trayFigure_(new QComboBox),
       appearance_(new QComboBox), launchAtLogin_(new QCheckBox(QStringLiteral("Open Velmox at "
                                                                               "login"))),
       autoClean_(new QCheckBox(QStringLiteral("Clean user caches automatically every week"))),
@@ -46,6 +48,12 @@ GeneralSettingsPane::GeneralSettingsPane(AppServices& services, QString executab
     layout->addSpacing(10);
 
     auto* form = new QFormLayout;
+    for (TrayFigure figure : allTrayFigures())
+        trayFigure_->addItem(trayFigureLabel(figure), rawValue(figure));
+    trayFigure_->setCurrentIndex(trayFigure_->findData(
+        rawValue(trayFigureFromRaw(settings.stringValue(kTrayFigureKey)))));
+    trayFigure_->setEnabled(trayIcon_->isChecked());
+    form->addRow(QStringLiteral("Tray icon shows:"), trayFigure_);
     appearance_->addItem(QStringLiteral("Dark"), QStringLiteral("dark"));
     appearance_->addItem(QStringLiteral("Light"), QStringLiteral("light"));
     appearance_->setCurrentIndex(
@@ -71,17 +79,27 @@ GeneralSettingsPane::GeneralSettingsPane(AppServices& services, QString executab
         services_.settings().setValue(kShowTrayIconKey, on);
         services_.notifications().postToggleMenuBarIcon();
     });
+    connect(trayIcon_, &QCheckBox::toggled, trayFigure_, &QComboBox::setEnabled);
+    connect(trayFigure_, &QComboBox::currentIndexChanged, this, [this](int index) {
+        services_.settings().setValue(kTrayFigureKey, trayFigure_->itemData(index));
+    });
     connect(appearance_, &QComboBox::currentIndexChanged, this, [this](int index) {
         services_.settings().setValue(kAppearanceKey, appearance_->itemData(index));
     });
     connect(launchAtLogin_, &QCheckBox::toggled, this, &GeneralSettingsPane::setLaunchAtLogin);
     connect(autoClean_, &QCheckBox::toggled, this,
             [this](bool on) { services_.settings().setValue(WeeklyAutoClean::kEnabledKey, on); });
-    // The tray can switch the icon back on by itself (see AppDelegate).
+    // The tray can switch the icon back on by itself (see AppDelegate), and the window's
+    // Appearance menu changes the appearance too.
     connect(&settings, &Settings::valueChanged, this, [this](const QString& key) {
         if (key == kShowTrayIconKey) {
             const QSignalBlocker blocker(trayIcon_);
             trayIcon_->setChecked(services_.settings().boolValue(kShowTrayIconKey, true));
+            trayFigure_->setEnabled(trayIcon_->isChecked());
+        } else if (key == kAppearanceKey) {
+            const QSignalBlocker blocker(appearance_);
+            appearance_->setCurrentIndex(appearance_->findData(
+                rawValue(appearanceFromRaw(services_.settings().stringValue(kAppearanceKey)))));
         }
     });
 }

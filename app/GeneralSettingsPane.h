@@ -10,7 +10,7 @@ namespace velmox {
 class AppServices;
 class StatusReporter;
 
-// Settings > General: the tray icon, the appearance, launch at login and the weekly
+// Settings > General: the tray icon and the figure it shows, the appearance, launch at login and the weekly
 // automatic cache clean.
 class GeneralSettingsPane : public QWidget {
     Q_OBJECT
@@ -19,6 +19,7 @@ public:
 
     QCheckBox* trayIconBox() const { return trayIcon_; }
     QComboBox* appearanceBox() const { return appearance_; }
+    QComboBox* trayFigureBox() const { return trayFigure_; }
     QCheckBox* launchAtLoginBox() const { return launchAtLogin_; }
     QCheckBox* autoCleanBox() const { return autoClean_; }
 
@@ -28,6 +29,7 @@ private:
     AppServices& services_;
     QString executable_;
     QCheckBox* trayIcon_;
+    QComboBox* trayFigure_;
     QComboBox* appearance_;
     QCheckBox* launchAtLogin_;
     QCheckBox* autoClean_;

@@ -1,10 +1,12 @@
 #include "app/MainWindow.h"
 
+#include "app/AppLanguageManager.h"
 #include "app/AppServices.h"
 #include "app/Appearance.h"
 #include "app/GlobalStatusBar.h"
 #include "app/SidebarItems.h"
 #include "app/SidebarView.h"
+#include "app/SoftwareUpdater.h"
 #include "app/SymbolIcons.h"
 #include "app/pages/PageFactory.h"
 
@@ -58,25 +60,16 @@ void MainWindow::buildMenus() {
     app->addAction(QStringLiteral("&Quit Velmox"), QKeySequence::Quit, this,
                    &MainWindow::quitRequested);
 
-    QMenu* appearance = menuBar()->addMenu(QStringLiteral("&Appearance"));
-    auto* group = new QActionGroup(appearance);
-    Settings& settings = services_.settings();
-    const Appearance current =
-        appearanceFromRaw(settings.stringValue(kAppearanceKey, QStringLiteral("dark")));
-    for (Appearance choice : {Appearance::light, Appearance::dark}) {
-        QAction* action = appearance->addAction(
-            choice == Appearance::light ? QStringLiteral("Light") : QStringLiteral("Dark"));
-        action->setCheckable(true);
-        action->setChecked(choice == current);
-        group->addAction(action);
-        connect(action, &QAction::triggered, this,
-                [&settings, choice] { settings.setValue(kAppearanceKey, rawValue(choice)); });
-        connect(&settings, &Settings::valueChanged, action,
-                [action, &settings, choice](const QString& key) {
-                    if (key == kAppearanceKey)
-                        action->setChecked(appearanceFromRaw(settings.stringValue(key)) == choice);
-                });
-    }
+    QMenu* window = menuBar()->addMenu(QStringLiteral("&Window"));
+    window->addAction(QStringLiteral("Open Page in &New Window"),
+                      QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_N), this, [this] {
+                          if (const auto shown = categoryFromRaw(
+                                  services_.navigation().currentPage().value_or(QString())))
+                              emit pageWindowRequested(*shown);
+                      });
+
+    buildLanguageMenu(menuBar()->addMenu(QStringLiteral("&Language")));
+    buildAppearanceMenu(menuBar()->addMenu(QStringLiteral("&Appearance")));
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
     help->addAction(QStringLiteral("&About Velmox"), this, [this] {
@@ -84,6 +77,66 @@ void MainWindow::buildMenus() {
                            QStringLiteral("<b>Velmox %1</b><p>Monitor, clean and look after "
                                           "your computer.</p>")
                                .arg(QCoreApplication::applicationVersion()));
+    });
+    help->addSeparator();
+    help->addAction(QStringLiteral("Check for &Updates..."), this, [this] {
+        if (const Status opened = SoftwareUpdater::open(); !opened)
+            QMessageBox::information(this, QStringLiteral("Check for Updates"), opened.error());
+    });
+}
+
+void MainWindow::buildLanguageMenu(QMenu* menu) {
+    AppLanguageManager& languages = services_.languages();
+    auto* group = new QActionGroup(menu);
+    auto add = [&](const QString& text, const QString& code) {
+        QAction* action = menu->addAction(text);
+        action->setCheckable(true);
+        action->setData(code);
+        group->addAction(action);
+        connect(action, &QAction::triggered, &languages,
+                [&languages, code] { languages.choose(code); });
+    };
+    add(QStringLiteral("System Default"), QString());
+    menu->addSeparator();
+    for (const InterfaceLanguage& language : languages.languages())
+        add(language.name, language.code);
+    menu->addSeparator();
+    QAction* note = menu->addAction(QString());
+    note->setEnabled(false);
+
+    auto follow = [group, note, &languages] {
+        for (QAction* action : group->actions())
+            action->setChecked(action->data().toString() == languages.chosen());
+        note->setText(languages.restartNeeded()
+                          ? QStringLiteral("Your choice applies when Velmox starts again.")
+                          : QStringLiteral("A new choice applies when Velmox starts again."));
+    };
+    follow();
+    connect(&languages, &AppLanguageManager::choiceChanged, menu, follow);
+}
+
+void MainWindow::buildAppearanceMenu(QMenu* menu) {
+    auto* group = new QActionGroup(menu);
+    Settings& settings = services_.settings();
+    for (Appearance choice : {Appearance::light, Appearance::dark}) {
+        QAction* action = menu->addAction(choice == Appearance::light ? QStringLiteral("Light")
+                                                                      : QStringLiteral("Dark"));
+        action->setCheckable(true);
+        action->setData(rawValue(choice));
+        group->addAction(action);
+        connect(action, &QAction::triggered, this,
+                [&settings, choice] { settings.setValue(kAppearanceKey, rawValue(choice)); });
+    }
+    auto follow = [group, &settings] {
+        const QString current =
+            rawValue(appearanceFromRaw(settings.stringValue(kAppearanceKey)));
+        for (QAction* action : group->actions())
+            action->setChecked(action->data().toString() == current);
+    };
+    follow();
+    connect(&settings, &Settings::valueChanged, menu, [follow](const QString& key) {
+        if (key == kAppearanceKey)
+            follow();
     });
 }
 

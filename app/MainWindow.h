@@ -5,6 +5,7 @@
 #include <QHash>
 #include <QMainWindow>
 
+class QMenu;
 class QStackedWidget;
 
 namespace velmox {
@@ -32,9 +33,13 @@ public:
 signals:
     void settingsRequested();
     void quitRequested();
+    // "Open Page in New Window" for the page shown now.
+    void pageWindowRequested(Category category);
 
 private:
     void buildMenus();
+    void buildLanguageMenu(QMenu* menu);
+    void buildAppearanceMenu(QMenu* menu);
     void followNavigation(const QString& page);
 
     AppServices& services_;

@@ -2,7 +2,9 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <cstdio>
 
 #include "app/AppServices.h"
@@ -12,6 +14,8 @@
 #include "app/SettingsWindowPresenter.h"
 #include "app/StatusPopover.h"
 #include "app/SymbolIcons.h"
+#include "app/pages/MonitorDemand.h"
+#include "monitor/SystemMonitorEngine.h"
 #include "services/Category.h"
 #include "services/Clock.h"
 
@@ -31,7 +35,33 @@ void settle(int milliseconds) {
         QApplication::processEvents(QEventLoop::AllEvents, 20);
 }
 
+bool showsLiveFigures(const QString& target) {
+    return target == rawValue(Category::dashboard) || target == rawValue(Category::fanTemp) ||
+           target == QLatin1String("popover");
+}
+
 } // namespace
+
+bool Screenshot::figuresReady(const SystemMonitorEngine& engine) {
+    // Processor load is a difference of two samples; sensors come from a read of their own.
+    return !engine.stats().cpuHistory.isEmpty() && engine.hasReadSensors();
+}
+
+bool Screenshot::waitForFigures(SystemMonitorEngine& engine, int deadlineMilliseconds) {
+    if (figuresReady(engine))
+        return true;
+    QEventLoop loop;
+    QTimer deadline;
+    deadline.setSingleShot(true);
+    QObject::connect(&deadline, &QTimer::timeout, &loop, &QEventLoop::quit);
+    QObject::connect(&engine, &SystemMonitorEngine::statsChanged, &loop, [&] {
+        if (figuresReady(engine))
+            loop.quit();
+    });
+    deadline.start(deadlineMilliseconds);
+    loop.exec();
+    return figuresReady(engine);
+}
 
 bool Screenshot::isRequested(const QStringList& args) {
     return args.value(1) == QLatin1String("--screenshot");
@@ -50,7 +80,9 @@ QImage Screenshot::render(AppServices& services, const QString& target) {
         window.resize(kWindowSize);
         window.showPage(*category);
         window.show();
-        settle(150);
+        if (showsLiveFigures(target))
+            waitForFigures(services.monitor().engine(), kFiguresDeadlineMs);
+        settle(60);
         return window.grab().toImage();
     }
     if (target == QLatin1String("settings")) {
@@ -64,7 +96,8 @@ QImage Screenshot::render(AppServices& services, const QString& target) {
         popover.setMonitor(&services.monitor());
         popover.buildContent();
         popover.show();
-        settle(100);
+        waitForFigures(services.monitor().engine(), kFiguresDeadlineMs);
+        settle(60);
         return popover.grab().toImage();
     }
     return {};
@@ -94,6 +127,10 @@ int Screenshot::run(const QStringList& args) {
     QTemporaryDir scratch;
     AppServices services(SystemClock::shared(), scratch.filePath(QStringLiteral("Velmox.conf")));
     services.settings().setValue(kAppearanceKey, theme);
+    // The shortest sampling interval: the second sample, and with it the processor load,
+    // comes a second after the first.
+    services.settings().setValue(SystemMonitorEngine::pollingIntervalKey,
+                                 SystemMonitorEngine::minimumInterval);
     AppearanceController appearance(services.settings());
     appearance.apply();
 

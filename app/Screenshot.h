@@ -7,6 +7,7 @@
 namespace velmox {
 
 class AppServices;
+class SystemMonitorEngine;
 
 // `velmox --screenshot PAGE FILE.png [--theme dark|light]`: renders one page (a Category
 // raw value, "settings" or "popover") offscreen at a fixed size and saves it as PNG.
@@ -19,6 +20,12 @@ struct Screenshot {
     // Renders `target` with `services`; a null image for an unknown target.
     static QImage render(AppServices& services, const QString& target);
     static QStringList targets();
+
+    // Pages with live figures are grabbed once these are in, or after this long.
+    static constexpr int kFiguresDeadlineMs = 3000;
+    static bool figuresReady(const SystemMonitorEngine& engine);
+    // Runs the event loop until figuresReady or the deadline; answers figuresReady.
+    static bool waitForFigures(SystemMonitorEngine& engine, int deadlineMilliseconds);
 };
 
 } // namespace velmox

@@ -2,6 +2,8 @@
 
 #include "app/StatusPopover.h"
 #include "app/SymbolIcons.h"
+#include "app/TrayReadout.h"
+#include "services/Settings.h"
 
 #include <QMenu>
 #include <QPainter>
@@ -44,7 +46,33 @@ TrayIcon::TrayIcon(AppStatusCenter& status, QObject* parent)
     menu_->addAction(QStringLiteral("Quit Velmox"), this, &TrayIcon::quitRequested);
 }
 
-TrayIcon::~TrayIcon() = default;
+TrayIcon::~TrayIcon() {
+    readout_.reset();
+}
+
+void TrayIcon::showFigures(Settings& settings, MonitorDemand& demand) {
+    settings_ = &settings;
+    readout_ = std::make_unique<TrayReadout>(settings, demand);
+    connect(readout_.get(), &TrayReadout::textChanged, this, &TrayIcon::updateImage);
+    connect(readout_.get(), &TrayReadout::toolTipChanged, this, [this](const QString& tip) {
+        if (icon_)
+            icon_->setToolTip(tip);
+    });
+    connect(&settings, &Settings::valueChanged, this, [this](const QString& key) {
+        if (key == kAppearanceKey)
+            updateImage();
+    });
+}
+
+void TrayIcon::updateImage() {
+    if (!icon_)
+        return;
+    const QString text = readout_ ? readout_->text() : QString();
+    icon_->setIcon(text.isEmpty() || !settings_
+                       ? trayImage()
+                       : trayFigureIcon(text, appearanceFromRaw(
+                                                  settings_->stringValue(kAppearanceKey))));
+}
 
 bool TrayIcon::show() {
     if (!QSystemTrayIcon::isSystemTrayAvailable())
@@ -60,6 +88,11 @@ bool TrayIcon::show() {
                 });
     }
     icon_->show();
+    if (readout_) {
+        readout_->setShown(true);
+        updateImage();
+        icon_->setToolTip(readout_->toolTip());
+    }
     return true;
 }
 

@@ -9,6 +9,9 @@ class QSystemTrayIcon;
 namespace velmox {
 
 class AppStatusCenter;
+class MonitorDemand;
+class Settings;
+class TrayReadout;
 class StatusPopover;
 
 // The status item: Velmox's icon in the system tray. A click opens or closes the popover;
@@ -23,6 +26,11 @@ public:
     bool show();
     bool isVisible() const;
     StatusPopover& popover() { return *popover_; }
+    // Shows the figure chosen in the settings in place of the icon, and the live readouts
+    // in the tool tip; call before show().
+    void showFigures(Settings& settings, MonitorDemand& demand);
+    TrayReadout* readout() const { return readout_.get(); }
+    QSystemTrayIcon* systemIcon() const { return icon_.get(); }
     void togglePopover();
 
 signals:
@@ -31,9 +39,14 @@ signals:
     void quitRequested();
 
 private:
+    void updateImage();
+
+    Settings* settings_ = nullptr;
     std::unique_ptr<StatusPopover> popover_;
     std::unique_ptr<QMenu> menu_;
     std::unique_ptr<QSystemTrayIcon> icon_;
+    // Declared last: it lets go of the monitor before the rest goes.
+    std::unique_ptr<TrayReadout> readout_;
 };
 
 } // namespace velmox

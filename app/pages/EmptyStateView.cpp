@@ -1,7 +1,5 @@
 #include "app/pages/EmptyStateView.h"
 
-#include "app/SymbolIcons.h"
-
 #include <QLabel>
 #include <QVBoxLayout>
 
@@ -11,7 +9,7 @@ EmptyStateView::EmptyStateView(QWidget* parent)
     : QWidget(parent), icon_(new QLabel(this)), heading_(new QLabel(this)),
       body_(new QLabel(this)) {
     auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(40, 24, 40, 40);
+    layout->setContentsMargins(60, 24, 60, 40);
     layout->setSpacing(10);
     layout->addStretch(2);
     icon_->setAlignment(Qt::AlignCenter);
@@ -24,13 +22,12 @@ EmptyStateView::EmptyStateView(QWidget* parent)
     body_->setAlignment(Qt::AlignCenter);
     body_->setWordWrap(true);
     body_->setTextFormat(Qt::PlainText);
-    body_->setMaximumWidth(560);
-    layout->addWidget(body_, 0, Qt::AlignHCenter);
+    layout->addWidget(body_);
     layout->addStretch(3);
 }
 
-void EmptyStateView::show(const QString& symbol, const QString& heading, const QString& body) {
-    icon_->setPixmap(symbolIcon(symbol, heading).pixmap(64, 64));
+void EmptyStateView::show(const QPixmap& picture, const QString& heading, const QString& body) {
+    icon_->setPixmap(picture);
     heading_->setText(heading);
     body_->setText(body);
     QWidget::show();

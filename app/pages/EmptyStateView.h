@@ -6,14 +6,14 @@ class QLabel;
 
 namespace velmox {
 
-// What a page shows when it has nothing to list: a large icon, a heading and a sentence or
+// What a page shows when it has nothing to list: a picture, a heading and a sentence or
 // two on why and on what would change it, centred in the page.
 class EmptyStateView : public QWidget {
     Q_OBJECT
 public:
     explicit EmptyStateView(QWidget* parent = nullptr);
 
-    void show(const QString& symbol, const QString& heading, const QString& body);
+    void show(const QPixmap& picture, const QString& heading, const QString& body);
     using QWidget::show;
     QString heading() const;
     QString body() const;

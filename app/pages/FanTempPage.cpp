@@ -1,14 +1,18 @@
 #include "app/pages/FanTempPage.h"
 
 #include "app/SidebarItems.h"
+#include "app/pages/EmptyStateView.h"
 #include "app/pages/HistoryChart.h"
 #include "app/pages/MonitorDemand.h"
 #include "app/pages/MonitorFormat.h"
 #include "app/pages/PageHeader.h"
 #include "monitor/SystemMonitorEngine.h"
 
+#include <QApplication>
 #include <QGridLayout>
 #include <QLabel>
+#include <QPainter>
+#include <QPainterPath>
 #include <QRegularExpression>
 #include <QScrollArea>
 #include <QVBoxLayout>
@@ -41,6 +45,32 @@ QString fanRange(const FanTempPage::Fan& fan) {
     if (fan.minimum)
         return QStringLiteral("at least %1").arg(rpm(*fan.minimum));
     return QStringLiteral("at most %1").arg(rpm(fan.maximum.value_or(0)));
+}
+
+// A thermometer in neutral colours that read on both appearances.
+QPixmap thermometerPicture() {
+    const qreal ratio = qApp->devicePixelRatio();
+    QPixmap pixmap(QSize(72, 72) * ratio);
+    pixmap.setDevicePixelRatio(ratio);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QColor outline(0x8b, 0x8e, 0x96);
+    const QColor mercury(0xe0, 0x5a, 0x4f);
+    QPainterPath glass;
+    glass.addRoundedRect(QRectF(29, 6, 14, 46), 7, 7);
+    glass.addEllipse(QPointF(36, 55), 12, 12);
+    painter.setPen(QPen(outline, 3));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawPath(glass.simplified());
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(mercury);
+    painter.drawEllipse(QPointF(36, 55), 7.5, 7.5);
+    painter.drawRoundedRect(QRectF(33, 26, 6, 28), 3, 3);
+    painter.setPen(QPen(outline, 2, Qt::SolidLine, Qt::RoundCap));
+    for (int y : {14, 22, 30, 38})
+        painter.drawLine(QPointF(48, y), QPointF(y % 16 == 14 ? 56 : 53, y));
+    return pixmap;
 }
 
 } // namespace
@@ -102,13 +132,14 @@ QList<FanTempPage::Fan> FanTempPage::fansOf(const QList<SensorReading>& readings
 }
 
 QString FanTempPage::noSensorsMessage() {
-    return QStringLiteral("This computer does not report any temperature or fan sensors, so "
-                          "there is nothing to show here. Virtual machines and some desktop "
-                          "boards expose none; the Dashboard's other figures still work.");
+    return QStringLiteral("This computer reports no temperature or fan sensors. They appear here "
+                          "once the kernel has hardware-monitoring (hwmon) drivers for them: run "
+                          "“sudo sensors-detect” from lm-sensors to find and load the right "
+                          "ones, then open this page again. Virtual machines usually have none.");
 }
 
 FanTempPage::FanTempPage(MonitorDemand& demand, QWidget* parent)
-    : QWidget(parent), state_(new QLabel(this)), scroll_(new QScrollArea(this)) {
+    : QWidget(parent), state_(new EmptyStateView(this)), scroll_(new QScrollArea(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 24);
     layout->setSpacing(16);
@@ -116,10 +147,6 @@ FanTempPage::FanTempPage(MonitorDemand& demand, QWidget* parent)
                                      QStringLiteral("Every temperature sensor and fan this "
                                                     "computer reports, with its recent history."),
                                      this));
-    state_->setObjectName(QStringLiteral("emptyState"));
-    state_->setWordWrap(true);
-    state_->setAlignment(Qt::AlignCenter);
-    state_->setMargin(40);
     layout->addWidget(state_, 1);
     scroll_->setWidgetResizable(true);
     scroll_->setFrameShape(QFrame::NoFrame);
@@ -134,7 +161,7 @@ FanTempPage::FanTempPage(MonitorDemand& demand, QWidget* parent)
 }
 
 QString FanTempPage::stateMessage() const {
-    return state_->isHidden() ? QString() : state_->text();
+    return state_->isHidden() ? QString() : state_->body();
 }
 
 QString FanTempPage::shownValue(const QString& rowName) const {
@@ -144,8 +171,13 @@ QString FanTempPage::shownValue(const QString& rowName) const {
 
 void FanTempPage::showReadings(const std::optional<QList<SensorReading>>& readings) {
     if (!readings || readings->isEmpty()) {
-        state_->setText(readings ? noSensorsMessage() : QStringLiteral("Reading the sensors…"));
-        state_->show();
+        if (readings)
+            state_->show(thermometerPicture(), QStringLiteral("No Sensors Found"),
+                         noSensorsMessage());
+        else
+            state_->show(thermometerPicture(), QStringLiteral("Reading the Sensors"),
+                         QStringLiteral("Asking the hardware-monitoring drivers for "
+                                        "temperatures and fan speeds…"));
         scroll_->hide();
         return;
     }

@@ -13,6 +13,7 @@ class QVBoxLayout;
 
 namespace velmox {
 
+class EmptyStateView;
 class HistoryChart;
 class MonitorDemand;
 
@@ -60,7 +61,7 @@ private:
     QGridLayout* addSection(const QString& title);
     void addRow(QGridLayout* grid, const QString& name, const QString& shownName, bool withChart);
 
-    QLabel* state_;
+    EmptyStateView* state_;
     QScrollArea* scroll_;
     QWidget* content_ = nullptr;
     QVBoxLayout* sections_ = nullptr;

@@ -25,7 +25,7 @@ LiveReadoutsView::LiveReadoutsView(MonitorDemand& demand, QWidget* parent)
 QString LiveReadoutsView::shownValue(const QString& title) const {
     for (const Line& line : lines_)
         if (line.title->text() == title)
-            return line.value->text();
+            return QString(line.value->text()).replace(u'\n', QStringLiteral("  "));
     return {};
 }
 
@@ -52,8 +52,11 @@ void LiveReadoutsView::refresh() {
         const Line& line = lines_[i];
         if (line.title->text() != rows[i].title)
             line.title->setText(rows[i].title);
-        if (line.value->text() != rows[i].value)
-            line.value->setText(rows[i].value);
+        // Paired figures ("↓ …  ↑ …") go on two lines: the popover is too narrow for both
+        // side by side.
+        const QString value = QString(rows[i].value).replace(QStringLiteral("  "), QStringLiteral("\n"));
+        if (line.value->text() != value)
+            line.value->setText(value);
         // Charts keep their room when empty, so the figures stay in one column.
         line.chart->setSeries({{rows[i].history, QPalette::Highlight, {}}});
         line.chart->setFixedMaximum(rows[i].title == QLatin1String("CPU") ? 100.0 : 0.0);

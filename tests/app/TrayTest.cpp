@@ -2,6 +2,7 @@
 #include "app/MainWindow.h"
 #include "app/StatusPopover.h"
 #include "app/TrayIcon.h"
+#include "app/pages/MonitorDemand.h"
 #include "tests/app/WindowFixture.h"
 
 #include <QSignalSpy>
@@ -82,4 +83,25 @@ TEST_F(TrayTest, TheIconTogglesThePopoverAndItsButtonsReachTheApp) {
     emit popover.openWindowRequested();
     EXPECT_EQ(opened.size(), 1);
     EXPECT_TRUE(windowShown());
+}
+
+TEST_F(TrayTest, TheChosenFigureReplacesTheIconAndTheReadoutsFillTheToolTip) {
+    launch();
+    TrayIcon& tray = *delegate->statusItem();
+    const qint64 appIconKey = tray.systemIcon()->icon().cacheKey();
+    const int windowWatchers = services.monitor().watchers();
+
+    services.settings().setValue("trayFigure", "memory");
+    EXPECT_EQ(services.monitor().watchers(), windowWatchers + 1);
+    EXPECT_NE(tray.systemIcon()->icon().cacheKey(), appIconKey);
+    EXPECT_TRUE(tray.systemIcon()->toolTip().contains("Memory: "))
+        << tray.systemIcon()->toolTip().toStdString();
+
+    // The figure follows the appearance at once, and lets go of the monitor with the icon.
+    const qint64 darkKey = tray.systemIcon()->icon().cacheKey();
+    services.settings().setValue("appAppearance", "light");
+    EXPECT_NE(tray.systemIcon()->icon().cacheKey(), darkKey);
+    services.settings().setValue("showMenuBarIcon", false);
+    services.notifications().postToggleMenuBarIcon();
+    EXPECT_EQ(services.monitor().watchers(), windowWatchers);
 }

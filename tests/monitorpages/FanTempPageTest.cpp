@@ -46,7 +46,7 @@ TEST(FanTempGroups, SmcFanKeysBecomeOneFanWithItsRange) {
 TEST_F(FanTempPageTest, MachineWithoutSensorsSaysSoInASentence) {
     makeEngine(QList<SensorReading>{});
     FanTempPage page(*demand);
-    EXPECT_EQ(page.stateMessage(), QStringLiteral("Reading the sensors…"));
+    EXPECT_TRUE(page.stateMessage().endsWith(QStringLiteral("fan speeds…")));
     QSignalSpy read(engine.get(), &SystemMonitorEngine::sensorsChanged);
     page.show();
     ASSERT_TRUE(read.wait(5000));

@@ -1,0 +1,79 @@
+#include "app/Screenshot.h"
+#include "app/TrayReadout.h"
+#include "tests/monitorpages/MonitorPagesFixture.h"
+
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTimer>
+
+namespace velmox::test {
+namespace {
+
+using namespace std::chrono_literals;
+using TrayReadoutTest = MonitorPagesFixture;
+
+TEST_F(TrayReadoutTest, HoldsTheMonitorOnlyWhileShownWithAFigureChosen) {
+    makeEngine();
+    TrayReadout readout(settings, *demand);
+    readout.setShown(true);
+    EXPECT_FALSE(engine->isRunning()) << "no figure chosen: the tray costs nothing";
+    EXPECT_EQ(readout.text(), QString());
+    EXPECT_EQ(readout.toolTip(), TrayReadout::kIdleToolTip);
+
+    settings.setValue(kTrayFigureKey, QStringLiteral("memory"));
+    EXPECT_TRUE(engine->isRunning());
+    EXPECT_TRUE(readout.text().endsWith(u'%')) << readout.text().toStdString();
+    EXPECT_TRUE(readout.toolTip().contains(QStringLiteral("Memory: "))) << readout.toolTip().toStdString();
+
+    readout.setShown(false);
+    EXPECT_FALSE(engine->isRunning());
+    EXPECT_EQ(readout.text(), QString());
+    readout.setShown(true);
+    settings.setValue(kTrayFigureKey, QStringLiteral("none"));
+    EXPECT_FALSE(engine->isRunning());
+    EXPECT_EQ(readout.toolTip(), TrayReadout::kIdleToolTip);
+}
+
+TEST_F(TrayReadoutTest, TheIconIsToldOnlyWhenItsTextChanges) {
+    makeEngine();
+    settings.setValue(kTrayFigureKey, QStringLiteral("processor"));
+    TrayReadout readout(settings, *demand);
+    QSignalSpy texts(&readout, &TrayReadout::textChanged);
+    readout.setShown(true);
+    EXPECT_EQ(readout.text(), QStringLiteral("–")) << "one sample gives no processor load yet";
+
+    snapshot.use(QStringLiteral("live-2"));
+    clock.advance(2s);
+    EXPECT_TRUE(readout.text().endsWith(u'%')) << readout.text().toStdString();
+    EXPECT_EQ(texts.count(), 2);
+
+    // Memory does not move between samples of the same snapshot.
+    settings.setValue(kTrayFigureKey, QStringLiteral("memory"));
+    const int afterSwitch = texts.count();
+    clock.advance(2s);
+    clock.advance(2s);
+    EXPECT_EQ(texts.count(), afterSwitch);
+}
+
+TEST_F(TrayReadoutTest, ScreenshotsWaitForTheSecondSampleButNoLongerThanTheDeadline) {
+    makeEngine(QList<SensorReading>{});
+    demand->acquire();
+    QSignalSpy sensors(engine.get(), &SystemMonitorEngine::sensorsChanged);
+    ASSERT_TRUE(sensors.wait(5000));
+    EXPECT_FALSE(Screenshot::figuresReady(*engine));
+
+    QElapsedTimer waited;
+    waited.start();
+    EXPECT_FALSE(Screenshot::waitForFigures(*engine, 200));
+    EXPECT_GE(waited.elapsed(), 190);
+
+    snapshot.use(QStringLiteral("live-2"));
+    QTimer::singleShot(50, [this] { clock.advance(2s); });
+    waited.restart();
+    EXPECT_TRUE(Screenshot::waitForFigures(*engine, 3000));
+    EXPECT_LT(waited.elapsed(), 2000) << "the wait ends with the sample, not at the deadline";
+    demand->release();
+}
+
+} // namespace
+} // namespace velmox::test
