@@ -1,6 +1,8 @@
 #include "app/pages/PlaceholderPage.h"
 
 #include "app/SidebarItems.h"
+#include "app/SymbolIcons.h"
+#include "app/pages/EmptyStateView.h"
 #include "app/pages/PageHeader.h"
 
 #include <QLabel>
@@ -66,7 +68,12 @@ PlaceholderPage::PlaceholderPage(Category category, QWidget* parent)
     body_->setSpacing(16);
     body_->addWidget(
         new PageHeader(pageSymbol(category), pageTitle(category), plannedContent(category), this));
-    body_->addStretch(1);
+    auto* notice = new EmptyStateView(this);
+    notice->show(symbolIcon(pageSymbol(category), pageTitle(category)).pixmap(64, 64),
+                 QStringLiteral("Coming in a Later Version"),
+                 QStringLiteral("This part of Velmox is still being built. The pages without "
+                                "this notice work today."));
+    body_->addWidget(notice, 1);
 }
 
 } // namespace velmox

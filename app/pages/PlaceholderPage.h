@@ -8,17 +8,14 @@ class QVBoxLayout;
 
 namespace velmox {
 
-// A page whose tools have not arrived yet: its header and one line saying what it will
-// hold. Subclasses add cards below the line.
+// A page whose tools have not arrived yet: its header, one line saying what it will hold
+// and a notice that says so.
 class PlaceholderPage : public QWidget {
     Q_OBJECT
 public:
     explicit PlaceholderPage(Category category, QWidget* parent = nullptr);
 
     static QString plannedContent(Category category);
-
-protected:
-    QVBoxLayout* body() const { return body_; }
 
 private:
     QVBoxLayout* body_;
