@@ -2,7 +2,6 @@
 #include "monitor/SystemMonitorEngine.h"
 
 #include <QEventLoop>
-#include <QJsonDocument>
 #include <QLocale>
 #include <QTimer>
 
@@ -121,7 +120,7 @@ int runStats(const QStringList& args, CliIO& io) {
         waitForSensors(engine);
         const bool hasSensors = !engine.sensorReadings().isEmpty();
         if (json) // one object per line while watching
-            io.out << QJsonDocument(toJson(engine.stats()))
+            io.out << toJson(engine.stats())
                           .toJson(watchSeconds ? QJsonDocument::Compact : QJsonDocument::Indented)
                    << (watchSeconds ? "\n" : "");
         else

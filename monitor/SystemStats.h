@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QJsonObject>
+#include "monitor/OrderedJson.h"
+
 #include <QList>
 #include <QString>
 
@@ -66,9 +67,10 @@ struct SystemStats {
 // The address placeholder when none can be determined.
 QString notConnectedText();
 
-QJsonObject toJson(const SystemStats& stats);
-QJsonObject toJson(const DriveStat& drive);
-QJsonObject toJson(const NICInfo& nic);
+// Members in field order.
+OrderedJson toJson(const SystemStats& stats);
+OrderedJson toJson(const DriveStat& drive);
+OrderedJson toJson(const NICInfo& nic);
 
 // Appends a sample and drops the oldest ones beyond SystemStats::historyLimit.
 void appendToHistory(QList<double>& history, double value);
