@@ -1,10 +1,5 @@
 #include "app/AppDelegate.h"
 
-#include <QApplication>
-#include <QDialog>
-#include <QEvent>
-#include <QWindow>
-
 #include "app/AppServices.h"
 #include "app/MainWindow.h"
 #include "app/PageWindow.h"
@@ -13,6 +8,11 @@
 #include "app/StatusPopover.h"
 #include "app/TrayIcon.h"
 #include "app/WeeklyAutoClean.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QEvent>
+#include <QWindow>
 
 namespace velmox {
 

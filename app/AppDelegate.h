@@ -2,8 +2,8 @@
 
 #include "services/Category.h"
 
-#include <QObject>
 #include <QList>
+#include <QObject>
 #include <QPointer>
 #include <functional>
 #include <memory>

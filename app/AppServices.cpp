@@ -1,9 +1,9 @@
 #include "app/AppServices.h"
 
 #include "app/AppLanguageManager.h"
+#include "app/pages/MonitorDemand.h"
 #include "cleaning/OptimizationRegistry.h"
 #include "cleaning/OptimizationTaskRunner.h"
-#include "app/pages/MonitorDemand.h"
 #include "monitor/SystemMonitorEngine.h"
 #include "platform/PromptElevation.h"
 #include "platform/QtKeychainSecretStore.h"

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <memory>
-
 #include "app/AppNotifications.h"
 #include "app/WeeklyAutoClean.h"
 #include "services/AppNavigationState.h"
 #include "services/AppStatusCenter.h"
 #include "services/Settings.h"
+
+#include <memory>
 
 namespace velmox {
 

@@ -31,9 +31,9 @@ QLabel* note(const QString& text) {
 GeneralSettingsPane::GeneralSettingsPane(AppServices& services, QString executable, QWidget* parent)
     : QWidget(parent), services_(services), executable_(std::move(executable)),
       trayIcon_(new QCheckBox(QStringLiteral("Show Velmox in the system tray"))),
-      trayFigure_(new QComboBox),
-      appearance_(new QComboBox), launchAtLogin_(new QCheckBox(QStringLiteral("Open Velmox at "
-                                                                              "login"))),
+      trayFigure_(new QComboBox), appearance_(new QComboBox),
+      launchAtLogin_(new QCheckBox(QStringLiteral("Open Velmox at "
+                                                  "login"))),
       autoClean_(new QCheckBox(QStringLiteral("Clean user caches automatically every week"))),
       reporter_(new StatusReporter) {
     Settings& settings = services_.settings();
@@ -50,8 +50,8 @@ GeneralSettingsPane::GeneralSettingsPane(AppServices& services, QString executab
     auto* form = new QFormLayout;
     for (TrayFigure figure : allTrayFigures())
         trayFigure_->addItem(trayFigureLabel(figure), rawValue(figure));
-    trayFigure_->setCurrentIndex(trayFigure_->findData(
-        rawValue(trayFigureFromRaw(settings.stringValue(kTrayFigureKey)))));
+    trayFigure_->setCurrentIndex(
+        trayFigure_->findData(rawValue(trayFigureFromRaw(settings.stringValue(kTrayFigureKey)))));
     trayFigure_->setEnabled(trayIcon_->isChecked());
     form->addRow(QStringLiteral("Tray icon shows:"), trayFigure_);
     appearance_->addItem(QStringLiteral("Dark"), QStringLiteral("dark"));

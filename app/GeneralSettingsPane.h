@@ -10,8 +10,8 @@ namespace velmox {
 class AppServices;
 class StatusReporter;
 
-// Settings > General: the tray icon and the figure it shows, the appearance, launch at login and the weekly
-// automatic cache clean.
+// Settings > General: the tray icon and the figure it shows, the appearance, launch at login and
+// the weekly automatic cache clean.
 class GeneralSettingsPane : public QWidget {
     Q_OBJECT
 public:

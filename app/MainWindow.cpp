@@ -128,8 +128,7 @@ void MainWindow::buildAppearanceMenu(QMenu* menu) {
                 [&settings, choice] { settings.setValue(kAppearanceKey, rawValue(choice)); });
     }
     auto follow = [group, &settings] {
-        const QString current =
-            rawValue(appearanceFromRaw(settings.stringValue(kAppearanceKey)));
+        const QString current = rawValue(appearanceFromRaw(settings.stringValue(kAppearanceKey)));
         for (QAction* action : group->actions())
             action->setChecked(action->data().toString() == current);
     };

@@ -1,12 +1,5 @@
 #include "app/Screenshot.h"
 
-#include <QApplication>
-#include <QElapsedTimer>
-#include <QEventLoop>
-#include <QTemporaryDir>
-#include <QTimer>
-#include <cstdio>
-
 #include "app/AppServices.h"
 #include "app/Appearance.h"
 #include "app/MainWindow.h"
@@ -18,6 +11,13 @@
 #include "monitor/SystemMonitorEngine.h"
 #include "services/Category.h"
 #include "services/Clock.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <cstdio>
 
 namespace velmox {
 

@@ -34,8 +34,7 @@ QString compactRate(double bytesPerSecond) {
 // Draws `text` as large as it fits in `box`, judged by the ink of its glyphs rather than
 // the line height, and narrowed by up to a quarter before it is made smaller: a taller
 // figure reads better in a tray than a wider one.
-void drawFitted(QPainter& painter, const QString& text, const QRectF& box,
-                Qt::Alignment vertical) {
+void drawFitted(QPainter& painter, const QString& text, const QRectF& box, Qt::Alignment vertical) {
     constexpr qreal narrowest = 0.75;
     QFont font;
     font.setBold(true);
@@ -138,10 +137,9 @@ QImage trayFigureImage(const QString& text, Appearance appearance, int size) {
     const QString unit = split > 0 ? text.mid(split) : QString();
     const qreal margin = std::max(1.5, size * 0.08);
     const QRectF inside = badge.adjusted(margin, margin, -margin, -margin);
-    const QRectF numberBox = unit.isEmpty()
-                                 ? inside
-                                 : QRectF(inside.left(), inside.top(), inside.width(),
-                                          inside.height() * 0.62);
+    const QRectF numberBox = unit.isEmpty() ? inside
+                                            : QRectF(inside.left(), inside.top(), inside.width(),
+                                                     inside.height() * 0.62);
     const QRectF unitBox(inside.left(), numberBox.bottom(), inside.width(),
                          inside.bottom() - numberBox.bottom());
 

@@ -68,10 +68,10 @@ void TrayIcon::updateImage() {
     if (!icon_)
         return;
     const QString text = readout_ ? readout_->text() : QString();
-    icon_->setIcon(text.isEmpty() || !settings_
-                       ? trayImage()
-                       : trayFigureIcon(text, appearanceFromRaw(
-                                                  settings_->stringValue(kAppearanceKey))));
+    icon_->setIcon(
+        text.isEmpty() || !settings_
+            ? trayImage()
+            : trayFigureIcon(text, appearanceFromRaw(settings_->stringValue(kAppearanceKey))));
 }
 
 bool TrayIcon::show() {

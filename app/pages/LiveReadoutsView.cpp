@@ -54,7 +54,8 @@ void LiveReadoutsView::refresh() {
             line.title->setText(rows[i].title);
         // Paired figures ("↓ …  ↑ …") go on two lines: the popover is too narrow for both
         // side by side.
-        const QString value = QString(rows[i].value).replace(QStringLiteral("  "), QStringLiteral("\n"));
+        const QString value =
+            QString(rows[i].value).replace(QStringLiteral("  "), QStringLiteral("\n"));
         if (line.value->text() != value)
             line.value->setText(value);
         // Charts keep their room when empty, so the figures stay in one column.

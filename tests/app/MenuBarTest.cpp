@@ -50,8 +50,7 @@ void writeFile(const QString& path, const QByteArray& bytes, QFile::Permissions 
 }
 
 // The smallest file QTranslator accepts: the .qm magic number and no messages.
-const QByteArray kEmptyTranslation =
-    QByteArray::fromHex("3cb86418caef9c95cd211cbf60a1bddd");
+const QByteArray kEmptyTranslation = QByteArray::fromHex("3cb86418caef9c95cd211cbf60a1bddd");
 
 } // namespace
 

@@ -1,6 +1,7 @@
+#include "app/PageWindow.h"
+
 #include "app/AppDelegate.h"
 #include "app/MainWindow.h"
-#include "app/PageWindow.h"
 #include "tests/app/WindowFixture.h"
 
 #include <QApplication>

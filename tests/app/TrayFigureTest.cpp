@@ -1,4 +1,5 @@
 #include "app/TrayFigure.h"
+
 #include "monitor/SystemStats.h"
 
 #include <QImage>

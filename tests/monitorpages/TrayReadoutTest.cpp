@@ -1,5 +1,6 @@
-#include "app/Screenshot.h"
 #include "app/TrayReadout.h"
+
+#include "app/Screenshot.h"
 #include "tests/monitorpages/MonitorPagesFixture.h"
 
 #include <QElapsedTimer>
@@ -23,7 +24,8 @@ TEST_F(TrayReadoutTest, HoldsTheMonitorOnlyWhileShownWithAFigureChosen) {
     settings.setValue(kTrayFigureKey, QStringLiteral("memory"));
     EXPECT_TRUE(engine->isRunning());
     EXPECT_TRUE(readout.text().endsWith(u'%')) << readout.text().toStdString();
-    EXPECT_TRUE(readout.toolTip().contains(QStringLiteral("Memory: "))) << readout.toolTip().toStdString();
+    EXPECT_TRUE(readout.toolTip().contains(QStringLiteral("Memory: ")))
+        << readout.toolTip().toStdString();
 
     readout.setShown(false);
     EXPECT_FALSE(engine->isRunning());
