@@ -3,7 +3,6 @@
 #include "app/SidebarItems.h"
 #include "app/pages/PageHeader.h"
 #include "app/pages/TaskListPanel.h"
-#include "cleaning/OptimizationTaskRunner.h"
 
 #include <QHBoxLayout>
 #include <QPushButton>
@@ -17,11 +16,10 @@ const QList<TaskCategory>& CleanupPage::categories() {
     return shown;
 }
 
-CleanupPage::CleanupPage(ShellHelper& shell, ActionHistoryStore& history, AppStatusCenter& status,
-                         const OptimizationRegistry& registry, QWidget* parent)
+CleanupPage::CleanupPage(OptimizationTaskRunner& runner, const OptimizationRegistry& registry,
+                         QWidget* parent)
     : QWidget(parent), registry_(registry),
-      runner_(new OptimizationTaskRunner(shell, history, &status, this)),
-      panel_(new TaskListPanel(registry.allTasks(), categories(), *runner_, this)),
+      panel_(new TaskListPanel(registry.allTasks(), categories(), runner, this)),
       smartScan_(new QPushButton(QStringLiteral("Smart Scan"), this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 24);

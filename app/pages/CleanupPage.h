@@ -8,10 +8,7 @@ class QPushButton;
 
 namespace velmox {
 
-class ActionHistoryStore;
-class AppStatusCenter;
 class OptimizationTaskRunner;
-class ShellHelper;
 class TaskListPanel;
 
 // The System Cleanup page: the cleanup and privacy tasks, and the Smart Scan, which runs every
@@ -21,17 +18,16 @@ class CleanupPage : public QWidget {
 public:
     static const QList<TaskCategory>& categories();
 
-    CleanupPage(ShellHelper& shell, ActionHistoryStore& history, AppStatusCenter& status,
-                const OptimizationRegistry& registry = OptimizationRegistry(),
-                QWidget* parent = nullptr);
+    // `runner` is the application's one task runner, shared with every other page.
+    explicit CleanupPage(OptimizationTaskRunner& runner,
+                         const OptimizationRegistry& registry = OptimizationRegistry(),
+                         QWidget* parent = nullptr);
 
     TaskListPanel* tasks() const { return panel_; }
-    OptimizationTaskRunner& runner() const { return *runner_; }
     bool startSmartScan();
 
 private:
     OptimizationRegistry registry_;
-    OptimizationTaskRunner* runner_;
     TaskListPanel* panel_;
     QPushButton* smartScan_;
 };

@@ -4,7 +4,6 @@
 #include "app/SymbolIcons.h"
 #include "app/pages/PageHeader.h"
 #include "app/pages/TaskListPanel.h"
-#include "cleaning/OptimizationTaskRunner.h"
 #include "services/AppNavigationState.h"
 
 #include <QHBoxLayout>
@@ -51,11 +50,9 @@ const QList<TaskCategory>& MaintenancePage::categories() {
     return shown;
 }
 
-MaintenancePage::MaintenancePage(ShellHelper& shell, ActionHistoryStore& history,
-                                 AppStatusCenter& status, AppNavigationState& navigation,
+MaintenancePage::MaintenancePage(OptimizationTaskRunner& runner, AppNavigationState& navigation,
                                  const OptimizationRegistry& registry, QWidget* parent)
-    : QWidget(parent), runner_(new OptimizationTaskRunner(shell, history, &status, this)),
-      panel_(new TaskListPanel(registry.allTasks(), categories(), *runner_, this)) {
+    : QWidget(parent), panel_(new TaskListPanel(registry.allTasks(), categories(), runner, this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 24);
     layout->setSpacing(12);

@@ -6,11 +6,8 @@
 
 namespace velmox {
 
-class ActionHistoryStore;
 class AppNavigationState;
-class AppStatusCenter;
 class OptimizationTaskRunner;
-class ShellHelper;
 class TaskListPanel;
 
 // The Maintenance page: performance, maintenance and application tasks, and the way to the
@@ -20,16 +17,14 @@ class MaintenancePage : public QWidget {
 public:
     static const QList<TaskCategory>& categories();
 
-    MaintenancePage(ShellHelper& shell, ActionHistoryStore& history, AppStatusCenter& status,
-                    AppNavigationState& navigation,
+    // `runner` is the application's one task runner, shared with every other page.
+    MaintenancePage(OptimizationTaskRunner& runner, AppNavigationState& navigation,
                     const OptimizationRegistry& registry = OptimizationRegistry(),
                     QWidget* parent = nullptr);
 
     TaskListPanel* tasks() const { return panel_; }
-    OptimizationTaskRunner& runner() const { return *runner_; }
 
 private:
-    OptimizationTaskRunner* runner_;
     TaskListPanel* panel_;
 };
 

@@ -19,10 +19,9 @@ QWidget* createPage(Category category, AppServices& services) {
     case Category::fanTemp:
         return new FanTempPage(services.monitor());
     case Category::cleanup:
-        return new CleanupPage(services.shell(), services.history(), services.status());
+        return new CleanupPage(services.taskRunner());
     case Category::maintenance:
-        return new MaintenancePage(services.shell(), services.history(), services.status(),
-                                   services.navigation());
+        return new MaintenancePage(services.taskRunner(), services.navigation());
     case Category::powerUser:
         return new PowerUserPage(services);
     case Category::storageManager:

@@ -78,13 +78,16 @@ TaskListPanel::TaskListPanel(const QList<OptimizationTask>& tasks,
     connect(
         smartScan_, &SmartScan::taskStarted, this,
         [this](const QString& title, int index, int count) {
-            if (TaskRow* started = row(title))
-                started->setRunning(true);
             overlay_->showProgress(
                 QStringLiteral("Smart Scan: %1 (%2 of %3)...").arg(title).arg(index + 1).arg(count),
                 double(index) / count);
         });
-    connect(smartScan_, &SmartScan::taskFinished, this, &TaskListPanel::showResult);
+    // Runs started anywhere (the other page, the weekly clean) show in these rows too.
+    connect(&runner_, &OptimizationTaskRunner::taskStarted, this, [this](const QString& title) {
+        if (TaskRow* started = row(title))
+            started->setRunning(true);
+    });
+    connect(&runner_, &OptimizationTaskRunner::taskFinished, this, &TaskListPanel::showResult);
     connect(smartScan_, &SmartScan::finished, this, [this](const SmartScan::Summary& summary) {
         overlay_->showFinished(summary.text(), summary.failed.isEmpty());
         emit smartScanFinished(summary);
@@ -114,15 +117,11 @@ bool TaskListPanel::runTask(const OptimizationTask& task) {
         !ask(QStringLiteral("Run “%1”?").arg(task.title),
              task.description + QStringLiteral("\n\n") + cautions(task)))
         return false;
-    if (TaskRow* started = row(task.title))
-        started->setRunning(true);
     overlay_->showProgress(QStringLiteral("Running %1...").arg(task.title));
     QPointer<TaskListPanel> self(this);
     runner_.run(task, [self, task](const TaskRunResult& result) {
-        if (!self)
-            return;
-        self->showResult(task.title, result);
-        self->overlay_->showFinished(resultLine(task, result), result.success);
+        if (self)
+            self->overlay_->showFinished(resultLine(task, result), result.success);
     });
     return true;
 }

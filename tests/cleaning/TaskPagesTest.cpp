@@ -51,13 +51,15 @@ protected:
     CleaningWorld world;
     AppNavigationState navigation;
     AppStatusCenter status{navigation, world.clock};
+    // The application's one runner, shared by both pages.
+    OptimizationTaskRunner runner{world.privilege.shell, world.history, &status};
     const QString caches = PlatformPaths::userCaches();
     QStringList questions;
 };
 
 TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
     writeFile(caches + "/app one/blob", QByteArray(120000, 'a'));
-    CleanupPage page(world.privilege.shell, world.history, status, world.registry);
+    CleanupPage page(runner, world.registry);
     page.resize(900, 700);
     TaskListPanel& panel = *page.tasks();
     answer(panel, true);
@@ -84,7 +86,7 @@ TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
 }
 
 TEST_F(TaskPagesTest, RiskyTasksAskFirstAndDecliningRunsNothing) {
-    MaintenancePage page(world.privilege.shell, world.history, status, navigation, world.registry);
+    MaintenancePage page(runner, navigation, world.registry);
     TaskListPanel& panel = *page.tasks();
     answer(panel, false);
     EXPECT_EQ(titles(panel).first(), "RAM Purge");
@@ -102,8 +104,8 @@ TEST_F(TaskPagesTest, SmartScanRunsTheMarkedTasksAndSumsThemUp) {
     writeFile(caches + "/one/blob", QByteArray(50000, 'a'));
     writeFile(caches + "/two", QByteArray(50000, 'b'));
     QTemporaryDir emptyProc;
-    CleanupPage page(world.privilege.shell, world.history, status, world.registry);
-    page.runner().setOptions({emptyProc.path(), std::chrono::milliseconds(10)});
+    CleanupPage page(runner, world.registry);
+    runner.setOptions({emptyProc.path(), std::chrono::milliseconds(10)});
     TaskListPanel& panel = *page.tasks();
     answer(panel, true);
     std::optional<SmartScan::Summary> summary;
@@ -127,6 +129,23 @@ TEST_F(TaskPagesTest, SmartScanRunsTheMarkedTasksAndSumsThemUp) {
     // Root tasks went to the (recorded) system prompt, as there is no saved password.
     EXPECT_TRUE(world.privilege.prompt.lines.contains(
         world.registry.task("Log File Scrubber")->shellScript));
+}
+
+TEST_F(TaskPagesTest, RowsFollowRunsStartedElsewhereOnTheSharedRunner) {
+    writeFile(caches + "/weekly/blob", QByteArray(60000, 'w'));
+    CleanupPage page(runner, world.registry);
+    TaskRow* row = page.tasks()->row("User Cache Cleaner");
+    ASSERT_NE(row, nullptr);
+
+    // As the weekly clean does: straight on the runner, not through the page.
+    bool done = false;
+    runner.run(world.task("User Cache Cleaner"), [&](const TaskRunResult&) { done = true; });
+    EXPECT_FALSE(row->isRunEnabled());
+    EXPECT_TRUE(page.tasks()->isBusy());
+    ASSERT_TRUE(waitFor([&] { return done; }));
+    EXPECT_TRUE(row->isRunEnabled());
+    EXPECT_TRUE(row->resultText().startsWith("Freed 6")) << row->resultText().toStdString();
+    EXPECT_FALSE(page.tasks()->isBusy());
 }
 
 } // namespace
