@@ -66,7 +66,10 @@ void addInputs(QList<NamedSensorService>& services, const QDir& folder, const QS
         QString label = readTrimmed(folder.filePath(stem + QStringLiteral("_label")));
         if (label.isEmpty())
             label = stem;
-        services.append({chip + QLatin1Char(' ') + label, folder.filePath(input), kind, disk});
+        QString name = chip + QLatin1Char(' ') + label;
+        if (!disk.isEmpty())
+            name += QStringLiteral(" (%1)").arg(disk);
+        services.append({name, folder.filePath(input), kind, disk});
     }
 }
 

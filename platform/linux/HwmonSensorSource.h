@@ -13,7 +13,8 @@ namespace velmox {
 // ("<chip> tempK" without a label). Older drivers keep the files in hwmonN/device.
 // Drive chips also name their disk: drivetemp (SATA and SAS drives) sits on the SCSI
 // device, whose block/ folder holds the disk ("sda"); nvme sits on the controller
-// ("nvme0"), whose namespace folders name the disks ("nvme0n1").
+// ("nvme0"), whose namespace folders name the disks ("nvme0n1"). Their sensors' names end
+// with the disk: "nvme Composite (nvme0n1)", "drivetemp temp1 (sda)".
 class HwmonSensorSource final : public NamedSensorSource {
 public:
     static constexpr const char* defaultRoot = "/sys/class/hwmon";

@@ -105,8 +105,8 @@ void linkDevice(const QString& chipFolder, const QString& deviceFolder) {
 
 // A tree laid out like /sys/class/hwmon: a processor, two NVMe controllers (the second
 // with a multipath namespace) and a SATA drive whose device links lead to their disks, an
-// Intel Mac's applesmc, an old driver that keeps its files under device/, and chips
-// numbered past 9.
+// Intel Mac's applesmc, an old driver that keeps its files under device/, two ACPI zones
+// of the same name, and chips numbered past 9.
 class HwmonTree : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -138,6 +138,10 @@ protected:
         writeFile(root + "/hwmon4/temp1_crit", "70000\n");
         linkDevice(root + "/hwmon4", root + "/devices/ata1/host0/target0:0:0/0:0:0:0");
         QDir().mkpath(root + "/devices/ata1/host0/target0:0:0/0:0:0:0/block/sda");
+        writeFile(root + "/hwmon5/name", "acpitz\n");
+        writeFile(root + "/hwmon5/temp1_input", "27800\n");
+        writeFile(root + "/hwmon6/name", "acpitz\n");
+        writeFile(root + "/hwmon6/temp1_input", "29800\n");
         writeFile(root + "/hwmon10/name", "nvme\n");
         writeFile(root + "/hwmon10/temp1_input", "36850\n");
         writeFile(root + "/hwmon10/temp1_label", "Composite\n");
@@ -157,16 +161,17 @@ TEST_F(HwmonTree, NamesSensorsByChipAndLabelInNumericOrder) {
     for (const auto& service : *services)
         names.append(service.name);
     EXPECT_EQ(names, QStringList({"coretemp Package id 0", "coretemp Core 0", "coretemp Core 8",
-                                  "nvme Composite", "nvme temp2", "applesmc TC0P",
-                                  "applesmc Exhaust", "it87 temp1", "it87 fan1", "drivetemp temp1",
-                                  "nvme Composite", "nvme Sensor 1"}));
+                                  "nvme Composite (nvme0n1)", "nvme temp2 (nvme0n1)",
+                                  "applesmc TC0P", "applesmc Exhaust", "it87 temp1", "it87 fan1",
+                                  "drivetemp temp1 (sda)", "acpitz temp1", "acpitz temp1",
+                                  "nvme Composite (nvme1n1)", "nvme Sensor 1 (nvme1n1)"}));
     EXPECT_EQ(source.read(services->at(0)), 45.0);
     EXPECT_EQ(source.read(services->at(6)), 1998.0);
     EXPECT_EQ(services->at(6).kind, SensorKind::fan);
     EXPECT_EQ(source.read(services->at(4)), std::nullopt) << "unreadable value";
     EXPECT_EQ(services->at(3).device, QStringLiteral("nvme0n1"));
     EXPECT_EQ(services->at(9).device, QStringLiteral("sda"));
-    EXPECT_EQ(services->at(11).device, QStringLiteral("nvme1n1")) << "the multipath disk";
+    EXPECT_EQ(services->at(12).device, QStringLiteral("nvme1n1")) << "the multipath disk";
     EXPECT_EQ(services->at(0).device, QString()) << "not a drive";
 
     HwmonSensorSource withoutApplesmc(dir.path(), {QStringLiteral("applesmc")});
@@ -180,13 +185,15 @@ TEST_F(HwmonTree, NamedReaderFiltersAndNumbersRepeatedNames) {
         {"coretemp Package id 0", 45.0, SensorKind::temperature},
         {"coretemp Core 0", 43.5, SensorKind::temperature},
         {"coretemp Core 8", 41.0, SensorKind::temperature},
-        {"nvme Composite", 38.85, SensorKind::temperature, "nvme0n1"},
+        {"nvme Composite (nvme0n1)", 38.85, SensorKind::temperature, "nvme0n1"},
         {"applesmc TC0P", 46.25, SensorKind::temperature},
         {"applesmc Exhaust", 1998.0, SensorKind::fan},
         {"it87 fan1", 0.0, SensorKind::fan}, // a stopped fan stays; 0 degrees does not
-        {"drivetemp temp1", 31.0, SensorKind::temperature, "sda"},
-        {"nvme Composite #2", 36.85, SensorKind::temperature, "nvme1n1"},
-        {"nvme Sensor 1", 41.85, SensorKind::temperature, "nvme1n1"}};
+        {"drivetemp temp1 (sda)", 31.0, SensorKind::temperature, "sda"},
+        {"acpitz temp1", 27.8, SensorKind::temperature},
+        {"acpitz temp1 #2", 29.8, SensorKind::temperature},
+        {"nvme Composite (nvme1n1)", 36.85, SensorKind::temperature, "nvme1n1"},
+        {"nvme Sensor 1 (nvme1n1)", 41.85, SensorKind::temperature, "nvme1n1"}};
     EXPECT_EQ(reader.read(), expected);
 }
 
