@@ -162,12 +162,16 @@ Result<QString> Trash::moveToTrash(const QString& path) {
         return failure(
             QStringLiteral("“%1” can't be moved to the Trash because it holds the Trash.")
                 .arg(source));
-    if (Status ready = ensureTrashFolders(); !ready)
-        return failure(ready.error());
-
+    // Two lookups when the folders are there (the usual case, item after item of a batch).
+    const QByteArray filesBytes = QFile::encodeName(filesFolder());
     struct stat trash {};
-    if (::stat(QFile::encodeName(filesFolder()).constData(), &trash) == 0 &&
-        trash.st_dev != item.st_dev)
+    bool known = ::stat(filesBytes.constData(), &trash) == 0;
+    if (!known || !pathExists(QFile::encodeName(infoFolder()))) {
+        if (Status ready = ensureTrashFolders(); !ready)
+            return failure(ready.error());
+        known = ::stat(filesBytes.constData(), &trash) == 0;
+    }
+    if (known && trash.st_dev != item.st_dev)
         return failure(onOtherFileSystem(source));
 
     const QString base = fitToBytes(QFileInfo(source).fileName(), maxBaseNameBytes);
