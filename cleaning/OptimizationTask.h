@@ -25,7 +25,7 @@ enum class TaskWork {
     shellScript,
     // Every item directly inside the folders of pathsToMeasure goes to the Trash, one by one.
     moveToTrash,
-    // The user's processes that stay stuck are ended.
+    // Apps whose windows no longer answer, and the user's processes that stay stuck, are ended.
     endHungProcesses,
 };
 
