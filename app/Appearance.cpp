@@ -85,6 +85,9 @@ QPalette lightPalette() {
         p.setColor(group, QPalette::Highlight, highlight);
         p.setColor(group, QPalette::HighlightedText, QColor(0xff, 0xff, 0xff));
         p.setColor(group, QPalette::PlaceholderText, QColor(0x7a, 0x7d, 0x85));
+        // Fusion's own link blue is a harsh navy beside the highlight.
+        p.setColor(group, QPalette::Link, QColor(0x24, 0x63, 0xd1));
+        p.setColor(group, QPalette::LinkVisited, QColor(0x70, 0x48, 0xc8));
     }
     p.setColor(QPalette::Inactive, QPalette::Highlight, QColor(0xc9, 0xd8, 0xf6));
     return p;
