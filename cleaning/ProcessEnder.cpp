@@ -29,8 +29,9 @@ bool gone(pid_t pid) {
 bool waitForEnd(pid_t pid, int pidfd, std::chrono::milliseconds limit) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     while (!gone(pid)) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
+        // Rounded up, so the wait never ends before the whole grace time has passed.
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0)
             return false;
         if (pidfd >= 0) {
