@@ -1,6 +1,8 @@
 #include "app/pages/StorageManagerPage.h"
 
 #include "app/SidebarItems.h"
+#include "app/SymbolIcons.h"
+#include "app/pages/EmptyStateView.h"
 #include "app/pages/PageHeader.h"
 #include "app/pages/StorageChildModel.h"
 #include "app/pages/StorageRevealer.h"
@@ -65,7 +67,7 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
       rescan_(new QPushButton(QStringLiteral("Rescan Folder"), this)),
       reveal_(new QPushButton(QStringLiteral("Show in Files"), this)),
       unreadable_(new QPushButton(this)), content_(new QStackedWidget(this)),
-      emptyState_(new QLabel(this)), chart_(new StorageRingChart(this)), list_(new QTreeView(this)),
+      emptyState_(new EmptyStateView(this)), chart_(new StorageRingChart(this)), list_(new QTreeView(this)),
       model_(new StorageChildModel(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 16);
@@ -119,9 +121,6 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     folderBar->addWidget(reveal_);
     layout->addLayout(folderBar);
 
-    emptyState_->setObjectName(QStringLiteral("emptyState"));
-    emptyState_->setAlignment(Qt::AlignCenter);
-    emptyState_->setWordWrap(true);
     list_->setModel(model_);
     list_->setRootIsDecorated(false);
     list_->setUniformRowHeights(true);
@@ -401,12 +400,16 @@ void StorageManagerPage::updateControls() {
     unreadable_->setVisible(unreadable > 0 && !scanning);
     unreadable_->setText(unreadable == 1 ? QStringLiteral("1 Unreadable Folder")
                                          : QStringLiteral("%1 Unreadable Folders").arg(unreadable));
+    const QPixmap picture =
+        symbolIcon(pageSymbol(Category::storageManager), QStringLiteral("S")).pixmap(64, 64);
     if (scanning) {
-        emptyState_->setText(QStringLiteral("Scanning %1...").arg(scope_.path));
+        emptyState_->show(picture, QStringLiteral("Scanning"),
+                          QStringLiteral("Scanning %1...").arg(scope_.path));
     } else if (job_ && job_->state() == ScanJob::State::failed) {
-        emptyState_->setText(job_->scanNote());
+        emptyState_->show(picture, QStringLiteral("The Scan Could Not Run"), job_->scanNote());
     } else {
-        emptyState_->setText(QStringLiteral("Press Scan to see what fills %1.").arg(scope_.path));
+        emptyState_->show(picture, QStringLiteral("Nothing Scanned Yet"),
+                          QStringLiteral("Press Scan to see what fills %1.").arg(scope_.path));
     }
     content_->setCurrentIndex(hasTree ? 1 : 0);
     updateProgress();

@@ -15,6 +15,8 @@ class QTreeView;
 
 namespace velmox {
 
+class EmptyStateView;
+
 class AppNavigationState;
 class ScanCenter;
 class StorageChildModel;
@@ -100,7 +102,7 @@ private:
     QPushButton* reveal_;
     QPushButton* unreadable_;
     QStackedWidget* content_;
-    QLabel* emptyState_;
+    EmptyStateView* emptyState_;
     StorageRingChart* chart_;
     QTreeView* list_;
     StorageChildModel* model_;
