@@ -5,13 +5,7 @@
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 
-exec 3< <(Xvfb -displayfd 1 -screen 0 1280x800x24 -nolisten tcp 2>/dev/null)
-xvfb_pid=$!
-read -r -t 10 display <&3 || { echo "with-system-tray.sh: Xvfb did not start." >&2; exit 1; }
-trap 'kill "$xvfb_pid" 2>/dev/null || true' EXIT
-export DISPLAY=":$display"
-
-dbus-run-session -- bash -c '
+exec "$here/../support/with-x-display.sh" dbus-run-session -- bash -c '
     /usr/bin/python3 "$1/status-notifier-watcher.py" &
     watcher=$!
     for _ in $(seq 100); do
