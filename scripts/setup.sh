@@ -13,7 +13,7 @@ packages=(
     libqt6svg6 qt6-qpa-plugins libsecret-1-0 adwaita-icon-theme
     zsh sudo pkexec procps util-linux smartmontools nftables iproute2 dbus dbus-x11
     # tests and benchmarks
-    gnome-keyring xvfb xauth passwd ncdu gdu tmux hyperfine python3-dbus python3-gi appstream desktop-file-utils
+    gnome-keyring xvfb xauth passwd hyperfine python3-dbus python3-gi appstream desktop-file-utils
 )
 
 as_root() {

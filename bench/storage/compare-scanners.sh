@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Times `velmox scan` against du, ncdu and gdu on the same warm trees, side by side in one
-# run, and reports wall, user and system time, peak memory and memory per scanned node.
+# Times `velmox scan` (chosen worker count and 2 workers) against du on the same warm trees,
+# side by side in one run, and reports wall, user and system time, peak memory and memory per scanned node.
 #
 # Usage: compare-scanners.sh VELMOX_BINARY [TREE...]
 #   Default trees: a generated tree of 1,000,000 files in 100,000 folders (made once under
@@ -24,14 +24,12 @@ if [ ${#trees[@]} -eq 0 ]; then
     trees=("$big" /usr)
 fi
 
-tools=(velmox velmox-w2 du ncdu gdu)
+tools=(velmox velmox-w2 du)
 command_for() { # tool tree
     case $1 in
         velmox) echo "$velmox scan $2 --top 0" ;;
         velmox-w2) echo "$velmox scan $2 --top 0 --workers 2" ;;
         du) echo "/usr/bin/du -s $2" ;;
-        ncdu) echo "/usr/bin/ncdu -0 -o /dev/null $2" ;;
-        gdu) echo "/usr/bin/gdu -n -p $2" ;;
     esac
 }
 
@@ -40,21 +38,6 @@ trap 'rm -f "$timing"' EXIT
 measure() { # tool tree -> "wall user sys maxrss_kb" of one run
     /usr/bin/time -o "$timing" -f "%e %U %S %M" $(command_for "$1" "$2") >/dev/null 2>&1 || true
     tail -1 "$timing"
-}
-
-# Peak memory of ncdu holding the tree in its interactive browser (its export mode keeps no
-# tree), run inside tmux; the scan has ended once its processor time stops growing.
-ncdu_interactive_kb() { # tree -> peak resident KiB
-    local session=velmox-bench-$$ pid last=-1 now
-    tmux new-session -d -s "$session" -x 120 -y 40 "/usr/bin/ncdu '$1'"
-    pid=$(tmux list-panes -t "$session" -F '#{pane_pid}')
-    while sleep 1; do
-        now=$(awk '{print $14 + $15}' "/proc/$pid/stat" 2>/dev/null || echo gone)
-        [ "$now" = "$last" ] || [ "$now" = gone ] && break
-        last=$now
-    done
-    awk '/^VmHWM/ {print $2}' "/proc/$pid/status" 2>/dev/null || echo 0
-    tmux kill-session -t "$session" 2>/dev/null || true
 }
 
 median() { sort -n | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
@@ -92,9 +75,4 @@ for tree in "${trees[@]}"; do
             "$(awk -v k="${rss[$tool]}" -v n="$nodes" 'BEGIN {print k * 1024 / n}')" "$ratio"
     done
     rm -f "$samples"
-    if command -v tmux >/dev/null; then
-        kb=$(ncdu_interactive_kb "$tree")
-        printf 'ncdu interactive (tree held for browsing): peak %.1f MB, %.0f bytes/node\n' \
-            "$(awk -v k="$kb" 'BEGIN {print k / 1024}')" "$(awk -v k="$kb" -v n="$nodes" 'BEGIN {print k * 1024 / n}')"
-    fi
 done
