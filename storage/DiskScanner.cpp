@@ -223,9 +223,14 @@ void DiskScanner::commit(const PendingFolder& folder, DirListing& listing,
                          std::vector<FolderCandidate>& candidates,
                          const std::shared_ptr<FolderHandle>& handle) {
     const auto first = static_cast<int32_t>(tree_->size());
-    for (size_t i = 0; i < listing.linkEntries.size(); ++i)
-        if (!seenLinks_.insert(listing.linkKeys[i]))
-            listing.alloc[listing.linkEntries[i]] = listing.logical[listing.linkEntries[i]] = 0;
+    for (size_t i = 0; i < listing.linkEntries.size(); ++i) {
+        const uint32_t entry = listing.linkEntries[i];
+        const bool counted = seenLinks_.insert(listing.linkKeys[i]);
+        tree_->addLinkedFile({first + static_cast<int32_t>(entry), counted, listing.linkKeys[i],
+                              listing.alloc[entry], listing.logical[entry]});
+        if (!counted)
+            listing.alloc[entry] = listing.logical[entry] = 0;
+    }
     for (FolderCandidate& candidate : candidates) {
         if (seenDirs_.insert(candidate.key)) {
             stack_.push_back({first + static_cast<int32_t>(candidate.entry),

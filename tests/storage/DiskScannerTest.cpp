@@ -142,6 +142,43 @@ TEST_F(GeneratedTree, StopsAtTheMemoryCapAndResumesWhereItStopped) {
     EXPECT_FALSE(scanner.resume());
 }
 
+TEST_F(GeneratedTree, RescannedFoldersKeepTotalsEqualToAFreshScanAndDu) {
+    // One file with names in "docs", in "other" and at the top; one with both names in
+    // "docs". Whichever name a scan counts, rescanning "docs" and then "other" would count
+    // the first file a second time if a rescan forgot what the rest of the tree counted.
+    makeFolder(root_ + "/other");
+    ASSERT_EQ(::link((root_ + "/docs/shared").constData(), (root_ + "/other/shared").constData()),
+              0);
+    ASSERT_EQ(
+        ::link((root_ + "/docs/file7").constData(), (root_ + "/docs/file7-again").constData()), 0);
+    auto tree = scanFolder(QString::fromUtf8(root_));
+    ASSERT_TRUE(tree);
+    const auto rescan = [&](const QByteArray& relative) {
+        const auto fresh = scanFolder(QString::fromUtf8(root_ + relative));
+        ASSERT_TRUE(fresh);
+        tree->replaceSubtree(node(*tree, relative), *fresh);
+    };
+    const auto expectFreshTotals = [&](const char* step) {
+        const auto whole = scanFolder(QString::fromUtf8(root_));
+        const auto [duAllocated, duLogical] = duTotals(QString::fromUtf8(root_));
+        EXPECT_EQ(tree->alloc(0), whole->alloc(0)) << step;
+        EXPECT_EQ(tree->alloc(0), duAllocated) << step;
+        EXPECT_EQ(tree->logical(0), duLogical) << step;
+        EXPECT_EQ(tree->items(0), whole->items(0)) << step;
+    };
+    rescan("/docs");
+    rescan("/other");
+    expectFreshTotals("after rescanning docs and other");
+
+    // Whichever name carried the size, removing one and rescanning its folder leaves the
+    // file counted once at a name that is left.
+    ASSERT_EQ(::unlink((root_ + "/docs/shared").constData()), 0);
+    rescan("/docs");
+    ASSERT_EQ(::unlink((root_ + "/other/shared").constData()), 0);
+    rescan("/other");
+    expectFreshTotals("after removing two names");
+}
+
 TEST_F(GeneratedTree, KeepsMountedFileSystemsAsMountPointsWithoutEnteringThem) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "mounting needs root";
