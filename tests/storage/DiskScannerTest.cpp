@@ -5,9 +5,12 @@
 
 #include <QDir>
 #include <QTemporaryDir>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 using namespace velmox;
@@ -64,6 +67,39 @@ protected:
     QTemporaryDir dir_;
     QByteArray root_;
 };
+
+// Takes the overrides of file permissions out of this thread's effective capabilities
+// while it lives, so that root meets a folder's permissions like any other user; threads
+// started meanwhile keep the reduced set. Does nothing for other users.
+class FilePermissionsApply {
+public:
+    FilePermissionsApply() {
+        if (::geteuid() != 0)
+            return;
+        header_.version = _LINUX_CAPABILITY_VERSION_3;
+        EXPECT_EQ(::syscall(SYS_capget, &header_, saved_), 0);
+        __user_cap_data_struct reduced[2];
+        std::memcpy(reduced, saved_, sizeof(reduced));
+        reduced[0].effective &= ~((1u << CAP_DAC_OVERRIDE) | (1u << CAP_DAC_READ_SEARCH));
+        EXPECT_EQ(::syscall(SYS_capset, &header_, reduced), 0);
+    }
+    ~FilePermissionsApply() {
+        if (::geteuid() == 0)
+            ::syscall(SYS_capset, &header_, saved_);
+    }
+
+private:
+    __user_cap_header_struct header_{};
+    __user_cap_data_struct saved_[2]{};
+};
+
+int failOnBad(int folderFd, const char* name, struct stat* status, int flags) {
+    if (std::strcmp(name, "bad") == 0) {
+        errno = EIO;
+        return -1;
+    }
+    return ::fstatat(folderFd, name, status, flags);
+}
 
 } // namespace
 
@@ -177,6 +213,51 @@ TEST_F(GeneratedTree, RescannedFoldersKeepTotalsEqualToAFreshScanAndDu) {
     ASSERT_EQ(::unlink((root_ + "/other/shared").constData()), 0);
     rescan("/other");
     expectFreshTotals("after removing two names");
+}
+
+TEST_F(GeneratedTree, AnEntryThatCannotBeLookedAtCostsOnlyItself) {
+    // The reader keeps the rest of the folder when one entry fails.
+    DirectoryReader reader(&failOnBad);
+    const QByteArray folder = dir_.path().toUtf8() + "/listing";
+    makeFolder(folder);
+    writeFile(folder + "/a", 1000);
+    makeFolder(folder + "/bad");
+    writeFile(folder + "/c", 10);
+    DirListing listing;
+    const auto result = reader.read(AT_FDCWD, folder.constData(), listing, false, false);
+    ASSERT_EQ(result.outcome, DirectoryReader::Outcome::listing);
+    ASSERT_EQ(listing.size(), 3u);
+    ASSERT_EQ(listing.failedEntries.size(), 1u);
+    EXPECT_EQ(listing.failedErrors, std::vector<int>{EIO});
+    const uint32_t bad = listing.failedEntries[0];
+    EXPECT_EQ(listing.flags[bad], NodeFlag::directory | NodeFlag::notRead);
+    EXPECT_EQ(listing.alloc[bad] + listing.logical[bad], 0);
+    EXPECT_EQ(listing.logical[0] + listing.logical[1] + listing.logical[2], 1010);
+
+    // The walk: a folder that can be listed but not searched (read without execute
+    // permission) opens fine, but nothing in it can be looked at.
+    const QByteArray locked = root_ + "/Tool.app";
+    ASSERT_EQ(::chmod(locked.constData(), 0644), 0);
+    DiskScanner scanner(
+        ScanConfiguration::build({ScanScope::Kind::folder, QString::fromUtf8(root_), {}, {}}));
+    std::shared_ptr<FileTree> tree;
+    {
+        const FilePermissionsApply asAnyUser;
+        tree = scanFolder(QString::fromUtf8(root_), 0, &scanner);
+    }
+    ::chmod(locked.constData(), 0755);
+    ASSERT_TRUE(tree);
+    const int32_t folderNode = node(*tree, "/Tool.app");
+    EXPECT_FALSE(tree->hasFlag(folderNode, NodeFlag::blocked));
+    const int32_t binary = node(*tree, "/Tool.app/binary");
+    EXPECT_TRUE(tree->hasFlag(binary, NodeFlag::blocked | NodeFlag::notRead));
+    EXPECT_EQ(scanner.blockedNodes(), std::vector<int32_t>{binary});
+    EXPECT_EQ(scanner.unreadableCount(), 1);
+    ASSERT_EQ(scanner.unreadableSamples().size(), 1);
+    EXPECT_EQ(scanner.unreadableSamples()[0].path, locked + "/binary");
+    EXPECT_EQ(scanner.unreadableSamples()[0].reason.label(),
+              QStringLiteral("Needs administrator rights"));
+    EXPECT_EQ(tree->items(0), 357u);
 }
 
 TEST_F(GeneratedTree, KeepsMountedFileSystemsAsMountPointsWithoutEnteringThem) {
