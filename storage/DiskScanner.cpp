@@ -215,7 +215,10 @@ void DiskScanner::sortOutFolders(const PendingFolder& folder, DirListing& listin
     for (size_t j = 0; j < listing.folderEntries.size(); ++j) {
         const uint32_t entry = listing.folderEntries[j];
         QByteArray path = pathOf(entry);
-        if (!config_.allowedDevices.contains(listing.folderDevices[j]) || isExcluded(path)) {
+        // The mount table knows every mount point; a btrfs subvolume has a device number of
+        // its own without being one. Only without a table does another device count.
+        const bool otherDevice = !config_.allowedDevices.contains(listing.folderDevices[j]);
+        if (isExcluded(path) || (!config_.mountsFromTable && otherDevice)) {
             listing.flags[entry] |= NodeFlag::mountPoint;
             listing.alloc[entry] = listing.logical[entry] = 0;
         } else {

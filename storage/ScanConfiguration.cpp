@@ -5,6 +5,8 @@
 #include <QMutex>
 #include <QThread>
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
@@ -86,7 +88,11 @@ ScanConfiguration ScanConfiguration::build(const ScanScope& scope, bool gentle) 
 ScanConfiguration ScanConfiguration::build(const ScanScope& scope, bool gentle,
                                            const MountTable& mounts, const MediumProbe& probe) {
     ScanConfiguration config;
-    config.rootPath = scope.path.toUtf8();
+    // Mount points and devices are matched against the walk's paths, so the root must be
+    // the path the kernel knows: absolute and without symbolic links.
+    const QByteArray given = QFile::encodeName(scope.path);
+    char resolved[PATH_MAX];
+    config.rootPath = ::realpath(given.constData(), resolved) ? QByteArray(resolved) : given;
     while (config.rootPath.size() > 1 && config.rootPath.endsWith('/'))
         config.rootPath.chop(1);
     config.rootName = scope.title.isEmpty() ? scope.path : scope.title;
@@ -108,6 +114,7 @@ ScanConfiguration ScanConfiguration::build(const ScanScope& scope, bool gentle,
     // Every other file system mounted inside the root stays a mount-point node, including
     // bind mounts that share the root's device.
     config.excludedPaths = mounts.mountPointsBelow(config.rootPath);
+    config.mountsFromTable = !mounts.entries.isEmpty();
 
     const auto mount = mounts.mountOf(config.rootPath);
     const QString type = mount ? mount->fileSystemType : QString();

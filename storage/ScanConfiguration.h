@@ -32,6 +32,9 @@ struct ScanConfiguration {
     QString rootName;
     QList<uint64_t> allowedDevices;
     QList<QByteArray> excludedPaths; // mount points the walk keeps but does not enter
+    // True when excludedPaths come from the system's mount table: then they alone decide
+    // what is another disk. Otherwise a folder on a device outside allowedDevices is one.
+    bool mountsFromTable = false;
     int workerCount = 1;
     bool gentle = false;
     LinkKey rootKey = 0;
@@ -39,7 +42,8 @@ struct ScanConfiguration {
     QList<PathRedirect> redirects;
 
     using MediumProbe = std::function<StorageMedium(const MountEntry&)>;
-    // Looks at the root, its file system and the disk below it.
+    // Looks at the root (made absolute, with every symbolic link resolved), its file system
+    // and the disk below it.
     static ScanConfiguration build(const ScanScope& scope, bool gentle = false);
     static ScanConfiguration build(const ScanScope& scope, bool gentle, const MountTable& mounts,
                                    const MediumProbe& probe);

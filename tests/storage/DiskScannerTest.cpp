@@ -4,6 +4,9 @@
 #include "ScanTestSupport.h"
 
 #include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -49,7 +52,7 @@ protected:
         makeFolder(root_ + "/Tool.app");
         writeFile(root_ + "/Tool.app/binary", 7000);
         ASSERT_EQ(::mkfifo((root_ + "/pipe").constData(), 0644), 0);
-        makeFolder(root_ + "/empty");
+        makeFolder(root_ + "/empty folder");
         QByteArray deep = root_ + "/deep";
         for (int level = 0; level < 300; ++level) {
             makeFolder(deep);
@@ -101,6 +104,20 @@ int failOnBad(int folderFd, const char* name, struct stat* status, int flags) {
     return ::fstatat(folderFd, name, status, flags);
 }
 
+// Runs a tool to its end; false with its error output in `error` when it fails.
+bool run(const QString& program, const QStringList& args, QByteArray* out = nullptr,
+         QByteArray* error = nullptr) {
+    QProcess process;
+    process.start(program, args);
+    const bool ok = process.waitForFinished(120000) &&
+                    process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+    if (out)
+        *out = process.readAllStandardOutput().trimmed();
+    if (error)
+        *error = process.readAllStandardError();
+    return ok;
+}
+
 } // namespace
 
 TEST_F(GeneratedTree, TotalsEqualDuWithOneOrSeveralWorkers) {
@@ -140,7 +157,7 @@ TEST_F(GeneratedTree, MarksEachKindOfEntry) {
     EXPECT_LT(t.alloc(node(t, "/sparse")), 1024 * 1024);
     EXPECT_EQ(t.logical(node(t, "/new\nline/bad\xff\xfe name")), 3000);
     EXPECT_EQ(t.items(node(t, "/deep")), 300u);
-    EXPECT_EQ(t.childCount(node(t, "/empty")), 0u);
+    EXPECT_EQ(t.childCount(node(t, "/empty folder")), 0u);
 }
 
 TEST_F(GeneratedTree, StopsAtTheMemoryCapAndResumesWhereItStopped) {
@@ -263,7 +280,8 @@ TEST_F(GeneratedTree, AnEntryThatCannotBeLookedAtCostsOnlyItself) {
 TEST_F(GeneratedTree, KeepsMountedFileSystemsAsMountPointsWithoutEnteringThem) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "mounting needs root";
-    const QByteArray tmpfs = root_ + "/empty";
+    // The blank in the name reaches the mount table escaped.
+    const QByteArray tmpfs = root_ + "/empty folder";
     const QByteArray bound = root_ + "/Tool.app";
     // What the scan should see: everything but the two folders that get covered.
     const int64_t expected = duTotals(QString::fromUtf8(root_)).first -
@@ -276,8 +294,13 @@ TEST_F(GeneratedTree, KeepsMountedFileSystemsAsMountPointsWithoutEnteringThem) {
               0);
 
     const auto tree = scanFolder(QString::fromUtf8(root_));
+    const auto mount = MountTable::current().mountOf(tmpfs + "/on-tmpfs");
     ::umount(tmpfs.constData());
     ::umount(bound.constData());
+    ASSERT_TRUE(mount);
+    EXPECT_EQ(mount->mountPoint, tmpfs);
+    EXPECT_EQ(mount->fileSystemType, QStringLiteral("tmpfs"));
+    EXPECT_EQ(mount->source, QByteArray("velmox-test"));
     ASSERT_TRUE(tree);
     for (const QByteArray& path : {tmpfs, bound}) {
         const auto mounted = tree->findPath(path);
@@ -287,6 +310,60 @@ TEST_F(GeneratedTree, KeepsMountedFileSystemsAsMountPointsWithoutEnteringThem) {
         EXPECT_EQ(tree->alloc(*mounted), 0);
     }
     EXPECT_EQ(tree->alloc(0), expected);
+}
+
+TEST(DiskScanner, EntersBtrfsSubvolumes) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "attaching a loop device and mounting need root";
+    if (!QFile::exists(QStringLiteral("/dev/loop-control")))
+        GTEST_SKIP() << "this system has no loop devices";
+    QTemporaryDir dir;
+    const QByteArray image = dir.path().toUtf8() + "/btrfs.img";
+    const QByteArray volume = dir.path().toUtf8() + "/volume";
+    const int fd = ::open(image.constData(), O_WRONLY | O_CREAT, 0600);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(::ftruncate(fd, 256 * 1024 * 1024), 0);
+    ::close(fd);
+    QByteArray loop;
+    QByteArray error;
+    if (!run(QStringLiteral("/usr/sbin/losetup"),
+             {QStringLiteral("--find"), QStringLiteral("--show"), QString::fromUtf8(image)}, &loop,
+             &error))
+        GTEST_SKIP() << "no loop device could be attached: " << error.toStdString();
+    makeFolder(volume);
+    const auto detach = qScopeGuard([&] {
+        ::umount(volume.constData());
+        run(QStringLiteral("/usr/sbin/losetup"), {QStringLiteral("-d"), QString::fromUtf8(loop)});
+    });
+    ASSERT_TRUE(run(QStringLiteral("/usr/sbin/mkfs.btrfs"),
+                    {QStringLiteral("-q"), QString::fromUtf8(loop)}, nullptr, &error))
+        << error.toStdString();
+    ASSERT_EQ(::mount(loop.constData(), volume.constData(), "btrfs", 0, nullptr), 0);
+    writeFile(volume + "/top", 100000);
+    ASSERT_TRUE(run(QStringLiteral("/usr/bin/btrfs"),
+                    {QStringLiteral("subvolume"), QStringLiteral("create"),
+                     QString::fromUtf8(volume + "/sub")},
+                    nullptr, &error))
+        << error.toStdString();
+    makeFolder(volume + "/sub/inner");
+    writeFile(volume + "/sub/inner/file", 300000);
+    writeFile(volume + "/sub/small", 5000);
+    ::sync();
+    struct stat top {};
+    struct stat sub {};
+    ASSERT_EQ(::stat(volume.constData(), &top), 0);
+    ASSERT_EQ(::stat((volume + "/sub").constData(), &sub), 0);
+    ASSERT_NE(top.st_dev, sub.st_dev) << "a subvolume has a device number of its own";
+
+    const auto tree = scanFolder(QString::fromUtf8(volume));
+    ASSERT_TRUE(tree);
+    const auto subvolume = tree->findPath(volume + "/sub");
+    ASSERT_TRUE(subvolume);
+    EXPECT_EQ(tree->kind(*subvolume), NodeKind::folder);
+    EXPECT_EQ(tree->items(*subvolume), 3u);
+    const auto [duAllocated, duLogical] = duTotals(QString::fromUtf8(volume));
+    EXPECT_EQ(tree->alloc(0), duAllocated);
+    EXPECT_EQ(tree->logical(0), duLogical);
 }
 
 TEST(DiskScanner, ASystemFolderTotalsEqualDu) {

@@ -38,7 +38,6 @@ TEST(MountTable, ParsesMountinfoAndFindsTheMountOfAPath) {
     EXPECT_EQ(table.mountPointsBelow("/"),
               (QList<QByteArray>{"/home", "/home/me/My Drive", "/mnt/share", "/mnt/bound"}));
     EXPECT_EQ(table.mountPointsBelow("/home"), QList<QByteArray>{"/home/me/My Drive"});
-    EXPECT_TRUE(MountTable::current().mountOf("/").has_value());
 }
 
 TEST(ScanConfiguration, ChoosesWorkersFromTheFileSystemAndTheMedium) {
@@ -72,24 +71,33 @@ TEST(ScanConfiguration, ChoosesWorkersFromTheFileSystemAndTheMedium) {
 
 TEST(ScanConfiguration, BuildsTheRootKeyDevicesAndExcludedMountPoints) {
     QTemporaryDir dir;
+    const QByteArray path = QFile::encodeName(QDir(dir.path()).canonicalPath()) + "/real";
+    ASSERT_EQ(::mkdir(path.constData(), 0755), 0);
+    const QByteArray link = QFile::encodeName(dir.path()) + "/link";
+    ASSERT_EQ(::symlink("real", link.constData()), 0);
     struct stat root {};
-    ASSERT_EQ(::stat(QFile::encodeName(dir.path()).constData(), &root), 0);
-    const QByteArray path = QFile::encodeName(dir.path());
+    ASSERT_EQ(::stat(path.constData(), &root), 0);
     MountTable mounts = MountTable::parse("27 1 254:0 / / rw - ext4 /dev/vda rw\n"
                                           "50 27 0:60 / " +
                                           path + "/inside rw - tmpfs none rw\n");
     int probes = 0;
+    // A relative root, through a symbolic link, with a trailing slash.
+    const QString previous = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(dir.path()));
     const ScanConfiguration config = ScanConfiguration::build(
-        {ScanScope::Kind::folder, dir.path() + QStringLiteral("/"), QStringLiteral("Temp"), {}},
-        true, mounts, [&](const MountEntry&) {
+        {ScanScope::Kind::folder, QStringLiteral("link/"), QStringLiteral("Temp"), {}}, true,
+        mounts, [&](const MountEntry& mount) {
             ++probes;
+            EXPECT_EQ(mount.mountPoint, QByteArray("/"));
             return StorageMedium::rotational;
         });
+    QDir::setCurrent(previous);
     EXPECT_EQ(config.rootPath, path);
     EXPECT_EQ(config.rootName, QStringLiteral("Temp"));
     EXPECT_EQ(config.rootKey, linkKey(root.st_ino, root.st_dev));
     EXPECT_EQ(config.allowedDevices, QList<uint64_t>{root.st_dev});
     EXPECT_EQ(config.excludedPaths, QList<QByteArray>{path + "/inside"});
+    EXPECT_TRUE(config.mountsFromTable);
     EXPECT_EQ(config.workerCount, 1);
     EXPECT_EQ(probes, 1);
     EXPECT_TRUE(config.gentle);
