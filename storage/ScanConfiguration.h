@@ -51,7 +51,12 @@ struct ScanConfiguration {
     // Network and user-space file systems get one worker; local ones as many as the medium
     // takes.
     static int workerCountFor(const QString& fileSystemType, StorageMedium medium, int processors);
-    // Asks the kernel whether the block device behind a local mount rotates.
+    // Classifies the block device behind a local mount from sysfs. A rotational flag of 0
+    // means solid state. A flag of 1 is believed only from a real disk behind an ATA, SCSI
+    // or USB transport: virtual disks (virtio, Xen, Hyper-V, an emulated disk) set it
+    // whatever lies beneath, so they are unknown. A stacked device (device-mapper, md)
+    // takes the kind its members agree on; a loop device or members that disagree give
+    // unknown. Answers are cached per device.
     static StorageMedium probeLinuxMedium(const MountEntry& mount,
                                           const QString& sysRoot = QStringLiteral("/sys"));
 };
