@@ -16,7 +16,7 @@ struct CliIO {
 };
 
 // One headless subcommand of the velmox executable: `velmox NAME args...`. Returns the
-// process exit code (0 success, 1 failure, 2 usage).
+// process exit code (0 success, 1 failure, 2 usage, 3 a partial result).
 struct CliCommand {
     QString name;
     QString usage;

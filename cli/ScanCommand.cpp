@@ -1,4 +1,6 @@
-// velmox scan PATH [--json] [--top N] [--logical] [--workers N]
+// velmox scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N]
+//
+// Exit status 3: the memory cap stopped the walk, so the totals cover only what was read.
 
 #include "cli/CliCommand.h"
 #include "storage/DiskScanner.h"
@@ -17,7 +19,8 @@ struct ScanOptions {
     bool json = false;
     bool logical = false;
     int top = 10;
-    int workers = 0; // 0: chosen from the disk
+    int workers = 0;      // 0: chosen from the disk
+    int64_t maxItems = 0; // 0: the memory cap of this machine
 };
 
 std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& err) {
@@ -48,6 +51,11 @@ std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& er
             if (!value)
                 return std::nullopt;
             options.workers = *value;
+        } else if (arg == QLatin1String("--max-items")) {
+            const auto value = number(1);
+            if (!value)
+                return std::nullopt;
+            options.maxItems = *value;
         } else if (arg.startsWith(QLatin1String("--")) || !options.path.isEmpty()) {
             err << "velmox scan: '" << arg << "' is not an option of this command.\n";
             return std::nullopt;
@@ -88,7 +96,9 @@ int runScan(const QStringList& args, CliIO& io) {
     if (options->workers > 0)
         config.workerCount = options->workers;
     const int workers = config.workerCount;
-    DiskScanner scanner(std::move(config));
+    DiskScanner scanner(std::move(config), options->maxItems > 0
+                                               ? options->maxItems
+                                               : DiskScanner::defaultBaseEntryCap());
     if (Status started = scanner.start(); !started) {
         io.err << started.error() << '\n';
         return 1;
@@ -101,6 +111,12 @@ int runScan(const QStringList& args, CliIO& io) {
 
     const auto tree = scanner.tree();
     const ScanProgress progress = scanner.progress();
+    const bool partial = scanner.state() == DiskScanner::State::stoppedForSize;
+    if (partial)
+        io.err << "velmox scan: the scan stopped after " << scanner.entries()
+               << " items to protect this computer's memory, so the totals cover only what "
+                  "was read. Scan a smaller folder for complete totals.\n";
+    const int status = partial ? 3 : 0;
     const TreeSortKey key = options->logical ? TreeSortKey::logical : TreeSortKey::real;
     int64_t folders = 0;
     for (uint16_t flags : tree->columns().flags)
@@ -117,23 +133,27 @@ int runScan(const QStringList& args, CliIO& io) {
                                    {QStringLiteral("allocated"), qint64(tree->alloc(child))},
                                    {QStringLiteral("logical"), qint64(tree->logical(child))}});
         }
-        const QJsonObject result{{QStringLiteral("path"), tree->rootPath},
-                                 {QStringLiteral("allocated"), qint64(tree->alloc(0))},
-                                 {QStringLiteral("logical"), qint64(tree->logical(0))},
-                                 {QStringLiteral("items"), qint64(tree->items(0))},
-                                 {QStringLiteral("folders"), qint64(folders)},
-                                 {QStringLiteral("unreadable"), qint64(scanner.unreadableCount())},
-                                 {QStringLiteral("workers"), workers},
-                                 {QStringLiteral("seconds"), progress.elapsed},
-                                 {QStringLiteral("top"), top},
-                                 {QStringLiteral("volume"),
-                                  QJsonObject{{QStringLiteral("name"), volume.name},
-                                              {QStringLiteral("format"), volume.format},
-                                              {QStringLiteral("capacity"), qint64(volume.total)},
-                                              {QStringLiteral("available"),
-                                               qint64(volume.freeAvailable)}}}};
+        QJsonObject result{{QStringLiteral("path"), tree->rootPath},
+                           {QStringLiteral("state"), partial ? QStringLiteral("stoppedForSize")
+                                                             : QStringLiteral("finished")},
+                           {QStringLiteral("allocated"), qint64(tree->alloc(0))},
+                           {QStringLiteral("logical"), qint64(tree->logical(0))},
+                           {QStringLiteral("items"), qint64(tree->items(0))},
+                           {QStringLiteral("folders"), qint64(folders)},
+                           {QStringLiteral("unreadable"), qint64(scanner.unreadableCount())},
+                           {QStringLiteral("workers"), workers},
+                           {QStringLiteral("seconds"), progress.elapsed},
+                           {QStringLiteral("top"), top},
+                           {QStringLiteral("volume"),
+                            QJsonObject{{QStringLiteral("name"), volume.name},
+                                        {QStringLiteral("format"), volume.format},
+                                        {QStringLiteral("capacity"), qint64(volume.total)},
+                                        {QStringLiteral("available"),
+                                         qint64(volume.freeAvailable)}}}};
+        if (partial)
+            result.insert(QStringLiteral("note"), scanner.note());
         io.out << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
-        return 0;
+        return status;
     }
     io.out << tree->rootPath << '\n'
            << "Allocated: " << formatBytes(tree->alloc(0)) << " (" << tree->alloc(0) << " bytes)\n"
@@ -155,11 +175,12 @@ int runScan(const QStringList& args, CliIO& io) {
                << qSetFieldWidth(0) << Qt::left << "  " << tree->name(child)
                << (tree->hasFlag(child, NodeFlag::directory) ? "/" : "") << '\n';
     }
-    return 0;
+    return status;
 }
 
 } // namespace
 
-VELMOX_CLI_COMMAND(scan, "scan PATH [--json] [--top N] [--logical] [--workers N]", runScan);
+VELMOX_CLI_COMMAND(scan, "scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N]",
+                   runScan);
 
 } // namespace velmox

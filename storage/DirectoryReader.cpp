@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <string_view>
 #include <sys/stat.h>
@@ -71,6 +72,21 @@ constexpr PackedExtensionTable kPackedExtensions = [] {
     return table;
 }();
 
+// The kind of an entry as the folder listing gives it, for one that could not be looked at.
+uint16_t flagsOfType(unsigned char type) {
+    switch (type) {
+    case DT_DIR:
+        return NodeFlag::directory;
+    case DT_LNK:
+        return NodeFlag::symbolicLink;
+    case DT_REG:
+    case DT_UNKNOWN:
+        return 0;
+    default:
+        return NodeFlag::otherKind;
+    }
+}
+
 bool isRetryable(int error) {
     return error == EINTR || error == ENOMEM || error == ENFILE || error == EMFILE ||
            error == EAGAIN;
@@ -90,9 +106,12 @@ void DirListing::clear() {
     folderEntries.clear();
     folderDevices.clear();
     folderKeys.clear();
+    failedEntries.clear();
+    failedErrors.clear();
 }
 
-DirectoryReader::DirectoryReader() : buffer_(new char[kBufferSize]) {}
+DirectoryReader::DirectoryReader(StatFunction statEntry)
+    : buffer_(new char[kBufferSize]), statEntry_(statEntry) {}
 
 DirectoryReader::~DirectoryReader() = default;
 
@@ -168,15 +187,26 @@ DirectoryReader::Result DirectoryReader::read(int parentFd, const char* folderNa
             const char* name = entry->name;
             if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
                 continue;
-            if (::fstatat(fd, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-                if (errno == ENOENT)
-                    continue; // removed while the folder was being read
-                result = {Outcome::blocked, errno};
-                break;
-            }
+            const int error =
+                statEntry_(fd, name, &status, AT_SYMLINK_NOFOLLOW) == 0 ? 0 : errno;
+            if (error == ENOENT)
+                continue; // removed while the folder was being read
             const size_t length = std::strlen(name);
             const auto position = static_cast<uint32_t>(listing.nameLengths.size());
             uint16_t flags = name[0] == '.' ? NodeFlag::hidden : 0;
+            if (isPackageName(name, length))
+                flags |= NodeFlag::package;
+            listing.nameBytes.append(name, length);
+            listing.nameLengths.push_back(static_cast<uint16_t>(length));
+            if (error != 0) {
+                listing.flags.push_back(flags | flagsOfType(entry->type) | NodeFlag::notRead);
+                listing.alloc.push_back(0);
+                listing.logical.push_back(0);
+                listing.mtime.push_back(0);
+                listing.failedEntries.push_back(position);
+                listing.failedErrors.push_back(error);
+                continue;
+            }
             const mode_t type = status.st_mode & S_IFMT;
             if (type == S_IFDIR) {
                 flags |= NodeFlag::directory;
@@ -193,10 +223,6 @@ DirectoryReader::Result DirectoryReader::read(int parentFd, const char* folderNa
                 listing.linkEntries.push_back(position);
                 listing.linkKeys.push_back(linkKey(status.st_ino, status.st_dev));
             }
-            if (isPackageName(name, length))
-                flags |= NodeFlag::package;
-            listing.nameBytes.append(name, length);
-            listing.nameLengths.push_back(static_cast<uint16_t>(length));
             listing.flags.push_back(flags);
             listing.alloc.push_back(static_cast<int64_t>(status.st_blocks) * 512);
             listing.logical.push_back(status.st_size);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <sys/stat.h>
 #include <vector>
 
 namespace velmox {
@@ -24,24 +25,31 @@ struct DirListing {
     std::vector<uint32_t> folderEntries; // positions of sub-folders
     std::vector<uint64_t> folderDevices;
     std::vector<LinkKey> folderKeys;
+    // Entries that could not be looked at: kept with the kind the folder listing gives
+    // them, no sizes and NodeFlag::notRead, with the error for each.
+    std::vector<uint32_t> failedEntries;
+    std::vector<int> failedErrors;
 
     void clear();
     size_t size() const { return nameLengths.size(); }
 };
 
 // Reads folders for one scan worker: getdents64 into a large buffer, then one fstatat per
-// entry relative to the open folder, without following links. Not thread-safe; each
-// worker owns one.
+// entry relative to the open folder, without following links. An entry that cannot be
+// looked at costs only itself, never the rest of its folder. Not thread-safe; each worker
+// owns one.
 class DirectoryReader {
 public:
     enum class Outcome { listing, vanished, blocked };
+    // How an entry is looked at: ::fstatat, or a stand-in that fails on purpose.
+    using StatFunction = int (*)(int folderFd, const char* name, struct stat* status, int flags);
     struct Result {
         Outcome outcome = Outcome::listing;
         int errorNumber = 0;
         int keptFd = -1; // the open folder, when asked to keep it and it has sub-folders
     };
 
-    DirectoryReader();
+    explicit DirectoryReader(StatFunction statEntry = &::fstatat);
     ~DirectoryReader();
     DirectoryReader(const DirectoryReader&) = delete;
     DirectoryReader& operator=(const DirectoryReader&) = delete;
@@ -63,6 +71,7 @@ public:
 private:
     static constexpr size_t kBufferSize = 256 * 1024;
     std::unique_ptr<char[]> buffer_;
+    StatFunction statEntry_;
 };
 
 } // namespace velmox

@@ -137,6 +137,7 @@ void DiskScanner::workerLoop() {
     DirectoryReader reader;
     DirListing listing;
     std::vector<FolderCandidate> candidates;
+    std::vector<FailedEntry> failed;
     for (;;) {
         PendingFolder folder;
         {
@@ -163,13 +164,13 @@ void DiskScanner::workerLoop() {
             handle = std::make_shared<FolderHandle>(result.keptFd, &openFolders_);
         }
         if (result.outcome == DirectoryReader::Outcome::listing)
-            sortOutFolders(folder, listing, candidates);
+            sortOutFolders(folder, listing, candidates, failed);
         {
             QMutexLocker locker(&condition_);
             if (result.outcome == DirectoryReader::Outcome::listing)
-                commit(folder, listing, candidates, handle);
+                commit(folder, listing, candidates, failed, handle);
             else if (result.outcome == DirectoryReader::Outcome::blocked)
-                markBlocked(folder, result.errorNumber);
+                markBlocked(folder.node, folder.path, result.errorNumber);
             ++foldersDone_;
             --activeWorkers_;
             if (entries_ >= entryCap_ && !stack_.empty()) {
@@ -194,9 +195,11 @@ void DiskScanner::workerLoop() {
 }
 
 void DiskScanner::sortOutFolders(const PendingFolder& folder, DirListing& listing,
-                                 std::vector<FolderCandidate>& candidates) const {
+                                 std::vector<FolderCandidate>& candidates,
+                                 std::vector<FailedEntry>& failed) const {
     candidates.clear();
-    if (listing.folderEntries.empty())
+    failed.clear();
+    if (listing.folderEntries.empty() && listing.failedEntries.empty())
         return;
     std::vector<qsizetype> nameStarts(listing.size());
     qsizetype at = 0;
@@ -204,28 +207,50 @@ void DiskScanner::sortOutFolders(const PendingFolder& folder, DirListing& listin
         nameStarts[i] = at;
         at += listing.nameLengths[i];
     }
+    const auto pathOf = [&](uint32_t entry) {
+        return childPath(folder.path, QByteArrayView(listing.nameBytes.data() + nameStarts[entry],
+                                                     listing.nameLengths[entry]));
+    };
     const qsizetype nameStart = folder.path.size() + (folder.path.endsWith('/') ? 0 : 1);
     for (size_t j = 0; j < listing.folderEntries.size(); ++j) {
         const uint32_t entry = listing.folderEntries[j];
-        QByteArray path =
-            childPath(folder.path, QByteArrayView(listing.nameBytes.data() + nameStarts[entry],
-                                                  listing.nameLengths[entry]));
-        if (!config_.allowedDevices.contains(listing.folderDevices[j]) || isExcluded(path)) {
+        QByteArray path = pathOf(entry);
+        // The mount table knows every mount point; a btrfs subvolume has a device number of
+        // its own without being one. Only without a table does another device count.
+        const bool otherDevice = !config_.allowedDevices.contains(listing.folderDevices[j]);
+        if (isExcluded(path) || (!config_.mountsFromTable && otherDevice)) {
             listing.flags[entry] |= NodeFlag::mountPoint;
             listing.alloc[entry] = listing.logical[entry] = 0;
         } else {
             candidates.push_back({entry, listing.folderKeys[j], std::move(path), nameStart});
         }
     }
+    for (size_t j = 0; j < listing.failedEntries.size(); ++j) {
+        const uint32_t entry = listing.failedEntries[j];
+        QByteArray path = pathOf(entry);
+        // A mount point that does not answer (a network share whose server is gone) is
+        // still just another disk.
+        if (isExcluded(path))
+            listing.flags[entry] = (listing.flags[entry] & ~NodeFlag::notRead) |
+                                   NodeFlag::directory | NodeFlag::mountPoint;
+        else
+            failed.push_back({entry, std::move(path), listing.failedErrors[j]});
+    }
 }
 
 void DiskScanner::commit(const PendingFolder& folder, DirListing& listing,
                          std::vector<FolderCandidate>& candidates,
+                         const std::vector<FailedEntry>& failed,
                          const std::shared_ptr<FolderHandle>& handle) {
     const auto first = static_cast<int32_t>(tree_->size());
-    for (size_t i = 0; i < listing.linkEntries.size(); ++i)
-        if (!seenLinks_.insert(listing.linkKeys[i]))
-            listing.alloc[listing.linkEntries[i]] = listing.logical[listing.linkEntries[i]] = 0;
+    for (size_t i = 0; i < listing.linkEntries.size(); ++i) {
+        const uint32_t entry = listing.linkEntries[i];
+        const bool counted = seenLinks_.insert(listing.linkKeys[i]);
+        tree_->addLinkedFile({first + static_cast<int32_t>(entry), counted, listing.linkKeys[i],
+                              listing.alloc[entry], listing.logical[entry]});
+        if (!counted)
+            listing.alloc[entry] = listing.logical[entry] = 0;
+    }
     for (FolderCandidate& candidate : candidates) {
         if (seenDirs_.insert(candidate.key)) {
             stack_.push_back({first + static_cast<int32_t>(candidate.entry),
@@ -239,17 +264,19 @@ void DiskScanner::commit(const PendingFolder& folder, DirListing& listing,
                                         listing.logical.data(), listing.mtime.data(),
                                         listing.nameLengths.data(),
                                         QByteArrayView(listing.nameBytes.data(), qsizetype(listing.nameBytes.size()))});
+    for (const FailedEntry& entry : failed)
+        markBlocked(first + static_cast<int32_t>(entry.entry), entry.path, entry.errorNumber);
     for (const int64_t bytes : listing.alloc)
         bytesSeen_ += bytes;
     entries_ += static_cast<int64_t>(listing.size());
 }
 
-void DiskScanner::markBlocked(const PendingFolder& folder, int errorNumber) {
-    tree_->setFlags(folder.node, tree_->flags(folder.node) | NodeFlag::blocked | NodeFlag::notRead);
+void DiskScanner::markBlocked(int32_t node, const QByteArray& path, int errorNumber) {
+    tree_->setFlags(node, tree_->flags(node) | NodeFlag::blocked | NodeFlag::notRead);
     ++unreadableCount_;
-    blockedNodes_.push_back(folder.node);
+    blockedNodes_.push_back(node);
     if (unreadableSamples_.size() < kMaxUnreadableSamples)
-        unreadableSamples_.append({folder.path, UnreadableReason::fromOpenError(errorNumber)});
+        unreadableSamples_.append({path, UnreadableReason::fromOpenError(errorNumber)});
 }
 
 void DiskScanner::finishRun() {

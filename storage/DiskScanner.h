@@ -80,7 +80,8 @@ public:
     int64_t entryCap() const;
     int64_t unreadableCount() const;
     QList<UnreadableSample> unreadableSamples() const;
-    // Every folder that could not be opened, as nodes of the tree.
+    // Every folder that could not be opened and every entry that could not be looked at, as
+    // nodes of the tree.
     std::vector<int32_t> blockedNodes() const;
     std::chrono::nanoseconds duration() const;
 
@@ -113,16 +114,26 @@ private:
         qsizetype nameStart;
     };
 
+    // An entry that could not be looked at; it counts as unreadable.
+    struct FailedEntry {
+        uint32_t entry;
+        QByteArray path;
+        int errorNumber;
+    };
+
     void launchWorkers();
     void workerLoop();
-    // Outside the lock: marks mount points and lists the sub-folders to descend.
+    // Outside the lock: marks mount points, lists the sub-folders to descend and the
+    // entries that could not be looked at.
     void sortOutFolders(const PendingFolder& folder, DirListing& listing,
-                        std::vector<FolderCandidate>& candidates) const;
+                        std::vector<FolderCandidate>& candidates,
+                        std::vector<FailedEntry>& failed) const;
     // Under the lock: counts each hard-linked file and each folder once, appends the rows.
     void commit(const PendingFolder& folder, DirListing& listing,
-                std::vector<FolderCandidate>& candidates,
+                std::vector<FolderCandidate>& candidates, const std::vector<FailedEntry>& failed,
                 const std::shared_ptr<FolderHandle>& handle);
-    void markBlocked(const PendingFolder& folder, int errorNumber);
+    // A folder that could not be opened, or an entry that could not be looked at.
+    void markBlocked(int32_t node, const QByteArray& path, int errorNumber);
     void finishRun();
     bool isExcluded(const QByteArray& path) const;
 

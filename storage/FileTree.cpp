@@ -1,5 +1,7 @@
 #include "storage/FileTree.h"
 
+#include "storage/LinkKeySet.h"
+
 #include <QMutexLocker>
 #include <algorithm>
 #include <deque>
@@ -40,7 +42,7 @@ FileTree::FileTree(QString rootPath, QString rootName)
 FileTree::FileTree(const FileTree& other)
     : rootPath(other.rootPath), rootName(other.rootName), pathRedirects(other.pathRedirects),
       cachesSortedChildren(other.cachesSortedChildren), columns_(other.columns_),
-      sizesSummed_(other.sizesSummed_) {}
+      linkedFiles_(other.linkedFiles_), sizesSummed_(other.sizesSummed_) {}
 
 FileTree& FileTree::operator=(const FileTree& other) {
     if (this == &other)
@@ -50,6 +52,7 @@ FileTree& FileTree::operator=(const FileTree& other) {
     pathRedirects = other.pathRedirects;
     cachesSortedChildren = other.cachesSortedChildren;
     columns_ = other.columns_;
+    linkedFiles_ = other.linkedFiles_;
     sizesSummed_ = other.sizesSummed_;
     clearSortCache();
     return *this;
@@ -63,6 +66,18 @@ Result<FileTree> FileTree::fromColumns(QString rootPath, QString rootName, FileT
     if (Status valid = tree.validate(); !valid)
         return failure(valid.error());
     return tree;
+}
+
+Status FileTree::setLinkedFiles(std::vector<LinkedFile> files) {
+    int32_t previous = 0;
+    for (const LinkedFile& file : files) {
+        if (file.node <= previous || file.node >= size() ||
+            hasFlag(file.node, NodeFlag::directory) || file.alloc < 0 || file.logical < 0)
+            return failure(QStringLiteral("bad linked file at %1").arg(file.node));
+        previous = file.node;
+    }
+    linkedFiles_ = std::move(files);
+    return Done{};
 }
 
 void FileTree::reserve(size_t nodes, qsizetype nameBytes) {
@@ -254,12 +269,28 @@ void FileTree::replaceSubtree(int32_t node, const FileTree& fresh) {
     rebuilt.cachesSortedChildren = cachesSortedChildren;
     rebuilt.reserve(static_cast<size_t>(size() + fresh.size()),
                     columns_.names.size() + fresh.columns_.names.size());
-    std::deque<std::pair<Source, int32_t>> queue; // source node, its index in `rebuilt`
+    // Which linked files of `rebuilt` came from `fresh`, one entry per linked file.
+    std::vector<bool> linkFromFresh;
     const auto copyNode = [&](Source from, int32_t newParent, QByteArrayView name) {
         const FileTreeColumns& c = from.tree->columns_;
-        return rebuilt.append(newParent, c.flags[from.index], c.alloc[from.index],
-                              c.logical[from.index], c.mtime[from.index], name);
+        const int32_t copied =
+            rebuilt.append(newParent, c.flags[from.index], c.alloc[from.index],
+                           c.logical[from.index], c.mtime[from.index], name);
+        if (c.flags[from.index] & NodeFlag::multiplyLinked) {
+            const std::vector<LinkedFile>& links = from.tree->linkedFiles_;
+            const auto found = std::lower_bound(
+                links.begin(), links.end(), from.index,
+                [](const LinkedFile& file, int32_t index) { return file.node < index; });
+            if (found != links.end() && found->node == from.index) {
+                LinkedFile file = *found;
+                file.node = copied;
+                rebuilt.linkedFiles_.push_back(file);
+                linkFromFresh.push_back(from.tree == &freshOwn);
+            }
+        }
+        return copied;
     };
+    std::deque<std::pair<Source, int32_t>> queue; // source node, its index in `rebuilt`
     queue.push_back({{this, 0},
                      rebuilt.append(-1, columns_.flags[0], columns_.alloc[0], columns_.logical[0],
                                     columns_.mtime[0], nameBytes(0))});
@@ -290,10 +321,32 @@ void FileTree::replaceSubtree(int32_t node, const FileTree& fresh) {
         rebuilt.columns_.logical[0] = freshOwn.columns_.logical[0];
         rebuilt.columns_.mtime[0] = freshOwn.columns_.mtime[0];
     }
+    rebuilt.countLinkedFilesOnce(linkFromFresh);
     columns_ = std::move(rebuilt.columns_);
+    linkedFiles_ = std::move(rebuilt.linkedFiles_);
     clearSortCache();
     if (wasSummed)
         sumFolderSizes();
+}
+
+void FileTree::countLinkedFilesOnce(const std::vector<bool>& fromFresh) {
+    // The kept part and the fresh part each count a file at most once; the kept part's
+    // count wins, and a file counted nowhere any more is counted at its first name.
+    LinkKeySet counted;
+    for (size_t i = 0; i < linkedFiles_.size(); ++i)
+        if (!fromFresh[i] && linkedFiles_[i].counted)
+            counted.insert(linkedFiles_[i].key);
+    const auto setCounted = [this](LinkedFile& file, bool yes) {
+        file.counted = yes;
+        columns_.alloc[file.node] = yes ? file.alloc : 0;
+        columns_.logical[file.node] = yes ? file.logical : 0;
+    };
+    for (size_t i = 0; i < linkedFiles_.size(); ++i)
+        if (fromFresh[i] && linkedFiles_[i].counted && !counted.insert(linkedFiles_[i].key))
+            setCounted(linkedFiles_[i], false);
+    for (LinkedFile& file : linkedFiles_)
+        if (!file.counted && counted.insert(file.key))
+            setCounted(file, true);
 }
 
 Status FileTree::validate() const {

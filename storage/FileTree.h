@@ -1,6 +1,7 @@
 #pragma once
 
 #include "services/Result.h"
+#include "storage/LinkKey.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -39,6 +40,18 @@ struct PathRedirect {
     QString visiblePrefix; // as seen from the scanned root
     QString dataPrefix;    // the prefix on the data volume it stands for
     bool operator==(const PathRedirect&) const = default;
+};
+
+// A file with more than one name in the tree. Only its counted node carries its size (the
+// others show none), but every node keeps the file's identity and sizes here, so that a
+// merge can move the size to another name when the counted one goes away.
+struct LinkedFile {
+    int32_t node = 0;
+    bool counted = false;
+    LinkKey key = 0;
+    int64_t alloc = 0;
+    int64_t logical = 0;
+    bool operator==(const LinkedFile&) const = default;
 };
 
 enum class TreeSortKey { real, logical, name, date };
@@ -109,6 +122,13 @@ public:
     int32_t appendChildren(int32_t parent, const ChildBatch& batch);
     void reserve(size_t nodes, qsizetype nameBytes);
 
+    // The multiply-linked files, in node order. A scan adds each one as it appends its node
+    // (nodes only grow, so the order holds); a tree built elsewhere sets them after
+    // checking that each names a file node of this tree, in order.
+    void addLinkedFile(const LinkedFile& file) { linkedFiles_.push_back(file); }
+    Status setLinkedFiles(std::vector<LinkedFile> files);
+    const std::vector<LinkedFile>& linkedFiles() const { return linkedFiles_; }
+
     int32_t size() const { return static_cast<int32_t>(columns_.parent.size()); }
     const FileTreeColumns& columns() const { return columns_; }
     int32_t parent(int32_t node) const { return columns_.parent[node]; }
@@ -139,7 +159,9 @@ public:
 
     // Replaces the subtree below `node` by `fresh` (whose root stands for `node`): the
     // node takes the fresh root's flags, sizes and time, keeps its name, and the tree is
-    // renumbered so every child range stays contiguous.
+    // renumbered so every child range stays contiguous. Each linked file is still counted
+    // once in the whole tree: a name outside the subtree that already carries the size
+    // keeps it, and a file whose counted name went away is counted at another name.
     void replaceSubtree(int32_t node, const FileTree& fresh);
 
     Status validate() const;
@@ -153,7 +175,12 @@ public:
     void clearSortCache();
 
 private:
+    // Leaves one counted name per linked file; `fromFresh` tells, per linked file, whether
+    // it came from a subtree just merged in. Folder sizes must not be summed yet.
+    void countLinkedFilesOnce(const std::vector<bool>& fromFresh);
+
     FileTreeColumns columns_;
+    std::vector<LinkedFile> linkedFiles_;
     bool sizesSummed_ = false;
     mutable QMutex sortCacheLock_;
     mutable QHash<quint64, std::shared_ptr<const std::vector<int32_t>>> sortCache_;

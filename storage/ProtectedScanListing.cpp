@@ -9,7 +9,7 @@ namespace velmox {
 namespace {
 
 constexpr char kMagic[8] = {'V', 'M', 'X', 'P', 'S', 'C', 'A', 'N'};
-constexpr uint32_t kVersion = 1;
+constexpr uint32_t kVersion = 2;
 constexpr qsizetype kHashSize = 32;
 
 class Writer {
@@ -81,6 +81,14 @@ QByteArray ProtectedScanListing::encode(const QList<Section>& sections) {
         writer.putColumn(c.nameLength);
         writer.put(static_cast<uint64_t>(c.names.size()));
         writer.bytes.append(c.names);
+        writer.put(static_cast<uint32_t>(own.linkedFiles().size()));
+        for (const LinkedFile& file : own.linkedFiles()) {
+            writer.put(file.node);
+            writer.put(static_cast<uint8_t>(file.counted));
+            writer.put(file.key);
+            writer.put(file.alloc);
+            writer.put(file.logical);
+        }
     }
     writer.bytes.append(QCryptographicHash::hash(writer.bytes, QCryptographicHash::Sha256));
     return writer.bytes;
@@ -116,6 +124,17 @@ Result<QList<ProtectedScanListing::Section>> ProtectedScanListing::decode(const 
             !reader.getColumn(c.nameLength, nodes) || !reader.get(nameBytes) ||
             !reader.getBytes(c.names, nameBytes))
             return damaged();
+        uint32_t linkCount = 0;
+        if (!reader.get(linkCount) || linkCount > nodes)
+            return damaged();
+        std::vector<LinkedFile> links(linkCount);
+        for (LinkedFile& file : links) {
+            uint8_t counted = 0;
+            if (!reader.get(file.node) || !reader.get(counted) || !reader.get(file.key) ||
+                !reader.get(file.alloc) || !reader.get(file.logical))
+                return damaged();
+            file.counted = counted != 0;
+        }
         section.errorNumber = error;
         if (nodes > 0) {
             // Child ranges are rebuilt from the parents; validation then rejects any
@@ -136,7 +155,7 @@ Result<QList<ProtectedScanListing::Section>> ProtectedScanListing::decode(const 
             }
             auto tree =
                 FileTree::fromColumns(QString::fromUtf8(section.path), {}, std::move(c), false);
-            if (!tree)
+            if (!tree || !tree->setLinkedFiles(std::move(links)))
                 return damaged();
             tree->sumFolderSizes();
             section.tree = std::move(*tree);

@@ -1,10 +1,15 @@
 #include "storage/ScanConfiguration.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
 #include <QMutex>
+#include <QRegularExpression>
 #include <QThread>
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
@@ -24,11 +29,57 @@ bool isLocalFileSystem(const QString& type) {
     return local.contains(type);
 }
 
-std::optional<QByteArray> readSmallFile(const QString& path) {
+QByteArray readSmallFile(const QString& path) {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    return file.read(64).trimmed();
+    return file.open(QIODevice::ReadOnly) ? file.read(256).trimmed() : QByteArray();
+}
+
+// A disk made up by a hypervisor, by where it hangs in the device tree or by the name it
+// gives itself.
+bool isVirtualDisk(const QString& disk) {
+    static const QRegularExpression bus(
+        QStringLiteral("/(virtio\\d+|vbd-\\d+|xen[^/]*|VMBUS[^/]*|virtual)/"));
+    if (bus.match(disk).hasMatch())
+        return true;
+    const QByteArray name = readSmallFile(disk + QStringLiteral("/device/vendor")) + ' ' +
+                            readSmallFile(disk + QStringLiteral("/device/model"));
+    static const QRegularExpression emulated(QStringLiteral("QEMU|VBOX|VMware|Virtual"),
+                                             QRegularExpression::CaseInsensitiveOption);
+    return emulated.match(QString::fromLatin1(name)).hasMatch();
+}
+
+bool isBehindRealTransport(const QString& disk) {
+    static const QRegularExpression transport(QStringLiteral("/(ata\\d+|usb\\d+|host\\d+)/"));
+    return transport.match(disk).hasMatch();
+}
+
+// `disk` is the device's folder in sysfs with every link resolved (empty when unknown).
+StorageMedium classifyBlockDevice(QString disk, int depth) {
+    if (disk.isEmpty() || depth > 8)
+        return StorageMedium::unknown;
+    // A partition has no queue of its own; its disk is the parent folder.
+    if (QFileInfo::exists(disk + QStringLiteral("/partition")))
+        disk = QFileInfo(disk).path();
+    const QByteArray rotational = readSmallFile(disk + QStringLiteral("/queue/rotational"));
+    if (rotational == "0")
+        return StorageMedium::solidState;
+    if (QFileInfo::exists(disk + QStringLiteral("/loop")))
+        return StorageMedium::unknown;
+    const QFileInfoList members =
+        QDir(disk + QStringLiteral("/slaves")).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot);
+    if (!members.isEmpty()) {
+        std::optional<StorageMedium> agreed;
+        for (const QFileInfo& member : members) {
+            const StorageMedium kind = classifyBlockDevice(member.canonicalFilePath(), depth + 1);
+            if (agreed && *agreed != kind)
+                return StorageMedium::unknown;
+            agreed = kind;
+        }
+        return *agreed;
+    }
+    if (rotational != "1" || isVirtualDisk(disk) || !isBehindRealTransport(disk))
+        return StorageMedium::unknown;
+    return StorageMedium::rotational;
 }
 
 } // namespace
@@ -65,15 +116,7 @@ StorageMedium ScanConfiguration::probeLinuxMedium(const MountEntry& mount, const
     QMutexLocker locker(&cacheLock);
     if (auto found = cache.constFind(device); found != cache.constEnd())
         return found.value();
-    // A partition has no queue of its own; its disk is the parent folder.
-    auto answer = readSmallFile(device + QStringLiteral("/queue/rotational"));
-    if (!answer)
-        answer = readSmallFile(device + QStringLiteral("/../queue/rotational"));
-    StorageMedium medium = StorageMedium::unknown;
-    if (answer == QByteArray("0"))
-        medium = StorageMedium::solidState;
-    else if (answer == QByteArray("1"))
-        medium = StorageMedium::rotational;
+    const StorageMedium medium = classifyBlockDevice(QFileInfo(device).canonicalFilePath(), 0);
     cache.insert(device, medium);
     return medium;
 }
@@ -86,7 +129,11 @@ ScanConfiguration ScanConfiguration::build(const ScanScope& scope, bool gentle) 
 ScanConfiguration ScanConfiguration::build(const ScanScope& scope, bool gentle,
                                            const MountTable& mounts, const MediumProbe& probe) {
     ScanConfiguration config;
-    config.rootPath = scope.path.toUtf8();
+    // Mount points and devices are matched against the walk's paths, so the root must be
+    // the path the kernel knows: absolute and without symbolic links.
+    const QByteArray given = QFile::encodeName(scope.path);
+    char resolved[PATH_MAX];
+    config.rootPath = ::realpath(given.constData(), resolved) ? QByteArray(resolved) : given;
     while (config.rootPath.size() > 1 && config.rootPath.endsWith('/'))
         config.rootPath.chop(1);
     config.rootName = scope.title.isEmpty() ? scope.path : scope.title;
@@ -108,6 +155,7 @@ ScanConfiguration ScanConfiguration::build(const ScanScope& scope, bool gentle,
     // Every other file system mounted inside the root stays a mount-point node, including
     // bind mounts that share the root's device.
     config.excludedPaths = mounts.mountPointsBelow(config.rootPath);
+    config.mountsFromTable = !mounts.entries.isEmpty();
 
     const auto mount = mounts.mountOf(config.rootPath);
     const QString type = mount ? mount->fileSystemType : QString();

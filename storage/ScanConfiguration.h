@@ -32,6 +32,9 @@ struct ScanConfiguration {
     QString rootName;
     QList<uint64_t> allowedDevices;
     QList<QByteArray> excludedPaths; // mount points the walk keeps but does not enter
+    // True when excludedPaths come from the system's mount table: then they alone decide
+    // what is another disk. Otherwise a folder on a device outside allowedDevices is one.
+    bool mountsFromTable = false;
     int workerCount = 1;
     bool gentle = false;
     LinkKey rootKey = 0;
@@ -39,7 +42,8 @@ struct ScanConfiguration {
     QList<PathRedirect> redirects;
 
     using MediumProbe = std::function<StorageMedium(const MountEntry&)>;
-    // Looks at the root, its file system and the disk below it.
+    // Looks at the root (made absolute, with every symbolic link resolved), its file system
+    // and the disk below it.
     static ScanConfiguration build(const ScanScope& scope, bool gentle = false);
     static ScanConfiguration build(const ScanScope& scope, bool gentle, const MountTable& mounts,
                                    const MediumProbe& probe);
@@ -47,7 +51,12 @@ struct ScanConfiguration {
     // Network and user-space file systems get one worker; local ones as many as the medium
     // takes.
     static int workerCountFor(const QString& fileSystemType, StorageMedium medium, int processors);
-    // Asks the kernel whether the block device behind a local mount rotates.
+    // Classifies the block device behind a local mount from sysfs. A rotational flag of 0
+    // means solid state. A flag of 1 is believed only from a real disk behind an ATA, SCSI
+    // or USB transport: virtual disks (virtio, Xen, Hyper-V, an emulated disk) set it
+    // whatever lies beneath, so they are unknown. A stacked device (device-mapper, md)
+    // takes the kind its members agree on; a loop device or members that disagree give
+    // unknown. Answers are cached per device.
     static StorageMedium probeLinuxMedium(const MountEntry& mount,
                                           const QString& sysRoot = QStringLiteral("/sys"));
 };

@@ -4,10 +4,16 @@
 #include "ScanTestSupport.h"
 
 #include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QScopeGuard>
 #include <QTemporaryDir>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 using namespace velmox;
@@ -46,7 +52,7 @@ protected:
         makeFolder(root_ + "/Tool.app");
         writeFile(root_ + "/Tool.app/binary", 7000);
         ASSERT_EQ(::mkfifo((root_ + "/pipe").constData(), 0644), 0);
-        makeFolder(root_ + "/empty");
+        makeFolder(root_ + "/empty folder");
         QByteArray deep = root_ + "/deep";
         for (int level = 0; level < 300; ++level) {
             makeFolder(deep);
@@ -64,6 +70,53 @@ protected:
     QTemporaryDir dir_;
     QByteArray root_;
 };
+
+// Takes the overrides of file permissions out of this thread's effective capabilities
+// while it lives, so that root meets a folder's permissions like any other user; threads
+// started meanwhile keep the reduced set. Does nothing for other users.
+class FilePermissionsApply {
+public:
+    FilePermissionsApply() {
+        if (::geteuid() != 0)
+            return;
+        header_.version = _LINUX_CAPABILITY_VERSION_3;
+        EXPECT_EQ(::syscall(SYS_capget, &header_, saved_), 0);
+        __user_cap_data_struct reduced[2];
+        std::memcpy(reduced, saved_, sizeof(reduced));
+        reduced[0].effective &= ~((1u << CAP_DAC_OVERRIDE) | (1u << CAP_DAC_READ_SEARCH));
+        EXPECT_EQ(::syscall(SYS_capset, &header_, reduced), 0);
+    }
+    ~FilePermissionsApply() {
+        if (::geteuid() == 0)
+            ::syscall(SYS_capset, &header_, saved_);
+    }
+
+private:
+    __user_cap_header_struct header_{};
+    __user_cap_data_struct saved_[2]{};
+};
+
+int failOnBad(int folderFd, const char* name, struct stat* status, int flags) {
+    if (std::strcmp(name, "bad") == 0) {
+        errno = EIO;
+        return -1;
+    }
+    return ::fstatat(folderFd, name, status, flags);
+}
+
+// Runs a tool to its end; false with its error output in `error` when it fails.
+bool run(const QString& program, const QStringList& args, QByteArray* out = nullptr,
+         QByteArray* error = nullptr) {
+    QProcess process;
+    process.start(program, args);
+    const bool ok = process.waitForFinished(120000) &&
+                    process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+    if (out)
+        *out = process.readAllStandardOutput().trimmed();
+    if (error)
+        *error = process.readAllStandardError();
+    return ok;
+}
 
 } // namespace
 
@@ -104,7 +157,7 @@ TEST_F(GeneratedTree, MarksEachKindOfEntry) {
     EXPECT_LT(t.alloc(node(t, "/sparse")), 1024 * 1024);
     EXPECT_EQ(t.logical(node(t, "/new\nline/bad\xff\xfe name")), 3000);
     EXPECT_EQ(t.items(node(t, "/deep")), 300u);
-    EXPECT_EQ(t.childCount(node(t, "/empty")), 0u);
+    EXPECT_EQ(t.childCount(node(t, "/empty folder")), 0u);
 }
 
 TEST_F(GeneratedTree, StopsAtTheMemoryCapAndResumesWhereItStopped) {
@@ -142,10 +195,93 @@ TEST_F(GeneratedTree, StopsAtTheMemoryCapAndResumesWhereItStopped) {
     EXPECT_FALSE(scanner.resume());
 }
 
+TEST_F(GeneratedTree, RescannedFoldersKeepTotalsEqualToAFreshScanAndDu) {
+    // One file with names in "docs", in "other" and at the top; one with both names in
+    // "docs". Whichever name a scan counts, rescanning "docs" and then "other" would count
+    // the first file a second time if a rescan forgot what the rest of the tree counted.
+    makeFolder(root_ + "/other");
+    ASSERT_EQ(::link((root_ + "/docs/shared").constData(), (root_ + "/other/shared").constData()),
+              0);
+    ASSERT_EQ(
+        ::link((root_ + "/docs/file7").constData(), (root_ + "/docs/file7-again").constData()), 0);
+    auto tree = scanFolder(QString::fromUtf8(root_));
+    ASSERT_TRUE(tree);
+    const auto rescan = [&](const QByteArray& relative) {
+        const auto fresh = scanFolder(QString::fromUtf8(root_ + relative));
+        ASSERT_TRUE(fresh);
+        tree->replaceSubtree(node(*tree, relative), *fresh);
+    };
+    const auto expectFreshTotals = [&](const char* step) {
+        const auto whole = scanFolder(QString::fromUtf8(root_));
+        const auto [duAllocated, duLogical] = duTotals(QString::fromUtf8(root_));
+        EXPECT_EQ(tree->alloc(0), whole->alloc(0)) << step;
+        EXPECT_EQ(tree->alloc(0), duAllocated) << step;
+        EXPECT_EQ(tree->logical(0), duLogical) << step;
+        EXPECT_EQ(tree->items(0), whole->items(0)) << step;
+    };
+    rescan("/docs");
+    rescan("/other");
+    expectFreshTotals("after rescanning docs and other");
+
+    // Whichever name carried the size, removing one and rescanning its folder leaves the
+    // file counted once at a name that is left.
+    ASSERT_EQ(::unlink((root_ + "/docs/shared").constData()), 0);
+    rescan("/docs");
+    ASSERT_EQ(::unlink((root_ + "/other/shared").constData()), 0);
+    rescan("/other");
+    expectFreshTotals("after removing two names");
+}
+
+TEST_F(GeneratedTree, AnEntryThatCannotBeLookedAtCostsOnlyItself) {
+    // The reader keeps the rest of the folder when one entry fails.
+    DirectoryReader reader(&failOnBad);
+    const QByteArray folder = dir_.path().toUtf8() + "/listing";
+    makeFolder(folder);
+    writeFile(folder + "/a", 1000);
+    makeFolder(folder + "/bad");
+    writeFile(folder + "/c", 10);
+    DirListing listing;
+    const auto result = reader.read(AT_FDCWD, folder.constData(), listing, false, false);
+    ASSERT_EQ(result.outcome, DirectoryReader::Outcome::listing);
+    ASSERT_EQ(listing.size(), 3u);
+    ASSERT_EQ(listing.failedEntries.size(), 1u);
+    EXPECT_EQ(listing.failedErrors, std::vector<int>{EIO});
+    const uint32_t bad = listing.failedEntries[0];
+    EXPECT_EQ(listing.flags[bad], NodeFlag::directory | NodeFlag::notRead);
+    EXPECT_EQ(listing.alloc[bad] + listing.logical[bad], 0);
+    EXPECT_EQ(listing.logical[0] + listing.logical[1] + listing.logical[2], 1010);
+
+    // The walk: a folder that can be listed but not searched (read without execute
+    // permission) opens fine, but nothing in it can be looked at.
+    const QByteArray locked = root_ + "/Tool.app";
+    ASSERT_EQ(::chmod(locked.constData(), 0644), 0);
+    DiskScanner scanner(
+        ScanConfiguration::build({ScanScope::Kind::folder, QString::fromUtf8(root_), {}, {}}));
+    std::shared_ptr<FileTree> tree;
+    {
+        const FilePermissionsApply asAnyUser;
+        tree = scanFolder(QString::fromUtf8(root_), 0, &scanner);
+    }
+    ::chmod(locked.constData(), 0755);
+    ASSERT_TRUE(tree);
+    const int32_t folderNode = node(*tree, "/Tool.app");
+    EXPECT_FALSE(tree->hasFlag(folderNode, NodeFlag::blocked));
+    const int32_t binary = node(*tree, "/Tool.app/binary");
+    EXPECT_TRUE(tree->hasFlag(binary, NodeFlag::blocked | NodeFlag::notRead));
+    EXPECT_EQ(scanner.blockedNodes(), std::vector<int32_t>{binary});
+    EXPECT_EQ(scanner.unreadableCount(), 1);
+    ASSERT_EQ(scanner.unreadableSamples().size(), 1);
+    EXPECT_EQ(scanner.unreadableSamples()[0].path, locked + "/binary");
+    EXPECT_EQ(scanner.unreadableSamples()[0].reason.label(),
+              QStringLiteral("Needs administrator rights"));
+    EXPECT_EQ(tree->items(0), 357u);
+}
+
 TEST_F(GeneratedTree, KeepsMountedFileSystemsAsMountPointsWithoutEnteringThem) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "mounting needs root";
-    const QByteArray tmpfs = root_ + "/empty";
+    // The blank in the name reaches the mount table escaped.
+    const QByteArray tmpfs = root_ + "/empty folder";
     const QByteArray bound = root_ + "/Tool.app";
     // What the scan should see: everything but the two folders that get covered.
     const int64_t expected = duTotals(QString::fromUtf8(root_)).first -
@@ -158,8 +294,13 @@ TEST_F(GeneratedTree, KeepsMountedFileSystemsAsMountPointsWithoutEnteringThem) {
               0);
 
     const auto tree = scanFolder(QString::fromUtf8(root_));
+    const auto mount = MountTable::current().mountOf(tmpfs + "/on-tmpfs");
     ::umount(tmpfs.constData());
     ::umount(bound.constData());
+    ASSERT_TRUE(mount);
+    EXPECT_EQ(mount->mountPoint, tmpfs);
+    EXPECT_EQ(mount->fileSystemType, QStringLiteral("tmpfs"));
+    EXPECT_EQ(mount->source, QByteArray("velmox-test"));
     ASSERT_TRUE(tree);
     for (const QByteArray& path : {tmpfs, bound}) {
         const auto mounted = tree->findPath(path);
@@ -169,6 +310,60 @@ TEST_F(GeneratedTree, KeepsMountedFileSystemsAsMountPointsWithoutEnteringThem) {
         EXPECT_EQ(tree->alloc(*mounted), 0);
     }
     EXPECT_EQ(tree->alloc(0), expected);
+}
+
+TEST(DiskScanner, EntersBtrfsSubvolumes) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "attaching a loop device and mounting need root";
+    if (!QFile::exists(QStringLiteral("/dev/loop-control")))
+        GTEST_SKIP() << "this system has no loop devices";
+    QTemporaryDir dir;
+    const QByteArray image = dir.path().toUtf8() + "/btrfs.img";
+    const QByteArray volume = dir.path().toUtf8() + "/volume";
+    const int fd = ::open(image.constData(), O_WRONLY | O_CREAT, 0600);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(::ftruncate(fd, 256 * 1024 * 1024), 0);
+    ::close(fd);
+    QByteArray loop;
+    QByteArray error;
+    if (!run(QStringLiteral("/usr/sbin/losetup"),
+             {QStringLiteral("--find"), QStringLiteral("--show"), QString::fromUtf8(image)}, &loop,
+             &error))
+        GTEST_SKIP() << "no loop device could be attached: " << error.toStdString();
+    makeFolder(volume);
+    const auto detach = qScopeGuard([&] {
+        ::umount(volume.constData());
+        run(QStringLiteral("/usr/sbin/losetup"), {QStringLiteral("-d"), QString::fromUtf8(loop)});
+    });
+    ASSERT_TRUE(run(QStringLiteral("/usr/sbin/mkfs.btrfs"),
+                    {QStringLiteral("-q"), QString::fromUtf8(loop)}, nullptr, &error))
+        << error.toStdString();
+    ASSERT_EQ(::mount(loop.constData(), volume.constData(), "btrfs", 0, nullptr), 0);
+    writeFile(volume + "/top", 100000);
+    ASSERT_TRUE(run(QStringLiteral("/usr/bin/btrfs"),
+                    {QStringLiteral("subvolume"), QStringLiteral("create"),
+                     QString::fromUtf8(volume + "/sub")},
+                    nullptr, &error))
+        << error.toStdString();
+    makeFolder(volume + "/sub/inner");
+    writeFile(volume + "/sub/inner/file", 300000);
+    writeFile(volume + "/sub/small", 5000);
+    ::sync();
+    struct stat top {};
+    struct stat sub {};
+    ASSERT_EQ(::stat(volume.constData(), &top), 0);
+    ASSERT_EQ(::stat((volume + "/sub").constData(), &sub), 0);
+    ASSERT_NE(top.st_dev, sub.st_dev) << "a subvolume has a device number of its own";
+
+    const auto tree = scanFolder(QString::fromUtf8(volume));
+    ASSERT_TRUE(tree);
+    const auto subvolume = tree->findPath(volume + "/sub");
+    ASSERT_TRUE(subvolume);
+    EXPECT_EQ(tree->kind(*subvolume), NodeKind::folder);
+    EXPECT_EQ(tree->items(*subvolume), 3u);
+    const auto [duAllocated, duLogical] = duTotals(QString::fromUtf8(volume));
+    EXPECT_EQ(tree->alloc(0), duAllocated);
+    EXPECT_EQ(tree->logical(0), duLogical);
 }
 
 TEST(DiskScanner, ASystemFolderTotalsEqualDu) {

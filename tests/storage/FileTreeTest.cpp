@@ -129,6 +129,62 @@ TEST(FileTree, ReplacesASubtreeAndKeepsChildRangesContiguous) {
     EXPECT_FALSE(tree.findPath("/data/a/x").has_value());
 }
 
+TEST(FileTree, ReplacingASubtreeStillCountsEachLinkedFileOnce) {
+    // Four files with two names each, one inside and one outside the folder "a" that is
+    // replaced: K1 counted inside, K2 outside, K3 inside but gone from the fresh copy,
+    // K4 counted inside in both copies.
+    constexpr uint16_t kLinked = NodeFlag::multiplyLinked;
+    FileTree tree(QStringLiteral("/r"), {});
+    tree.append(-1, kDir, 0, 0, 0, "r");
+    const int32_t a = tree.append(0, kDir, 0, 0, 0, "a");
+    const int32_t out1 = tree.append(0, kLinked, 0, 0, 0, "out1");
+    const int32_t out2 = tree.append(0, kLinked, 200, 200, 0, "out2");
+    const int32_t out3 = tree.append(0, kLinked, 0, 0, 0, "out3");
+    const int32_t out4 = tree.append(0, kLinked, 0, 0, 0, "out4");
+    const int32_t in1 = tree.append(a, kLinked, 100, 100, 0, "in1");
+    const int32_t in2 = tree.append(a, kLinked, 0, 0, 0, "in2");
+    const int32_t in3 = tree.append(a, kLinked, 300, 300, 0, "in3");
+    const int32_t in4 = tree.append(a, kLinked, 400, 400, 0, "in4");
+    // In node order, as a scan adds them.
+    tree.addLinkedFile({out1, false, 1, 100, 100});
+    tree.addLinkedFile({out2, true, 2, 200, 200});
+    tree.addLinkedFile({out3, false, 3, 300, 300});
+    tree.addLinkedFile({out4, false, 4, 400, 400});
+    tree.addLinkedFile({in1, true, 1, 100, 100});
+    tree.addLinkedFile({in2, false, 2, 200, 200});
+    tree.addLinkedFile({in3, true, 3, 300, 300});
+    tree.addLinkedFile({in4, true, 4, 400, 400});
+    tree.sumFolderSizes();
+    ASSERT_EQ(tree.alloc(0), 1000);
+
+    // Read again on its own, "a" counts everything it holds.
+    FileTree fresh(QStringLiteral("/r/a"), {});
+    fresh.append(-1, kDir, 0, 0, 0, "a");
+    fresh.append(0, kLinked, 100, 100, 0, "in1");
+    fresh.append(0, kLinked, 200, 200, 0, "in2");
+    fresh.append(0, kLinked, 400, 400, 0, "in4");
+    for (int32_t node : {1, 2, 3})
+        fresh.addLinkedFile({node, true, LinkKey(node == 3 ? 4 : node), fresh.alloc(node),
+                             fresh.logical(node)});
+    fresh.sumFolderSizes();
+
+    tree.replaceSubtree(a, fresh);
+    ASSERT_TRUE(tree.validate().has_value());
+    EXPECT_EQ(tree.alloc(0), 1000);
+    EXPECT_EQ(tree.logical(0), 1000);
+    const auto sizeAt = [&](const char* path) {
+        return tree.alloc(tree.findPath(QByteArray("/r/") + path).value_or(0));
+    };
+    EXPECT_EQ(sizeAt("a/in1"), 100); // counted nowhere else
+    EXPECT_EQ(sizeAt("a/in2"), 0);   // already counted at out2
+    EXPECT_EQ(sizeAt("out3"), 300);  // its counted name went away
+    EXPECT_EQ(sizeAt("a/in4"), 400);
+    EXPECT_EQ(sizeAt("a"), 500);
+    EXPECT_EQ(tree.linkedFiles().size(), 7u);
+    FileTree copy(tree);
+    EXPECT_EQ(copy.linkedFiles(), tree.linkedFiles());
+}
+
 TEST(StorageChart, GivesLargeChildrenTheirOwnSegmentsUpToNine) {
     const FileTree twelve = folderWithFiles(std::vector<int64_t>(12, 1000));
     const QList<ChartSegment> segments = StorageChart::segments(twelve, 0, TreeSortKey::real);

@@ -39,6 +39,8 @@ protected:
         for (int i = 0; i < 12; ++i)
             writeFile(secret_ + "/inner/f" + QByteArray::number(i), 3000 * i);
         writeFile(secret_ + "/top", 20000);
+        // A second name outside: the pass must not count the file again.
+        ASSERT_EQ(::link((secret_ + "/top").constData(), (root_ + "/top-again").constData()), 0);
         ASSERT_EQ(::chmod(secret_.constData(), 0), 0);
         keychain_.deletePassword();
     }

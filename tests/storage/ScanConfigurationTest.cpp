@@ -38,58 +38,141 @@ TEST(MountTable, ParsesMountinfoAndFindsTheMountOfAPath) {
     EXPECT_EQ(table.mountPointsBelow("/"),
               (QList<QByteArray>{"/home", "/home/me/My Drive", "/mnt/share", "/mnt/bound"}));
     EXPECT_EQ(table.mountPointsBelow("/home"), QList<QByteArray>{"/home/me/My Drive"});
-    EXPECT_TRUE(MountTable::current().mountOf("/").has_value());
 }
 
 TEST(ScanConfiguration, ChoosesWorkersFromTheFileSystemAndTheMedium) {
     EXPECT_EQ(ScanConfiguration::workerCountFor("ext4", StorageMedium::rotational, 16), 1);
     EXPECT_EQ(ScanConfiguration::workerCountFor("btrfs", StorageMedium::solidState, 1), 2);
-    EXPECT_EQ(ScanConfiguration::workerCountFor("XFS", StorageMedium::solidState, 6), 6);
-    EXPECT_EQ(ScanConfiguration::workerCountFor("exfat", StorageMedium::solidState, 32), 8);
+    EXPECT_EQ(ScanConfiguration::workerCountFor("EXFAT", StorageMedium::solidState, 32), 8);
     EXPECT_EQ(ScanConfiguration::workerCountFor("f2fs", StorageMedium::unknown, 32), 2);
     EXPECT_EQ(ScanConfiguration::workerCountFor("nfs4", StorageMedium::solidState, 32), 1);
-    EXPECT_EQ(ScanConfiguration::workerCountFor("fuse.sshfs", StorageMedium::unknown, 32), 1);
+}
 
-    // A partition has no queue of its own: its disk's answer counts.
-    QTemporaryDir sys;
-    ASSERT_TRUE(QDir(sys.path()).mkpath(QStringLiteral("block/sda/queue")));
-    ASSERT_TRUE(QDir(sys.path()).mkpath(QStringLiteral("block/sda/sda1")));
-    ASSERT_TRUE(QDir(sys.path()).mkpath(QStringLiteral("dev/block")));
-    QFile rotational(sys.filePath(QStringLiteral("block/sda/queue/rotational")));
-    ASSERT_TRUE(rotational.open(QIODevice::WriteOnly));
-    rotational.write("0\n");
-    rotational.close();
-    QFile::link(sys.filePath(QStringLiteral("block/sda")),
-                sys.filePath(QStringLiteral("dev/block/8:0")));
-    QFile::link(sys.filePath(QStringLiteral("block/sda/sda1")),
-                sys.filePath(QStringLiteral("dev/block/8:1")));
-    const MountEntry partition{"/data", QStringLiteral("ext4"), "UUID=1234", 8, 1};
-    EXPECT_EQ(ScanConfiguration::probeLinuxMedium(partition, sys.path()),
-              StorageMedium::solidState);
-    const MountEntry missing{"/data", QStringLiteral("ext4"), "UUID=1234", 8, 9};
-    EXPECT_EQ(ScanConfiguration::probeLinuxMedium(missing, sys.path()), StorageMedium::unknown);
+namespace {
+
+// A sysfs tree with the disks of several kinds of machine, linked from dev/block by
+// device number the way the kernel links them.
+class FakeSys {
+public:
+    // `device` is the disk's folder below devices/, `rotational` its flag.
+    void addDisk(const QString& number, const QString& device, const QByteArray& rotational,
+                 const QByteArray& model = {}) {
+        const QString folder = QStringLiteral("devices/") + device;
+        write(folder + QStringLiteral("/queue/rotational"), rotational);
+        if (!model.isEmpty())
+            write(folder + QStringLiteral("/device/model"), model);
+        link(number, folder);
+    }
+    void addPartition(const QString& number, const QString& disk, const QString& name) {
+        const QString folder = QStringLiteral("devices/") + disk + QLatin1Char('/') + name;
+        write(folder + QStringLiteral("/partition"), "1");
+        link(number, folder);
+    }
+    // A stacked device over members given as paths below devices/.
+    void addStacked(const QString& number, const QString& name, const QByteArray& rotational,
+                    const QStringList& members) {
+        addDisk(number, QStringLiteral("virtual/block/") + name, rotational);
+        const QString folder = QStringLiteral("devices/virtual/block/") + name;
+        mkpath(folder + QStringLiteral("/slaves"));
+        for (const QString& member : members)
+            QFile::link(root_.filePath(QStringLiteral("devices/") + member),
+                        root_.filePath(folder + QStringLiteral("/slaves/") +
+                                       member.section(QLatin1Char('/'), -1)));
+        if (name.startsWith(QLatin1String("loop")))
+            mkpath(folder + QStringLiteral("/loop"));
+    }
+    StorageMedium medium(const QString& number) const {
+        const QStringList parts = number.split(QLatin1Char(':'));
+        return ScanConfiguration::probeLinuxMedium(
+            {"/data", QStringLiteral("ext4"), "UUID=1", parts[0].toUInt(), parts[1].toUInt()},
+            root_.path());
+    }
+
+private:
+    void mkpath(const QString& path) { ASSERT_TRUE(QDir(root_.path()).mkpath(path)); }
+    void write(const QString& path, const QByteArray& text) {
+        mkpath(path.section(QLatin1Char('/'), 0, -2));
+        QFile file(root_.filePath(path));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(text + '\n');
+    }
+    void link(const QString& number, const QString& folder) {
+        mkpath(QStringLiteral("dev/block"));
+        ASSERT_TRUE(QFile::link(QStringLiteral("../../") + folder,
+                                root_.filePath(QStringLiteral("dev/block/") + number)));
+    }
+    QTemporaryDir root_;
+};
+
+} // namespace
+
+TEST(ScanConfiguration, ClassifiesTheMediumOnlyFromDisksThatCanBeTold) {
+    FakeSys sys;
+    const QString sata = QStringLiteral("pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/"
+                                        "0:0:0:0/block/sda");
+    const QString usb = QStringLiteral("pci0000:00/0000:00:14.0/usb2/2-1/2-1:1.0/host6/"
+                                       "target6:0:0/6:0:0:0/block/sdb");
+    const QString ssd = QStringLiteral("pci0000:00/0000:00:1f.2/ata2/host1/target1:0:0/"
+                                       "1:0:0:0/block/sdc");
+    sys.addDisk(QStringLiteral("8:0"), sata, "1");
+    sys.addPartition(QStringLiteral("8:1"), sata, QStringLiteral("sda1"));
+    sys.addDisk(QStringLiteral("8:16"), usb, "1");
+    sys.addDisk(QStringLiteral("8:32"), ssd, "0");
+    const QString virtio = QStringLiteral("pci0000:00/0000:00:02.0/virtio1/block/vda");
+    // Virtual disks say they rotate whatever lies beneath.
+    sys.addDisk(QStringLiteral("254:0"), virtio, "1");
+    sys.addPartition(QStringLiteral("254:1"), virtio, QStringLiteral("vda1"));
+    sys.addDisk(QStringLiteral("202:0"), QStringLiteral("vbd-51712/block/xvda"), "1");
+    sys.addDisk(QStringLiteral("8:48"),
+                QStringLiteral("pci0000:00/0000:00:01.1/ata3/host2/target2:0:0/2:0:0:0/block/sdd"),
+                "1", "QEMU HARDDISK");
+    // Stacked devices take what their members agree on.
+    sys.addStacked(QStringLiteral("253:0"), QStringLiteral("dm-0"), "1",
+                   {sata + QStringLiteral("/sda1")});
+    sys.addStacked(QStringLiteral("253:1"), QStringLiteral("dm-1"), "1",
+                   {sata + QStringLiteral("/sda1"), ssd});
+    sys.addStacked(QStringLiteral("7:0"), QStringLiteral("loop0"), "1", {});
+
+    const std::pair<const char*, StorageMedium> expected[] = {
+        {"8:0", StorageMedium::rotational},   {"8:1", StorageMedium::rotational},
+        {"8:16", StorageMedium::rotational},  {"8:32", StorageMedium::solidState},
+        {"254:0", StorageMedium::unknown},    {"254:1", StorageMedium::unknown},
+        {"202:0", StorageMedium::unknown},    {"8:48", StorageMedium::unknown},
+        {"253:0", StorageMedium::rotational}, {"253:1", StorageMedium::unknown},
+        {"7:0", StorageMedium::unknown},      {"1:99", StorageMedium::unknown}};
+    for (const auto& [number, medium] : expected)
+        EXPECT_EQ(sys.medium(QString::fromLatin1(number)), medium) << number;
 }
 
 TEST(ScanConfiguration, BuildsTheRootKeyDevicesAndExcludedMountPoints) {
     QTemporaryDir dir;
+    const QByteArray path = QFile::encodeName(QDir(dir.path()).canonicalPath()) + "/real";
+    ASSERT_EQ(::mkdir(path.constData(), 0755), 0);
+    const QByteArray link = QFile::encodeName(dir.path()) + "/link";
+    ASSERT_EQ(::symlink("real", link.constData()), 0);
     struct stat root {};
-    ASSERT_EQ(::stat(QFile::encodeName(dir.path()).constData(), &root), 0);
-    const QByteArray path = QFile::encodeName(dir.path());
+    ASSERT_EQ(::stat(path.constData(), &root), 0);
     MountTable mounts = MountTable::parse("27 1 254:0 / / rw - ext4 /dev/vda rw\n"
                                           "50 27 0:60 / " +
                                           path + "/inside rw - tmpfs none rw\n");
     int probes = 0;
+    // A relative root, through a symbolic link, with a trailing slash.
+    const QString previous = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(dir.path()));
     const ScanConfiguration config = ScanConfiguration::build(
-        {ScanScope::Kind::folder, dir.path() + QStringLiteral("/"), QStringLiteral("Temp"), {}},
-        true, mounts, [&](const MountEntry&) {
+        {ScanScope::Kind::folder, QStringLiteral("link/"), QStringLiteral("Temp"), {}}, true,
+        mounts, [&](const MountEntry& mount) {
             ++probes;
+            EXPECT_EQ(mount.mountPoint, QByteArray("/"));
             return StorageMedium::rotational;
         });
+    QDir::setCurrent(previous);
     EXPECT_EQ(config.rootPath, path);
     EXPECT_EQ(config.rootName, QStringLiteral("Temp"));
     EXPECT_EQ(config.rootKey, linkKey(root.st_ino, root.st_dev));
     EXPECT_EQ(config.allowedDevices, QList<uint64_t>{root.st_dev});
     EXPECT_EQ(config.excludedPaths, QList<QByteArray>{path + "/inside"});
+    EXPECT_TRUE(config.mountsFromTable);
     EXPECT_EQ(config.workerCount, 1);
     EXPECT_EQ(probes, 1);
     EXPECT_TRUE(config.gentle);
