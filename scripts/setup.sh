@@ -11,7 +11,7 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     # run time
     libqt6svg6 qt6-qpa-plugins libsecret-1-0 adwaita-icon-theme
-    zsh sudo pkexec procps util-linux smartmontools nftables iproute2 dbus dbus-x11
+    zsh sudo pkexec procps util-linux smartmontools nftables iproute2 dbus dbus-x11 btrfs-progs
     # tests and benchmarks
     gnome-keyring xvfb xauth passwd hyperfine python3-dbus python3-gi appstream desktop-file-utils
 )
