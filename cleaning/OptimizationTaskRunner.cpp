@@ -12,7 +12,6 @@
 
 #include <QDir>
 #include <QPointer>
-#include <QThreadPool>
 
 namespace velmox {
 
@@ -131,7 +130,15 @@ TaskRunResult execute(const OptimizationTask& task, ShellHelper& shell, ActionHi
 
 OptimizationTaskRunner::OptimizationTaskRunner(ShellHelper& shell, ActionHistoryStore& history,
                                                AppStatusCenter* status, QObject* parent)
-    : QObject(parent), shell_(shell), history_(history), status_(status) {}
+    : QObject(parent), shell_(shell), history_(history), status_(status) {
+    pool_.setObjectName(QStringLiteral("velmox-tasks"));
+}
+
+OptimizationTaskRunner::~OptimizationTaskRunner() {
+    // Runs under way finish and record their entries while the services they use still live;
+    // their results, queued to this object, are dropped with it.
+    pool_.waitForDone();
+}
 
 TaskRunResult OptimizationTaskRunner::runBlocking(const OptimizationTask& task) const {
     return execute(task, shell_, history_, options_);
@@ -144,9 +151,9 @@ void OptimizationTaskRunner::run(const OptimizationTask& task,
     emit runningCountChanged(++running_);
     emit taskStarted(task.title);
     QPointer<OptimizationTaskRunner> self(this);
-    // The shell helper and the activity log live as long as the process; the runner may not.
-    QThreadPool::globalInstance()->start([self, &shell = shell_, &history = history_,
-                                          options = options_, task, done = std::move(done)] {
+    // The pool is this object's and is waited for before it goes, so the references stay good.
+    pool_.start([self, &shell = shell_, &history = history_, options = options_, task,
+                 done = std::move(done)] {
         const TaskRunResult result = execute(task, shell, history, options);
         QMetaObject::invokeMethod(self.data(), [self, task, result, done] {
             if (!self)

@@ -5,6 +5,7 @@
 #include "platform/WindowPinger.h"
 
 #include <QObject>
+#include <QThreadPool>
 #include <chrono>
 #include <functional>
 
@@ -18,6 +19,10 @@ class ShellHelper;
 // system prompt), the others through the zsh entry of TaskRunner, and the application's own
 // tasks in process. The folders of each task are measured before and after, and every run
 // adds one activity entry with the title, the outcome and the space freed.
+//
+// The runner owns the worker threads of its runs: the shell helper and the activity log must
+// outlive it, and destroying it waits for the runs still under way, so each still records its
+// entry. Main thread only, except runBlocking.
 class OptimizationTaskRunner : public QObject {
     Q_OBJECT
 public:
@@ -33,6 +38,7 @@ public:
     // `status` may be null (no window to report to).
     OptimizationTaskRunner(ShellHelper& shell, ActionHistoryStore& history,
                            AppStatusCenter* status = nullptr, QObject* parent = nullptr);
+    ~OptimizationTaskRunner() override;
 
     void setOptions(Options options) { options_ = std::move(options); }
 
@@ -57,6 +63,7 @@ private:
     AppStatusCenter* status_;
     Options options_;
     int running_ = 0;
+    QThreadPool pool_;
 };
 
 } // namespace velmox
