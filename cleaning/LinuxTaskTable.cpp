@@ -188,8 +188,8 @@ QList<OptimizationTask> OptimizationRegistry::linuxTable(const TaskPlaces& place
                 "/bin/rm -rf " + quoted(caches + "/speech-dispatcher") + " 2>/dev/null || true",
                 false, safe, {caches + "/speech-dispatcher"}, true),
         taskRow("Hung Process Killer",
-                "Ends the apps whose windows no longer answer and your processes that stay "
-                "stuck in uninterruptible sleep.",
+                "Finds the apps whose windows no longer answer the desktop and ends them once "
+                "you confirm.",
                 C::appManagement, {}, false, high, {}, true, TaskWork::endHungProcesses),
         taskRow("Chrome Privacy Cleaner",
                 "Moves the cache files of Google Chrome and Chromium to the Trash (history and "
