@@ -152,8 +152,9 @@ QList<OptimizationTask> OptimizationRegistry::linuxTable(const TaskPlaces& place
                 {places.system(QStringLiteral("/var/cache/fontconfig")), caches + "/fontconfig"},
                 true),
         taskRow("System Cache Cleaner",
-                "Clears the package manager's cache of downloaded packages (apt, dnf, pacman or "
-                "zypper); they are downloaded again when needed.",
+                "Permanently deletes the package manager's cache of downloaded packages (apt, "
+                "dnf, pacman or zypper); nothing goes to the Trash. Packages are downloaded "
+                "again when needed.",
                 C::systemCleanup, packageCacheScript(places), true, high,
                 {places.system(QStringLiteral("/var/cache/apt")),
                  places.system(QStringLiteral("/var/cache/dnf")),
