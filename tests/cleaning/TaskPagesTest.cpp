@@ -76,12 +76,15 @@ TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
 
     row->findChild<QPushButton*>()->click();
     EXPECT_FALSE(row->isRunEnabled());
+    EXPECT_EQ(status.message(), "Running User Cache Cleaner...");
+    EXPECT_TRUE(status.isActive());
     ASSERT_TRUE(waitFor([&] { return !row->resultText().isEmpty(); }));
     EXPECT_TRUE(row->resultText().startsWith("Freed 1")) << row->resultText().toStdString();
     EXPECT_TRUE(row->isRunEnabled());
     EXPECT_TRUE(panel.overlay()->isSuccess());
     EXPECT_TRUE(questions.isEmpty()) << "a Safe task runs without asking";
     EXPECT_TRUE(status.message().value_or("").startsWith("Success: User Cache Cleaner freed 1"));
+    EXPECT_FALSE(status.isActive());
     AppearanceController(world.privilege.settings).apply();
     panel.overlay()->dismiss();
     page.grab().save(QDir::tempPath() + "/cleanup-page.png");
