@@ -4,7 +4,6 @@
 #include "app/AppLanguageManager.h"
 #include "app/AppServices.h"
 #include "app/Appearance.h"
-#include "app/LaunchAtLogin.h"
 #include "app/LoginItemLaunch.h"
 #include "app/MainWindow.h"
 #include "app/SingleInstance.h"
@@ -21,14 +20,11 @@ namespace velmox {
 
 namespace {
 
-bool isLoginItemLaunch(Settings& settings, Clock& clock) {
+// The autostart entry starts Velmox with the login-item argument; nothing else here tells a
+// login launch from a start out of a terminal.
+bool isLoginItemLaunch() {
     LoginItemLaunch::Facts facts;
     facts.arguments = QCoreApplication::arguments();
-    facts.launchAtLoginOn =
-        settings.boolValue(LaunchAtLogin::kSettingKey, false) || LaunchAtLogin::isEnabled();
-    if (facts.launchAtLoginOn)
-        facts.sessionStart = LoginItemLaunch::desktopSessionStart();
-    facts.now = clock.now();
     return LoginItemLaunch::decide(facts);
 }
 
@@ -73,9 +69,7 @@ int runWindowedApp(QApplication& app) {
         services.status().report(QStringLiteral("Error: ") + language.error(), false);
     AppDelegate::Options options;
     options.executable = QCoreApplication::applicationFilePath();
-    options.isLoginItemLaunch = [&services] {
-        return isLoginItemLaunch(services.settings(), services.clock());
-    };
+    options.isLoginItemLaunch = isLoginItemLaunch;
     AppDelegate delegate(services, options);
     QObject::connect(&instance, &SingleInstance::activationRequested, &delegate,
                      &AppDelegate::reopen);

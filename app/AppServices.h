@@ -67,6 +67,7 @@ private:
     std::unique_ptr<ScanCenter> scanCenter_;
     std::unique_ptr<SystemMonitorEngine> monitorEngine_;
     std::unique_ptr<MonitorDemand> monitorDemand_;
+    // Last, so it goes first: it waits for its runs, which use the shell helper and the log.
     std::unique_ptr<OptimizationTaskRunner> taskRunner_;
 };
 

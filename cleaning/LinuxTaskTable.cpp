@@ -152,8 +152,9 @@ QList<OptimizationTask> OptimizationRegistry::linuxTable(const TaskPlaces& place
                 {places.system(QStringLiteral("/var/cache/fontconfig")), caches + "/fontconfig"},
                 true),
         taskRow("System Cache Cleaner",
-                "Clears the package manager's cache of downloaded packages (apt, dnf, pacman or "
-                "zypper); they are downloaded again when needed.",
+                "Permanently deletes the package manager's cache of downloaded packages (apt, "
+                "dnf, pacman or zypper); nothing goes to the Trash. Packages are downloaded "
+                "again when needed.",
                 C::systemCleanup, packageCacheScript(places), true, high,
                 {places.system(QStringLiteral("/var/cache/apt")),
                  places.system(QStringLiteral("/var/cache/dnf")),
@@ -188,8 +189,8 @@ QList<OptimizationTask> OptimizationRegistry::linuxTable(const TaskPlaces& place
                 "/bin/rm -rf " + quoted(caches + "/speech-dispatcher") + " 2>/dev/null || true",
                 false, safe, {caches + "/speech-dispatcher"}, true),
         taskRow("Hung Process Killer",
-                "Ends the apps whose windows no longer answer and your processes that stay "
-                "stuck in uninterruptible sleep.",
+                "Finds the apps whose windows no longer answer the desktop and ends them once "
+                "you confirm.",
                 C::appManagement, {}, false, high, {}, true, TaskWork::endHungProcesses),
         taskRow("Chrome Privacy Cleaner",
                 "Moves the cache files of Google Chrome and Chromium to the Trash (history and "

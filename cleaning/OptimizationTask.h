@@ -25,7 +25,7 @@ enum class TaskWork {
     shellScript,
     // Every item directly inside the folders of pathsToMeasure goes to the Trash, one by one.
     moveToTrash,
-    // Apps whose windows no longer answer, and the user's processes that stay stuck, are ended.
+    // The apps whose windows no longer answer the desktop's ping are ended.
     endHungProcesses,
 };
 

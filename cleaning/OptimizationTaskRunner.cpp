@@ -1,7 +1,6 @@
 #include "cleaning/OptimizationTaskRunner.h"
 
 #include "cleaning/FolderSize.h"
-#include "cleaning/HungProcessKiller.h"
 #include "cleaning/TrashMover.h"
 #include "cleaning/UnresponsiveAppKiller.h"
 #include "platform/PlatformPaths.h"
@@ -12,7 +11,6 @@
 
 #include <QDir>
 #include <QPointer>
-#include <QThreadPool>
 
 namespace velmox {
 
@@ -77,28 +75,30 @@ Work moveToTrash(const OptimizationTask& task) {
     return work;
 }
 
-// Apps whose windows no longer answer, then processes stuck in uninterruptible sleep. A session
-// whose windows can't be asked (Wayland, no display) is said in the output, but is no failure.
-Work endHungProcesses(const OptimizationTaskRunner::Options& options) {
+// Ends the apps whose windows no longer answer the desktop's ping, and nothing else: a process
+// that merely waits (on a slow drive, stopped, in uninterruptible sleep) is no app that stopped
+// answering. A session whose windows can't be asked (Wayland, no display) is said in the
+// output, but is no failure.
+Work endUnresponsiveApps(const OptimizationTaskRunner::Options& options,
+                         const OptimizationTaskRunner::AppsToEnd& appsToEnd) {
+    if (appsToEnd && appsToEnd->isEmpty())
+        return Work::finished(true, QStringLiteral("No app was chosen to be ended."));
     const std::unique_ptr<WindowPinger> pinger = options.windowPinger();
-    const UnresponsiveAppKiller apps(*pinger, options.windowAnswerWait);
-    const Result<QList<UnresponsiveAppKiller::App>> unresponsive = apps.find();
-    QString windowsText = unresponsive ? QString() : unresponsive.error();
-    bool windowsEnded = true;
-    if (unresponsive) {
-        const Result<QString> ended = apps.end(*unresponsive);
-        windowsEnded = ended.has_value();
-        windowsText = ended ? *ended : ended.error();
-    }
-    const Result<QString> stuck =
-        HungProcessKiller(options.procRoot, options.hungProcessWatch).endStuck();
-    const QString stuckText = stuck ? *stuck : stuck.error();
-    return Work::finished(windowsEnded && stuck.has_value(),
-                          windowsText + QLatin1Char(' ') + stuckText);
+    const UnresponsiveAppKiller killer(*pinger, options.windowAnswerWait);
+    Result<QList<UnresponsiveAppKiller::App>> found = killer.find();
+    if (!found)
+        return Work::finished(true, found.error());
+    if (appsToEnd)
+        found->removeIf([&](const UnresponsiveAppKiller::App& app) {
+            return !appsToEnd->contains(app.pid);
+        });
+    const Result<QString> ended = killer.end(*found);
+    return Work::finished(ended.has_value(), ended ? *ended : ended.error());
 }
 
 TaskRunResult execute(const OptimizationTask& task, ShellHelper& shell, ActionHistoryStore& history,
-                      const OptimizationTaskRunner::Options& options) {
+                      const OptimizationTaskRunner::Options& options,
+                      const OptimizationTaskRunner::AppsToEnd& appsToEnd) {
     TaskRunResult result;
     result.bytesBefore = FolderSize::allocatedBytes(task.pathsToMeasure);
     Work work;
@@ -110,7 +110,7 @@ TaskRunResult execute(const OptimizationTask& task, ShellHelper& shell, ActionHi
         work = moveToTrash(task);
         break;
     case TaskWork::endHungProcesses:
-        work = endHungProcesses(options);
+        work = endUnresponsiveApps(options, appsToEnd);
         break;
     }
     result.bytesAfter = FolderSize::allocatedBytes(task.pathsToMeasure);
@@ -131,23 +131,33 @@ TaskRunResult execute(const OptimizationTask& task, ShellHelper& shell, ActionHi
 
 OptimizationTaskRunner::OptimizationTaskRunner(ShellHelper& shell, ActionHistoryStore& history,
                                                AppStatusCenter* status, QObject* parent)
-    : QObject(parent), shell_(shell), history_(history), status_(status) {}
+    : QObject(parent), shell_(shell), history_(history), status_(status) {
+    pool_.setObjectName(QStringLiteral("velmox-tasks"));
+}
 
-TaskRunResult OptimizationTaskRunner::runBlocking(const OptimizationTask& task) const {
-    return execute(task, shell_, history_, options_);
+OptimizationTaskRunner::~OptimizationTaskRunner() {
+    // Runs under way finish and record their entries while the services they use still live;
+    // their results, queued to this object, are dropped with it.
+    pool_.waitForDone();
+}
+
+TaskRunResult OptimizationTaskRunner::runBlocking(const OptimizationTask& task,
+                                                  const AppsToEnd& appsToEnd) const {
+    return execute(task, shell_, history_, options_, appsToEnd);
 }
 
 void OptimizationTaskRunner::run(const OptimizationTask& task,
-                                 std::function<void(const TaskRunResult&)> done) {
+                                 std::function<void(const TaskRunResult&)> done,
+                                 AppsToEnd appsToEnd) {
     if (status_)
         status_->report(QStringLiteral("Running %1...").arg(task.title), true);
     emit runningCountChanged(++running_);
     emit taskStarted(task.title);
     QPointer<OptimizationTaskRunner> self(this);
-    // The shell helper and the activity log live as long as the process; the runner may not.
-    QThreadPool::globalInstance()->start([self, &shell = shell_, &history = history_,
-                                          options = options_, task, done = std::move(done)] {
-        const TaskRunResult result = execute(task, shell, history, options);
+    // The pool is this object's and is waited for before it goes, so the references stay good.
+    pool_.start([self, &shell = shell_, &history = history_, options = options_, task,
+                 appsToEnd = std::move(appsToEnd), done = std::move(done)] {
+        const TaskRunResult result = execute(task, shell, history, options, appsToEnd);
         QMetaObject::invokeMethod(self.data(), [self, task, result, done] {
             if (!self)
                 return;
@@ -157,6 +167,18 @@ void OptimizationTaskRunner::run(const OptimizationTask& task,
             emit self->taskFinished(task.title, result);
             if (done)
                 done(result);
+        });
+    });
+}
+
+void OptimizationTaskRunner::findUnresponsiveApps(std::function<void(const Result<Apps>&)> done) {
+    QPointer<OptimizationTaskRunner> self(this);
+    pool_.start([self, options = options_, done = std::move(done)] {
+        const std::unique_ptr<WindowPinger> pinger = options.windowPinger();
+        const Result<Apps> found = UnresponsiveAppKiller(*pinger, options.windowAnswerWait).find();
+        QMetaObject::invokeMethod(self.data(), [self, found, done] {
+            if (self)
+                done(found);
         });
     });
 }

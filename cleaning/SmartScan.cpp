@@ -1,8 +1,7 @@
 #include "cleaning/SmartScan.h"
 
-#include "cleaning/OptimizationTaskRunner.h"
-
 #include <QPointer>
+#include <algorithm>
 
 namespace velmox {
 
@@ -39,10 +38,40 @@ QList<OptimizationTask> SmartScan::marked(const QList<OptimizationTask>& tasks) 
     return marked;
 }
 
-void SmartScan::start(const QList<OptimizationTask>& tasks) {
+OptimizationTaskRunner::AppsToEnd SmartScan::Plan::appsToEnd() const {
+    if (!unresponsive)
+        return std::nullopt;
+    return UnresponsiveAppKiller::pids(*unresponsive);
+}
+
+void SmartScan::prepare(const QList<OptimizationTask>& tasks,
+                        std::function<void(const Plan&)> ready) {
     if (isRunning())
         return;
-    tasks_ = tasks;
+    const bool endsApps =
+        std::any_of(tasks.cbegin(), tasks.cend(), [](const OptimizationTask& task) {
+            return task.work == TaskWork::endHungProcesses;
+        });
+    if (!endsApps) {
+        ready({tasks, std::nullopt});
+        return;
+    }
+    preparing_ = true;
+    QPointer<SmartScan> self(this);
+    runner_.findUnresponsiveApps(
+        [self, tasks, ready = std::move(ready)](const Result<OptimizationTaskRunner::Apps>& found) {
+            if (!self)
+                return;
+            self->preparing_ = false;
+            ready({tasks, found});
+        });
+}
+
+void SmartScan::start(const Plan& plan) {
+    if (isRunning())
+        return;
+    tasks_ = plan.tasks;
+    appsToEnd_ = plan.appsToEnd();
     summary_ = {};
     next_ = 0;
     runNext();
@@ -57,14 +86,17 @@ void SmartScan::runNext() {
     const OptimizationTask task = tasks_.at(next_);
     emit taskStarted(task.title, static_cast<int>(next_), static_cast<int>(tasks_.size()));
     QPointer<SmartScan> self(this);
-    runner_.run(task, [self, task](const TaskRunResult& result) {
-        if (!self)
-            return;
-        self->summary_.add(task, result);
-        emit self->taskFinished(task.title, result);
-        ++self->next_;
-        self->runNext();
-    });
+    runner_.run(
+        task,
+        [self, task](const TaskRunResult& result) {
+            if (!self)
+                return;
+            self->summary_.add(task, result);
+            emit self->taskFinished(task.title, result);
+            ++self->next_;
+            self->runNext();
+        },
+        appsToEnd_);
 }
 
 } // namespace velmox

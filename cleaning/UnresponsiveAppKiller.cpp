@@ -55,4 +55,24 @@ Result<QString> UnresponsiveAppKiller::end(const QList<App>& apps) const {
     return failure(text.isEmpty() ? failures : text + QLatin1Char(' ') + failures);
 }
 
+QString UnresponsiveAppKiller::toEndSentence(const Result<QList<App>>& found) {
+    if (!found)
+        return found.error() + QStringLiteral(" No app will be ended.");
+    if (found->isEmpty())
+        return QStringLiteral("Every window answers, so no app will be ended.");
+    QStringList labels;
+    for (const App& app : *found)
+        labels << app.label();
+    return QStringLiteral("These apps no longer answer and will be ended: %1.")
+        .arg(labels.join(QStringLiteral(", ")));
+}
+
+QList<pid_t> UnresponsiveAppKiller::pids(const Result<QList<App>>& found) {
+    QList<pid_t> pids;
+    if (found)
+        for (const App& app : *found)
+            pids << app.pid;
+    return pids;
+}
+
 } // namespace velmox

@@ -27,6 +27,11 @@ public:
     // Ends the apps `find` returned; the text says which were ended.
     Result<QString> end(const QList<App>& apps) const;
 
+    // For a confirmation, from what `find` returned: which apps ending would end, or why none.
+    static QString toEndSentence(const Result<QList<App>>& found);
+    // The process ids of what `find` returned; none when it failed.
+    static QList<pid_t> pids(const Result<QList<App>>& found);
+
 private:
     WindowPinger& pinger_;
     std::chrono::milliseconds wait_;

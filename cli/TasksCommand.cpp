@@ -52,12 +52,21 @@ QString cautionSentence(const OptimizationTask& task) {
     return QStringLiteral("“%1” %2.").arg(task.title, reasons.join(QStringLiteral(" and ")));
 }
 
-// Asks on the terminal; refuses when there is no terminal to ask on.
-bool confirmed(const OptimizationTask& task, CliIO& io) {
+// Asks on the terminal; refuses when there is no terminal to ask on. A task that ends apps names
+// them first, and then ends only those.
+bool confirmed(const OptimizationTask& task, OptimizationTaskRunner::AppsToEnd& appsToEnd,
+               CliIO& io) {
     if (!::isatty(STDIN_FILENO)) {
         io.err << cautionSentence(task)
                << " Nothing was run: confirm with --yes when there is no terminal to ask on.\n";
         return false;
+    }
+    if (task.work == TaskWork::endHungProcesses) {
+        const std::unique_ptr<WindowPinger> pinger = WindowPinger::forThisSession();
+        const Result<QList<UnresponsiveAppKiller::App>> found =
+            UnresponsiveAppKiller(*pinger).find();
+        io.err << UnresponsiveAppKiller::toEndSentence(found) << '\n';
+        appsToEnd = UnresponsiveAppKiller::pids(found);
     }
     io.err << cautionSentence(task) << " Run it? [y/N] ";
     io.err.flush();
@@ -73,7 +82,8 @@ int runTask(const QString& title, bool yes, CliIO& io) {
                << "”. Run “velmox tasks list” to see them all.\n";
         return 1;
     }
-    if (task->needsConfirmation() && !yes && !confirmed(*task, io))
+    OptimizationTaskRunner::AppsToEnd appsToEnd;
+    if (task->needsConfirmation() && !yes && !confirmed(*task, appsToEnd, io))
         return 1;
 
     Settings settings;
@@ -84,7 +94,7 @@ int runTask(const QString& title, bool yes, CliIO& io) {
     ShellHelper shell(keychain, settings, *prompt);
     OptimizationTaskRunner runner(shell, history);
 
-    const TaskRunResult result = runner.runBlocking(*task);
+    const TaskRunResult result = runner.runBlocking(*task, appsToEnd);
     (result.success ? io.out : io.err) << task->title << ": " << resultLine(*task, result) << '\n';
     if (result.puttableBack > 0)
         io.out << result.puttableBack << " can be put back from the Activity tab.\n";

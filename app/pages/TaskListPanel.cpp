@@ -113,35 +113,71 @@ bool TaskListPanel::ask(const QString& question, const QString& informative) {
 }
 
 bool TaskListPanel::runTask(const OptimizationTask& task) {
-    if (task.needsConfirmation() &&
-        !ask(QStringLiteral("Run “%1”?").arg(task.title),
-             task.description + QStringLiteral("\n\n") + cautions(task)))
+    const QString question = QStringLiteral("Run “%1”?").arg(task.title);
+    const QString informative = task.description + QStringLiteral("\n\n") + cautions(task);
+    if (task.work == TaskWork::endHungProcesses) {
+        overlay_->showProgress(QStringLiteral("Looking for apps that no longer answer..."));
+        QPointer<TaskListPanel> self(this);
+        runner_.findUnresponsiveApps([self, task, question, informative](
+                                         const Result<OptimizationTaskRunner::Apps>& found) {
+            if (!self)
+                return;
+            self->overlay_->dismiss();
+            if (self->ask(question, UnresponsiveAppKiller::toEndSentence(found) +
+                                        QStringLiteral("\n\n") + informative))
+                self->startTask(task, UnresponsiveAppKiller::pids(found));
+        });
+        return true;
+    }
+    if (task.needsConfirmation() && !ask(question, informative))
         return false;
+    startTask(task, std::nullopt);
+    return true;
+}
+
+void TaskListPanel::startTask(const OptimizationTask& task,
+                              OptimizationTaskRunner::AppsToEnd appsToEnd) {
     overlay_->showProgress(QStringLiteral("Running %1...").arg(task.title));
     QPointer<TaskListPanel> self(this);
-    runner_.run(task, [self, task](const TaskRunResult& result) {
-        if (self)
-            self->overlay_->showFinished(resultLine(task, result), result.success);
-    });
-    return true;
+    runner_.run(
+        task,
+        [self, task](const TaskRunResult& result) {
+            if (self)
+                self->overlay_->showFinished(resultLine(task, result), result.success);
+        },
+        std::move(appsToEnd));
 }
 
 bool TaskListPanel::runSmartScan(const QList<OptimizationTask>& tasks) {
     if (tasks.isEmpty() || smartScan_->isRunning())
         return false;
+    // Finding the apps it would end takes a few seconds.
+    overlay_->showProgress(QStringLiteral("Smart Scan: getting ready..."));
+    QPointer<TaskListPanel> self(this);
+    smartScan_->prepare(tasks, [self](const SmartScan::Plan& plan) {
+        if (self)
+            self->confirmSmartScan(plan);
+    });
+    return true;
+}
+
+void TaskListPanel::confirmSmartScan(const SmartScan::Plan& plan) {
+    overlay_->dismiss();
     QStringList careful;
-    for (const OptimizationTask& task : tasks)
+    for (const OptimizationTask& task : plan.tasks)
         if (task.needsConfirmation())
             careful << task.title;
-    if (!careful.isEmpty() &&
-        !ask(QStringLiteral("Run the Smart Scan?"),
-             QStringLiteral("It runs %1 tasks one after another. These are High Impact or run as "
-                            "root: %2.")
-                 .arg(tasks.size())
-                 .arg(careful.join(QStringLiteral(", ")))))
-        return false;
-    smartScan_->start(tasks);
-    return true;
+    QString informative;
+    if (plan.unresponsive)
+        informative = UnresponsiveAppKiller::toEndSentence(*plan.unresponsive) +
+                      QStringLiteral("\n\n");
+    informative += QStringLiteral("It runs %1 tasks one after another.").arg(plan.tasks.size());
+    if (!careful.isEmpty())
+        informative += QStringLiteral(" These are High Impact or run as root: %1.")
+                           .arg(careful.join(QStringLiteral(", ")));
+    if ((careful.isEmpty() && !plan.unresponsive) ||
+        ask(QStringLiteral("Run the Smart Scan?"), informative))
+        smartScan_->start(plan);
 }
 
 void TaskListPanel::showResult(const QString& title, const TaskRunResult& result) {

@@ -15,7 +15,8 @@ class TaskStatusOverlay;
 
 // The tasks of some categories, grouped under their category, each a TaskRow. Sizes are
 // measured in the background when the panel is made; a run shows its progress in an overlay
-// and its result in the row. High Impact and root tasks are confirmed first.
+// and its result in the row. High Impact and root tasks are confirmed first; where a run would
+// end apps that no longer answer, the question names them.
 class TaskListPanel : public QWidget {
     Q_OBJECT
 public:
@@ -32,9 +33,11 @@ public:
     TaskRow* row(const QString& title) const;
     TaskStatusOverlay* overlay() const { return overlay_; }
 
-    // Asks first where the task needs it; false when the user declined.
+    // Asks first where the task needs it; false when the user declined. A task that ends apps
+    // looks for them first and asks once they are known (true then means it is looking).
     bool runTask(const OptimizationTask& task);
-    // Runs `tasks` (the marked ones of the whole registry) one after another.
+    // Runs `tasks` (the marked ones of the whole registry) one after another, after asking;
+    // false when a scan is already under way or there is nothing to run.
     bool runSmartScan(const QList<OptimizationTask>& tasks);
     void measureSizes();
     bool isBusy() const;
@@ -45,6 +48,8 @@ signals:
 
 private:
     bool ask(const QString& question, const QString& informative);
+    void confirmSmartScan(const SmartScan::Plan& plan);
+    void startTask(const OptimizationTask& task, OptimizationTaskRunner::AppsToEnd appsToEnd);
     void showResult(const QString& title, const TaskRunResult& result);
 
     OptimizationTaskRunner& runner_;

@@ -1,6 +1,8 @@
 #include "app/AppDelegate.h"
 
 #include "app/MainWindow.h"
+#include "cleaning/OptimizationTaskRunner.h"
+#include "services/ActionHistoryStore.h"
 #include "tests/app/WindowFixture.h"
 
 #include <QDialog>
@@ -84,4 +86,31 @@ TEST_F(AppDelegateTest, QuittingEndsOpenDialogsFirst) {
     EXPECT_FALSE(dialog.isVisible());
     EXPECT_EQ(dialog.result(), QDialog::Rejected);
     EXPECT_EQ(quits, 1);
+}
+
+// As the window's start function ends: the event loop returns while a task runs on a worker,
+// then the delegate and the services go. The task must not outlive them, and its entry stays.
+TEST_F(AppDelegateTest, QuittingWhileATaskRunsFinishesItAndKeepsItsActivityEntry) {
+    const QString file = folder.filePath("quitting.conf");
+    {
+        AppServices app(clock, file);
+        AppDelegate::Options options;
+        options.startBackgroundServices = false;
+        options.quit = [] {};
+        AppDelegate running(app, options);
+        running.willFinishLaunching();
+        running.didFinishLaunching();
+        OptimizationTask slow;
+        slow.title = "Slow Task";
+        slow.shellScript = "/bin/sleep 1; echo finished";
+        app.taskRunner().run(slow);
+        running.requestQuit();
+    }
+    Settings settings(file);
+    const QList<ActionHistoryEntry> entries = ActionHistoryStore(settings, clock).entries();
+    ASSERT_EQ(entries.size(), 1);
+    EXPECT_EQ(entries.first().action, "Slow Task");
+    EXPECT_TRUE(entries.first().success);
+    EXPECT_TRUE(entries.first().detail.endsWith("finished"))
+        << entries.first().detail.toStdString();
 }

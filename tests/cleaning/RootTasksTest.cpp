@@ -125,7 +125,12 @@ TEST_F(RootTasksTest, FontCacheCleanerRebuildsTheSystemCacheAndTheUsersOwnAsTheU
 TEST_F(RootTasksTest, ServiceTasksSucceedOrSayWhichServiceIsMissing) {
     const TaskRunResult dns = run("DNS Cache Flush");
     EXPECT_TRUE(dns.success) << dns.output.toStdString();
-    EXPECT_FALSE(dns.output.isEmpty());
+    EXPECT_TRUE((QStringList{"The systemd-resolved cache was flushed.",
+                             "The nscd host cache was flushed.",
+                             "No DNS cache service (systemd-resolved or nscd) is running - nothing "
+                             "to flush."}
+                     .contains(dns.output)))
+        << dns.output.toStdString();
     if (QFileInfo::exists("/usr/sbin/updatedb") || QFileInfo::exists("/usr/bin/updatedb"))
         GTEST_SKIP() << "locate is installed; its real database is not rebuilt by a test";
     const TaskRunResult search = run("File Search Re-indexing");

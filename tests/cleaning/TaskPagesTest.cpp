@@ -42,8 +42,9 @@ protected:
 
     // Answers every confirmation and remembers the questions.
     void answer(TaskListPanel& panel, bool yes) {
-        panel.setConfirmHandler([this, yes](const QString& question, const QString&) {
+        panel.setConfirmHandler([this, yes](const QString& question, const QString& details) {
             questions << question;
+            informative << details;
             return yes;
         });
     }
@@ -55,6 +56,7 @@ protected:
     OptimizationTaskRunner runner{world.privilege.shell, world.history, &status};
     const QString caches = PlatformPaths::userCaches();
     QStringList questions;
+    QStringList informative;
 };
 
 TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
@@ -74,12 +76,15 @@ TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
 
     row->findChild<QPushButton*>()->click();
     EXPECT_FALSE(row->isRunEnabled());
+    EXPECT_EQ(status.message(), "Running User Cache Cleaner...");
+    EXPECT_TRUE(status.isActive());
     ASSERT_TRUE(waitFor([&] { return !row->resultText().isEmpty(); }));
     EXPECT_TRUE(row->resultText().startsWith("Freed 1")) << row->resultText().toStdString();
     EXPECT_TRUE(row->isRunEnabled());
     EXPECT_TRUE(panel.overlay()->isSuccess());
     EXPECT_TRUE(questions.isEmpty()) << "a Safe task runs without asking";
     EXPECT_TRUE(status.message().value_or("").startsWith("Success: User Cache Cleaner freed 1"));
+    EXPECT_FALSE(status.isActive());
     AppearanceController(world.privilege.settings).apply();
     panel.overlay()->dismiss();
     page.grab().save(QDir::tempPath() + "/cleanup-page.png");
@@ -92,6 +97,13 @@ TEST_F(TaskPagesTest, RiskyTasksAskFirstAndDecliningRunsNothing) {
     EXPECT_EQ(titles(panel).first(), "RAM Purge");
     EXPECT_FALSE(panel.runTask(panel.row("RAM Purge")->task()));
     EXPECT_EQ(questions, QStringList{"Run “RAM Purge”?"});
+    // Ending apps is asked about once they are known, naming them.
+    EXPECT_TRUE(panel.runTask(panel.row("Hung Process Killer")->task()));
+    ASSERT_TRUE(waitFor([&] { return questions.size() == 2; }));
+    EXPECT_EQ(questions.last(), "Run “Hung Process Killer”?");
+    EXPECT_TRUE(informative.last().startsWith(
+        "There is no X11 display here, so windows that no longer answer can't be found. No app "
+        "will be ended.\n\n"));
     QCoreApplication::processEvents();
     EXPECT_TRUE(world.history.entries().isEmpty());
     EXPECT_TRUE(world.privilege.prompt.lines.isEmpty());
@@ -103,9 +115,7 @@ TEST_F(TaskPagesTest, RiskyTasksAskFirstAndDecliningRunsNothing) {
 TEST_F(TaskPagesTest, SmartScanRunsTheMarkedTasksAndSumsThemUp) {
     writeFile(caches + "/one/blob", QByteArray(50000, 'a'));
     writeFile(caches + "/two", QByteArray(50000, 'b'));
-    QTemporaryDir emptyProc;
     CleanupPage page(runner, world.registry);
-    runner.setOptions({emptyProc.path(), std::chrono::milliseconds(10)});
     TaskListPanel& panel = *page.tasks();
     answer(panel, true);
     std::optional<SmartScan::Summary> summary;
@@ -113,8 +123,14 @@ TEST_F(TaskPagesTest, SmartScanRunsTheMarkedTasksAndSumsThemUp) {
                      [&](const SmartScan::Summary& done) { summary = done; });
 
     ASSERT_TRUE(page.startSmartScan());
-    ASSERT_EQ(questions.size(), 1);
-    EXPECT_EQ(questions.first(), "Run the Smart Scan?");
+    EXPECT_FALSE(page.startSmartScan()) << "one scan at a time";
+    ASSERT_TRUE(waitFor([&] { return !questions.isEmpty(); }));
+    ASSERT_EQ(questions, QStringList{"Run the Smart Scan?"});
+    // No display to ask windows on: the question says that no app will be ended.
+    EXPECT_TRUE(informative.first().startsWith(
+        "There is no X11 display here, so windows that no longer answer can't be found. No app "
+        "will be ended.\n\nIt runs "))
+        << informative.first().toStdString();
     ASSERT_TRUE(waitFor([&] { return summary.has_value(); }));
 
     const int marked = static_cast<int>(SmartScan::marked(world.registry.allTasks()).size());

@@ -58,9 +58,10 @@ TEST(TasksCommand, RunsATaskHeadlessAndPrintsTheSpaceFreed) {
 
 TEST(TasksCommand, RefusesUnconfirmedRiskyTasksWithoutATerminal) {
     const qsizetype before = savedHistory().size();
-    const CliInvocation run = tasks({"run", "Log File Scrubber"});
+    // It deletes the package cache for good: never without a confirmation.
+    const CliInvocation run = tasks({"run", "System Cache Cleaner"});
     EXPECT_EQ(run.code, 1);
-    EXPECT_EQ(run.err, "“Log File Scrubber” is High Impact and needs administrator rights. "
+    EXPECT_EQ(run.err, "“System Cache Cleaner” is High Impact and needs administrator rights. "
                        "Nothing was run: confirm with --yes when there is no terminal to ask "
                        "on.\n");
     EXPECT_EQ(savedHistory().size(), before);

@@ -1,13 +1,18 @@
 // Real application windows on a private X server (with-x-display.sh): they answer pings
 // until they are stopped with SIGSTOP, and are then found and ended.
+#include "cleaning/SmartScan.h"
 #include "cleaning/UnresponsiveAppKiller.h"
 #include "platform/linux/X11WindowPinger.h"
 #include "tests/cleaning/CleaningTestSupport.h"
 #include "tests/support/CliInvocation.h"
 
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QProcess>
+#include <QThread>
 #include <csignal>
+#include <sched.h>
+#include <sys/wait.h>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -15,6 +20,13 @@ using namespace velmox::test;
 using namespace std::chrono_literals;
 
 namespace {
+
+template <typename Condition> bool waitFor(Condition condition) {
+    const QDeadlineTimer deadline(30000);
+    while (!condition() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    return condition();
+}
 
 class UnresponsiveWindowsTest : public ::testing::Test {
 protected:
@@ -31,6 +43,35 @@ protected:
 
     static pid_t pidOf(const QProcess& process) { return static_cast<pid_t>(process.processId()); }
 
+    // The parent of a vfork waits in uninterruptible sleep (state D) until its child leaves,
+    // using no processor time, as a copy to a stalled drive does.
+    pid_t startUninterruptibleSleeper() {
+        const pid_t pid = ::fork();
+        if (pid == 0) {
+            ::setpgid(0, 0);
+            alignas(16) static char stack[64 * 1024];
+            ::clone([](void*) -> int {
+                for (;;)
+                    ::pause();
+            }, stack + sizeof stack, CLONE_VM | CLONE_VFORK | SIGCHLD, nullptr);
+            ::_exit(0);
+        }
+        sleepers.push_back(pid);
+        const QDeadlineTimer deadline(5000);
+        while (stateOf(pid) != 'D' && !deadline.hasExpired())
+            QThread::msleep(10);
+        EXPECT_EQ(stateOf(pid), 'D');
+        return pid;
+    }
+
+    static char stateOf(pid_t pid) {
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+        if (!stat.open(QIODevice::ReadOnly))
+            return '?';
+        const QByteArray line = stat.readAll();
+        return line.at(line.lastIndexOf(')') + 2);
+    }
+
     static bool hasEnded(QProcess& process) {
         return process.state() == QProcess::NotRunning || process.waitForFinished(3000);
     }
@@ -43,9 +84,14 @@ protected:
             window->kill();
             window->waitForFinished();
         }
+        for (const pid_t group : sleepers) {
+            ::kill(-group, SIGKILL);
+            ::waitpid(group, nullptr, 0);
+        }
     }
 
     std::vector<std::unique_ptr<QProcess>> windows;
+    std::vector<pid_t> sleepers;
 };
 
 TEST_F(UnresponsiveWindowsTest, StoppedAppIsFoundAndKilledWhenItIgnoresTheRequestToQuit) {
@@ -80,24 +126,56 @@ TEST_F(UnresponsiveWindowsTest, StoppedAppIsFoundAndKilledWhenItIgnoresTheReques
     EXPECT_EQ(healthy.state(), QProcess::Running);
 }
 
-TEST_F(UnresponsiveWindowsTest, HungProcessTaskEndsAStoppedAppThatQuitsOnRequest) {
+TEST_F(UnresponsiveWindowsTest, SmartScanNamesTheAppsItWouldEndAndEndsOnlyThose) {
     QProcess& frozen = openWindow("Stalled Player");
     const pid_t pid = pidOf(frozen);
     ::kill(pid, SIGSTOP);
+    // Neither a process waiting in uninterruptible sleep nor a stopped one without windows
+    // is an app that stopped answering.
+    const pid_t waiting = startUninterruptibleSleeper();
+    QProcess stopped;
+    stopped.start("/bin/sleep", {"60"});
+    ASSERT_TRUE(stopped.waitForStarted());
+    const auto stoppedPid = static_cast<pid_t>(stopped.processId());
+    ::kill(stoppedPid, SIGSTOP);
     CleaningWorld world;
-    QTemporaryDir emptyProc;
-    OptimizationTaskRunner::Options options{emptyProc.path(), 10ms};
+    OptimizationTaskRunner::Options options;
     options.windowAnswerWait = 1s;
     world.runner.setOptions(options);
+    SmartScan scan(world.runner);
+    std::optional<SmartScan::Plan> plan;
+    std::optional<SmartScan::Summary> summary;
+    QObject::connect(&scan, &SmartScan::finished,
+                     [&](const SmartScan::Summary& done) { summary = done; });
 
-    const TaskRunResult result = world.run("Hung Process Killer");
-    EXPECT_TRUE(result.success);
+    scan.prepare({world.task("Hung Process Killer")},
+                 [&](const SmartScan::Plan& ready) { plan = ready; });
+    ASSERT_TRUE(waitFor([&] { return plan.has_value(); }));
+    ASSERT_TRUE(plan->unresponsive.has_value());
+    EXPECT_EQ(UnresponsiveAppKiller::toEndSentence(*plan->unresponsive),
+              QStringLiteral("These apps no longer answer and will be ended: “Stalled Player” "
+                             "(%1).")
+                  .arg(pid));
+    EXPECT_EQ(frozen.state(), QProcess::Running) << "nothing ends before the user agrees";
+    // An app that stops answering after the user was asked is not ended.
+    QProcess& later = openWindow("Later Tool");
+    ::kill(pidOf(later), SIGSTOP);
+
+    scan.start(*plan);
+    ASSERT_TRUE(waitFor([&] { return summary.has_value(); }));
+    EXPECT_EQ(summary->succeeded, 1);
     EXPECT_TRUE(hasEnded(frozen));
+    EXPECT_EQ(later.state(), QProcess::Running);
+    EXPECT_EQ(stateOf(waiting), 'D');
+    EXPECT_EQ(stateOf(stoppedPid), 'T');
     ASSERT_EQ(world.history.entries().size(), 1);
     EXPECT_EQ(world.history.entries().at(0).detail,
               QStringLiteral("Done. Ended 1 app(s) whose windows no longer answered: “Stalled "
-                             "Player” (%1). No process is stuck - nothing to end.")
+                             "Player” (%1).")
                   .arg(pid));
+    ::kill(stoppedPid, SIGCONT);
+    stopped.kill();
+    stopped.waitForFinished();
 }
 
 TEST_F(UnresponsiveWindowsTest, CommandListsThenEndsUnresponsiveApps) {

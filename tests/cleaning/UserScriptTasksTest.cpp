@@ -1,8 +1,5 @@
-#include "services/AppNavigationState.h"
-#include "services/AppStatusCenter.h"
 #include "tests/cleaning/CleaningTestSupport.h"
 
-#include <QDeadlineTimer>
 #include <QProcess>
 #include <gtest/gtest.h>
 
@@ -75,29 +72,6 @@ TEST_F(UserScriptTasksTest, RootTaskWithoutSavedPasswordGoesToThePromptUnchanged
     const TaskRunResult result = world.runner.runBlocking(task);
     EXPECT_TRUE(result.success);
     EXPECT_EQ(world.privilege.prompt.lines, QStringList{task.shellScript});
-}
-
-TEST_F(UserScriptTasksTest, AsynchronousRunReportsStartAndEndOnTheStatusLine) {
-    AppNavigationState navigation;
-    AppStatusCenter status(navigation, world.clock);
-    OptimizationTaskRunner runner(world.privilege.shell, world.history, &status);
-    QStringList messages;
-    QObject::connect(&status, &AppStatusCenter::changed,
-                     [&] { messages << status.message().value_or(QString()); });
-    std::optional<TaskRunResult> delivered;
-    runner.run(world.task("Speech & Dictation Cache Cleaner"),
-               [&](const TaskRunResult& result) { delivered = result; });
-    EXPECT_EQ(runner.runningCount(), 1);
-    const QDeadlineTimer deadline(30000);
-    while (!delivered && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-    ASSERT_TRUE(delivered.has_value());
-    EXPECT_TRUE(delivered->success);
-    EXPECT_EQ(runner.runningCount(), 0);
-    ASSERT_FALSE(messages.isEmpty());
-    EXPECT_EQ(messages.first(), "Running Speech & Dictation Cache Cleaner...");
-    EXPECT_EQ(status.message(), "Success: Speech & Dictation Cache Cleaner freed 0 bytes.");
-    EXPECT_FALSE(status.isActive());
 }
 
 } // namespace
