@@ -44,14 +44,16 @@ TEST_F(PopoverTest, ContentIsMadeOnOpeningAndDroppedOnClosing) {
     for (const QLabel* label : popover.findChildren<QLabel*>())
         statusShown = statusShown || label->text() == "Cleaning caches...";
     EXPECT_TRUE(statusShown);
-    // Only utilities installed here get a button.
-    for (const QToolButton* button : popover.findChildren<QToolButton*>("utilityButton")) {
-        bool installed = false;
-        for (MenuBarUtility utility : allMenuBarUtilities())
-            installed = installed || (desktopTitle(utility) == button->text() &&
-                                      !installedProgram(utility).isEmpty());
-        EXPECT_TRUE(installed) << button->text().toStdString();
-    }
+    // Exactly the utilities installed here get a button.
+    QStringList shown, installed;
+    for (const QToolButton* button : popover.findChildren<QToolButton*>("utilityButton"))
+        shown << button->text();
+    for (MenuBarUtility utility : allMenuBarUtilities())
+        if (!installedProgram(utility).isEmpty())
+            installed << desktopTitle(utility);
+    shown.sort();
+    installed.sort();
+    EXPECT_EQ(shown, installed);
     popover.hide();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_FALSE(popover.hasContent());
