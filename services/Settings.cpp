@@ -133,6 +133,7 @@ void Settings::sync() {
 }
 
 QString Settings::filePath() const {
+    QMutexLocker lock(&mutex_);
     return settings_->fileName();
 }
 
