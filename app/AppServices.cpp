@@ -20,8 +20,13 @@ AppServices::AppServices(Clock& clock, const QString& settingsFile)
 AppServices::~AppServices() = default;
 
 ActionHistoryStore& AppServices::history() {
-    if (!history_)
+    if (!history_) {
         history_ = std::make_unique<ActionHistoryStore>(settings_, clock_);
+        QObject::connect(history_.get(), &ActionHistoryStore::saveFailed, &status_,
+                         [this](const QString& message) {
+                             status_.report(QStringLiteral("Error: ") + message, false);
+                         });
+    }
     return *history_;
 }
 

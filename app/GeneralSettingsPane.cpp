@@ -76,19 +76,19 @@ GeneralSettingsPane::GeneralSettingsPane(AppServices& services, QString executab
     layout->addStretch(1);
 
     connect(trayIcon_, &QCheckBox::toggled, this, [this](bool on) {
-        services_.settings().setValue(kShowTrayIconKey, on);
+        save(kShowTrayIconKey, on);
         services_.notifications().postToggleMenuBarIcon();
     });
     connect(trayIcon_, &QCheckBox::toggled, trayFigure_, &QComboBox::setEnabled);
     connect(trayFigure_, &QComboBox::currentIndexChanged, this, [this](int index) {
-        services_.settings().setValue(kTrayFigureKey, trayFigure_->itemData(index));
+        save(kTrayFigureKey, trayFigure_->itemData(index));
     });
     connect(appearance_, &QComboBox::currentIndexChanged, this, [this](int index) {
-        services_.settings().setValue(kAppearanceKey, appearance_->itemData(index));
+        save(kAppearanceKey, appearance_->itemData(index));
     });
     connect(launchAtLogin_, &QCheckBox::toggled, this, &GeneralSettingsPane::setLaunchAtLogin);
     connect(autoClean_, &QCheckBox::toggled, this,
-            [this](bool on) { services_.settings().setValue(WeeklyAutoClean::kEnabledKey, on); });
+            [this](bool on) { save(WeeklyAutoClean::kEnabledKey, on); });
     // The tray can switch the icon back on by itself (see AppDelegate), and the window's
     // Appearance menu changes the appearance too.
     connect(&settings, &Settings::valueChanged, this, [this](const QString& key) {
@@ -112,8 +112,13 @@ void GeneralSettingsPane::setLaunchAtLogin(bool enabled) {
         launchAtLogin_->setChecked(LaunchAtLogin::isEnabled());
         return;
     }
-    services_.settings().setValue(LaunchAtLogin::kSettingKey, enabled);
     reporter_->clear();
+    save(LaunchAtLogin::kSettingKey, enabled);
+}
+
+void GeneralSettingsPane::save(const QString& key, const QVariant& value) {
+    if (const Status saved = services_.settings().setValue(key, value); !saved)
+        reporter_->show(saved.error(), false);
 }
 
 } // namespace velmox

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QVariant>
 #include <QWidget>
 
 class QCheckBox;
@@ -25,6 +26,8 @@ public:
 
 private:
     void setLaunchAtLogin(bool enabled);
+    // Saves one choice; says so on the pane when the settings file cannot be written.
+    void save(const QString& key, const QVariant& value);
 
     AppServices& services_;
     QString executable_;

@@ -88,6 +88,8 @@ int runTask(const QString& title, bool yes, CliIO& io) {
 
     Settings settings;
     ActionHistoryStore history(settings, SystemClock::shared());
+    QObject::connect(&history, &ActionHistoryStore::saveFailed,
+                     [&io](const QString& message) { io.err << message << '\n'; });
     QtKeychainSecretStore secrets;
     KeychainHelper keychain(secrets);
     const std::unique_ptr<PromptElevation> prompt = PromptElevation::forThisSystem();

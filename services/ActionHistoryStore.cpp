@@ -5,11 +5,14 @@
 #include "services/Clock.h"
 #include "services/Settings.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLocale>
 #include <QSaveFile>
 #include <QThread>
+#include <algorithm>
 
 namespace velmox {
 
@@ -40,11 +43,16 @@ QString putBackDetail(const ActionHistoryStore::PutBackResult& result) {
 
 ActionHistoryStore::ActionHistoryStore(Settings& settings, Clock& clock, QObject* parent)
     : QObject(parent), settings_(settings), clock_(clock) {
-    const QString key = settings_.contains(storageKey) ? storageKey : legacyStorageKey;
-    // A damaged log reads as empty and stays stored until the next save replaces it.
-    if (settings_.contains(key))
-        entries_ = historyFromJson(settings_.value(key).toByteArray())
-                       .value_or(QList<ActionHistoryEntry>{});
+    settings_.sync();
+    entries_ = withUnsaved(settings_.value(storageKey), settings_.value(legacyStorageKey));
+    // Every save replaces the file (written beside it, then renamed), so its folder is watched.
+    const QString folder = QFileInfo(settings_.filePath()).path();
+    QDir().mkpath(folder);
+    watcher_.addPath(folder);
+    reloadSoon_.setSingleShot(true);
+    connect(&watcher_, &QFileSystemWatcher::directoryChanged, &reloadSoon_,
+            qOverload<>(&QTimer::start));
+    connect(&reloadSoon_, &QTimer::timeout, this, &ActionHistoryStore::reload);
 }
 
 ActionHistoryStore::~ActionHistoryStore() {
@@ -66,6 +74,32 @@ ActionHistoryEntry ActionHistoryStore::record(const QString& action, const QStri
     return entry;
 }
 
+QList<ActionHistoryEntry> ActionHistoryStore::withUnsaved(const QVariant& stored,
+                                                          const QVariant& legacy) const {
+    // The legacy key is read only while the current one is absent; a damaged log reads as empty
+    // and stays stored until the next save replaces it.
+    QList<ActionHistoryEntry> list =
+        historyFromJson((stored.isValid() ? stored : legacy).toByteArray())
+            .value_or(QList<ActionHistoryEntry>{});
+    for (const ActionHistoryEntry& entry : unsaved_) {
+        if (std::any_of(list.cbegin(), list.cend(),
+                        [&entry](const ActionHistoryEntry& saved) { return saved.id == entry.id; }))
+            continue;
+        list.prepend(entry);
+        // One out per record, even if a stored list was already longer.
+        if (list.size() > maxEntries)
+            list.removeLast();
+    }
+    return list;
+}
+
+void ActionHistoryStore::show(QList<ActionHistoryEntry> entries) {
+    if (entries == entries_)
+        return;
+    entries_ = std::move(entries);
+    emit entriesChanged();
+}
+
 void ActionHistoryStore::insertArrived() {
     QList<ActionHistoryEntry> arrived;
     {
@@ -74,20 +108,28 @@ void ActionHistoryStore::insertArrived() {
     }
     if (arrived.isEmpty())
         return;
-    for (ActionHistoryEntry& entry : arrived) {
-        entries_.prepend(std::move(entry));
-        // One out per record, even if a stored list was already longer.
-        if (entries_.size() > maxEntries)
-            entries_.removeLast();
-    }
+    unsaved_ += arrived;
+    // The legacy value is read now: the settings may not be read while the update runs.
+    const QVariant legacy = settings_.value(legacyStorageKey);
+    QList<ActionHistoryEntry> saved;
     // Saved before control returns to the event loop; records that arrived together share one
     // save, since every save waits for the disk.
-    save();
-    emit entriesChanged();
+    const Status written = settings_.update(storageKey, [&](const QVariant& stored) {
+        saved = withUnsaved(stored, legacy);
+        return QVariant(toJson(saved));
+    });
+    if (written) {
+        unsaved_.clear();
+        show(std::move(saved));
+    } else {
+        show(withUnsaved(settings_.value(storageKey), legacy));
+        emit saveFailed(written.error());
+    }
 }
 
-void ActionHistoryStore::save() {
-    settings_.setValue(storageKey, toJson(entries_));
+void ActionHistoryStore::reload() {
+    settings_.sync();
+    show(withUnsaved(settings_.value(storageKey), settings_.value(legacyStorageKey)));
 }
 
 const QList<ActionHistoryEntry>& ActionHistoryStore::entries() const {
@@ -95,10 +137,13 @@ const QList<ActionHistoryEntry>& ActionHistoryStore::entries() const {
     return entries_;
 }
 
-void ActionHistoryStore::clear() {
-    entries_.clear();
-    save();
-    emit entriesChanged();
+Status ActionHistoryStore::clear() {
+    const Status written = settings_.setValue(storageKey, toJson(QList<ActionHistoryEntry>{}));
+    if (!written)
+        return written;
+    unsaved_.clear();
+    show({});
+    return Done{};
 }
 
 QList<ActionHistoryStore::UndoPair> ActionHistoryStore::undoItems(const ActionHistoryEntry& entry) {
@@ -138,12 +183,26 @@ bool ActionHistoryStore::canPutBack(const ActionHistoryEntry& entry) const {
            !undoneIds().contains(idText(entry.id), Qt::CaseInsensitive);
 }
 
-ActionHistoryStore::PutBackResult ActionHistoryStore::putBack(const ActionHistoryEntry& entry) {
+Result<ActionHistoryStore::PutBackResult>
+ActionHistoryStore::putBack(const ActionHistoryEntry& entry) {
     Q_ASSERT(QThread::currentThread() == thread());
     if (!canPutBack(entry))
-        return {};
-    // Marked first, so Put Back is gone even when nothing could be moved.
-    settings_.setValue(undoneKey, undoneIds() << idText(entry.id));
+        return PutBackResult{};
+    // Marked first, so Put Back is gone even when nothing could be moved; and nothing moves
+    // while the mark cannot be saved, or Put Back would be offered again after a restart.
+    const QString id = idText(entry.id);
+    bool putBackElsewhere = false;
+    const Status marked = settings_.update(undoneKey, [&](const QVariant& stored) {
+        QStringList ids = stored.toStringList();
+        putBackElsewhere = ids.contains(id, Qt::CaseInsensitive);
+        if (!putBackElsewhere)
+            ids << id;
+        return QVariant(ids);
+    });
+    if (!marked)
+        return failure(QStringLiteral("Nothing was put back. ") + marked.error());
+    if (putBackElsewhere)
+        return PutBackResult{};
 
     PutBackResult result;
     for (const auto& [cacheName, trashName] : undoItems(entry)) {

@@ -3,9 +3,11 @@
 #include "services/ActionHistoryEntry.h"
 #include "services/Result.h"
 
+#include <QFileSystemWatcher>
 #include <QList>
 #include <QMutex>
 #include <QObject>
+#include <QTimer>
 #include <utility>
 
 namespace velmox {
@@ -16,6 +18,13 @@ class Settings;
 // The activity log: everything Velmox did for the user, newest first, kept in the settings and
 // capped at maxEntries. Entries whose files the cache cleaner moved to the Trash carry an undo
 // payload and can be put back once.
+//
+// Several Velmox processes keep a store on the same settings file. The file is the log: a save
+// adds this store's new entries to what the file holds at that moment (under the settings'
+// writers' lock), and a change of the file made by another process is read back, so no process
+// drops another's entries. Entries whose save failed stay listed and go out with the next save.
+//
+// Lives on the thread that made it (the main thread) and must outlive every call of record().
 class ActionHistoryStore : public QObject {
     Q_OBJECT
 public:
@@ -38,7 +47,7 @@ public:
     // Newest first; main thread only, like everything below that is not static.
     const QList<ActionHistoryEntry>& entries() const;
     // Empties the log. The set of entries already put back stays.
-    void clear();
+    Status clear();
 
     using UndoPair = std::pair<QString, QString>; // (name in the user caches, name in the Trash)
     static QList<UndoPair> undoItems(const ActionHistoryEntry& entry);
@@ -54,8 +63,9 @@ public:
         bool operator==(const PutBackResult&) const = default;
     };
     // Moves the entry's items from the Trash back into the user caches, never overwriting, and
-    // records the outcome. Does nothing for an entry that cannot be put back.
-    PutBackResult putBack(const ActionHistoryEntry& entry);
+    // records the outcome. Does nothing for an entry that cannot be put back, and moves nothing
+    // when it cannot save that the entry was put back (it would be offered again).
+    Result<PutBackResult> putBack(const ActionHistoryEntry& entry);
 
     enum class ResultFilter { all, ok, failed };
     // The entries passing the filter whose action or visible detail contains `search`
@@ -72,15 +82,26 @@ public:
 
 signals:
     void entriesChanged();
+    // A save of new entries failed (a whole sentence); they stay listed and are saved again
+    // with the next one.
+    void saveFailed(const QString& message);
 
 private:
     void insertArrived();
-    void save();
+    // Re-reads the file if another process changed it and shows what it holds.
+    void reload();
+    // The stored log (`legacy` while `stored` is absent) with the entries not yet saved on top.
+    QList<ActionHistoryEntry> withUnsaved(const QVariant& stored, const QVariant& legacy) const;
+    void show(QList<ActionHistoryEntry> entries);
     QStringList undoneIds() const;
 
     Settings& settings_;
     Clock& clock_;
     QList<ActionHistoryEntry> entries_;
+    // Recorded here, oldest first, and not yet in the file.
+    QList<ActionHistoryEntry> unsaved_;
+    QFileSystemWatcher watcher_;
+    QTimer reloadSoon_;
     QMutex arrivingMutex_;
     QList<ActionHistoryEntry> arriving_;
 };

@@ -50,7 +50,10 @@ QString AdminCredentials::save(KeychainHelper& keychain, Settings& settings, con
     if (!keychain.savePassword(password))
         return QStringLiteral("Failed: the password is right but couldn't be saved to the "
                               "Keychain.");
-    settings.setValue(QLatin1String(ShellHelper::kAdminUsernameKey), name);
+    if (const Status saved = settings.setValue(QLatin1String(ShellHelper::kAdminUsernameKey), name);
+        !saved)
+        return QStringLiteral("The password was saved, but not the account name. ") +
+               saved.error();
     return QStringLiteral("Credentials securely stored for '%1'").arg(name);
 }
 

@@ -134,6 +134,8 @@ ActivityPage::ActivityPage(ActionHistoryStore& store, QWidget* parent)
     connect(putBack_, &QPushButton::clicked, this, &ActivityPage::putBackSelected);
     connect(list_, &QTreeWidget::currentItemChanged, this, [this] { showSelection(); });
     connect(&store_, &ActionHistoryStore::entriesChanged, this, [this] { refresh(); });
+    connect(&store_, &ActionHistoryStore::saveFailed, this,
+            [this](const QString& message) { reporter_->show(message, false); });
     refresh();
 }
 
@@ -256,8 +258,11 @@ void ActivityPage::putBackSelected() {
         ActionHistoryStore::putBackButtonTitle(ActionHistoryStore::undoItems(*entry).size()), help};
     if (!confirm_(request))
         return;
-    const ActionHistoryStore::PutBackResult result = store_.putBack(*entry);
-    reporter_->show(putBackSummary(result), result.restored > 0);
+    const Result<ActionHistoryStore::PutBackResult> result = store_.putBack(*entry);
+    if (result)
+        reporter_->show(putBackSummary(*result), result->restored > 0);
+    else
+        reporter_->show(result.error(), false);
     showSelection();
 }
 
@@ -270,8 +275,10 @@ void ActivityPage::clearLog() {
         {}};
     if (!confirm_(request))
         return;
-    store_.clear();
-    reporter_->clear();
+    if (const Status cleared = store_.clear(); cleared)
+        reporter_->clear();
+    else
+        reporter_->show(cleared.error(), false);
 }
 
 } // namespace velmox

@@ -78,10 +78,10 @@ void MoveCacheItemsToTrashAndPutBack(benchmark::State& state) {
         const ActionHistoryEntry entry = history.record(
             QStringLiteral("User Cache Cleaner"), ActionHistoryStore::undoPayload(pairs), true);
         start = std::chrono::steady_clock::now();
-        const ActionHistoryStore::PutBackResult back = history.putBack(entry);
+        const auto back = history.putBack(entry);
         putBackSeconds +=
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        if (back.restored != items || outcome.moved.size() != items)
+        if (!back || back->restored != items || outcome.moved.size() != items)
             state.SkipWithError("not every item went to the Trash and back");
     }
     for (const QString& folder : setAside)

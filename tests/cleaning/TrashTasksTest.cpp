@@ -55,9 +55,10 @@ TEST_F(TrashTasksTest, UserCacheCleanerMovesEveryItemAndPutBackRestoresThemAll) 
     EXPECT_EQ(ActionHistoryStore::undoItems(*entry).size(), names.size() + 1);
     ASSERT_TRUE(world.history.canPutBack(*entry));
 
-    const ActionHistoryStore::PutBackResult back = world.history.putBack(*entry);
-    EXPECT_EQ(back.restored, names.size() + 1);
-    EXPECT_EQ(back.failed, 0);
+    const auto back = world.history.putBack(*entry);
+    ASSERT_TRUE(back) << back.error().toStdString();
+    EXPECT_EQ(back->restored, names.size() + 1);
+    EXPECT_EQ(back->failed, 0);
     for (const QString& name : names)
         EXPECT_EQ(QFile(cache(name + "/data.bin")).size(), 64 * 1024) << name.toStdString();
     EXPECT_EQ(QFile(cache("loose file.txt")).size(), 4);

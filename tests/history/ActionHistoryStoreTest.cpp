@@ -4,6 +4,7 @@
 #include "tests/history/HistoryTestSupport.h"
 #include "tests/support/ManualClock.h"
 
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
 #include <gtest/gtest.h>
@@ -136,6 +137,45 @@ TEST_F(ActionHistoryStoreTest, RecordsFromWorkerThreadsArriveOnTheStoresThreadIn
     EXPECT_EQ(historyFromJson(stored()), store->entries());
 }
 
+TEST_F(ActionHistoryStoreTest, ProcessesRecordingAtOnceKeepEachOthersEntries) {
+    // 170 older entries, so that the cap trims while the processes record.
+    settings.setValue(ActionHistoryStore::storageKey, toJson(numberedEntries(170)));
+    auto store = openStore();
+    constexpr int perProcess = 30;
+    std::vector<std::unique_ptr<QProcess>> recorders;
+    for (const QString action : {"first", "second"}) {
+        recorders.push_back(std::make_unique<QProcess>());
+        recorders.back()->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        recorders.back()->start(VELMOX_HISTORY_RECORDER,
+                                {settings.filePath(), action, QString::number(perProcess)});
+    }
+    for (const auto& recorder : recorders) {
+        ASSERT_TRUE(recorder->waitForFinished(120000));
+        EXPECT_EQ(recorder->exitCode(), 0);
+    }
+    auto count = [](const QList<ActionHistoryEntry>& entries, const QString& action) {
+        return std::count_if(entries.cbegin(), entries.cend(),
+                             [&](const ActionHistoryEntry& one) { return one.action == action; });
+    };
+    settings.sync();
+    const QList<ActionHistoryEntry> saved =
+        historyFromJson(stored()).value_or(QList<ActionHistoryEntry>());
+    ASSERT_EQ(saved.size(), 200);
+    EXPECT_EQ(count(saved, "first"), perProcess);
+    EXPECT_EQ(count(saved, "second"), perProcess);
+    EXPECT_EQ(saved.last().action, "31"); // one trimmed per record past the cap
+
+    // The store of this process shows what the others saved, and its own save keeps it.
+    for (int i = 0; i < 250 && store->entries() != saved; ++i) {
+        QThread::msleep(20);
+        QCoreApplication::processEvents();
+    }
+    EXPECT_EQ(store->entries(), saved);
+    const ActionHistoryEntry here = store->record("here", "", true);
+    deliverRecords();
+    EXPECT_EQ(historyFromJson(stored()), QList<ActionHistoryEntry>{here} + saved.first(199));
+}
+
 TEST_F(ActionHistoryStoreTest, RecordsNotYetInsertedSurviveTheStoreClosing) {
     const ActionHistoryEntry last = openStore()->record("Quit soon", "", true);
     EXPECT_EQ(openStore()->entries(), QList<ActionHistoryEntry>{last});
@@ -179,9 +219,4 @@ TEST_F(ActionHistoryStoreTest, FilterAndSearchLookAtActionAndVisibleDetailOnly) 
     EXPECT_EQ(actions(Filter::failed, ""), QStringList{"Flush DNS"});
     EXPECT_EQ(actions(Filter::ok, "dns"), QStringList());
     EXPECT_EQ(actions(Filter::ok, "a"), QStringList({"Ünïcode Task", "Clean User Caches"}));
-
-    // What is exported is what is shown.
-    EXPECT_EQ(ActionHistoryStore::csv(store->filtered(Filter::all, "moved")),
-              "Date,Action,Result,Details\n2026-01-01T12:00:00Z,\"Clean User Caches\",success,"
-              "\"Moved 2 items.\"\n");
 }

@@ -1,12 +1,22 @@
 #pragma once
 
 #include "platform/PlatformPaths.h"
+#include "services/ActionHistoryEntry.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
+
+namespace velmox {
+
+// Failure messages name an entry by its action and detail.
+inline void PrintTo(const ActionHistoryEntry& entry, std::ostream* os) {
+    *os << '{' << entry.action.toStdString() << ": " << entry.detail.left(40).toStdString() << '}';
+}
+
+} // namespace velmox
 
 namespace velmox::test {
 
