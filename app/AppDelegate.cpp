@@ -64,6 +64,10 @@ void AppDelegate::didFinishLaunching() {
     if (options_.startBackgroundServices) {
         autoClean_ = std::make_unique<WeeklyAutoClean>(settings, services_.clock(),
                                                        services_.maintenanceTasks());
+        connect(autoClean_.get(), &WeeklyAutoClean::saveFailed, this,
+                [this](const QString& message) {
+                    services_.status().report(QStringLiteral("Error: ") + message, false);
+                });
         autoClean_->start();
     }
 

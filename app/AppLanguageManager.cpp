@@ -55,11 +55,12 @@ QString AppLanguageManager::chosen() const {
     return settings_.stringValue(kLanguageKey);
 }
 
-void AppLanguageManager::choose(const QString& code) {
+Status AppLanguageManager::choose(const QString& code) {
     if (code == chosen())
-        return;
-    settings_.setValue(kLanguageKey, code);
-    emit choiceChanged();
+        return Done{};
+    const Status saved = settings_.setValue(kLanguageKey, code);
+    emit choiceChanged(); // a failed save unchecks the choice again
+    return saved;
 }
 
 bool AppLanguageManager::restartNeeded() const {

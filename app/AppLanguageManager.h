@@ -37,7 +37,8 @@ public:
     QList<InterfaceLanguage> languages() const;
     // The stored choice; empty means the system's language.
     QString chosen() const;
-    void choose(const QString& code);
+    // Saves the choice; a failure says why in a whole sentence and keeps the old choice.
+    Status choose(const QString& code);
     // True when the stored choice differs from the one this process started with.
     bool restartNeeded() const;
 

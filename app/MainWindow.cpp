@@ -93,8 +93,10 @@ void MainWindow::buildLanguageMenu(QMenu* menu) {
         action->setCheckable(true);
         action->setData(code);
         group->addAction(action);
-        connect(action, &QAction::triggered, &languages,
-                [&languages, code] { languages.choose(code); });
+        connect(action, &QAction::triggered, this, [this, &languages, code] {
+            if (const Status saved = languages.choose(code); !saved)
+                services_.status().report(QStringLiteral("Error: ") + saved.error(), false);
+        });
     };
     add(QStringLiteral("System Default"), QString());
     menu->addSeparator();
@@ -124,8 +126,10 @@ void MainWindow::buildAppearanceMenu(QMenu* menu) {
         action->setCheckable(true);
         action->setData(rawValue(choice));
         group->addAction(action);
-        connect(action, &QAction::triggered, this,
-                [&settings, choice] { settings.setValue(kAppearanceKey, rawValue(choice)); });
+        connect(action, &QAction::triggered, this, [this, &settings, choice] {
+            if (const Status saved = settings.setValue(kAppearanceKey, rawValue(choice)); !saved)
+                services_.status().report(QStringLiteral("Error: ") + saved.error(), false);
+        });
     }
     auto follow = [group, &settings] {
         const QString current = rawValue(appearanceFromRaw(settings.stringValue(kAppearanceKey)));

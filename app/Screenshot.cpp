@@ -126,11 +126,16 @@ int Screenshot::run(const QStringList& args) {
     // Private settings: a screenshot neither reads nor changes the user's choices.
     QTemporaryDir scratch;
     AppServices services(SystemClock::shared(), scratch.filePath(QStringLiteral("Velmox.conf")));
-    services.settings().setValue(kAppearanceKey, theme);
     // The shortest sampling interval: the second sample, and with it the processor load,
     // comes a second after the first.
-    services.settings().setValue(SystemMonitorEngine::pollingIntervalKey,
-                                 SystemMonitorEngine::minimumInterval);
+    for (const auto& [key, value] :
+         {std::pair<QString, QVariant>{kAppearanceKey, theme},
+          {SystemMonitorEngine::pollingIntervalKey, SystemMonitorEngine::minimumInterval}}) {
+        if (const Status saved = services.settings().setValue(key, value); !saved) {
+            printError(saved.error());
+            return 1;
+        }
+    }
     AppearanceController appearance(services.settings());
     appearance.apply();
 

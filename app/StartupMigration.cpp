@@ -64,9 +64,11 @@ void StartupMigration::migrateDefaults(Settings& settings, const QString& legacy
         const QSettings legacy(legacyFile, QSettings::IniFormat);
         for (const QString& key : legacy.allKeys())
             if (!settings.contains(key))
-                settings.setValue(key, legacy.value(key));
+                (void)settings.setValue(key, legacy.value(key));
     }
-    settings.setValue(kDoneKey, true);
+    // Migration failures are swallowed: start-up goes on, and an unsaved flag only means the
+    // copy is tried again at the next start.
+    (void)settings.setValue(kDoneKey, true);
 }
 
 QString StartupMigration::legacyDefaultsFile() {

@@ -20,14 +20,16 @@ WeeklyAutoClean::~WeeklyAutoClean() {
 }
 
 void WeeklyAutoClean::start() {
-    if (!settings_.value(kLastRunKey).toDateTime().isValid())
-        settings_.setValue(kLastRunKey, clock_.now());
+    lastRun_ = settings_.value(kLastRunKey).toDateTime();
+    if (!lastRun_.isValid())
+        markRun();
     scheduleNext();
 }
 
 void WeeklyAutoClean::scheduleNext() {
-    const QDateTime lastRun = settings_.value(kLastRunKey).toDateTime();
-    nextRun_ = lastRun.addSecs(kInterval.count());
+    // The time kept in memory, not the file's: a run whose time could not be saved must not
+    // be taken for one that never happened.
+    nextRun_ = lastRun_.addSecs(kInterval.count());
     const qint64 wait = std::max<qint64>(0, clock_.now().msecsTo(nextRun_));
     // A week's wait fits a timer; an hour of slack lets the system batch the wake-up.
     job_ = clock_.schedule(
@@ -37,7 +39,7 @@ void WeeklyAutoClean::scheduleNext() {
 void WeeklyAutoClean::runNow() {
     if (running_)
         return;
-    settings_.setValue(kLastRunKey, clock_.now());
+    markRun();
     std::function<void()> task;
     if (settings_.boolValue(kEnabledKey, false) && lookup_)
         task = lookup_(kTaskName);
@@ -54,6 +56,12 @@ void WeeklyAutoClean::runNow() {
         finish(true);
     });
     worker_->start(QThread::LowPriority);
+}
+
+void WeeklyAutoClean::markRun() {
+    lastRun_ = clock_.now();
+    if (const Status saved = settings_.setValue(kLastRunKey, lastRun_); !saved)
+        emit saveFailed(saved.error());
 }
 
 void WeeklyAutoClean::finish(bool ranTask) {

@@ -40,16 +40,21 @@ public:
 signals:
     // One run is over; `ranTask` is false when the clean was off or the task missing.
     void runFinished(bool ranTask);
+    // The time of the last run could not be saved: a whole sentence saying why. The clean
+    // still keeps its weekly rhythm until Velmox quits.
+    void saveFailed(const QString& message);
 
 private:
     void scheduleNext();
     void runNow();
     void finish(bool ranTask);
+    void markRun();
 
     Settings& settings_;
     Clock& clock_;
     MaintenanceTaskLookup lookup_;
     std::unique_ptr<ScheduledJob> job_;
+    QDateTime lastRun_;
     QDateTime nextRun_;
     bool running_ = false;
     QThread* worker_ = nullptr;

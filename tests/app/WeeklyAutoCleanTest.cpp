@@ -101,3 +101,23 @@ TEST_F(WeeklyAutoCleanTest, SwitchedOffOrWithoutTheTaskARunFinishesWithoutWork) 
     EXPECT_FALSE(missingFinished.first().first().toBool());
     EXPECT_EQ(runs, 0);
 }
+
+TEST_F(WeeklyAutoCleanTest, AnUnsavedRunTimeNeitherLoopsNorGoesUnreported) {
+    // A settings file inside a plain file can never be written, not even by root.
+    QFile blocker(folder.filePath("not-a-folder"));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    Settings unwritable(folder.filePath("not-a-folder/Velmox.conf"));
+    WeeklyAutoClean clean(unwritable, clock, lookup(true));
+    QSignalSpy failed(&clean, &WeeklyAutoClean::saveFailed);
+    QSignalSpy finished(&clean, &WeeklyAutoClean::runFinished);
+    clean.start();
+    ASSERT_EQ(failed.size(), 1);
+    EXPECT_TRUE(failed.first().first().toString().endsWith('.'));
+
+    clock.advance(1h);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(finished.isEmpty());
+    EXPECT_TRUE(advanceAndWaitForRun(clean, kWeek));
+    EXPECT_EQ(finished.size(), 1);
+    EXPECT_EQ(failed.size(), 2);
+}
