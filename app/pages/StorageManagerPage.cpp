@@ -383,14 +383,14 @@ void StorageManagerPage::setSizeKey(TreeSortKey key) {
 
 void StorageManagerPage::updateControls() {
     const bool scanning = job_ && job_->state() == ScanJob::State::scanning;
-    const bool canResume = job_ && job_->canResume();
+    const bool paused = job_ && job_->isPaused();
     const bool hasTree = static_cast<bool>(model_->tree());
-    const bool busy = job_ && (job_->rescanningFolder() || job_->awaitingProtected());
+    const bool busy = job_ && job_->isBusy();
     scan_->setEnabled(!scanning && !busy);
     scan_->setText(hasTree ? QStringLiteral("Scan Again") : QStringLiteral("Scan"));
     pause_->setEnabled(scanning);
-    resume_->setEnabled(canResume && !scanning);
-    cancel_->setEnabled(scanning || canResume);
+    resume_->setEnabled(job_ && job_->canResume() && !scanning);
+    cancel_->setEnabled(scanning || paused);
     scopes_->setEnabled(!busy);
     rescan_->setEnabled(hasTree && !scanning && !busy);
     reveal_->setEnabled(hasTree);
@@ -442,7 +442,7 @@ void StorageManagerPage::updateProgress() {
                                                       QLocale::DataSizeSIFormat),
                              locale.formattedDataSize(volume.total, 1,
                                                       QLocale::DataSizeSIFormat));
-        if (job_->canResume())
+        if (job_->isPaused())
             text += QStringLiteral(" · paused");
         if (!job_->scanNote().isEmpty())
             text += QStringLiteral("\n") + job_->scanNote();

@@ -221,6 +221,23 @@ TEST_F(StorageManagerPageTest, ScanControlsFollowTheJob) {
     EXPECT_EQ(page->job()->state(), ScanJob::State::idle);
     EXPECT_EQ(page->model()->rowCount(), 0);
     EXPECT_TRUE(button(*page, "Scan")->isEnabled());
+    EXPECT_FALSE(status.isActive());
+
+    // A paused scan cannot resume while a rescan copies its tree.
+    for (int i = 0; i < 300; ++i)
+        writeFile(root + QStringLiteral("/more%1/f").arg(i), 10);
+    page->job()->start(false, 1);
+    button(*page, "Pause")->click();
+    ASSERT_TRUE(waitFor([&] { return page->job()->canResume(); }));
+    EXPECT_TRUE(button(*page, "Resume")->isEnabled());
+    button(*page, "Rescan Folder")->click();
+    ASSERT_TRUE(page->job()->rescanningFolder());
+    EXPECT_FALSE(button(*page, "Resume")->isEnabled());
+    ASSERT_TRUE(waitFor([&] { return !page->job()->rescanningFolder(); }));
+    EXPECT_TRUE(button(*page, "Resume")->isEnabled());
+    button(*page, "Resume")->click();
+    ASSERT_TRUE(waitFor([&] { return page->job()->state() == ScanJob::State::finished; }));
+    EXPECT_FALSE(button(*page, "Resume")->isEnabled());
 
     // A missing folder fails with the scanner's sentence on the page.
     page->setScope(StorageManagerPage::folderScope(root + "/missing"));
