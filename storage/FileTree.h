@@ -141,6 +141,13 @@ public:
     // node takes the fresh root's flags, sizes and time, keeps its name, and the tree is
     // renumbered so every child range stays contiguous.
     void replaceSubtree(int32_t node, const FileTree& fresh);
+    // The same for several nodes in one rebuild of the tree (a node inside another
+    // replaced subtree goes with it).
+    struct Replacement {
+        int32_t node;
+        const FileTree* fresh;
+    };
+    void replaceSubtrees(const std::vector<Replacement>& replacements);
 
     Status validate() const;
 
