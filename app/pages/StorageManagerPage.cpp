@@ -68,7 +68,7 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
       reveal_(new QPushButton(QStringLiteral("Show in Files"), this)),
       unreadable_(new QPushButton(this)), content_(new QStackedWidget(this)),
       emptyState_(new EmptyStateView(this)), chart_(new StorageRingChart(this)), list_(new QTreeView(this)),
-      model_(new StorageChildModel(this)) {
+      model_(new StorageChildModel(this)), explanation_(new QLabel(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 16);
     layout->setSpacing(10);
@@ -144,6 +144,10 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     content_->addWidget(emptyState_);
     content_->addWidget(split);
     layout->addWidget(content_, 1);
+    explanation_->setObjectName(QStringLiteral("pageSubtitle"));
+    explanation_->setWordWrap(true);
+    explanation_->hide();
+    layout->addWidget(explanation_);
 
     connect(scopes_, &QComboBox::activated, this, &StorageManagerPage::scopeChosen);
     connect(chooseFolder_, &QPushButton::clicked, this, &StorageManagerPage::chooseFolder);
@@ -170,6 +174,11 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     connect(reveal_, &QPushButton::clicked, this, &StorageManagerPage::revealSelection);
     connect(unreadable_, &QPushButton::clicked, this, &StorageManagerPage::openUnreadableSheet);
     connect(list_, &QTreeView::activated, this, &StorageManagerPage::activateRow);
+    connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            &StorageManagerPage::showExplanation);
+    connect(model_, &QAbstractItemModel::modelReset, this, &StorageManagerPage::showExplanation);
+    connect(model_, &QAbstractItemModel::layoutChanged, this,
+            &StorageManagerPage::showExplanation);
     connect(chart_, &StorageRingChart::segmentClicked, this, &StorageManagerPage::enterFolder);
     connect(&navigation_, &AppNavigationState::detailChanged, this,
             [this](const QString& page, const QString& detail) {
@@ -315,6 +324,19 @@ void StorageManagerPage::enterFolder(int32_t node) {
 
 void StorageManagerPage::activateRow(const QModelIndex& index) {
     enterFolder(model_->nodeAt(index.row()));
+}
+
+void StorageManagerPage::showExplanation() {
+    const QModelIndex current = list_->currentIndex();
+    const int32_t node = current.isValid() ? model_->nodeAt(current.row()) : -1;
+    const QString why =
+        node >= 0 ? StorageChildModel::explanation(*model_->tree(), node) : QString();
+    explanation_->setText(why);
+    explanation_->setVisible(!why.isEmpty());
+}
+
+QString StorageManagerPage::explanationText() const {
+    return explanation_->isHidden() ? QString() : explanation_->text();
 }
 
 int32_t StorageManagerPage::currentFolder() const {

@@ -19,17 +19,6 @@ namespace {
 
 using StorageManagerPageTest = StoragePageFixture;
 
-QString cell(const StorageChildModel& model, int row, int column) {
-    return model.data(model.index(row, column), Qt::DisplayRole).toString();
-}
-
-int rowNamed(const StorageChildModel& model, const QString& name) {
-    for (int row = 0; row < model.rowCount(); ++row)
-        if (cell(model, row, StorageChildModel::name) == name)
-            return row;
-    return -1;
-}
-
 QPushButton* button(QWidget& page, const QString& text) {
     for (QPushButton* candidate : page.findChildren<QPushButton*>())
         if (candidate->text() == text)
@@ -244,6 +233,35 @@ TEST_F(StorageManagerPageTest, ScanControlsFollowTheJob) {
     page->startScan();
     EXPECT_EQ(page->job()->state(), ScanJob::State::failed);
     EXPECT_FALSE(page->job()->scanNote().isEmpty());
+}
+
+// Folders the walk did not enter say why instead of passing for empty folders.
+TEST(StorageChildModelTest, FoldersTheWalkDidNotEnterSayWhy) {
+    auto tree = std::make_shared<FileTree>(QStringLiteral("/data"), QStringLiteral("data"));
+    tree->append(-1, NodeFlag::directory, 4096, 4096, 0, "data");
+    tree->append(0, NodeFlag::directory | NodeFlag::mountPoint, 0, 0, 0, "disk");
+    tree->append(0, NodeFlag::directory | NodeFlag::linkedFolder, 0, 0, 0, "loop");
+    tree->append(0, NodeFlag::directory, 4096, 4096, 0, "plain");
+    tree->sumFolderSizes();
+    StorageChildModel model;
+    model.setTree(tree);
+    const auto tip = [&](int row) {
+        return model.data(model.index(row, StorageChildModel::size), Qt::ToolTipRole).toString();
+    };
+    const int disk = rowNamed(model, "disk");
+    EXPECT_EQ(cell(model, disk, StorageChildModel::kind), "Other disk");
+    EXPECT_EQ(cell(model, disk, StorageChildModel::size), "not scanned");
+    EXPECT_EQ(cell(model, disk, StorageChildModel::share), "");
+    EXPECT_EQ(cell(model, disk, StorageChildModel::items), "");
+    EXPECT_EQ(tip(disk), "Another disk is mounted in this folder. It is not part of this scan.");
+    const int loop = rowNamed(model, "loop");
+    EXPECT_EQ(cell(model, loop, StorageChildModel::kind), "Linked folder");
+    EXPECT_EQ(cell(model, loop, StorageChildModel::size), "counted elsewhere");
+    EXPECT_EQ(tip(loop), "This folder leads back to a folder that is already counted elsewhere "
+                         "in this scan.");
+    const int plain = rowNamed(model, "plain");
+    EXPECT_EQ(cell(model, plain, StorageChildModel::kind), "Folder");
+    EXPECT_TRUE(tip(plain).isEmpty());
 }
 
 // Renders the page after a scan in both appearances; VELMOX_STORAGEPAGE_SHOTS names a
