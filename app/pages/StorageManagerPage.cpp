@@ -422,18 +422,21 @@ void StorageManagerPage::updateControls() {
     unreadable_->setVisible(unreadable > 0 && !scanning);
     unreadable_->setText(unreadable == 1 ? QStringLiteral("1 Unreadable Folder")
                                          : QStringLiteral("%1 Unreadable Folders").arg(unreadable));
-    const QPixmap picture =
-        symbolIcon(pageSymbol(Category::storageManager), QStringLiteral("S")).pixmap(64, 64);
-    if (scanning) {
-        emptyState_->show(picture, QStringLiteral("Scanning"),
-                          QStringLiteral("Scanning %1...").arg(scope_.path));
-    } else if (job_ && job_->state() == ScanJob::State::failed) {
-        emptyState_->show(picture, QStringLiteral("The Scan Could Not Run"), job_->scanNote());
-    } else {
-        emptyState_->show(picture, QStringLiteral("Nothing Scanned Yet"),
-                          QStringLiteral("Press Scan to see what fills %1.").arg(scope_.path));
-    }
     content_->setCurrentIndex(hasTree ? 1 : 0);
+    // Filling the empty state shows it, so only while it is the page's content.
+    if (!hasTree) {
+        const QPixmap picture =
+            symbolIcon(pageSymbol(Category::storageManager), QStringLiteral("S")).pixmap(64, 64);
+        if (scanning)
+            emptyState_->show(picture, QStringLiteral("Scanning"),
+                              QStringLiteral("Scanning %1...").arg(scope_.path));
+        else if (job_ && job_->state() == ScanJob::State::failed)
+            emptyState_->show(picture, QStringLiteral("The Scan Could Not Run"),
+                              job_->scanNote());
+        else
+            emptyState_->show(picture, QStringLiteral("Nothing Scanned Yet"),
+                              QStringLiteral("Press Scan to see what fills %1.").arg(scope_.path));
+    }
     updateProgress();
 }
 

@@ -1,4 +1,5 @@
 #include "app/Appearance.h"
+#include "app/pages/EmptyStateView.h"
 #include "app/pages/StorageRingChart.h"
 #include "services/Settings.h"
 #include "tests/storagepage/StoragePageFixture.h"
@@ -277,6 +278,7 @@ TEST_F(StorageManagerPageTest, RendersInBothAppearances) {
         AppearanceController(settings).apply();
         page->show();
         QCoreApplication::processEvents();
+        EXPECT_FALSE(page->findChild<EmptyStateView*>()->isVisible()) << "it would show through";
         const QImage image = page->grab().toImage();
         ASSERT_FALSE(image.isNull());
         const QString folder = qEnvironmentVariable("VELMOX_STORAGEPAGE_SHOTS");
