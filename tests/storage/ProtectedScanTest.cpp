@@ -13,11 +13,10 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QProcess>
-#include <QSemaphore>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
-#include <thread>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 using namespace velmox;
@@ -213,34 +212,18 @@ TEST_F(BlockedTree, APassHoldsBackAPausedScanAndEndsBeforeItsJob) {
     auto job = std::make_unique<ScanJob>(
         ScanScope{ScanScope::Kind::folder, QString::fromUtf8(root_), {}, {}},
         SystemClock::shared());
-    job->start(false, 1);
-    job->pause();
-    ASSERT_TRUE(processEventsUntil([&] { return job->state() != ScanJob::State::scanning; }));
-    ASSERT_TRUE(job->canResume());
+    ASSERT_TRUE(startPaused(*job));
     job->rescanFolder(0); // the paused tree gets the closed folder
     ASSERT_TRUE(processEventsUntil([&] { return !job->rescanningFolder(); }));
     ASSERT_EQ(job->unreadableCount(), 1);
 
-    const auto refused = [](const QString&) -> CommandResult {
-        return std::unexpected(CommandExecutorError::withMessage(QStringLiteral("Refused.")));
-    };
-    QSemaphore go;
-    job->readBlockedFolders(QStringLiteral(VELMOX_PROTECTED_HELPER), [&](const QString& line) {
-        go.acquire();
-        return refused(line);
+    job->readBlockedFolders(QStringLiteral(VELMOX_PROTECTED_HELPER), [](const QString&) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        return CommandResult(std::unexpected(CommandExecutorError::withMessage("Refused.")));
     });
     ASSERT_TRUE(job->awaitingProtected());
     EXPECT_FALSE(job->canResume());
     EXPECT_FALSE(job->resume());
-    go.release();
-    ASSERT_TRUE(processEventsUntil([&] { return !job->awaitingProtected(); }));
-    EXPECT_TRUE(job->canResume());
-
-    job->readBlockedFolders(QStringLiteral(VELMOX_PROTECTED_HELPER), [&](const QString& line) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        return refused(line);
-    });
-    ASSERT_TRUE(job->awaitingProtected());
     const std::weak_ptr<const FileTree> tree = job->tree();
     job.reset();
     EXPECT_TRUE(tree.expired()) << "the pass still holds the tree of a job that has gone";

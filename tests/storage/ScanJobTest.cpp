@@ -38,14 +38,6 @@ protected:
             writeFile(folder + "/song", 100);
         }
     }
-    // A scan of 1 worker stopped by pause() before it could end.
-    void startPaused(ScanJob& job) {
-        addFolders(300);
-        job.start(false, 1);
-        job.pause();
-        ASSERT_TRUE(processEventsUntil([&] { return job.state() != ScanJob::State::scanning; }));
-        ASSERT_TRUE(job.canResume());
-    }
 
     QTemporaryDir dir_;
     QByteArray root_;
@@ -107,10 +99,7 @@ TEST_F(ScanJobTest, TheStatusLineLeavesItsBusyStateWhenAScanIsCancelledPausedOrR
     QCoreApplication::processEvents(QEventLoop::AllEvents, 100);
     EXPECT_FALSE(status_.isActive());
 
-    job->start(false, 1);
-    job->pause();
-    ASSERT_TRUE(processEventsUntil([&] { return job->state() != ScanJob::State::scanning; }));
-    ASSERT_TRUE(job->canResume());
+    ASSERT_TRUE(startPaused(*job));
     EXPECT_FALSE(status_.isActive());
     EXPECT_EQ(status_.message(), QStringLiteral("Paused the scan of Music."));
 
@@ -121,69 +110,44 @@ TEST_F(ScanJobTest, TheStatusLineLeavesItsBusyStateWhenAScanIsCancelledPausedOrR
     EXPECT_FALSE(status_.isActive());
     EXPECT_EQ(status_.message(), QStringLiteral("Success: Scanned Music."));
     EXPECT_EQ(job->tree()->items(0), 21u + 600u);
-
-    // Cancelling a paused scan ends nothing new: its report had already ended.
-    job->start(false, 1);
-    job->pause();
-    ASSERT_TRUE(processEventsUntil([&] { return job->canResume(); }));
-    job->cancel();
-    EXPECT_EQ(status_.message(), QStringLiteral("Paused the scan of Music."));
-    EXPECT_FALSE(job->canResume());
-}
-
-// A rescan copies the tree the paused walk would go on in, so the walk stays paused until
-// the rescan is done (the administrator pass: ProtectedScanTest).
-TEST_F(ScanJobTest, APausedScanDoesNotResumeWhileARescanOrPassUsesItsTree) {
-    ScanJob* job = center_.job(scope());
-    ASSERT_NO_FATAL_FAILURE(startPaused(*job));
-    int changes = 0;
-    QObject::connect(job, &ScanJob::stateChanged, [&] { ++changes; });
-    job->rescanFolder(0);
-    ASSERT_TRUE(job->rescanningFolder());
-    EXPECT_GT(changes, 0);
-    EXPECT_FALSE(job->canResume());
-    EXPECT_FALSE(job->resume());
-    ASSERT_TRUE(processEventsUntil([&] { return !job->rescanningFolder(); }));
-    EXPECT_TRUE(job->canResume());
-
-    ASSERT_TRUE(job->resume());
-    ASSERT_TRUE(processEventsUntil([&] { return job->state() == ScanJob::State::finished; }));
-    EXPECT_EQ(job->tree()->items(0), 21u + 600u);
-    EXPECT_TRUE(job->tree()->validate().has_value());
 }
 
 // The last worker locks the scanner once more after it has published the paused state;
 // a resume that came in just then must not hold the lock while it waits for that worker.
 TEST(DiskScannerResume, AResumeRightAfterThePauseIsPublishedDoesNotDeadlock) {
     QTemporaryDir dir;
-    for (int i = 0; i < 50; ++i)
+    for (int i = 0; i < 300; ++i)
         makeFolder(dir.path().toUtf8() + "/f" + QByteArray::number(i));
     ScanConfiguration config =
         ScanConfiguration::build({ScanScope::Kind::folder, dir.path(), {}, {}});
     config.workerCount = 1;
-    DiskScanner scanner(config);
-    QSemaphore published;
-    std::atomic<int> runs{0};
-    scanner.onFinish = [&](DiskScanner&) {
-        published.release();
-        // Widens the moment between publishing and the worker's last lock.
-        if (runs.fetch_add(1) == 0)
-            std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    };
-    ASSERT_TRUE(scanner.start());
-    scanner.pause();
-    published.acquire();
-    if (scanner.state() != DiskScanner::State::paused)
-        GTEST_SKIP() << "the walk ended before it could be paused";
-    auto resumed = std::async(std::launch::async, [&] { return scanner.resume(); });
-    if (resumed.wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
-        ADD_FAILURE() << "resume() deadlocked with the last worker";
-        std::_Exit(1); // the blocked threads cannot be joined
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        DiskScanner scanner(config);
+        QSemaphore published;
+        std::atomic<int> runs{0};
+        scanner.onFinish = [&](DiskScanner&) {
+            published.release();
+            // Widens the moment between publishing and the worker's last lock.
+            if (runs.fetch_add(1) == 0)
+                std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        };
+        ASSERT_TRUE(scanner.start());
+        scanner.pause();
+        published.acquire();
+        if (scanner.state() != DiskScanner::State::paused)
+            continue; // a busy machine let the walk end before the pause
+        auto resumed = std::async(std::launch::async, [&] { return scanner.resume(); });
+        if (resumed.wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
+            ADD_FAILURE() << "resume() deadlocked with the last worker";
+            std::_Exit(1); // the blocked threads cannot be joined
+        }
+        EXPECT_TRUE(resumed.get());
+        ASSERT_TRUE(scanner.waitForFinished(std::chrono::seconds(30)));
+        EXPECT_EQ(scanner.state(), DiskScanner::State::finished);
+        EXPECT_EQ(scanner.tree()->items(0), 300u);
+        return;
     }
-    EXPECT_TRUE(resumed.get());
-    ASSERT_TRUE(scanner.waitForFinished(std::chrono::seconds(30)));
-    EXPECT_EQ(scanner.state(), DiskScanner::State::finished);
-    EXPECT_EQ(scanner.tree()->items(0), 50u);
+    FAIL() << "the walk never paused";
 }
 
 // Destroying a job stops and joins every thread that works for it, so nothing calls back
