@@ -316,11 +316,21 @@ void DiskScanner::pause() {
 }
 
 bool DiskScanner::resume() {
-    QMutexLocker locker(&condition_);
-    if ((state_ != State::paused && state_ != State::stoppedForSize) || cancelled_)
-        return false;
+    const auto resumable = [this] {
+        return (state_ == State::paused || state_ == State::stoppedForSize) && !cancelled_;
+    };
+    {
+        QMutexLocker locker(&condition_);
+        if (!resumable())
+            return false;
+    }
+    // The last worker takes the lock once more after it has published the paused state, so
+    // it is waited for without the lock. Only the owner's thread starts or replaces workers.
     for (const auto& thread : threads_)
         thread->wait();
+    QMutexLocker locker(&condition_);
+    if (!resumable())
+        return false;
     tree_->unsumFolderSizes();
     tree_->setFlags(0, tree_->flags(0) & ~NodeFlag::incompleteRoot);
     for (const PendingFolder& folder : stack_)

@@ -253,8 +253,23 @@ void FileTree::unsumFolderSizes() {
 }
 
 void FileTree::replaceSubtree(int32_t node, const FileTree& fresh) {
-    FileTree freshOwn(fresh);
-    freshOwn.unsumFolderSizes();
+    replaceSubtrees({{node, &fresh}});
+}
+
+void FileTree::replaceSubtrees(const std::vector<Replacement>& replacements) {
+    if (replacements.empty())
+        return;
+    std::deque<FileTree> freshOwn; // unsummed copies; a deque keeps their addresses
+    QHash<int32_t, const FileTree*> freshFor;
+    size_t nodes = static_cast<size_t>(size());
+    qsizetype names = columns_.names.size();
+    for (const Replacement& replacement : replacements) {
+        FileTree& own = freshOwn.emplace_back(*replacement.fresh);
+        own.unsumFolderSizes();
+        freshFor.insert(replacement.node, &own);
+        nodes += static_cast<size_t>(own.size());
+        names += own.columns_.names.size();
+    }
     const bool wasSummed = sizesSummed_;
     unsumFolderSizes();
 
@@ -267,9 +282,8 @@ void FileTree::replaceSubtree(int32_t node, const FileTree& fresh) {
     FileTree rebuilt(rootPath, rootName);
     rebuilt.pathRedirects = pathRedirects;
     rebuilt.cachesSortedChildren = cachesSortedChildren;
-    rebuilt.reserve(static_cast<size_t>(size() + fresh.size()),
-                    columns_.names.size() + fresh.columns_.names.size());
-    // Which linked files of `rebuilt` came from `fresh`, one entry per linked file.
+    rebuilt.reserve(nodes, names);
+    // Which linked files of `rebuilt` came from a fresh tree, one entry per linked file.
     std::vector<bool> linkFromFresh;
     const auto copyNode = [&](Source from, int32_t newParent, QByteArrayView name) {
         const FileTreeColumns& c = from.tree->columns_;
@@ -285,17 +299,16 @@ void FileTree::replaceSubtree(int32_t node, const FileTree& fresh) {
                 LinkedFile file = *found;
                 file.node = copied;
                 rebuilt.linkedFiles_.push_back(file);
-                linkFromFresh.push_back(from.tree == &freshOwn);
+                linkFromFresh.push_back(from.tree != this);
             }
         }
         return copied;
     };
     std::deque<std::pair<Source, int32_t>> queue; // source node, its index in `rebuilt`
-    queue.push_back({{this, 0},
+    const FileTree* freshRoot = freshFor.value(0, nullptr);
+    queue.push_back({{freshRoot ? freshRoot : this, 0},
                      rebuilt.append(-1, columns_.flags[0], columns_.alloc[0], columns_.logical[0],
                                     columns_.mtime[0], nameBytes(0))});
-    if (node == 0)
-        queue.front().first = {&freshOwn, 0};
     while (!queue.empty()) {
         const auto [source, newIndex] = queue.front();
         queue.pop_front();
@@ -306,20 +319,21 @@ void FileTree::replaceSubtree(int32_t node, const FileTree& fresh) {
             Source from{source.tree, static_cast<int32_t>(child)};
             const QByteArrayView name = source.tree->nameBytes(from.index);
             uint16_t kept = 0;
-            if (source.tree == this && from.index == node) {
-                kept = columns_.flags[node] & kNameFlags;
-                from = {&freshOwn, 0};
-            }
+            if (source.tree == this)
+                if (const FileTree* fresh = freshFor.value(from.index, nullptr)) {
+                    kept = columns_.flags[from.index] & kNameFlags;
+                    from = {fresh, 0};
+                }
             const int32_t copied = copyNode(from, newIndex, name);
             rebuilt.columns_.flags[copied] |= kept;
             queue.push_back({from, copied});
         }
     }
-    if (node == 0) {
-        rebuilt.columns_.flags[0] = freshOwn.columns_.flags[0] | (columns_.flags[0] & kNameFlags);
-        rebuilt.columns_.alloc[0] = freshOwn.columns_.alloc[0];
-        rebuilt.columns_.logical[0] = freshOwn.columns_.logical[0];
-        rebuilt.columns_.mtime[0] = freshOwn.columns_.mtime[0];
+    if (freshRoot) {
+        rebuilt.columns_.flags[0] = freshRoot->columns_.flags[0] | (columns_.flags[0] & kNameFlags);
+        rebuilt.columns_.alloc[0] = freshRoot->columns_.alloc[0];
+        rebuilt.columns_.logical[0] = freshRoot->columns_.logical[0];
+        rebuilt.columns_.mtime[0] = freshRoot->columns_.mtime[0];
     }
     rebuilt.countLinkedFilesOnce(linkFromFresh);
     columns_ = std::move(rebuilt.columns_);

@@ -163,6 +163,13 @@ public:
     // once in the whole tree: a name outside the subtree that already carries the size
     // keeps it, and a file whose counted name went away is counted at another name.
     void replaceSubtree(int32_t node, const FileTree& fresh);
+    // The same for several nodes in one rebuild of the tree (a node inside another
+    // replaced subtree goes with it).
+    struct Replacement {
+        int32_t node;
+        const FileTree* fresh;
+    };
+    void replaceSubtrees(const std::vector<Replacement>& replacements);
 
     Status validate() const;
 

@@ -7,7 +7,9 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QSaveFile>
+#include <QSet>
 #include <QStringList>
 #include <QUuid>
 #include <cerrno>
@@ -126,22 +128,42 @@ ProtectedScanOutcome ProtectedScan::run(FileTree& tree, const QList<QByteArray>&
     if (!sections)
         return failed(QStringLiteral("The administrator scan produced no result."));
 
+    return merge(tree, *sections, blockedPaths, phase);
+}
+
+ProtectedScanOutcome ProtectedScan::merge(FileTree& tree,
+                                          const QList<ProtectedScanListing::Section>& sections,
+                                          const QList<QByteArray>& blockedPaths,
+                                          const std::function<void(const QString&)>& phase) {
+    // Only folders that the walk could not open and that were asked for are replaced.
+    const QSet<QByteArray> asked(blockedPaths.cbegin(), blockedPaths.cend());
+    QHash<QByteArray, int32_t> blockedNodes;
+    for (int32_t node = 0; node < tree.size(); ++node)
+        if (tree.hasFlag(node, NodeFlag::blocked))
+            if (QByteArray path = tree.pathBytes(node); asked.contains(path))
+                blockedNodes.insert(std::move(path), node);
+
     ProtectedScanOutcome outcome;
     outcome.success = true;
-    for (const ProtectedScanListing::Section& section : *sections) {
-        const auto node = tree.findPath(section.path);
-        if (!node || !blockedPaths.contains(section.path))
+    std::vector<FileTree::Replacement> replacements;
+    for (const ProtectedScanListing::Section& section : sections) {
+        const auto found = blockedNodes.constFind(section.path);
+        if (found == blockedNodes.cend())
             continue;
+        const int32_t node = *found;
+        blockedNodes.erase(found);
         if (!section.tree) {
             ++outcome.stillSealed;
             continue;
         }
         if (phase)
-            phase(QStringLiteral("Reading protected folders: %1...").arg(tree.name(*node)));
-        tree.replaceSubtree(*node, *section.tree);
+            phase(QStringLiteral("Reading protected folders: %1...").arg(tree.name(node)));
+        replacements.push_back({node, &*section.tree});
         ++outcome.indexedFolders;
         outcome.indexedItems += section.tree->items(0);
     }
+    // One rebuild of the tree for all of them.
+    tree.replaceSubtrees(replacements);
     outcome.message = QStringLiteral("Indexed %1 blocked folders (%2 items). %3 are still "
                                      "sealed by the system itself and cannot be read by any app.")
                           .arg(outcome.indexedFolders)

@@ -3,6 +3,7 @@
 #include "services/CommandExecutorError.h"
 #include "services/Result.h"
 #include "storage/FileTree.h"
+#include "storage/ProtectedScanListing.h"
 
 #include <QByteArray>
 #include <QList>
@@ -43,6 +44,13 @@ public:
     static ProtectedScanOutcome run(FileTree& tree, const QList<QByteArray>& blockedPaths,
                                     const QString& executable, const PrivilegedRunner& runner,
                                     const std::function<void(const QString&)>& phase = {});
+
+    // Puts the subtrees of a listing in place of the blocked folders of `tree` that were
+    // asked for (`blockedPaths`), in one rebuild of the tree however many there are.
+    static ProtectedScanOutcome merge(FileTree& tree,
+                                      const QList<ProtectedScanListing::Section>& sections,
+                                      const QList<QByteArray>& blockedPaths,
+                                      const std::function<void(const QString&)>& phase = {});
 
     // The shell line that runs the child on a request folder.
     static QString commandLine(const QString& executable, const QString& requestFolder);

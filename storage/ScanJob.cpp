@@ -3,21 +3,10 @@
 #include "services/AppStatusCenter.h"
 #include "storage/DirectoryReader.h"
 
-#include <QThread>
+#include <stop_token>
 #include <unistd.h>
 
 namespace velmox {
-
-namespace {
-
-// Runs `work` on a short-lived thread of its own.
-void runInBackground(std::function<void()> work) {
-    QThread* thread = QThread::create(std::move(work));
-    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
-    thread->start();
-}
-
-} // namespace
 
 ScanJob::ScanJob(ScanScope scope, Clock& clock, AppStatusCenter* status, QObject* parent)
     : QObject(parent), scope_(std::move(scope)), clock_(clock), status_(status) {}
@@ -59,6 +48,7 @@ void ScanJob::start(bool gentle, std::optional<int> workers) {
     ScanConfiguration config = ScanConfiguration::build(scope_, gentle);
     if (workers)
         config.workerCount = *workers;
+    retireScanner();
     pausedScanner_.reset();
     ++generation_;
     unreadableCount_ = 0;
@@ -70,11 +60,19 @@ void ScanJob::start(bool gentle, std::optional<int> workers) {
     launch(std::make_unique<DiskScanner>(std::move(config)));
 }
 
+void ScanJob::retireScanner() {
+    if (!scanner_)
+        return;
+    scanner_->cancel();
+    retired_.push_back(std::move(scanner_));
+}
+
 void ScanJob::launch(std::unique_ptr<DiskScanner> scanner) {
-    const int generation = generation_;
-    scanner->onFinish = [this, generation](DiskScanner&) {
+    // The scanner is owned by this job and stops before it, so its workers may call in.
+    scanner->onFinish = [this](DiskScanner& finished) {
+        const DiskScanner* which = &finished;
         QMetaObject::invokeMethod(
-            this, [this, generation] { scannerFinished(generation); }, Qt::QueuedConnection);
+            this, [this, which] { scannerFinished(which); }, Qt::QueuedConnection);
     };
     scanner_ = std::move(scanner);
     if (const Status started = scanner_->start(); !started) {
@@ -107,9 +105,14 @@ QString ScanJob::title() const {
     return scope_.title.isEmpty() ? scope_.path : scope_.title;
 }
 
-void ScanJob::scannerFinished(int generation) {
-    if (generation != generation_ || !scanner_)
-        return; // a late result of a run that was cancelled or replaced
+void ScanJob::scannerFinished(const DiskScanner* which) {
+    // A walk is only destroyed once its end has arrived here (or with the job), so the
+    // address names one walk.
+    if (which != scanner_.get()) {
+        // A cancelled or replaced walk whose workers have now stopped.
+        std::erase_if(retired_, [which](const auto& retired) { return retired.get() == which; });
+        return;
+    }
     timer_.reset();
     std::unique_ptr<DiskScanner> scanner = std::move(scanner_);
     scanner->waitForFinished();
@@ -119,17 +122,17 @@ void ScanJob::scannerFinished(int generation) {
     unreadableSamples_ = scanner->unreadableSamples();
     scanPhase_.clear();
     const DiskScanner::State outcome = scanner->state();
-    if (outcome == DiskScanner::State::cancelled) {
-        setState(State::idle);
-        return;
-    }
     setTree(scanner->tree());
     volume_ = VolumeInfo::of(scope_.path);
     scanNote_ = scanner->note();
-    if (outcome == DiskScanner::State::paused || outcome == DiskScanner::State::stoppedForSize)
+    const bool paused =
+        outcome == DiskScanner::State::paused || outcome == DiskScanner::State::stoppedForSize;
+    if (paused)
         pausedScanner_ = std::move(scanner);
     setState(State::finished);
-    report(QStringLiteral("Success: Scanned %1.").arg(title()), false);
+    report(paused ? QStringLiteral("Paused the scan of %1.").arg(title())
+                  : QStringLiteral("Success: Scanned %1.").arg(title()),
+           false);
 }
 
 void ScanJob::pause() {
@@ -138,17 +141,19 @@ void ScanJob::pause() {
 }
 
 bool ScanJob::resume() {
-    if (!pausedScanner_)
+    if (!canResume())
         return false;
     // The walk goes on in the same tree, so the screens let go of it first.
     setTree(nullptr);
-    // The scanner still reports to this generation: a start or cancel would have dropped it.
-    std::unique_ptr<DiskScanner> scanner = std::move(pausedScanner_);
-    if (!scanner->resume())
+    if (!pausedScanner_->resume()) {
+        setTree(pausedScanner_->tree());
         return false;
-    scanner_ = std::move(scanner);
+    }
+    scanner_ = std::move(pausedScanner_);
     scanNote_.clear();
+    scanPhase_ = QStringLiteral("Scanning...");
     setState(State::scanning);
+    report(QStringLiteral("Scanning Storage: %1...").arg(title()), true);
     startProgressTimer();
     return true;
 }
@@ -156,16 +161,17 @@ bool ScanJob::resume() {
 void ScanJob::cancel() {
     ++generation_;
     timer_.reset();
-    if (scanner_)
-        scanner_->cancel();
-    scanner_.reset();
+    const bool walking = scanner_ != nullptr;
+    retireScanner();
     pausedScanner_.reset();
     scanPhase_.clear();
     setState(tree_ ? State::finished : State::idle);
+    if (walking)
+        report(QStringLiteral("Cancelled the scan of %1.").arg(title()), false);
 }
 
 void ScanJob::rescanFolder(int32_t node) {
-    if (!tree_ || node < 0 || node >= tree_->size() || rescanningFolder_)
+    if (!tree_ || node < 0 || node >= tree_->size() || isBusy())
         return;
     const QByteArray path = tree_->pathBytes(node);
     const int fd = DirectoryReader::openFolder(path, node == 0);
@@ -177,26 +183,32 @@ void ScanJob::rescanFolder(int32_t node) {
     }
     ::close(fd);
     rescanningFolder_ = node;
+    emit stateChanged();
     const std::shared_ptr<const FileTree> base = tree_;
     const int generation = generation_;
     const ScanScope folderScope{ScanScope::Kind::folder, QString::fromUtf8(path), {}, {}};
-    runInBackground([this, base, node, generation, folderScope] {
+    // Joined by the next rescan or the job's end, which also stops the walk.
+    rescanThread_ = std::jthread([this, base, node, generation, folderScope](std::stop_token stop) {
         DiskScanner scanner(ScanConfiguration::build(folderScope));
         std::shared_ptr<FileTree> updated;
         if (scanner.start()) {
+            const std::stop_callback cancelWalk(stop, [&scanner] { scanner.cancel(); });
             scanner.waitForFinished();
-            updated = std::make_shared<FileTree>(*base);
-            updated->replaceSubtree(node, *scanner.tree());
+            if (scanner.state() == DiskScanner::State::finished) {
+                updated = std::make_shared<FileTree>(*base);
+                updated->replaceSubtree(node, *scanner.tree());
+            }
         }
         const QList<UnreadableSample> found = scanner.unreadableSamples();
         QMetaObject::invokeMethod(
             this,
             [this, updated, generation, base, found] {
                 rescanningFolder_.reset();
-                if (generation != generation_ || base != tree_ || !updated)
-                    return;
-                setTree(updated);
-                refreshUnreadable(found);
+                if (generation == generation_ && base == tree_ && updated) {
+                    setTree(updated);
+                    refreshUnreadable(found);
+                }
+                emit stateChanged();
             },
             Qt::QueuedConnection);
     });
@@ -204,7 +216,7 @@ void ScanJob::rescanFolder(int32_t node) {
 
 void ScanJob::readBlockedFolders(const Result<QString>& executable,
                                  ProtectedScan::PrivilegedRunner runner) {
-    if (!tree_ || protectedScan_.running)
+    if (!tree_ || isBusy())
         return;
     if (!executable) {
         protectedScan_.outcome = ProtectedScanOutcome{false, executable.error(), 0, 0, 0};
@@ -220,7 +232,8 @@ void ScanJob::readBlockedFolders(const Result<QString>& executable,
     emit stateChanged();
     const std::shared_ptr<const FileTree> base = tree_;
     const int generation = generation_;
-    runInBackground([this, base, blocked, exe = *executable, runner, generation] {
+    // Joined by the next pass or the job's end.
+    passThread_ = std::jthread([this, base, blocked, exe = *executable, runner, generation] {
         auto updated = std::make_shared<FileTree>(*base);
         const auto phase = [this](const QString& text) {
             QMetaObject::invokeMethod(

@@ -9,6 +9,8 @@
 #include <QObject>
 #include <memory>
 #include <optional>
+#include <thread>
+#include <vector>
 
 namespace velmox {
 
@@ -23,8 +25,14 @@ struct ProtectedScanState {
 
 // One scope's scan as the storage screens see it: state, progress, the finished tree and
 // what could not be read. Lives on the main thread; the walk runs on the scanner's own
-// workers and reports back with queued calls. Results of an older run (an earlier
+// workers, a folder rescan and the administrator pass each on one thread of the job's, and
+// all of them report back with queued calls. Results of an older run (an earlier
 // generation) are dropped.
+//
+// The job owns every thread that works for it: a cancelled walk is kept until its workers
+// have stopped, and the destructor stops the walks and the rescan and waits for them and
+// for a running administrator pass (which cannot be stopped: its root child runs to its end
+// or its time-out), so no thread calls into a job that has gone.
 class ScanJob : public QObject {
     Q_OBJECT
 public:
@@ -46,7 +54,13 @@ public:
     const QList<UnreadableSample>& unreadableSamples() const { return unreadableSamples_; }
     QString scanPhase() const { return scanPhase_; }
     QString scanNote() const { return scanNote_; }
-    bool canResume() const { return pausedScanner_ != nullptr; }
+    // A walk is paused (or stopped at the memory cap) and can go on.
+    bool isPaused() const { return pausedScanner_ != nullptr; }
+    // A rescan or the administrator pass works on a copy of the tree.
+    bool isBusy() const { return rescanningFolder_ || protectedScan_.running; }
+    // The paused walk goes on in the tree that the screens show, so it cannot while a
+    // rescan or the administrator pass copies that tree.
+    bool canResume() const { return isPaused() && !isBusy(); }
     bool awaitingProtected() const { return protectedScan_.running; }
     const ProtectedScanState& protectedScan() const { return protectedScan_; }
     std::optional<int32_t> rescanningFolder() const { return rescanningFolder_; }
@@ -55,10 +69,13 @@ public:
     // Starts a full scan; `workers` overrides the count chosen from the disk.
     void start(bool gentle = false, std::optional<int> workers = std::nullopt);
     void pause();
-    // "Resume reads more": continues a paused scan or one stopped at the memory cap.
+    // "Resume reads more": continues a paused scan or one stopped at the memory cap; false
+    // when canResume() is false.
     bool resume();
+    // Stops a running or paused walk without waiting for its workers.
     void cancel();
-    // Reads one folder of the finished tree again and puts the result in its place.
+    // Reads one folder of the tree again and puts the result in its place; one rescan or
+    // administrator pass at a time.
     void rescanFolder(int32_t node);
     // Reads the blocked folders as root with `runner`, Velmox's own verified executable
     // being `executable` (ProtectedScan::verifiedExecutable()).
@@ -66,6 +83,7 @@ public:
                             ProtectedScan::PrivilegedRunner runner);
 
 signals:
+    // Also when a rescan or the administrator pass starts or ends.
     void stateChanged();
     void progressChanged();
     void treeChanged();
@@ -73,7 +91,9 @@ signals:
 
 private:
     void launch(std::unique_ptr<DiskScanner> scanner);
-    void scannerFinished(int generation);
+    void scannerFinished(const DiskScanner* scanner);
+    // Cancels the running walk and keeps it until its workers have stopped.
+    void retireScanner();
     void startProgressTimer();
     QString title() const;
     void setState(State state);
@@ -97,9 +117,13 @@ private:
     QString scanNote_;
     ProtectedScanState protectedScan_;
     std::optional<int32_t> rescanningFolder_;
+    std::unique_ptr<ScheduledJob> timer_;
+    // Declared last, so they are stopped before anything they report into goes.
     std::unique_ptr<DiskScanner> scanner_;
     std::unique_ptr<DiskScanner> pausedScanner_;
-    std::unique_ptr<ScheduledJob> timer_;
+    std::vector<std::unique_ptr<DiskScanner>> retired_; // cancelled, workers still stopping
+    std::jthread rescanThread_;                         // stopped (cancelled) and joined
+    std::jthread passThread_;                           // joined
 };
 
 } // namespace velmox

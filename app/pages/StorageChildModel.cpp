@@ -95,9 +95,7 @@ void StorageChildModel::rebuildOrder() {
         std::vector<QString> kinds(order->size());
         const uint32_t first = tree.firstChild(folder_);
         for (int32_t child : *order)
-            kinds[size_t(uint32_t(child) - first)] = tree.kind(child) == NodeKind::file
-                                                         ? fileKind(tree.name(child))
-                                                         : kindText(tree.kind(child));
+            kinds[size_t(uint32_t(child) - first)] = kindOf(tree, child);
         std::stable_sort(order->begin(), order->end(), [&](int32_t a, int32_t b) {
             return kinds[size_t(uint32_t(a) - first)] < kinds[size_t(uint32_t(b) - first)];
         });
@@ -148,6 +146,23 @@ QString StorageChildModel::kindText(NodeKind kind) {
     return QStringLiteral("Device or socket");
 }
 
+QString StorageChildModel::kindOf(const FileTree& tree, int32_t node) {
+    if (tree.hasFlag(node, NodeFlag::linkedFolder))
+        return QStringLiteral("Linked folder");
+    const NodeKind kind = tree.kind(node);
+    return kind == NodeKind::file ? fileKind(tree.name(node)) : kindText(kind);
+}
+
+QString StorageChildModel::explanation(const FileTree& tree, int32_t node) {
+    if (tree.hasFlag(node, NodeFlag::mountPoint))
+        return QStringLiteral("Another disk is mounted in this folder. It is not part of this "
+                              "scan.");
+    if (tree.hasFlag(node, NodeFlag::linkedFolder))
+        return QStringLiteral("This folder leads back to a folder that is already counted "
+                              "elsewhere in this scan.");
+    return {};
+}
+
 QVariant StorageChildModel::data(const QModelIndex& index, int role) const {
     const int32_t node = nodeAt(index.row());
     if (node < 0 || !index.isValid())
@@ -159,29 +174,39 @@ QVariant StorageChildModel::data(const QModelIndex& index, int role) const {
         return index.column() == size || index.column() == share || index.column() == items
                    ? QVariant(Qt::AlignRight | Qt::AlignVCenter)
                    : QVariant(Qt::AlignLeft | Qt::AlignVCenter);
-    if (role == Qt::ToolTipRole && index.column() == name)
-        return tree.path(node);
+    if (role == Qt::ToolTipRole) {
+        if (const QString why = explanation(tree, node); !why.isEmpty())
+            return why;
+        return index.column() == name ? QVariant(tree.path(node)) : QVariant();
+    }
     if (role != Qt::DisplayRole)
         return {};
     const QLocale locale;
+    // A folder the walk did not enter has no share or contents of its own to show.
+    const bool entered = !tree.hasFlag(node, NodeFlag::mountPoint | NodeFlag::linkedFolder);
     switch (index.column()) {
     case name:
         return tree.name(node);
     case size:
-        if (tree.hasFlag(node, NodeFlag::multiplyLinked) && tree.size(node, sizeKey_) == 0)
+        if (tree.hasFlag(node, NodeFlag::mountPoint))
+            return QStringLiteral("not scanned");
+        if (tree.hasFlag(node, NodeFlag::multiplyLinked | NodeFlag::linkedFolder) &&
+            tree.size(node, sizeKey_) == 0)
             return QStringLiteral("counted elsewhere");
         return locale.formattedDataSize(tree.size(node, sizeKey_), 1, QLocale::DataSizeSIFormat);
     case share:
-        return StorageChart::percentLabel(tree.size(node, sizeKey_), tree.size(folder_, sizeKey_));
+        return entered ? StorageChart::percentLabel(tree.size(node, sizeKey_),
+                                                    tree.size(folder_, sizeKey_))
+                       : QString();
     case items:
-        return tree.hasFlag(node, NodeFlag::directory) ? StorageChart::itemCount(tree.items(node))
-                                                       : QString();
+        return entered && tree.hasFlag(node, NodeFlag::directory)
+                   ? StorageChart::itemCount(tree.items(node))
+                   : QString();
     case date:
         return locale.toString(QDateTime::fromSecsSinceEpoch(tree.mtime(node)),
                                QLocale::ShortFormat);
     case kind:
-        return tree.kind(node) == NodeKind::file ? fileKind(tree.name(node))
-                                                 : kindText(tree.kind(node));
+        return kindOf(tree, node);
     default:
         return {};
     }

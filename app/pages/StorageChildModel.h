@@ -39,6 +39,12 @@ public:
     void sort(int column, Qt::SortOrder order) override;
 
     static QString kindText(NodeKind kind);
+    // The kind shown for a node: a file's by its extension, a folder the walk did not enter
+    // by the reason.
+    static QString kindOf(const FileTree& tree, int32_t node);
+    // Why the walk did not enter a folder that has contents (another disk is mounted there,
+    // or it leads back to a folder counted elsewhere); empty for every other node.
+    static QString explanation(const FileTree& tree, int32_t node);
 
 private:
     void rebuildOrder();

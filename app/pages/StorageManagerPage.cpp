@@ -68,7 +68,7 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
       reveal_(new QPushButton(QStringLiteral("Show in Files"), this)),
       unreadable_(new QPushButton(this)), content_(new QStackedWidget(this)),
       emptyState_(new EmptyStateView(this)), chart_(new StorageRingChart(this)), list_(new QTreeView(this)),
-      model_(new StorageChildModel(this)) {
+      model_(new StorageChildModel(this)), explanation_(new QLabel(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 16);
     layout->setSpacing(10);
@@ -144,6 +144,10 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     content_->addWidget(emptyState_);
     content_->addWidget(split);
     layout->addWidget(content_, 1);
+    explanation_->setObjectName(QStringLiteral("pageSubtitle"));
+    explanation_->setWordWrap(true);
+    explanation_->hide();
+    layout->addWidget(explanation_);
 
     connect(scopes_, &QComboBox::activated, this, &StorageManagerPage::scopeChosen);
     connect(chooseFolder_, &QPushButton::clicked, this, &StorageManagerPage::chooseFolder);
@@ -170,6 +174,11 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     connect(reveal_, &QPushButton::clicked, this, &StorageManagerPage::revealSelection);
     connect(unreadable_, &QPushButton::clicked, this, &StorageManagerPage::openUnreadableSheet);
     connect(list_, &QTreeView::activated, this, &StorageManagerPage::activateRow);
+    connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            &StorageManagerPage::showExplanation);
+    connect(model_, &QAbstractItemModel::modelReset, this, &StorageManagerPage::showExplanation);
+    connect(model_, &QAbstractItemModel::layoutChanged, this,
+            &StorageManagerPage::showExplanation);
     connect(chart_, &StorageRingChart::segmentClicked, this, &StorageManagerPage::enterFolder);
     connect(&navigation_, &AppNavigationState::detailChanged, this,
             [this](const QString& page, const QString& detail) {
@@ -317,6 +326,19 @@ void StorageManagerPage::activateRow(const QModelIndex& index) {
     enterFolder(model_->nodeAt(index.row()));
 }
 
+void StorageManagerPage::showExplanation() {
+    const QModelIndex current = list_->currentIndex();
+    const int32_t node = current.isValid() ? model_->nodeAt(current.row()) : -1;
+    const QString why =
+        node >= 0 ? StorageChildModel::explanation(*model_->tree(), node) : QString();
+    explanation_->setText(why);
+    explanation_->setVisible(!why.isEmpty());
+}
+
+QString StorageManagerPage::explanationText() const {
+    return explanation_->isHidden() ? QString() : explanation_->text();
+}
+
 int32_t StorageManagerPage::currentFolder() const {
     return model_->folder();
 }
@@ -383,14 +405,14 @@ void StorageManagerPage::setSizeKey(TreeSortKey key) {
 
 void StorageManagerPage::updateControls() {
     const bool scanning = job_ && job_->state() == ScanJob::State::scanning;
-    const bool canResume = job_ && job_->canResume();
+    const bool paused = job_ && job_->isPaused();
     const bool hasTree = static_cast<bool>(model_->tree());
-    const bool busy = job_ && (job_->rescanningFolder() || job_->awaitingProtected());
+    const bool busy = job_ && job_->isBusy();
     scan_->setEnabled(!scanning && !busy);
     scan_->setText(hasTree ? QStringLiteral("Scan Again") : QStringLiteral("Scan"));
     pause_->setEnabled(scanning);
-    resume_->setEnabled(canResume && !scanning);
-    cancel_->setEnabled(scanning || canResume);
+    resume_->setEnabled(job_ && job_->canResume() && !scanning);
+    cancel_->setEnabled(scanning || paused);
     scopes_->setEnabled(!busy);
     rescan_->setEnabled(hasTree && !scanning && !busy);
     reveal_->setEnabled(hasTree);
@@ -400,18 +422,21 @@ void StorageManagerPage::updateControls() {
     unreadable_->setVisible(unreadable > 0 && !scanning);
     unreadable_->setText(unreadable == 1 ? QStringLiteral("1 Unreadable Folder")
                                          : QStringLiteral("%1 Unreadable Folders").arg(unreadable));
-    const QPixmap picture =
-        symbolIcon(pageSymbol(Category::storageManager), QStringLiteral("S")).pixmap(64, 64);
-    if (scanning) {
-        emptyState_->show(picture, QStringLiteral("Scanning"),
-                          QStringLiteral("Scanning %1...").arg(scope_.path));
-    } else if (job_ && job_->state() == ScanJob::State::failed) {
-        emptyState_->show(picture, QStringLiteral("The Scan Could Not Run"), job_->scanNote());
-    } else {
-        emptyState_->show(picture, QStringLiteral("Nothing Scanned Yet"),
-                          QStringLiteral("Press Scan to see what fills %1.").arg(scope_.path));
-    }
     content_->setCurrentIndex(hasTree ? 1 : 0);
+    // Filling the empty state shows it, so only while it is the page's content.
+    if (!hasTree) {
+        const QPixmap picture =
+            symbolIcon(pageSymbol(Category::storageManager), QStringLiteral("S")).pixmap(64, 64);
+        if (scanning)
+            emptyState_->show(picture, QStringLiteral("Scanning"),
+                              QStringLiteral("Scanning %1...").arg(scope_.path));
+        else if (job_ && job_->state() == ScanJob::State::failed)
+            emptyState_->show(picture, QStringLiteral("The Scan Could Not Run"),
+                              job_->scanNote());
+        else
+            emptyState_->show(picture, QStringLiteral("Nothing Scanned Yet"),
+                              QStringLiteral("Press Scan to see what fills %1.").arg(scope_.path));
+    }
     updateProgress();
 }
 
@@ -442,7 +467,7 @@ void StorageManagerPage::updateProgress() {
                                                       QLocale::DataSizeSIFormat),
                              locale.formattedDataSize(volume.total, 1,
                                                       QLocale::DataSizeSIFormat));
-        if (job_->canResume())
+        if (job_->isPaused())
             text += QStringLiteral(" · paused");
         if (!job_->scanNote().isEmpty())
             text += QStringLiteral("\n") + job_->scanNote();

@@ -56,6 +56,8 @@ public:
     QTreeView* list() const { return list_; }
     QString progressText() const;
     QString messageText() const;
+    // Why the selected folder was not entered by the scan, when it was not.
+    QString explanationText() const;
     StorageUnreadableSheet* openUnreadableSheet();
 
     // The navigation detail of the page: the scope and the folder shown.
@@ -78,6 +80,7 @@ private:
     void publishDetail();
     void revealSelection();
     void activateRow(const QModelIndex& index);
+    void showExplanation();
 
     ScanCenter& center_;
     AppNavigationState& navigation_;
@@ -106,6 +109,7 @@ private:
     StorageRingChart* chart_;
     QTreeView* list_;
     StorageChildModel* model_;
+    QLabel* explanation_;
     QPointer<StorageUnreadableSheet> sheet_;
 };
 

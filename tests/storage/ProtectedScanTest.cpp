@@ -16,6 +16,7 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 using namespace velmox;
@@ -164,6 +165,71 @@ TEST_F(BlockedTree, TheJobCountsBlockedFoldersAfreshAfterEachRescanAndPass) {
     ASSERT_TRUE(job.protectedScan().outcome->success) << job.protectedScan().outcome->message.toStdString();
     EXPECT_EQ(job.unreadableCount(), 0);
     EXPECT_TRUE(job.unreadableSamples().isEmpty());
+}
+
+// Many blocked folders are merged in one rebuild; the result is the tree that replacing them
+// one at a time gives, and its totals are a fresh scan's once they are open.
+TEST_F(BlockedTree, BlockedFoldersMergeInOnePassAsTheyWouldOneByOne) {
+    QList<QByteArray> closed{secret_};
+    makeFolder(root_ + "/more");
+    for (int i = 0; i < 6; ++i) {
+        const QByteArray folder = root_ + "/more/c" + QByteArray::number(i);
+        makeFolder(folder);
+        makeFolder(folder + "/deep");
+        for (int j = 0; j <= i; ++j)
+            writeFile(folder + "/deep/f" + QByteArray::number(j), 1000 * (j + 1));
+        ASSERT_EQ(::chmod(folder.constData(), 0), 0);
+        closed.append(folder);
+    }
+    const auto blockedTree = scanFolder(QString::fromUtf8(root_));
+    ASSERT_TRUE(blockedTree);
+    QList<ProtectedScanListing::Section> sections;
+    for (const QByteArray& folder : closed) {
+        ASSERT_EQ(::chmod(folder.constData(), 0755), 0);
+        const auto fresh = scanFolder(QString::fromUtf8(folder));
+        ASSERT_TRUE(fresh);
+        sections.append({folder, 0, *fresh});
+    }
+    sections.append({root_ + "/open", 0, *sections.first().tree}); // never asked for: ignored
+
+    FileTree merged = *blockedTree;
+    const ProtectedScanOutcome outcome = ProtectedScan::merge(merged, sections, closed);
+    EXPECT_EQ(outcome.indexedFolders, 7);
+    FileTree oneByOne = *blockedTree;
+    for (const ProtectedScanListing::Section& section : sections.first(closed.size()))
+        oneByOne.replaceSubtree(oneByOne.findPath(section.path).value(), *section.tree);
+    ASSERT_TRUE(merged.validate().has_value());
+    EXPECT_EQ(merged.columns(), oneByOne.columns());
+    const auto full = scanFolder(QString::fromUtf8(root_));
+    EXPECT_EQ(merged.alloc(0), full->alloc(0));
+    EXPECT_EQ(merged.logical(0), full->logical(0));
+    EXPECT_EQ(merged.items(0), full->items(0));
+}
+
+// The pass copies the tree that a paused walk would go on in, so the walk waits for it; a
+// job destroyed while its pass runs waits for the pass, so nothing runs on after it.
+TEST_F(BlockedTree, APassHoldsBackAPausedScanAndEndsBeforeItsJob) {
+    for (int i = 0; i < 300; ++i)
+        makeFolder(root_ + "/more" + QByteArray::number(i));
+    auto job = std::make_unique<ScanJob>(
+        ScanScope{ScanScope::Kind::folder, QString::fromUtf8(root_), {}, {}},
+        SystemClock::shared());
+    ASSERT_TRUE(startPaused(*job));
+    job->rescanFolder(0); // the paused tree gets the closed folder
+    ASSERT_TRUE(processEventsUntil([&] { return !job->rescanningFolder(); }));
+    ASSERT_EQ(job->unreadableCount(), 1);
+
+    job->readBlockedFolders(QStringLiteral(VELMOX_PROTECTED_HELPER), [](const QString&) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        return CommandResult(std::unexpected(CommandExecutorError::withMessage("Refused.")));
+    });
+    ASSERT_TRUE(job->awaitingProtected());
+    EXPECT_FALSE(job->canResume());
+    EXPECT_FALSE(job->resume());
+    const std::weak_ptr<const FileTree> tree = job->tree();
+    job.reset();
+    EXPECT_TRUE(tree.expired()) << "the pass still holds the tree of a job that has gone";
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 500);
 }
 
 TEST_F(BlockedTree, WithoutASavedPasswordThePassFailsWithTheRunnersMessage) {

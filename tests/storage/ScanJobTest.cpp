@@ -4,9 +4,13 @@
 #include "storage/ScanCenter.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
+#include <QSemaphore>
 #include <QTemporaryDir>
+#include <future>
 #include <gtest/gtest.h>
+#include <thread>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -25,6 +29,14 @@ protected:
     }
     ScanScope scope() const {
         return {ScanScope::Kind::folder, QString::fromUtf8(root_), QStringLiteral("Music"), {}};
+    }
+    // Enough folders that one worker is still walking when the test pauses or cancels.
+    void addFolders(int count) {
+        for (int i = 0; i < count; ++i) {
+            const QByteArray folder = root_ + "/more" + QByteArray::number(i);
+            makeFolder(folder);
+            writeFile(folder + "/song", 100);
+        }
     }
 
     QTemporaryDir dir_;
@@ -73,6 +85,89 @@ TEST_F(ScanJobTest, ALaterStartDropsTheResultsOfTheEarlierRun) {
     QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
     EXPECT_EQ(job->state(), ScanJob::State::idle);
     EXPECT_FALSE(job->tree());
+}
+
+// Every report a run starts on the status line is ended, however the run ends.
+TEST_F(ScanJobTest, TheStatusLineLeavesItsBusyStateWhenAScanIsCancelledPausedOrResumed) {
+    ScanJob* job = center_.job(scope());
+    addFolders(300);
+    job->start(false, 1);
+    ASSERT_TRUE(status_.isActive());
+    job->cancel();
+    EXPECT_FALSE(status_.isActive());
+    EXPECT_EQ(status_.message(), QStringLiteral("Cancelled the scan of Music."));
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 100);
+    EXPECT_FALSE(status_.isActive());
+
+    ASSERT_TRUE(startPaused(*job));
+    EXPECT_FALSE(status_.isActive());
+    EXPECT_EQ(status_.message(), QStringLiteral("Paused the scan of Music."));
+
+    ASSERT_TRUE(job->resume());
+    EXPECT_TRUE(status_.isActive());
+    EXPECT_EQ(status_.message(), QStringLiteral("Scanning Storage: Music..."));
+    ASSERT_TRUE(processEventsUntil([&] { return job->state() == ScanJob::State::finished; }));
+    EXPECT_FALSE(status_.isActive());
+    EXPECT_EQ(status_.message(), QStringLiteral("Success: Scanned Music."));
+    EXPECT_EQ(job->tree()->items(0), 21u + 600u);
+}
+
+// The last worker locks the scanner once more after it has published the paused state;
+// a resume that came in just then must not hold the lock while it waits for that worker.
+TEST(DiskScannerResume, AResumeRightAfterThePauseIsPublishedDoesNotDeadlock) {
+    QTemporaryDir dir;
+    for (int i = 0; i < 300; ++i)
+        makeFolder(dir.path().toUtf8() + "/f" + QByteArray::number(i));
+    ScanConfiguration config =
+        ScanConfiguration::build({ScanScope::Kind::folder, dir.path(), {}, {}});
+    config.workerCount = 1;
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        DiskScanner scanner(config);
+        QSemaphore published;
+        std::atomic<int> runs{0};
+        scanner.onFinish = [&](DiskScanner&) {
+            published.release();
+            // Widens the moment between publishing and the worker's last lock.
+            if (runs.fetch_add(1) == 0)
+                std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        };
+        ASSERT_TRUE(scanner.start());
+        scanner.pause();
+        published.acquire();
+        if (scanner.state() != DiskScanner::State::paused)
+            continue; // a busy machine let the walk end before the pause
+        auto resumed = std::async(std::launch::async, [&] { return scanner.resume(); });
+        if (resumed.wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
+            ADD_FAILURE() << "resume() deadlocked with the last worker";
+            std::_Exit(1); // the blocked threads cannot be joined
+        }
+        EXPECT_TRUE(resumed.get());
+        ASSERT_TRUE(scanner.waitForFinished(std::chrono::seconds(30)));
+        EXPECT_EQ(scanner.state(), DiskScanner::State::finished);
+        EXPECT_EQ(scanner.tree()->items(0), 300u);
+        return;
+    }
+    FAIL() << "the walk never paused";
+}
+
+// Destroying a job stops and joins every thread that works for it, so nothing calls back
+// into the freed job: once it has gone, nothing holds the tree a rescan was copying.
+TEST_F(ScanJobTest, DestroyingAJobWhileItsWorkRunsLeavesNothingRunning) {
+    addFolders(300);
+    {
+        ScanJob job(scope(), SystemClock::shared(), &status_);
+        job.start(false, 1);
+    }
+    auto job = std::make_unique<ScanJob>(scope(), SystemClock::shared(), &status_);
+    job->start();
+    ASSERT_TRUE(processEventsUntil([&] { return job->state() == ScanJob::State::finished; }));
+    const std::weak_ptr<const FileTree> tree = job->tree();
+    job->rescanFolder(0);
+    ASSERT_TRUE(job->rescanningFolder());
+    job.reset();
+    EXPECT_TRUE(tree.expired());
+    // Whatever a freed job's threads would have posted must not run.
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 500);
 }
 
 TEST_F(ScanJobTest, RescanningAFolderReplacesItsSubtree) {

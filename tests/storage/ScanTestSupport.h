@@ -1,6 +1,7 @@
 #pragma once
 
 #include "storage/DiskScanner.h"
+#include "storage/ScanJob.h"
 
 #include <QByteArray>
 #include <QCoreApplication>
@@ -44,6 +45,20 @@ inline void writeFile(const QByteArray& path, qsizetype bytes) {
 
 inline void makeFolder(const QByteArray& path, mode_t mode = 0755) {
     ASSERT_EQ(::mkdir(path.constData(), mode), 0) << path.constData();
+}
+
+// Starts a scan of one worker and pauses it at once. A busy machine may let the walk end
+// before the pause takes, so it tries a few times; false when it never paused.
+inline bool startPaused(ScanJob& job) {
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        job.start(false, 1);
+        job.pause();
+        if (!processEventsUntil([&] { return job.state() != ScanJob::State::scanning; }))
+            return false;
+        if (job.isPaused())
+            return true;
+    }
+    return false;
 }
 
 // A finished scan of `path`.

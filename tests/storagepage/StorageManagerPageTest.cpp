@@ -1,4 +1,5 @@
 #include "app/Appearance.h"
+#include "app/pages/EmptyStateView.h"
 #include "app/pages/StorageRingChart.h"
 #include "services/Settings.h"
 #include "tests/storagepage/StoragePageFixture.h"
@@ -18,17 +19,6 @@ using namespace velmox::test;
 namespace {
 
 using StorageManagerPageTest = StoragePageFixture;
-
-QString cell(const StorageChildModel& model, int row, int column) {
-    return model.data(model.index(row, column), Qt::DisplayRole).toString();
-}
-
-int rowNamed(const StorageChildModel& model, const QString& name) {
-    for (int row = 0; row < model.rowCount(); ++row)
-        if (cell(model, row, StorageChildModel::name) == name)
-            return row;
-    return -1;
-}
 
 QPushButton* button(QWidget& page, const QString& text) {
     for (QPushButton* candidate : page.findChildren<QPushButton*>())
@@ -221,12 +211,64 @@ TEST_F(StorageManagerPageTest, ScanControlsFollowTheJob) {
     EXPECT_EQ(page->job()->state(), ScanJob::State::idle);
     EXPECT_EQ(page->model()->rowCount(), 0);
     EXPECT_TRUE(button(*page, "Scan")->isEnabled());
+    EXPECT_FALSE(status.isActive());
+
+    // A paused scan cannot resume while a rescan copies its tree (the administrator pass:
+    // ProtectedScanTest).
+    for (int i = 0; i < 300; ++i)
+        writeFile(root + QStringLiteral("/more%1/f").arg(i), 10);
+    for (int attempt = 0; attempt < 5 && !page->job()->isPaused(); ++attempt) {
+        page->job()->start(false, 1); // a busy machine may finish it before the pause
+        button(*page, "Pause")->click();
+        ASSERT_TRUE(waitFor([&] { return page->job()->state() != ScanJob::State::scanning; }));
+    }
+    ASSERT_TRUE(page->job()->isPaused());
+    EXPECT_TRUE(button(*page, "Resume")->isEnabled());
+    button(*page, "Rescan Folder")->click();
+    ASSERT_TRUE(page->job()->rescanningFolder());
+    EXPECT_FALSE(button(*page, "Resume")->isEnabled());
+    EXPECT_FALSE(page->job()->resume());
+    ASSERT_TRUE(waitFor([&] { return !page->job()->rescanningFolder(); }));
+    EXPECT_TRUE(button(*page, "Resume")->isEnabled());
+    button(*page, "Resume")->click();
+    ASSERT_TRUE(waitFor([&] { return page->job()->state() == ScanJob::State::finished; }));
+    EXPECT_FALSE(button(*page, "Resume")->isEnabled());
+    EXPECT_EQ(page->model()->tree()->items(0), 8u + 600u);
 
     // A missing folder fails with the scanner's sentence on the page.
     page->setScope(StorageManagerPage::folderScope(root + "/missing"));
     page->startScan();
     EXPECT_EQ(page->job()->state(), ScanJob::State::failed);
     EXPECT_FALSE(page->job()->scanNote().isEmpty());
+}
+
+// Folders the walk did not enter say why instead of passing for empty folders.
+TEST(StorageChildModelTest, FoldersTheWalkDidNotEnterSayWhy) {
+    auto tree = std::make_shared<FileTree>(QStringLiteral("/data"), QStringLiteral("data"));
+    tree->append(-1, NodeFlag::directory, 4096, 4096, 0, "data");
+    tree->append(0, NodeFlag::directory | NodeFlag::mountPoint, 0, 0, 0, "disk");
+    tree->append(0, NodeFlag::directory | NodeFlag::linkedFolder, 0, 0, 0, "loop");
+    tree->append(0, NodeFlag::directory, 4096, 4096, 0, "plain");
+    tree->sumFolderSizes();
+    StorageChildModel model;
+    model.setTree(tree);
+    const auto tip = [&](int row) {
+        return model.data(model.index(row, StorageChildModel::size), Qt::ToolTipRole).toString();
+    };
+    const int disk = rowNamed(model, "disk");
+    EXPECT_EQ(cell(model, disk, StorageChildModel::kind), "Other disk");
+    EXPECT_EQ(cell(model, disk, StorageChildModel::size), "not scanned");
+    EXPECT_EQ(cell(model, disk, StorageChildModel::share), "");
+    EXPECT_EQ(cell(model, disk, StorageChildModel::items), "");
+    EXPECT_EQ(tip(disk), "Another disk is mounted in this folder. It is not part of this scan.");
+    const int loop = rowNamed(model, "loop");
+    EXPECT_EQ(cell(model, loop, StorageChildModel::kind), "Linked folder");
+    EXPECT_EQ(cell(model, loop, StorageChildModel::size), "counted elsewhere");
+    EXPECT_EQ(tip(loop), "This folder leads back to a folder that is already counted elsewhere "
+                         "in this scan.");
+    const int plain = rowNamed(model, "plain");
+    EXPECT_EQ(cell(model, plain, StorageChildModel::kind), "Folder");
+    EXPECT_TRUE(tip(plain).isEmpty());
 }
 
 // Renders the page after a scan in both appearances; VELMOX_STORAGEPAGE_SHOTS names a
@@ -242,6 +284,7 @@ TEST_F(StorageManagerPageTest, RendersInBothAppearances) {
         AppearanceController(settings).apply();
         page->show();
         QCoreApplication::processEvents();
+        EXPECT_FALSE(page->findChild<EmptyStateView*>()->isVisible()) << "it would show through";
         const QImage image = page->grab().toImage();
         ASSERT_FALSE(image.isNull());
         const QString folder = qEnvironmentVariable("VELMOX_STORAGEPAGE_SHOTS");

@@ -37,6 +37,17 @@ inline struct stat statOf(const QString& path) {
     return status;
 }
 
+inline QString cell(const StorageChildModel& model, int row, int column) {
+    return model.data(model.index(row, column), Qt::DisplayRole).toString();
+}
+
+inline int rowNamed(const StorageChildModel& model, const QString& name) {
+    for (int row = 0; row < model.rowCount(); ++row)
+        if (cell(model, row, StorageChildModel::name) == name)
+            return row;
+    return -1;
+}
+
 // A page over its own scan centre, the scan's root a generated tree in the temporary home:
 //   big/ (a.bin, b.bin, sub/c.bin), medium.bin, small.txt, and sparse.img, a file with a
 //   large logical size and almost nothing allocated.
