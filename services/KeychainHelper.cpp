@@ -87,13 +87,14 @@ QString KeychainHelper::sign(QByteArrayView data) {
 }
 
 bool KeychainHelper::verify(QByteArrayView data, const QString& signature) {
-    const QString expected = sign(data);
-    if (expected.isEmpty() || expected.size() != signature.size())
+    const QByteArray expected = sign(data).toLatin1();
+    const QByteArray given = signature.toUtf8();
+    if (expected.isEmpty() || expected.size() != given.size())
         return false;
-    // Compare every character so the time taken says nothing about where they differ.
-    char difference = 0;
+    // Look at every byte, so the time taken says nothing about where they differ.
+    unsigned char difference = 0;
     for (qsizetype i = 0; i < expected.size(); ++i)
-        difference |= static_cast<char>(expected.at(i).unicode() ^ signature.at(i).unicode());
+        difference |= static_cast<unsigned char>(expected.at(i) ^ given.at(i));
     return difference == 0;
 }
 

@@ -71,6 +71,11 @@ TEST(KeychainHelper, TheIntegrityKeyIsMadeOnceAndSurvivesARestartOfTheStore) {
     EXPECT_FALSE(keychain.verify("hosts backup!", signature));
     EXPECT_FALSE(keychain.verify("hosts backup", signature.toUpper()));
     EXPECT_FALSE(keychain.verify("hosts backup", signature.left(63)));
+    // Characters that share their low byte with the right ones are still other characters.
+    QString wide = signature;
+    for (QChar& character : wide)
+        character = QChar(character.unicode() | 0x100);
+    EXPECT_FALSE(keychain.verify("hosts backup", wide));
 }
 
 TEST(KeychainHelper, SignsWithHmacSha256AsInRfc4231) {
