@@ -145,22 +145,26 @@ void AccessSettingsPane::remove() {
         return;
     KeychainHelper& keychain = services_.keychain();
     runChecked([&keychain] {
-        keychain.deletePassword();
-        return keychain.hasSavedPassword()
-                   ? QStringLiteral("The saved password could not be removed from the keyring.")
-                   : QStringLiteral("Success: The saved administrator password was removed.");
+        const Status removed = keychain.deletePassword();
+        if (!removed)
+            return removed.error();
+        return QStringLiteral("Success: The saved administrator password was removed.");
     });
 }
 
 void AccessSettingsPane::refreshSavedState() {
     KeychainHelper& keychain = services_.keychain();
-    runInBackground<bool>([&keychain] { return keychain.hasSavedPassword(); },
-                          [this](bool saved) {
-                              savedState_->setText(
-                                  saved ? QStringLiteral("A password is saved in the keyring.")
-                                        : QStringLiteral("No password is saved."));
-                              remove_->setVisible(saved);
-                          });
+    runInBackground<Result<bool>>([&keychain] { return keychain.hasSavedPassword(); },
+                                  [this](Result<bool> saved) {
+                                      if (!saved)
+                                          savedState_->setText(saved.error());
+                                      else
+                                          savedState_->setText(
+                                              *saved ? QStringLiteral(
+                                                           "A password is saved in the keyring.")
+                                                     : QStringLiteral("No password is saved."));
+                                      remove_->setVisible(saved.value_or(false));
+                                  });
 }
 
 } // namespace velmox

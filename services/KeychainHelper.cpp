@@ -25,9 +25,11 @@ constexpr qsizetype kIntegrityKeyBytes = 32;
 
 KeychainHelper::KeychainHelper(SecretStore& store) : store_(store) {}
 
-bool KeychainHelper::hasSavedPassword() {
+Result<bool> KeychainHelper::hasSavedPassword() {
     const auto item = store_.read(service(), QString::fromLatin1(kPasswordAccount));
-    return item && item->has_value();
+    if (!item)
+        return failure(item.error());
+    return item->has_value();
 }
 
 bool KeychainHelper::savePassword(const QString& password) {
@@ -41,24 +43,29 @@ bool KeychainHelper::savePassword(const QString& password) {
         .has_value();
 }
 
-std::optional<QString> KeychainHelper::readPassword() {
+Result<std::optional<QString>> KeychainHelper::readPassword() {
     const auto current = store_.read(service(), QString::fromLatin1(kPasswordAccount));
-    if (current && current->has_value())
+    if (!current)
+        return failure(current.error()); // never let an old item replace one we could not read
+    if (current->has_value())
         return QString::fromUtf8(**current);
     for (const LegacyItem& legacy : kLegacyPasswordItems) {
         const auto old =
             store_.read(QString::fromLatin1(legacy.service), QString::fromLatin1(legacy.account));
-        if (old && old->has_value()) {
+        // Migrating a later item would delete this one unread.
+        if (!old)
+            return failure(old.error());
+        if (old->has_value()) {
             const QString password = QString::fromUtf8(**old);
             savePassword(password);
             return password;
         }
     }
-    return std::nullopt;
+    return std::optional<QString>();
 }
 
-void KeychainHelper::deletePassword() {
-    (void)store_.remove(service(), QString::fromLatin1(kPasswordAccount));
+Status KeychainHelper::deletePassword() {
+    return store_.remove(service(), QString::fromLatin1(kPasswordAccount));
 }
 
 std::optional<QByteArray> KeychainHelper::readOrCreateIntegrityKey() {

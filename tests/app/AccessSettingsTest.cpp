@@ -42,7 +42,7 @@ TEST_F(AccessSettingsTest, ARightPasswordIsSavedTestedAndRemoved) {
     pane.save();
     EXPECT_TRUE(pane.passwordField()->text().isEmpty()) << "the field forgets the password";
     EXPECT_EQ(finish(), QString("Credentials securely stored for '%1'").arg(test::kAdminAccount));
-    EXPECT_TRUE(services.keychain().hasSavedPassword());
+    EXPECT_EQ(services.keychain().hasSavedPassword(), true);
     QFile settingsFile(services.settings().filePath());
     ASSERT_TRUE(settingsFile.open(QIODevice::ReadOnly));
     EXPECT_FALSE(settingsFile.readAll().contains(test::kAccountPassword));
@@ -53,7 +53,7 @@ TEST_F(AccessSettingsTest, ARightPasswordIsSavedTestedAndRemoved) {
 
     pane.remove();
     EXPECT_TRUE(finish().startsWith("Success: "));
-    EXPECT_FALSE(services.keychain().hasSavedPassword());
+    EXPECT_EQ(services.keychain().hasSavedPassword(), false);
 }
 
 TEST_F(AccessSettingsTest, AWrongPasswordIsNotSaved) {
@@ -61,5 +61,5 @@ TEST_F(AccessSettingsTest, AWrongPasswordIsNotSaved) {
     pane.save();
     EXPECT_TRUE(finish().startsWith(
         QString("The password was not accepted for '%1'").arg(test::kAdminAccount)));
-    EXPECT_FALSE(services.keychain().hasSavedPassword());
+    EXPECT_EQ(services.keychain().hasSavedPassword(), false);
 }

@@ -19,7 +19,7 @@ TEST(AdminCredentials, IncompleteOrForeignCredentialsAreRefusedBeforeAnyCheck) {
               "Use the account you are logged in as ('velmox-test-admin'). The password of "
               "another account can't be stored, because it could only be used by putting it in "
               "a command.");
-    EXPECT_FALSE(world.keychain.hasSavedPassword());
+    EXPECT_EQ(world.keychain.hasSavedPassword(), false);
 }
 
 TEST(AdminCredentials, AWrongPasswordIsNotSaved) {
@@ -28,7 +28,7 @@ TEST(AdminCredentials, AWrongPasswordIsNotSaved) {
         AdminCredentials::save(world.keychain, world.settings, kAdminAccount, "wrong-password");
     EXPECT_TRUE(message.startsWith("The password was not accepted for 'velmox-test-admin'"))
         << message.toStdString();
-    EXPECT_FALSE(world.keychain.hasSavedPassword());
+    EXPECT_EQ(world.keychain.hasSavedPassword(), false);
     EXPECT_FALSE(world.settings.contains(ShellHelper::kAdminUsernameKey));
 }
 
