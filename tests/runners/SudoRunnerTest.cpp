@@ -3,7 +3,6 @@
 #include "platform/PromptElevation.h"
 #include "tests/support/TestAccounts.h"
 
-#include <QElapsedTimer>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -39,14 +38,13 @@ TEST(SudoRunner, ThePasswordNeverAppearsInAnyCommandLine) {
 }
 
 TEST(SudoRunner, AWrongPasswordIsRejectedWithoutWaitingForAnotherTry) {
-    QElapsedTimer timer;
-    timer.start();
-    const PrivilegedRunResult result = SudoRunner::run("not-the-password", "id -un");
+    // Had sudo waited for a second try, the run would have ended at its limit instead.
+    const PrivilegedRunResult result =
+        SudoRunner::run("not-the-password", "id -un", std::chrono::seconds(60));
     EXPECT_FALSE(result.succeeded);
     EXPECT_TRUE(result.passwordRejected);
     EXPECT_TRUE(result.errorMessage.value_or("").contains("Sorry, try again."))
         << result.errorMessage.value_or("").toStdString();
-    EXPECT_LT(timer.elapsed(), 15'000);
 }
 
 TEST(SudoRunner, AFailingLineIsNotARejectedPassword) {
@@ -61,11 +59,8 @@ TEST(SudoRunner, AFailingLineIsNotARejectedPassword) {
 }
 
 TEST(SudoRunner, ALineThatOutlivesItsLimitIsStopped) {
-    QElapsedTimer timer;
-    timer.start();
     const PrivilegedRunResult result =
         SudoRunner::run(kAccountPassword, "exec sleep 60", std::chrono::seconds(2));
     EXPECT_FALSE(result.succeeded);
     EXPECT_EQ(result.errorMessage, PromptElevation::timedOutMessage());
-    EXPECT_LT(timer.elapsed(), 9'000);
 }
