@@ -6,15 +6,15 @@
 #include "services/KeychainHelper.h"
 #include "services/ShellHelper.h"
 
+#include <QCoreApplication>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPointer>
 #include <QPushButton>
-#include <QThread>
 #include <QVBoxLayout>
-#include <memory>
 
 namespace velmox {
 
@@ -74,27 +74,17 @@ AccessSettingsPane::AccessSettingsPane(AppServices& services, QWidget* parent)
     refreshSavedState();
 }
 
-AccessSettingsPane::~AccessSettingsPane() {
-    // Their finished handlers die with this pane, so the threads are deleted here.
-    for (QThread* worker : std::as_const(workers_)) {
-        worker->wait();
-        delete worker;
-    }
-}
-
 template <typename T>
-void AccessSettingsPane::runInBackground(std::function<T()> work, std::function<void(T)> done) {
-    // QThread::create drops a return value, so the answer waits in a shared slot.
-    auto answer = std::make_shared<T>();
-    QThread* thread = QThread::create([answer, work = std::move(work)] { *answer = work(); });
-    thread->setObjectName(QStringLiteral("velmox-admin-check"));
-    workers_ << thread;
-    connect(thread, &QThread::finished, this, [this, thread, answer, done = std::move(done)] {
-        workers_.removeOne(thread);
-        thread->deleteLater();
-        done(*answer);
+void AccessSettingsPane::runInBackground(std::function<T()> work,
+                                         void (AccessSettingsPane::*done)(T)) {
+    // The work holds no pointer to the pane: a pane closed meanwhile drops the answer.
+    services_.checks().start([pane = QPointer<AccessSettingsPane>(this), work, done] {
+        T answer = work();
+        QMetaObject::invokeMethod(QCoreApplication::instance(), [pane, done, answer] {
+            if (pane)
+                (pane->*done)(answer);
+        });
     });
-    thread->start();
 }
 
 QString AccessSettingsPane::reportedMessage() const {
@@ -112,12 +102,14 @@ void AccessSettingsPane::setChecking(bool checking) {
 
 void AccessSettingsPane::runChecked(std::function<QString()> work) {
     setChecking(true);
-    runInBackground<QString>(std::move(work), [this](QString message) {
-        setChecking(false);
-        reporter_->show(message, isSuccessMessage(message));
-        refreshSavedState();
-        emit checkFinished(message);
-    });
+    runInBackground<QString>(std::move(work), &AccessSettingsPane::showCheckResult);
+}
+
+void AccessSettingsPane::showCheckResult(QString message) {
+    setChecking(false);
+    reporter_->show(message, isSuccessMessage(message));
+    refreshSavedState();
+    emit checkFinished(message);
 }
 
 void AccessSettingsPane::save() {
@@ -145,22 +137,26 @@ void AccessSettingsPane::remove() {
         return;
     KeychainHelper& keychain = services_.keychain();
     runChecked([&keychain] {
-        keychain.deletePassword();
-        return keychain.hasSavedPassword()
-                   ? QStringLiteral("The saved password could not be removed from the keyring.")
-                   : QStringLiteral("Success: The saved administrator password was removed.");
+        const Status removed = keychain.deletePassword();
+        if (!removed)
+            return removed.error();
+        return QStringLiteral("Success: The saved administrator password was removed.");
     });
 }
 
 void AccessSettingsPane::refreshSavedState() {
     KeychainHelper& keychain = services_.keychain();
-    runInBackground<bool>([&keychain] { return keychain.hasSavedPassword(); },
-                          [this](bool saved) {
-                              savedState_->setText(
-                                  saved ? QStringLiteral("A password is saved in the keyring.")
-                                        : QStringLiteral("No password is saved."));
-                              remove_->setVisible(saved);
-                          });
+    runInBackground<Result<bool>>([&keychain] { return keychain.hasSavedPassword(); },
+                                  &AccessSettingsPane::showSavedState);
+}
+
+void AccessSettingsPane::showSavedState(Result<bool> saved) {
+    if (!saved)
+        savedState_->setText(saved.error());
+    else
+        savedState_->setText(*saved ? QStringLiteral("A password is saved in the keyring.")
+                                    : QStringLiteral("No password is saved."));
+    remove_->setVisible(saved.value_or(false));
 }
 
 } // namespace velmox

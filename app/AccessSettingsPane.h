@@ -1,11 +1,11 @@
 #pragma once
 
-#include <QList>
+#include "services/Result.h"
+
 #include <QWidget>
 #include <functional>
 
 class QLabel;
-class QThread;
 class QLineEdit;
 class QPushButton;
 
@@ -19,9 +19,8 @@ class StatusReporter;
 class AccessSettingsPane : public QWidget {
     Q_OBJECT
 public:
+    // A check still running when the pane goes ends on its own; its answer is dropped.
     explicit AccessSettingsPane(AppServices& services, QWidget* parent = nullptr);
-    // Waits for a check still running: it uses services that may go away after the pane.
-    ~AccessSettingsPane() override;
 
     QLineEdit* nameField() const { return name_; }
     QLineEdit* passwordField() const { return password_; }
@@ -37,12 +36,15 @@ signals:
     void checkFinished(const QString& message);
 
 private:
-    // Runs `work` on a worker thread, then shows its message.
+    // Runs `work` off the main thread, then shows its message.
     void runChecked(std::function<QString()> work);
-    // Runs `work` on a thread of its own and hands its answer to `done` on the main thread.
+    void showCheckResult(QString message);
+    // Runs `work` on the services' check pool and hands its answer to `done` on the main
+    // thread, unless the pane has gone by then.
     template <typename T>
-    void runInBackground(std::function<T()> work, std::function<void(T)> done);
+    void runInBackground(std::function<T()> work, void (AccessSettingsPane::*done)(T));
     void refreshSavedState();
+    void showSavedState(Result<bool> saved);
     void setChecking(bool checking);
 
     AppServices& services_;
@@ -54,7 +56,6 @@ private:
     QLabel* savedState_;
     StatusReporter* reporter_;
     bool checking_ = false;
-    QList<QThread*> workers_;
 };
 
 } // namespace velmox

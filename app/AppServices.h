@@ -6,6 +6,7 @@
 #include "services/AppStatusCenter.h"
 #include "services/Settings.h"
 
+#include <QThreadPool>
 #include <memory>
 
 namespace velmox {
@@ -51,6 +52,10 @@ public:
     OptimizationTaskRunner& taskRunner();
     // Finds tasks in the maintenance task registry; they run through taskRunner().
     MaintenanceTaskLookup maintenanceTasks();
+    // Runs the short checks of the settings panes (the keyring, sudo) off the main thread.
+    // They use the services above, so it is emptied before any of them goes: destroying
+    // this object waits for a check still running.
+    QThreadPool& checks() { return checks_; }
 
 private:
     Clock& clock_;
@@ -69,6 +74,7 @@ private:
     std::unique_ptr<MonitorDemand> monitorDemand_;
     // Last, so it goes first: it waits for its runs, which use the shell helper and the log.
     std::unique_ptr<OptimizationTaskRunner> taskRunner_;
+    QThreadPool checks_; // last: destroyed, and so waited for, first
 };
 
 } // namespace velmox

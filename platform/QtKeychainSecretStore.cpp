@@ -5,6 +5,10 @@
 #include <QThread>
 #include <qt6keychain/keychain.h>
 
+#ifdef Q_OS_LINUX
+#include "platform/linux/SecretServiceLock.h"
+#endif
+
 namespace velmox {
 
 namespace {
@@ -18,8 +22,17 @@ void runToEnd(QKeychain::Job& job) {
 }
 
 QString storeFailure(const QKeychain::Job& job, const char* what) {
-    return QStringLiteral("The secret store could not %1 the item (%2).")
+    return QStringLiteral("The keyring could not %1 the item (%2).")
         .arg(QLatin1String(what), job.errorString());
+}
+
+// A locked keyring hides its items: an item that could not be unlocked reads as missing.
+bool keyringLocked() {
+#ifdef Q_OS_LINUX
+    return secretServiceDefaultCollectionLocked();
+#else
+    return false;
+#endif
 }
 
 // The thread is never stopped: it ends with the process, like libsecret's connection.
@@ -55,6 +68,10 @@ Result<std::optional<QByteArray>> QtKeychainSecretStore::read(const QString& ser
         runToEnd(job);
         if (job.error() == QKeychain::NoError)
             result = std::optional<QByteArray>(job.binaryData());
+        else if (job.error() == QKeychain::EntryNotFound && keyringLocked())
+            result = failure(QStringLiteral("The keyring is locked, so what is saved in it "
+                                            "cannot be read. Unlock the keyring, then try "
+                                            "again."));
         else if (job.error() == QKeychain::EntryNotFound)
             result = std::optional<QByteArray>();
         else {

@@ -14,7 +14,8 @@ namespace velmox {
 class SecretStore {
 public:
     virtual ~SecretStore() = default;
-    // The item's bytes, std::nullopt when there is no such item, or the store's failure.
+    // The item's bytes, std::nullopt when there is surely no such item, or the store's
+    // failure: a store that cannot tell (a locked keyring) fails rather than say "none".
     virtual Result<std::optional<QByteArray>> read(const QString& service,
                                                    const QString& account) = 0;
     // Adds or replaces the item.

@@ -25,9 +25,11 @@ constexpr qsizetype kIntegrityKeyBytes = 32;
 
 KeychainHelper::KeychainHelper(SecretStore& store) : store_(store) {}
 
-bool KeychainHelper::hasSavedPassword() {
+Result<bool> KeychainHelper::hasSavedPassword() {
     const auto item = store_.read(service(), QString::fromLatin1(kPasswordAccount));
-    return item && item->has_value();
+    if (!item)
+        return failure(item.error());
+    return item->has_value();
 }
 
 bool KeychainHelper::savePassword(const QString& password) {
@@ -41,24 +43,29 @@ bool KeychainHelper::savePassword(const QString& password) {
         .has_value();
 }
 
-std::optional<QString> KeychainHelper::readPassword() {
+Result<std::optional<QString>> KeychainHelper::readPassword() {
     const auto current = store_.read(service(), QString::fromLatin1(kPasswordAccount));
-    if (current && current->has_value())
+    if (!current)
+        return failure(current.error()); // never let an old item replace one we could not read
+    if (current->has_value())
         return QString::fromUtf8(**current);
     for (const LegacyItem& legacy : kLegacyPasswordItems) {
         const auto old =
             store_.read(QString::fromLatin1(legacy.service), QString::fromLatin1(legacy.account));
-        if (old && old->has_value()) {
+        // Migrating a later item would delete this one unread.
+        if (!old)
+            return failure(old.error());
+        if (old->has_value()) {
             const QString password = QString::fromUtf8(**old);
             savePassword(password);
             return password;
         }
     }
-    return std::nullopt;
+    return std::optional<QString>();
 }
 
-void KeychainHelper::deletePassword() {
-    (void)store_.remove(service(), QString::fromLatin1(kPasswordAccount));
+Status KeychainHelper::deletePassword() {
+    return store_.remove(service(), QString::fromLatin1(kPasswordAccount));
 }
 
 std::optional<QByteArray> KeychainHelper::readOrCreateIntegrityKey() {
@@ -87,13 +94,14 @@ QString KeychainHelper::sign(QByteArrayView data) {
 }
 
 bool KeychainHelper::verify(QByteArrayView data, const QString& signature) {
-    const QString expected = sign(data);
-    if (expected.isEmpty() || expected.size() != signature.size())
+    const QByteArray expected = sign(data).toLatin1();
+    const QByteArray given = signature.toUtf8();
+    if (expected.isEmpty() || expected.size() != given.size())
         return false;
-    // Compare every character so the time taken says nothing about where they differ.
-    char difference = 0;
+    // Look at every byte, so the time taken says nothing about where they differ.
+    unsigned char difference = 0;
     for (qsizetype i = 0; i < expected.size(); ++i)
-        difference |= static_cast<char>(expected.at(i).unicode() ^ signature.at(i).unicode());
+        difference |= static_cast<unsigned char>(expected.at(i) ^ given.at(i));
     return difference == 0;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "services/Result.h"
+
 #include <QByteArrayView>
 #include <QString>
 #include <optional>
@@ -9,7 +11,8 @@ namespace velmox {
 class SecretStore;
 
 // The saved administrator password and the integrity key that signs stored user data.
-// Every call asks the secret store afresh; nothing is cached.
+// Every call asks the secret store afresh; nothing is cached. A store that cannot be read
+// is a failure carrying the store's sentence, never "nothing saved".
 class KeychainHelper {
 public:
     static constexpr const char* kService = "com.quarnet.velmox";
@@ -20,13 +23,14 @@ public:
 
     explicit KeychainHelper(SecretStore& store);
 
-    bool hasSavedPassword();
+    Result<bool> hasSavedPassword();
     // Deletes the current and every legacy item, then adds the current one. A failed add
     // leaves no item: the user saves again.
     bool savePassword(const QString& password);
-    // The current item; else the first legacy item found, which is migrated to the current one.
-    std::optional<QString> readPassword();
-    void deletePassword();
+    // The current item; else the first legacy item found, which is migrated to the current
+    // one. Nothing is migrated once any read has failed.
+    Result<std::optional<QString>> readPassword();
+    Status deletePassword();
 
     std::optional<QByteArray> readOrCreateIntegrityKey();
     // Lower-case hexadecimal HMAC-SHA256 of `data` under the integrity key; empty when the

@@ -29,9 +29,10 @@ CommandResult ShellHelper::runPrivileged(const QString& shellLine, bool allowPro
     const QString access = PlatformPaths::accessSettingsDisplay();
     const QString noPassword =
         QStringLiteral("No administrator password is saved. Add it in %1.").arg(access);
-    if (!keychain_.hasSavedPassword()) {
+    const Result<bool> saved = keychain_.hasSavedPassword();
+    if (!saved || !*saved) {
         if (!allowPrompt)
-            return commandFailure(noPassword);
+            return commandFailure(saved ? noPassword : saved.error());
         return prompt_.run(shellLine);
     }
 
@@ -47,13 +48,13 @@ CommandResult ShellHelper::runPrivileged(const QString& shellLine, bool allowPro
         return prompt_.run(shellLine);
     }
 
-    const std::optional<QString> password = keychain_.readPassword();
-    if (!password) {
+    const Result<std::optional<QString>> password = keychain_.readPassword();
+    if (!password || !*password) {
         if (!allowPrompt)
-            return commandFailure(noPassword);
+            return commandFailure(password ? noPassword : password.error());
         return prompt_.run(shellLine);
     }
-    const PrivilegedRunResult result = SudoRunner::run(*password, shellLine);
+    const PrivilegedRunResult result = SudoRunner::run(**password, shellLine);
     if (result.succeeded)
         return result.output;
     if (result.passwordRejected) {

@@ -4,6 +4,7 @@
 #include "platform/PromptElevation.h"
 
 #include <csignal>
+#include <unistd.h>
 
 namespace velmox {
 
@@ -27,25 +28,37 @@ PrivilegedRunResult failed(QString message, bool passwordRejected = false) {
     return result;
 }
 
+// The text the root shell runs. It first lets go of the standard input it inherited: when
+// sudo does not ask (a NOPASSWD rule), the unread password line is still waiting there.
+QString rootShellText(const QString& shellLine) {
+    return QStringLiteral("exec </dev/null; PATH=/usr/bin:/bin:/usr/sbin:/sbin; export PATH; ") +
+           shellLine;
+}
+
+ChildProcess::Launch launchFor(const QString& password, const QString& shellLine) {
+    // Root needs no sudo, and gets no password to leave lying around.
+    if (::geteuid() == 0)
+        return {QStringLiteral("/bin/sh"),
+                {QStringLiteral("-c"), rootShellText(shellLine)},
+                std::nullopt};
+    QByteArray input = password.toUtf8();
+    input.append('\n');
+    return {QStringLiteral("/usr/bin/sudo"), SudoRunner::arguments(shellLine), input};
+}
+
 } // namespace
 
 QStringList SudoRunner::arguments(const QString& shellLine) {
-    return {QStringLiteral("-S"),
-            QStringLiteral("-k"),
-            QStringLiteral("-p"),
-            QString(),
-            QStringLiteral("/bin/sh"),
-            QStringLiteral("-c"),
-            QStringLiteral("PATH=/usr/bin:/bin:/usr/sbin:/sbin; export PATH; ") + shellLine};
+    return {QStringLiteral("-S"),      QStringLiteral("-k"), QStringLiteral("-p"),    QString(),
+            QStringLiteral("/bin/sh"), QStringLiteral("-c"), rootShellText(shellLine)};
 }
 
 PrivilegedRunResult SudoRunner::run(const QString& password, const QString& shellLine,
                                     std::chrono::milliseconds timeout) {
-    QByteArray input = password.toUtf8();
-    input.append('\n');
-    auto started =
-        ChildProcess::start({QStringLiteral("/usr/bin/sudo"), arguments(shellLine), input});
-    input.fill('\0');
+    ChildProcess::Launch launch = launchFor(password, shellLine);
+    auto started = ChildProcess::start(launch);
+    if (launch.standardInput)
+        launch.standardInput->fill('\0');
     if (!started)
         return failed(started.error());
     ChildProcess& child = **started;

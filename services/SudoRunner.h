@@ -19,7 +19,8 @@ struct PrivilegedRunResult {
 
 // Runs a shell line as root through /usr/bin/sudo with a password written to its standard
 // input, never into an argument. "-k" makes sudo check the password on every run instead
-// of trusting a cached ticket.
+// of trusting a cached ticket. The line itself never reads that input: its standard input
+// is the null device. A caller that already is root runs the line with /bin/sh directly.
 class SudoRunner {
 public:
     static constexpr std::chrono::seconds kTimeout{900};

@@ -23,5 +23,5 @@ TEST(PlainAccount, SavingFailsAtTheGroupCheckBeforeThePasswordIsTried) {
     EXPECT_EQ(
         AdminCredentials::save(world.keychain, world.settings, kPlainAccount, kAccountPassword),
         "'velmox-test-user' is not an administrator account.");
-    EXPECT_FALSE(world.keychain.hasSavedPassword());
+    EXPECT_EQ(world.keychain.hasSavedPassword(), false);
 }

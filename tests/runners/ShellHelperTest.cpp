@@ -62,18 +62,6 @@ TEST(ShellHelper, APasswordSavedForAnotherAccountIsNotUsed) {
     EXPECT_EQ(world.shell.runPrivileged("id -u", true), "ran after the prompt");
 }
 
-TEST(ShellHelper, ConfirmationNeedsAnInstalledHandler) {
-    PrivilegeWorld world;
-    EXPECT_FALSE(world.shell.confirm("Flush the DNS cache?", "Needs admin."));
-    QString asked;
-    world.shell.setConfirmHandler([&](const QString& message, const QString&) {
-        asked = message;
-        return true;
-    });
-    EXPECT_TRUE(world.shell.confirm("Flush the DNS cache?", "Needs admin."));
-    EXPECT_EQ(asked, "Flush the DNS cache?");
-}
-
 TEST(PkexecElevation, RealPkexecFailsHereWithItsOwnWholeMessage) {
     // No polkit agent or login session on this machine: pkexec exits 127 with its reason.
     PkexecElevation pkexec;
