@@ -70,7 +70,20 @@ void SystemMonitorEngine::startManual() {
         stats_.processorInfo = sources_.machine->processorInfo();
         stats_.gpuModel = sources_.machine->gpuModel();
     }
+    restartSeries();
     tick();
+}
+
+void SystemMonitorEngine::restartSeries() {
+    cpu_ = CpuLoadSampler();
+    network_.reset();
+    stats_.cpuUser = stats_.cpuSystem = 0.0;
+    stats_.networkSpeedIn = stats_.networkSpeedOut = 0.0;
+    for (QList<double>* history : {&stats_.cpuHistory, &stats_.ramHistory, &stats_.gpuHistory,
+                                   &stats_.networkHistoryIn, &stats_.networkHistoryOut})
+        history->clear();
+    lastSensorRead_.reset(); // the readings are as old as the stop
+    emit seriesRestarted();
 }
 
 void SystemMonitorEngine::stop() {
@@ -109,11 +122,13 @@ void SystemMonitorEngine::sampleNetwork() {
     const auto counters = sources_.counters->interfaceCounters();
     if (!counters)
         return;
-    const NetworkRates rates = network_.sample(*counters, clock_.now());
-    stats_.networkSpeedIn = rates.in;
-    stats_.networkSpeedOut = rates.out;
-    appendToHistory(stats_.networkHistoryIn, rates.in);
-    appendToHistory(stats_.networkHistoryOut, rates.out);
+    const auto rates = network_.sample(*counters, clock_.steadyNow());
+    if (!rates)
+        return;
+    stats_.networkSpeedIn = rates->in;
+    stats_.networkSpeedOut = rates->out;
+    appendToHistory(stats_.networkHistoryIn, rates->in);
+    appendToHistory(stats_.networkHistoryOut, rates->out);
 }
 
 void SystemMonitorEngine::sampleMachine() {
@@ -146,15 +161,15 @@ void SystemMonitorEngine::tick() {
         sampleNetwork();
     }
     sampleMachine();
-    const QDateTime now = clock_.now();
-    if (!lastSensorRead_.isValid() || lastSensorRead_.msecsTo(now) >= sensorPeriodSeconds * 1000)
+    if (!lastSensorRead_ || clock_.steadyNow() - *lastSensorRead_ >=
+                                std::chrono::duration<double>(sensorPeriodSeconds))
         requestSensorRead();
     emit statsChanged(stats_);
 }
 
 void SystemMonitorEngine::requestSensorRead() {
     if (sensorWorker_ && sensorWorker_->requestRead())
-        lastSensorRead_ = clock_.now();
+        lastSensorRead_ = clock_.steadyNow();
 }
 
 void SystemMonitorEngine::applySensorReadings(const QList<SensorReading>& readings) {

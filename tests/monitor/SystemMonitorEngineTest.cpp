@@ -95,7 +95,7 @@ TEST_F(EngineTest, PublishesProcessorLoadFromTheSecondSampleOn) {
     EXPECT_EQ(stats.cpuHistory, QList<double>({stats.cpuUser + stats.cpuSystem}));
     EXPECT_EQ(stats.networkSpeedIn, 553 / 2.0);
     EXPECT_EQ(stats.networkSpeedOut, 630 / 2.0);
-    EXPECT_EQ(stats.networkHistoryIn, QList<double>({0.0, 553 / 2.0}));
+    EXPECT_EQ(stats.networkHistoryIn, QList<double>({553 / 2.0}));
     EXPECT_EQ(stats.ramHistory.size(), 2);
     EXPECT_EQ(stats.uptime, 0.0) << "no uptime in the recorded tree";
 }
@@ -172,6 +172,45 @@ TEST_F(EngineTest, ReadsSensorsOnItsOwnThreadAtMostEveryFiveSeconds) {
         ASSERT_TRUE(waitUntil([&] { return !engine->isReadingSensors(); }));
     }
     EXPECT_EQ(reads, 4) << "at 0, 6, 12 and 18 seconds";
+}
+
+TEST_F(EngineTest, AfterARestartEverySeriesStartsAfresh) {
+    proc.use(QStringLiteral("live-1"));
+    auto engine = makeEngine();
+    engine->start();
+    engine->stop(); // nothing watches for ten minutes
+    clock.advance(10min);
+    proc.use(QStringLiteral("live-2"));
+    engine->start();
+
+    const SystemStats& stats = engine->stats();
+    EXPECT_TRUE(stats.cpuHistory.isEmpty()) << "no load averaged over the hidden time";
+    EXPECT_EQ(stats.cpuUser, 0.0);
+    EXPECT_EQ(stats.networkSpeedIn, 0.0);
+    EXPECT_TRUE(stats.networkHistoryIn.isEmpty()) << "the first sample is only a baseline";
+    EXPECT_EQ(stats.ramHistory.size(), 1) << "the chart does not join across the gap";
+}
+
+TEST_F(EngineTest, SettingTheWallClockNeitherBendsRatesNorStopsSensorReads) {
+    proc.use(QStringLiteral("live-1"));
+    std::atomic<int> reads = 0;
+    auto engine = makeEngine([&] {
+        ++reads;
+        return QList<SensorReading>{};
+    });
+    engine->start();
+    ASSERT_TRUE(waitUntil([&] { return engine->hasReadSensors(); }));
+
+    clock.setWallClock(clock.now().addSecs(-3600));
+    proc.use(QStringLiteral("live-2"));
+    clock.advance(2s);
+    EXPECT_EQ(engine->stats().networkSpeedIn, 553 / 2.0);
+
+    for (int tick = 0; tick < 3; ++tick) {
+        clock.advance(2s);
+        ASSERT_TRUE(waitUntil([&] { return !engine->isReadingSensors(); }));
+    }
+    EXPECT_EQ(reads, 2) << "at 0 and 6 seconds";
 }
 
 TEST(SystemMonitorEngineLive, SamplesThisMachineAndHasNoSensorsToShow) {
