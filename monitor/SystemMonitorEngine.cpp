@@ -122,6 +122,9 @@ void SystemMonitorEngine::sampleNetwork() {
     const auto counters = sources_.counters->interfaceCounters();
     if (!counters)
         return;
+    countedInterfaces_.clear();
+    for (const InterfaceCounters& interface : *counters)
+        countedInterfaces_.insert(interface.name);
     const auto rates = network_.sample(*counters, clock_.steadyNow());
     if (!rates)
         return;
@@ -146,10 +149,13 @@ void SystemMonitorEngine::sampleMachine() {
         appendToHistory(stats_.gpuHistory, *gpu);
     }
     stats_.thermalState = machine->thermalState();
+    // Only the interfaces the rates count, so that the address shown is one whose traffic
+    // the figures measure; the machine lists the default route's interface first.
     stats_.activeNICs.clear();
     for (const NetworkAddress& address : machine->activeIPv4Interfaces())
-        stats_.activeNICs.append(
-            {address.interfaceName, QStringLiteral("Active"), address.address});
+        if (countedInterfaces_.contains(address.interfaceName))
+            stats_.activeNICs.append(
+                {address.interfaceName, QStringLiteral("Active"), address.address});
     stats_.localIP =
         stats_.activeNICs.isEmpty() ? notConnectedText() : stats_.activeNICs.first().address;
 }

@@ -10,6 +10,7 @@
 #include "services/Settings.h"
 
 #include <QObject>
+#include <QSet>
 #include <chrono>
 #include <memory>
 
@@ -96,6 +97,7 @@ private:
     NetworkRateSampler network_;
     QList<SensorReading> sensorReadings_;
     std::optional<std::chrono::steady_clock::time_point> lastSensorRead_;
+    QSet<QString> countedInterfaces_; // the interfaces whose bytes the rates count
     bool sensorsRead_ = false;
 };
 

@@ -213,6 +213,35 @@ TEST_F(EngineTest, SettingTheWallClockNeitherBendsRatesNorStopsSensorReads) {
     EXPECT_EQ(reads, 2) << "at 0 and 6 seconds";
 }
 
+// A machine with a Docker bridge, a VPN tunnel and an Ethernet port: only eth0 is
+// hardware in the recorded tree.
+class AddressedMachine final : public MachineInfo {
+public:
+    QString modelIdentifier() override { return {}; }
+    QString modelName() override { return QStringLiteral("Test machine"); }
+    QString processorInfo() override { return QStringLiteral("Test processor"); }
+    QString gpuModel() override { return {}; }
+    std::optional<double> gpuUtilization() override { return {}; }
+    std::optional<double> uptimeSeconds() override { return {}; }
+    std::optional<VolumeSpace> startupVolumeSpace() override { return {}; }
+    QList<NetworkAddress> activeIPv4Interfaces() override {
+        return {{"tun0", "10.8.0.2"}, {"docker0", "172.17.0.1"}, {"eth0", "192.168.1.20"}};
+    }
+    QString thermalState() override { return QStringLiteral("unknown"); }
+};
+
+TEST_F(EngineTest, ListsOnlyTheInterfacesWhoseTrafficItCounts) {
+    proc.use(QStringLiteral("live-1"));
+    SystemMonitorEngine engine(settings, clock,
+                               {std::make_unique<ProcHostCounters>(proc.path()),
+                                std::make_unique<AddressedMachine>(),
+                                {}});
+    engine.start();
+    EXPECT_EQ(engine.stats().activeNICs,
+              (QList<NICInfo>{{"eth0", "Active", "192.168.1.20"}}));
+    EXPECT_EQ(engine.stats().localIP, QStringLiteral("192.168.1.20"));
+}
+
 TEST(SystemMonitorEngineLive, SamplesThisMachineAndHasNoSensorsToShow) {
     QTemporaryDir folder;
     Settings settings(folder.filePath(QStringLiteral("Velmox.conf")));
