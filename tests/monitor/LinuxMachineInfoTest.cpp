@@ -92,9 +92,6 @@ TEST(LinuxMachineInfo, PutsInterfacesWithADefaultRouteFirstByMetric) {
 
 TEST(LinuxMachineInfo, ReadsThisMachine) {
     LinuxMachineInfo info;
-    EXPECT_FALSE(info.modelName().isEmpty());
-    EXPECT_TRUE(info.processorInfo().contains(QStringLiteral(" core")))
-        << info.processorInfo().toStdString();
     EXPECT_GT(info.uptimeSeconds().value_or(0), 0.0);
     EXPECT_GT(info.startupVolumeSpace().value_or(VolumeSpace{}).total, 0u);
     for (const NetworkAddress& address : info.activeIPv4Interfaces()) {
