@@ -4,12 +4,13 @@
 
 namespace velmox {
 
-NetworkRates NetworkRateSampler::sample(const QList<InterfaceCounters>& counters,
-                                        const QDateTime& now) {
-    NetworkRates rates;
-    if (previousSample_.isValid()) {
+std::optional<NetworkRates> NetworkRateSampler::sample(const QList<InterfaceCounters>& counters,
+                                                       TimePoint now) {
+    std::optional<NetworkRates> rates;
+    if (previousSample_) {
         const double elapsed =
-            std::max(minimumElapsedSeconds, double(previousSample_.msecsTo(now)) / 1000.0);
+            std::max(minimumElapsedSeconds,
+                     std::chrono::duration<double>(now - *previousSample_).count());
         std::uint64_t in = 0, out = 0;
         for (const InterfaceCounters& current : counters) {
             const auto before = previous_.constFind(current.name);
@@ -20,13 +21,18 @@ NetworkRates NetworkRateSampler::sample(const QList<InterfaceCounters>& counters
             if (current.bytesOut >= before->bytesOut)
                 out += current.bytesOut - before->bytesOut;
         }
-        rates = {double(in) / elapsed, double(out) / elapsed};
+        rates = NetworkRates{double(in) / elapsed, double(out) / elapsed};
     }
     previous_.clear();
     for (const InterfaceCounters& current : counters)
         previous_.insert(current.name, current);
     previousSample_ = now;
     return rates;
+}
+
+void NetworkRateSampler::reset() {
+    previous_.clear();
+    previousSample_.reset();
 }
 
 } // namespace velmox

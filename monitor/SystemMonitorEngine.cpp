@@ -70,7 +70,20 @@ void SystemMonitorEngine::startManual() {
         stats_.processorInfo = sources_.machine->processorInfo();
         stats_.gpuModel = sources_.machine->gpuModel();
     }
+    restartSeries();
     tick();
+}
+
+void SystemMonitorEngine::restartSeries() {
+    cpu_ = CpuLoadSampler();
+    network_.reset();
+    stats_.cpuUser = stats_.cpuSystem = 0.0;
+    stats_.networkSpeedIn = stats_.networkSpeedOut = 0.0;
+    for (QList<double>* history : {&stats_.cpuHistory, &stats_.ramHistory, &stats_.gpuHistory,
+                                   &stats_.networkHistoryIn, &stats_.networkHistoryOut})
+        history->clear();
+    lastSensorRead_.reset(); // the readings are as old as the stop
+    emit seriesRestarted();
 }
 
 void SystemMonitorEngine::stop() {
@@ -109,11 +122,16 @@ void SystemMonitorEngine::sampleNetwork() {
     const auto counters = sources_.counters->interfaceCounters();
     if (!counters)
         return;
-    const NetworkRates rates = network_.sample(*counters, clock_.now());
-    stats_.networkSpeedIn = rates.in;
-    stats_.networkSpeedOut = rates.out;
-    appendToHistory(stats_.networkHistoryIn, rates.in);
-    appendToHistory(stats_.networkHistoryOut, rates.out);
+    countedInterfaces_.clear();
+    for (const InterfaceCounters& interface : *counters)
+        countedInterfaces_.insert(interface.name);
+    const auto rates = network_.sample(*counters, clock_.steadyNow());
+    if (!rates)
+        return;
+    stats_.networkSpeedIn = rates->in;
+    stats_.networkSpeedOut = rates->out;
+    appendToHistory(stats_.networkHistoryIn, rates->in);
+    appendToHistory(stats_.networkHistoryOut, rates->out);
 }
 
 void SystemMonitorEngine::sampleMachine() {
@@ -131,10 +149,13 @@ void SystemMonitorEngine::sampleMachine() {
         appendToHistory(stats_.gpuHistory, *gpu);
     }
     stats_.thermalState = machine->thermalState();
+    // Only the interfaces the rates count, so that the address shown is one whose traffic
+    // the figures measure; the machine lists the default route's interface first.
     stats_.activeNICs.clear();
     for (const NetworkAddress& address : machine->activeIPv4Interfaces())
-        stats_.activeNICs.append(
-            {address.interfaceName, QStringLiteral("Active"), address.address});
+        if (countedInterfaces_.contains(address.interfaceName))
+            stats_.activeNICs.append(
+                {address.interfaceName, QStringLiteral("Active"), address.address});
     stats_.localIP =
         stats_.activeNICs.isEmpty() ? notConnectedText() : stats_.activeNICs.first().address;
 }
@@ -146,15 +167,15 @@ void SystemMonitorEngine::tick() {
         sampleNetwork();
     }
     sampleMachine();
-    const QDateTime now = clock_.now();
-    if (!lastSensorRead_.isValid() || lastSensorRead_.msecsTo(now) >= sensorPeriodSeconds * 1000)
+    if (!lastSensorRead_ || clock_.steadyNow() - *lastSensorRead_ >=
+                                std::chrono::duration<double>(sensorPeriodSeconds))
         requestSensorRead();
     emit statsChanged(stats_);
 }
 
 void SystemMonitorEngine::requestSensorRead() {
     if (sensorWorker_ && sensorWorker_->requestRead())
-        lastSensorRead_ = clock_.now();
+        lastSensorRead_ = clock_.steadyNow();
 }
 
 void SystemMonitorEngine::applySensorReadings(const QList<SensorReading>& readings) {

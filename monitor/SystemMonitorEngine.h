@@ -9,8 +9,9 @@
 #include "services/Clock.h"
 #include "services/Settings.h"
 
-#include <QDateTime>
 #include <QObject>
+#include <QSet>
+#include <chrono>
 #include <memory>
 
 namespace velmox {
@@ -19,7 +20,12 @@ namespace velmox {
 // default 2, with half a second of tolerance) samples processor, memory, network, disk
 // space, uptime, GPU load and addresses on the thread the engine lives on, and publishes
 // the whole SystemStats record with statsChanged. Sensors are read on a thread of their
-// own, at most every sensorPeriodSeconds, and folded into the next record.
+// own, at most every sensorPeriodSeconds, and folded into the next record. Intervals are
+// timed on the clock's steady time, so setting the wall clock bends no figure.
+//
+// Every start begins the series afresh: the first sample after it is a baseline for the
+// processor load and the network rates (rates over the time nobody watched would be
+// stale), and the histories start empty, so a chart never joins across a stop.
 class SystemMonitorEngine : public QObject {
     Q_OBJECT
 public:
@@ -42,7 +48,8 @@ public:
     static Sources systemSources();
     ~SystemMonitorEngine() override;
 
-    // Reads the machine's description, takes the first sample and starts the timer.
+    // Reads the machine's description, starts every series afresh, takes the first sample
+    // and starts the timer.
     void start();
     // The same without the timer: the caller drives the samples with tick().
     void startManual();
@@ -66,10 +73,13 @@ public:
 
 signals:
     void statsChanged(const SystemStats& stats);
+    // Sampling starts: views drop the histories they keep of their own.
+    void seriesRestarted();
     void sensorsChanged(const QList<SensorReading>& readings);
 
 private:
     void applyInterval();
+    void restartSeries();
     void sampleProcessor();
     void sampleMemory();
     void sampleNetwork();
@@ -86,7 +96,8 @@ private:
     CpuLoadSampler cpu_;
     NetworkRateSampler network_;
     QList<SensorReading> sensorReadings_;
-    QDateTime lastSensorRead_;
+    std::optional<std::chrono::steady_clock::time_point> lastSensorRead_;
+    QSet<QString> countedInterfaces_; // the interfaces whose bytes the rates count
     bool sensorsRead_ = false;
 };
 

@@ -35,7 +35,8 @@ public:
     virtual std::optional<std::vector<std::uint32_t>> coreTicks() = 0;
     virtual std::optional<MemoryCounters> memory() = 0;
     // The interfaces whose traffic is counted (hardware interfaces, not loopback,
-    // bridges or tunnels that carry the same bytes again).
+    // bridges or tunnels that carry the same bytes again). The monitor lists the
+    // addresses of these interfaces only.
     virtual std::optional<QList<InterfaceCounters>> interfaceCounters() = 0;
 };
 

@@ -33,6 +33,8 @@ public:
     virtual std::optional<double> gpuUtilization() = 0; // percent, where exposed
     virtual std::optional<double> uptimeSeconds() = 0;
     virtual std::optional<VolumeSpace> startupVolumeSpace() = 0;
+    // Interfaces with a default route come first, the lowest route metric first; the
+    // others follow in the system's order.
     virtual QList<NetworkAddress> activeIPv4Interfaces() = 0;
     // "nominal", "fair", "serious", "critical", or "unknown" without a source.
     virtual QString thermalState() = 0;

@@ -1,5 +1,7 @@
 #include "platform/SmcParamRecord.h"
 
+#include <algorithm>
+
 namespace velmox {
 
 namespace {
@@ -57,11 +59,15 @@ SmcParamRecord SmcParamRecord::decode(const Bytes& raw) {
 }
 
 std::optional<std::uint32_t> smcFourCharCode(const QString& text) {
-    const QByteArray utf8 = text.toUtf8();
-    if (utf8.size() != 4)
-        return std::nullopt;
+    QByteArray bytes = text.toUtf8();
+    if (bytes.size() != 4) {
+        const auto oneByte = [](QChar c) { return c.unicode() <= 0xff; };
+        if (text.size() != 4 || !std::all_of(text.cbegin(), text.cend(), oneByte))
+            return std::nullopt;
+        bytes = text.toLatin1();
+    }
     std::uint32_t code = 0;
-    for (char byte : utf8)
+    for (char byte : bytes)
         code = (code << 8) | static_cast<std::uint8_t>(byte);
     if (code == 0)
         return std::nullopt;

@@ -31,10 +31,12 @@ struct SmcParamRecord {
     bool operator==(const SmcParamRecord&) const = default;
 };
 
-// "TC0P" -> 0x54433050. Absent unless the text is exactly four bytes of UTF-8 and the
-// code is not 0.
+// "TC0P" -> 0x54433050. Absent unless the text is exactly four bytes of UTF-8, or four
+// characters of Latin-1 (the form smcFourCharString gives a code with bytes past ASCII),
+// and the code is not 0. The two forms agree on ASCII, so every code reads back.
 std::optional<std::uint32_t> smcFourCharCode(const QString& text);
-// 0x54433050 -> "TC0P" (most significant byte first; every byte kept, spaces included).
+// 0x54433050 -> "TC0P" (most significant byte first, one Latin-1 character per byte;
+// every byte kept, spaces included).
 QString smcFourCharString(std::uint32_t code);
 
 } // namespace velmox

@@ -32,6 +32,10 @@ QDateTime SystemClock::now() const {
     return QDateTime::currentDateTimeUtc();
 }
 
+std::chrono::steady_clock::time_point SystemClock::steadyNow() const {
+    return std::chrono::steady_clock::now();
+}
+
 std::unique_ptr<ScheduledJob> SystemClock::schedule(std::chrono::milliseconds delay,
                                                     std::function<void()> job, bool repeating,
                                                     std::chrono::milliseconds tolerance) {

@@ -21,6 +21,9 @@ class Clock {
 public:
     virtual ~Clock() = default;
     virtual QDateTime now() const = 0;
+    // Time for measuring intervals: it only moves forward, at a steady pace, and does not
+    // jump when the wall clock is set. Counted from an arbitrary start.
+    virtual std::chrono::steady_clock::time_point steadyNow() const = 0;
     // Runs `job` on the calling thread's event loop after `delay`, once, or every `delay`
     // when `repeating`. `tolerance` lets the system coalesce wake-ups.
     virtual std::unique_ptr<ScheduledJob> schedule(std::chrono::milliseconds delay,
@@ -29,10 +32,12 @@ public:
                                                    std::chrono::milliseconds tolerance = {}) = 0;
 };
 
-// Wall-clock time and QTimer-based jobs.
+// Wall-clock time, the system's steady clock, and QTimer-based jobs (which run on the
+// steady clock too).
 class SystemClock final : public Clock {
 public:
     QDateTime now() const override;
+    std::chrono::steady_clock::time_point steadyNow() const override;
     std::unique_ptr<ScheduledJob> schedule(std::chrono::milliseconds delay,
                                            std::function<void()> job, bool repeating,
                                            std::chrono::milliseconds tolerance) override;

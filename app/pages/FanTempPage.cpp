@@ -156,6 +156,7 @@ FanTempPage::FanTempPage(MonitorDemand& demand, QWidget* parent)
     SystemMonitorEngine& engine = demand.engine();
     connect(&engine, &SystemMonitorEngine::sensorsChanged, this,
             [this](const QList<SensorReading>& readings) { showReadings(readings); });
+    connect(&engine, &SystemMonitorEngine::seriesRestarted, this, [this] { histories_.clear(); });
     showReadings(engine.hasReadSensors() ? std::optional(engine.sensorReadings()) : std::nullopt);
     demand.watchWhileShown(this);
 }

@@ -25,12 +25,12 @@ void countersTick(benchmark::State& state) {
     ProcHostCounters counters;
     CpuLoadSampler cpu;
     NetworkRateSampler network;
-    QDateTime now = QDateTime::currentDateTimeUtc();
+    auto now = std::chrono::steady_clock::now();
     for (auto _ : state) {
         benchmark::DoNotOptimize(
             cpu.sample(counters.coreTicks().value_or(std::vector<std::uint32_t>{})));
         benchmark::DoNotOptimize(memoryFigures(counters.memory().value_or(MemoryCounters{})));
-        now = now.addSecs(2);
+        now += std::chrono::seconds(2);
         benchmark::DoNotOptimize(
             network.sample(counters.interfaceCounters().value_or(QList<InterfaceCounters>{}), now));
     }

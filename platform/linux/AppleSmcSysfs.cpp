@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <numeric>
 
 namespace velmox {
 
@@ -35,7 +36,8 @@ std::optional<std::uint32_t> parseNumber(const std::optional<QByteArray>& text) 
 }
 
 // The driver prints names and types with a trailing new line; a three-letter type keeps
-// its padding blank ("ui8 "), which some drivers drop.
+// its padding blank ("ui8 "), which some drivers drop. The four bytes are the code as they
+// are, whatever their encoding.
 std::optional<std::uint32_t> parseFourChars(const std::optional<QByteArray>& text) {
     if (!text)
         return std::nullopt;
@@ -45,7 +47,10 @@ std::optional<std::uint32_t> parseFourChars(const std::optional<QByteArray>& tex
     if (chars.isEmpty() || chars.size() > 4)
         return std::nullopt;
     chars = chars.leftJustified(4, ' ');
-    return smcFourCharCode(QString::fromLatin1(chars));
+    std::uint32_t code = 0;
+    for (const char byte : chars)
+        code = (code << 8) | std::uint8_t(byte);
+    return code != 0 ? std::optional(code) : std::nullopt;
 }
 
 } // namespace
@@ -76,22 +81,33 @@ bool AppleSmcSysfs::select(std::uint32_t index) {
 }
 
 std::optional<std::uint32_t> AppleSmcSysfs::indexOf(std::uint32_t key) {
-    if (!indexByKey_) {
-        QHash<std::uint32_t, std::uint32_t> indexes;
-        const std::uint32_t count = keyCount().value_or(0);
-        for (std::uint32_t index = 0; index < count; ++index) {
-            if (!select(index))
-                break;
-            if (const auto name =
-                    parseFourChars(attributes_->read(QStringLiteral("key_at_index_name"))))
-                indexes.insert(*name, index);
-        }
-        indexByKey_ = std::move(indexes);
+    if (!indexed_) {
+        const auto count = keyCount();
+        if (!count)
+            return std::nullopt;
+        unnamedIndexes_.resize(*count);
+        std::iota(unnamedIndexes_.begin(), unnamedIndexes_.end(), 0u);
+        indexed_ = true;
     }
-    const auto found = indexByKey_->constFind(key);
-    if (found == indexByKey_->cend())
+    auto found = indexByKey_.constFind(key);
+    if (found == indexByKey_.cend() && !unnamedIndexes_.empty()) {
+        readNames();
+        found = indexByKey_.constFind(key);
+    }
+    if (found == indexByKey_.cend())
         return std::nullopt;
     return *found;
+}
+
+void AppleSmcSysfs::readNames() {
+    std::erase_if(unnamedIndexes_, [this](std::uint32_t index) {
+        if (!select(index))
+            return false;
+        const auto name = parseFourChars(attributes_->read(QStringLiteral("key_at_index_name")));
+        if (name)
+            indexByKey_.insert(*name, index);
+        return name.has_value();
+    });
 }
 
 bool AppleSmcSysfs::answerKeyInfo(SmcParamRecord& record) {

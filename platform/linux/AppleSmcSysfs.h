@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QHash>
 #include <QString>
+#include <vector>
 
 namespace velmox {
 
@@ -12,8 +13,9 @@ namespace velmox {
 // "key_count", and "key_at_index" (write an index to select a key) with the selected
 // key's "key_at_index_name", "key_at_index_type", "key_at_index_data_length" and
 // "key_at_index_data" (raw bytes). The driver's three commands are answered from them:
-// key information and key reads look the key up by name (the name list is read once per
-// connection), key-by-index selects the index. Selecting needs root.
+// key information and key reads look the key up by name, key-by-index selects the index.
+// Names are read once per connection; an index that cannot be selected or named (the SMC
+// was busy) is tried again at the next look-up that misses. Selecting needs root.
 class AppleSmcSysfs final : public SmcConnection {
 public:
     // How the attributes are reached; a folder of files in production.
@@ -41,12 +43,16 @@ private:
     std::optional<std::uint32_t> keyCount();
     bool select(std::uint32_t index);
     std::optional<std::uint32_t> indexOf(std::uint32_t key);
+    void readNames();
     bool answerKeyInfo(SmcParamRecord& record);
     bool answerRead(SmcParamRecord& record);
     bool answerKeyAtIndex(SmcParamRecord& record);
 
     std::unique_ptr<Attributes> attributes_;
-    std::optional<QHash<std::uint32_t, std::uint32_t>> indexByKey_;
+    bool indexed_ = false;
+    QHash<std::uint32_t, std::uint32_t> indexByKey_;
+    std::vector<std::uint32_t> unnamedIndexes_; // not named yet
+
 };
 
 } // namespace velmox

@@ -3,10 +3,13 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QSet>
 #include <arpa/inet.h>
 #include <ifaddrs.h>
+#include <limits>
 #include <net/if.h>
+#include <net/route.h>
 #include <netdb.h>
 #include <sys/statvfs.h>
 
@@ -182,7 +185,42 @@ QList<NetworkAddress> LinuxMachineInfo::activeIPv4Interfaces() {
             result.append({name, QString::fromLatin1(host)});
     }
     ::freeifaddrs(list);
-    return result;
+    return byDefaultRoute(std::move(result));
+}
+
+// /proc/net/route: a header line, then "Iface Destination Gateway Flags RefCnt Use Metric
+// Mask ..." per route, addresses and masks in hexadecimal.
+QList<NetworkAddress> LinuxMachineInfo::byDefaultRoute(QList<NetworkAddress> addresses) const {
+    QFile table(path(QStringLiteral("proc/net/route")));
+    if (!table.open(QIODevice::ReadOnly))
+        return addresses;
+    QHash<QString, qulonglong> metrics;
+    table.readLine();
+    while (!table.atEnd()) {
+        const QList<QByteArray> fields = table.readLine().simplified().split(' ');
+        if (fields.size() < 8)
+            continue;
+        bool destinationOk = false, flagsOk = false, metricOk = false, maskOk = false;
+        const uint destination = fields[1].toUInt(&destinationOk, 16);
+        const uint flags = fields[3].toUInt(&flagsOk, 16);
+        const qulonglong metric = fields[6].toULongLong(&metricOk);
+        const uint mask = fields[7].toUInt(&maskOk, 16);
+        if (!destinationOk || !flagsOk || !metricOk || !maskOk || destination != 0 || mask != 0 ||
+            !(flags & RTF_UP))
+            continue;
+        const QString name = QString::fromLocal8Bit(fields[0]);
+        const auto known = metrics.constFind(name);
+        if (known == metrics.cend() || metric < *known)
+            metrics.insert(name, metric);
+    }
+    const auto rank = [&metrics](const NetworkAddress& address) {
+        return metrics.value(address.interfaceName, std::numeric_limits<qulonglong>::max());
+    };
+    std::stable_sort(addresses.begin(), addresses.end(),
+                     [&rank](const NetworkAddress& a, const NetworkAddress& b) {
+                         return rank(a) < rank(b);
+                     });
+    return addresses;
 }
 
 QString LinuxMachineInfo::thermalState() {

@@ -84,7 +84,6 @@ TEST(ProcHostCounters, ReadsThisMachine) {
     const auto ticks = live.coreTicks();
     ASSERT_TRUE(ticks);
     EXPECT_EQ(ticks->size() % 4, 0u);
-    EXPECT_GT(ticks->size(), 0u);
     const auto memory = live.memory();
     ASSERT_TRUE(memory);
     EXPECT_GT(memory->physical, memory->app);
@@ -118,23 +117,26 @@ TEST(CpuLoadSampler, CountersThatWrapStillGiveTheirDifference) {
 }
 
 TEST(NetworkRateSampler, DividesByAtLeastHalfASecondAndNeverGoesNegative) {
-    const QDateTime start(QDate(2026, 1, 1), QTime(12, 0), Qt::UTC);
+    using namespace std::chrono_literals;
+    const NetworkRateSampler::TimePoint start{1h};
     const QList<InterfaceCounters> before = {{"eth0", 77951358, 126779}};
     const QList<InterfaceCounters> after = {{"eth0", 77951911, 127409}};
 
     NetworkRateSampler sampler;
-    EXPECT_EQ(sampler.sample(before, start), (NetworkRates{0, 0})) << "the first sample";
-    EXPECT_EQ(sampler.sample(after, start.addSecs(2)), (NetworkRates{553 / 2.0, 630 / 2.0}));
+    EXPECT_EQ(sampler.sample(before, start), std::nullopt) << "the first sample";
+    EXPECT_EQ(sampler.sample(after, start + 2s), (NetworkRates{553 / 2.0, 630 / 2.0}));
+    sampler.reset();
+    EXPECT_EQ(sampler.sample(before, start + 600s), std::nullopt) << "a baseline again";
 
     NetworkRateSampler quick;
     quick.sample(before, start);
-    EXPECT_EQ(quick.sample(after, start.addMSecs(100)), (NetworkRates{553 / 0.5, 630 / 0.5}));
-    EXPECT_EQ(quick.sample(before, start.addSecs(2)), (NetworkRates{0, 0})) << "counter reset";
+    EXPECT_EQ(quick.sample(after, start + 100ms), (NetworkRates{553 / 0.5, 630 / 0.5}));
+    EXPECT_EQ(quick.sample(before, start + 2s), (NetworkRates{0, 0})) << "counter reset";
 
     NetworkRateSampler appearing;
     appearing.sample(before, start);
     const QList<InterfaceCounters> withNew = {{"eth0", 77952358, 126779}, {"wlan0", 5000000, 9000}};
-    EXPECT_EQ(appearing.sample(withNew, start.addSecs(1)), (NetworkRates{1000, 0}));
+    EXPECT_EQ(appearing.sample(withNew, start + 1s), (NetworkRates{1000, 0}));
 }
 
 } // namespace

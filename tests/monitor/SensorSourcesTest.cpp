@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
+#include <set>
 #include <unistd.h>
 
 namespace velmox {
@@ -17,11 +18,14 @@ namespace {
 using namespace std::chrono_literals;
 
 // The applesmc driver's attributes over a recorded key table: writing key_at_index selects
-// a key, the key_at_index_* attributes then describe it, as the driver does.
+// a key, the key_at_index_* attributes then describe it, as the driver does. Selecting an
+// index listed in `busyOnce` fails the first time, as the driver does when the SMC does
+// not answer in time.
 class DriverAttributes final : public AppleSmcSysfs::Attributes {
 public:
-    explicit DriverAttributes(std::vector<test::SimulatedSmc::Key> keys, int* writes)
-        : keys_(std::move(keys)), writes_(writes) {}
+    DriverAttributes(std::vector<test::SimulatedSmc::Key> keys, int* writes,
+                     std::set<std::size_t> busyOnce = {})
+        : keys_(std::move(keys)), writes_(writes), busyOnce_(std::move(busyOnce)) {}
     std::optional<QByteArray> read(const QString& name) override {
         if (name == QLatin1String("key_count"))
             return QByteArray::number(qsizetype(keys_.size())) + '\n';
@@ -41,14 +45,18 @@ public:
     bool write(const QString& name, const QByteArray& value) override {
         ++*writes_;
         bool ok = false;
-        selected_ = value.toUInt(&ok);
-        return name == QLatin1String("key_at_index") && ok;
+        const std::size_t index = value.toUInt(&ok);
+        if (name != QLatin1String("key_at_index") || !ok || busyOnce_.erase(index))
+            return false;
+        selected_ = index;
+        return true;
     }
 
 private:
     std::vector<test::SimulatedSmc::Key> keys_;
     std::size_t selected_ = 0;
     int* writes_;
+    std::set<std::size_t> busyOnce_;
 };
 
 TEST(AppleSmcSysfs, AnswersTheDriverCommandsFromTheSysfsKeys) {
@@ -70,6 +78,34 @@ TEST(AppleSmcSysfs, AnswersTheDriverCommandsFromTheSysfsKeys) {
     EXPECT_EQ(viaSysfs.readKey(QStringLiteral("PTHC")), 40.0) << "flt bytes pass through raw";
     EXPECT_EQ(viaSysfs.readKey(QStringLiteral("ZZZZ")), std::nullopt);
     EXPECT_GT(writes, 0);
+}
+
+TEST(AppleSmcSysfs, AKeySelectThatFailsOnceHidesNoKeyAndNamesStayBytes) {
+    const auto table = test::SimulatedSmc::fromFile(QStringLiteral("MacBookPro11-1.smc"));
+    auto recorded = table;
+    SMCHelper direct(recorded.opener(), nullptr);
+
+    // One more temperature key, whose name has a byte past ASCII; #KEY counts it.
+    std::vector<test::SimulatedSmc::Key> keys = table.keys();
+    keys.push_back({0x54c53050u, *smcFourCharCode(QStringLiteral("sp78")), 2, "\x2a\x80"});
+    keys.front().bytes = QByteArray::fromHex("00000019");
+    const std::size_t tc0e = 13;
+    ASSERT_EQ(smcFourCharString(keys[tc0e].code), QStringLiteral("TC0E"));
+
+    int writes = 0;
+    SMCHelper viaSysfs(
+        [&] {
+            return std::make_unique<AppleSmcSysfs>(
+                std::make_unique<DriverAttributes>(keys, &writes, std::set{tc0e}));
+        },
+        nullptr);
+    QList<SensorReading> expected = direct.readAllSensors();
+    const auto firstFan = std::find_if(expected.cbegin(), expected.cend(), [](const auto& r) {
+        return r.kind == SensorKind::fan;
+    });
+    expected.insert(firstFan, {QStringLiteral("T\u00c50P"), 42.5, SensorKind::temperature});
+    EXPECT_EQ(viaSysfs.readAllSensors(), expected)
+        << "the keys after the busy index, and the busy key itself, are found";
 }
 
 TEST(AppleSmcSysfs, OpensOnlyAFolderWhoseIndexCanBeSelected) {

@@ -56,6 +56,10 @@ TEST(SmcParamRecord, KeysMustBeFourBytesOfUtf8AndNotZero) {
     // Three characters, four bytes: "é" takes two.
     EXPECT_EQ(smcFourCharCode(QStringLiteral("TC\u00e9")), 0x5443c3a9u);
     EXPECT_EQ(smcFourCharString(0x75693820), QStringLiteral("ui8 "));
+    // A key listed by the SMC with a byte past ASCII shows as one character per byte and
+    // reads back as the same key.
+    EXPECT_EQ(smcFourCharString(0x54c53050u), QStringLiteral("T\u00c50P"));
+    EXPECT_EQ(smcFourCharCode(smcFourCharString(0x54c53050u)), 0x54c53050u);
 }
 
 TEST(SmcValueDecoder, FixedPointUsesTheFractionDigitOfTheType) {

@@ -77,7 +77,6 @@ TEST_F(DashboardPageTest, CardsShowTheFiguresOfTheRecord) {
               QStringLiteral("The size of the start-up volume could not be read."));
     EXPECT_EQ(page.sensorsCard()->headline(), QStringLiteral("No sensors"));
     EXPECT_EQ(page.sensorsCard()->detail(QStringLiteral("Fan")), QString());
-    EXPECT_FALSE(page.sensorsCard()->note().isEmpty());
 }
 
 TEST_F(DashboardPageTest, FollowsTheLiveEngineAndKeepsHistoriesAtThirty) {

@@ -86,6 +86,14 @@ TEST_F(FanTempPageTest, ShowsEverySensorWithItsHistoryCappedAtThirty) {
     EXPECT_EQ(page.shownValue(QStringLiteral("nvme Composite")), QString());
     EXPECT_FALSE(page.histories().contains(QStringLiteral("nvme Composite")));
     EXPECT_EQ(page.histories().value(QStringLiteral("coretemp Package id 0")).size(), 30);
+
+    // Hidden for ten minutes, the page starts its histories again rather than drawing a
+    // line across the time nobody watched.
+    page.hide();
+    clock.advance(10min);
+    page.show();
+    ASSERT_TRUE(read.wait(5000));
+    EXPECT_EQ(page.histories().value(QStringLiteral("coretemp Package id 0")).size(), 1);
 }
 
 } // namespace

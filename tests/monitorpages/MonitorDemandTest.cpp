@@ -56,7 +56,6 @@ TEST_F(MonitorDemandTest, PopoverShowsLiveReadoutsAndStopsTheEngineWhenClosed) {
     ASSERT_NE(view, nullptr);
     EXPECT_TRUE(engine->isRunning());
     EXPECT_EQ(view->shownValue(QStringLiteral("CPU")), QStringLiteral("Measuring"));
-    EXPECT_FALSE(view->shownValue(QStringLiteral("Memory")).isEmpty());
     EXPECT_EQ(view->shownValue(QStringLiteral("Temperature")), QStringLiteral("No sensors"));
 
     snapshot.use(QStringLiteral("live-2"));

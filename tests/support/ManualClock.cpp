@@ -49,6 +49,7 @@ void ManualClock::advance(std::chrono::milliseconds by) {
                 next = entry;
         if (!next)
             break;
+        steady_ += std::chrono::milliseconds(now_.msecsTo(next->due));
         now_ = next->due;
         if (next->repeating)
             next->due = next->due.addMSecs(std::max<qint64>(1, next->interval.count()));
@@ -58,7 +59,15 @@ void ManualClock::advance(std::chrono::milliseconds by) {
         auto job = next->job;
         job();
     }
+    steady_ += std::chrono::milliseconds(now_.msecsTo(target));
     now_ = target;
+}
+
+void ManualClock::setWallClock(const QDateTime& time) {
+    const qint64 step = now_.msecsTo(time);
+    for (Entry* entry : entries_)
+        entry->due = entry->due.addMSecs(step);
+    now_ = time;
 }
 
 int ManualClock::pendingJobs() const {
