@@ -51,6 +51,8 @@ int runActivity(const QStringList& args, CliIO& io) {
 
 } // namespace
 
-VELMOX_CLI_COMMAND(activity, "activity [--json | --export FILE]", runActivity);
+VELMOX_CLI_COMMAND(activity, "activity [--json | --export FILE.csv|FILE.json]",
+                   "Lists the activity log, or exports it in the format of the file's extension.",
+                   runActivity);
 
 } // namespace velmox

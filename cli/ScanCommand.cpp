@@ -3,6 +3,7 @@
 // Exit status 3: the memory cap stopped the walk, so the totals cover only what was read.
 
 #include "cli/CliCommand.h"
+#include "cli/CliText.h"
 #include "storage/DiskScanner.h"
 #include "storage/VolumeInfo.h"
 
@@ -70,21 +71,9 @@ std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& er
     return options;
 }
 
-QString formatBytes(int64_t bytes) {
-    static const char* const units[] = {"bytes", "KB", "MB", "GB", "TB", "PB"};
-    double value = static_cast<double>(bytes);
-    int unit = 0;
-    while (value >= 1000 && unit < 5) {
-        value /= 1000;
-        ++unit;
-    }
-    return unit == 0 ? QStringLiteral("%1 bytes").arg(bytes)
-                     : QString::asprintf("%.1f %s", value, units[unit]);
-}
-
-void drawProgress(QTextStream& err, const ScanProgress& progress) {
-    err << "\r\033[KScanning: " << progress.folders << " folders, " << formatBytes(progress.bytes)
-        << ", " << progress.pendingFolders << " waiting" << Qt::flush;
+void drawProgress(QTextStream& terminal, const ScanProgress& progress) {
+    terminal << "\r\033[KScanning: " << progress.folders << " folders, " << byteText(progress.bytes)
+             << ", " << progress.pendingFolders << " waiting" << Qt::flush;
 }
 
 int runScan(const QStringList& args, CliIO& io) {
@@ -104,10 +93,10 @@ int runScan(const QStringList& args, CliIO& io) {
         return 1;
     }
     while (!scanner.waitForFinished(std::chrono::milliseconds(250)))
-        if (io.errIsTerminal)
-            drawProgress(io.err, scanner.progress());
-    if (io.errIsTerminal)
-        io.err << "\r\033[K" << Qt::flush;
+        if (io.progress)
+            drawProgress(*io.progress, scanner.progress());
+    if (io.progress)
+        *io.progress << "\r\033[K" << Qt::flush;
 
     const auto tree = scanner.tree();
     const ScanProgress progress = scanner.progress();
@@ -133,45 +122,44 @@ int runScan(const QStringList& args, CliIO& io) {
                                    {QStringLiteral("allocated"), qint64(tree->alloc(child))},
                                    {QStringLiteral("logical"), qint64(tree->logical(child))}});
         }
-        QJsonObject result{{QStringLiteral("path"), tree->rootPath},
-                           {QStringLiteral("state"), partial ? QStringLiteral("stoppedForSize")
-                                                             : QStringLiteral("finished")},
-                           {QStringLiteral("allocated"), qint64(tree->alloc(0))},
-                           {QStringLiteral("logical"), qint64(tree->logical(0))},
-                           {QStringLiteral("items"), qint64(tree->items(0))},
-                           {QStringLiteral("folders"), qint64(folders)},
-                           {QStringLiteral("unreadable"), qint64(scanner.unreadableCount())},
-                           {QStringLiteral("workers"), workers},
-                           {QStringLiteral("seconds"), progress.elapsed},
-                           {QStringLiteral("top"), top},
-                           {QStringLiteral("volume"),
-                            QJsonObject{{QStringLiteral("name"), volume.name},
-                                        {QStringLiteral("format"), volume.format},
-                                        {QStringLiteral("capacity"), qint64(volume.total)},
-                                        {QStringLiteral("available"),
-                                         qint64(volume.freeAvailable)}}}};
+        QJsonObject result{
+            {QStringLiteral("path"), tree->rootPath},
+            {QStringLiteral("state"),
+             partial ? QStringLiteral("stoppedForSize") : QStringLiteral("finished")},
+            {QStringLiteral("allocated"), qint64(tree->alloc(0))},
+            {QStringLiteral("logical"), qint64(tree->logical(0))},
+            {QStringLiteral("items"), qint64(tree->items(0))},
+            {QStringLiteral("folders"), qint64(folders)},
+            {QStringLiteral("unreadable"), qint64(scanner.unreadableCount())},
+            {QStringLiteral("workers"), workers},
+            {QStringLiteral("seconds"), progress.elapsed},
+            {QStringLiteral("top"), top},
+            {QStringLiteral("volume"),
+             QJsonObject{{QStringLiteral("name"), volume.name},
+                         {QStringLiteral("format"), volume.format},
+                         {QStringLiteral("capacity"), qint64(volume.total)},
+                         {QStringLiteral("available"), qint64(volume.freeAvailable)}}}};
         if (partial)
             result.insert(QStringLiteral("note"), scanner.note());
         io.out << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
         return status;
     }
     io.out << tree->rootPath << '\n'
-           << "Allocated: " << formatBytes(tree->alloc(0)) << " (" << tree->alloc(0) << " bytes)\n"
-           << "Logical:   " << formatBytes(tree->logical(0)) << " (" << tree->logical(0)
-           << " bytes)\n"
+           << "Allocated: " << byteText(tree->alloc(0)) << " (" << tree->alloc(0) << " bytes)\n"
+           << "Logical:   " << byteText(tree->logical(0)) << " (" << tree->logical(0) << " bytes)\n"
            << "Items: " << tree->items(0) << ", folders: " << folders
            << ", unreadable folders: " << scanner.unreadableCount() << '\n'
            << "Time: " << QString::asprintf("%.2f", progress.elapsed) << " s with " << workers
            << (workers == 1 ? " worker\n" : " workers\n");
     if (!volume.format.isEmpty())
         io.out << "Volume: " << volume.name << " (" << volume.format << "), "
-               << formatBytes(volume.total) << ", " << formatBytes(volume.freeAvailable)
+               << byteText(volume.total) << ", " << byteText(volume.freeAvailable)
                << " available\n";
     if (shown > 0)
         io.out << "Largest:\n";
     for (size_t i = 0; i < shown; ++i) {
         const int32_t child = (*order)[i];
-        io.out << "  " << qSetFieldWidth(10) << Qt::right << formatBytes(tree->size(child, key))
+        io.out << "  " << qSetFieldWidth(10) << Qt::right << byteText(tree->size(child, key))
                << qSetFieldWidth(0) << Qt::left << "  " << tree->name(child)
                << (tree->hasFlag(child, NodeFlag::directory) ? "/" : "") << '\n';
     }
@@ -180,7 +168,10 @@ int runScan(const QStringList& args, CliIO& io) {
 
 } // namespace
 
-VELMOX_CLI_COMMAND(scan, "scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N]",
-                   runScan);
+VELMOX_CLI_COMMAND(
+    scan, "scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N]",
+    "Scans a folder or a file: sizes, items, unreadable folders, the volume, the largest "
+    "items. Exit status 3 when the item cap stopped the scan early.",
+    runScan);
 
 } // namespace velmox

@@ -129,6 +129,9 @@ int runTasks(const QStringList& args, CliIO& io) {
 
 } // namespace
 
-VELMOX_CLI_COMMAND(tasks, "tasks list [--json] | tasks run TITLE [--yes]", runTasks);
+VELMOX_CLI_COMMAND(tasks, "tasks list [--json] | tasks run KEY|TITLE [--yes]",
+                   "Lists the maintenance tasks, or runs one named by its key or title (any "
+                   "capitalisation).",
+                   runTasks);
 
 } // namespace velmox

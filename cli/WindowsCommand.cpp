@@ -53,6 +53,9 @@ int runWindows(const QStringList& args, CliIO& io) {
 
 } // namespace
 
-VELMOX_CLI_COMMAND(windows, "windows --unresponsive [--end] [--wait SECONDS]", runWindows);
+VELMOX_CLI_COMMAND(windows, "windows --unresponsive [--end] [--wait SECONDS]",
+                   "Lists the apps whose windows do not answer within SECONDS (3 by default; X11), "
+                   "and ends them with --end.",
+                   runWindows);
 
 } // namespace velmox

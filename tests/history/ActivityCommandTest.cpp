@@ -63,6 +63,6 @@ TEST(ActivityCommand, ListsPrintsJsonAndExportsTheLog) {
          {QStringList{"--jsn"}, QStringList{"--export"}, QStringList{"--json", "--export", file}}) {
         const CliInvocation usage = runActivity(wrong);
         EXPECT_EQ(usage.code, 2);
-        EXPECT_EQ(usage.err, "Usage: velmox activity [--json | --export FILE]\n");
+        EXPECT_EQ(usage.err, "Usage: velmox activity [--json | --export FILE.csv|FILE.json]\n");
     }
 }
