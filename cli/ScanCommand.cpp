@@ -76,6 +76,30 @@ void drawProgress(QTextStream& terminal, const ScanProgress& progress) {
              << ", " << progress.pendingFolders << " waiting" << Qt::flush;
 }
 
+// Says on standard error which folders the totals leave out.
+void reportUnreadable(const DiskScanner& scanner, QTextStream& err) {
+    const int64_t count = scanner.unreadableCount();
+    if (count == 0)
+        return;
+    const QList<UnreadableSample> samples = scanner.unreadableSamples();
+    const qsizetype shown = std::min<qsizetype>(samples.size(), 10);
+    err << "velmox scan: " << count << (count == 1 ? " item" : " items")
+        << " could not be read, so the totals leave them out:\n";
+    for (const UnreadableSample& sample : samples.first(shown))
+        err << "  " << shownName(QByteArrayView(sample.path)) << " (" << sample.reason.label()
+            << ")\n";
+    if (count > shown)
+        err << "  and " << count - shown << " more.\n";
+}
+
+QJsonArray unreadableJson(const DiskScanner& scanner) {
+    QJsonArray folders;
+    for (const UnreadableSample& sample : scanner.unreadableSamples())
+        folders.append(QJsonObject{{QStringLiteral("path"), QString::fromUtf8(sample.path)},
+                                   {QStringLiteral("reason"), sample.reason.label()}});
+    return folders;
+}
+
 int runScan(const QStringList& args, CliIO& io) {
     const auto options = parseOptions(args, io.err);
     if (!options)
@@ -105,7 +129,9 @@ int runScan(const QStringList& args, CliIO& io) {
         io.err << "velmox scan: the scan stopped after " << scanner.entries()
                << " items to protect this computer's memory, so the totals cover only what "
                   "was read. Scan a smaller folder for complete totals.\n";
+    reportUnreadable(scanner, io.err);
     const int status = partial ? 3 : 0;
+    const bool isFolder = tree->hasFlag(0, NodeFlag::directory);
     const TreeSortKey key = options->logical ? TreeSortKey::logical : TreeSortKey::real;
     int64_t folders = 0;
     for (uint16_t flags : tree->columns().flags)
@@ -124,6 +150,7 @@ int runScan(const QStringList& args, CliIO& io) {
         }
         QJsonObject result{
             {QStringLiteral("path"), tree->rootPath},
+            {QStringLiteral("kind"), isFolder ? QStringLiteral("folder") : QStringLiteral("file")},
             {QStringLiteral("state"),
              partial ? QStringLiteral("stoppedForSize") : QStringLiteral("finished")},
             {QStringLiteral("allocated"), qint64(tree->alloc(0))},
@@ -131,6 +158,7 @@ int runScan(const QStringList& args, CliIO& io) {
             {QStringLiteral("items"), qint64(tree->items(0))},
             {QStringLiteral("folders"), qint64(folders)},
             {QStringLiteral("unreadable"), qint64(scanner.unreadableCount())},
+            {QStringLiteral("unreadableFolders"), unreadableJson(scanner)},
             {QStringLiteral("workers"), workers},
             {QStringLiteral("seconds"), progress.elapsed},
             {QStringLiteral("top"), top},
@@ -144,11 +172,18 @@ int runScan(const QStringList& args, CliIO& io) {
         io.out << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
         return status;
     }
-    io.out << tree->rootPath << '\n'
+    const QString shownRoot = shownName(tree->rootPath);
+    if (!isFolder) {
+        io.out << shownRoot << " is a file of " << byteText(tree->logical(0)) << " ("
+               << tree->logical(0) << " bytes, " << byteText(tree->alloc(0))
+               << " allocated on disk).\n";
+        return status;
+    }
+    io.out << shownRoot << '\n'
            << "Allocated: " << byteText(tree->alloc(0)) << " (" << tree->alloc(0) << " bytes)\n"
            << "Logical:   " << byteText(tree->logical(0)) << " (" << tree->logical(0) << " bytes)\n"
            << "Items: " << tree->items(0) << ", folders: " << folders
-           << ", unreadable folders: " << scanner.unreadableCount() << '\n'
+           << ", unreadable: " << scanner.unreadableCount() << '\n'
            << "Time: " << QString::asprintf("%.2f", progress.elapsed) << " s with " << workers
            << (workers == 1 ? " worker\n" : " workers\n");
     if (!volume.format.isEmpty())
@@ -160,7 +195,7 @@ int runScan(const QStringList& args, CliIO& io) {
     for (size_t i = 0; i < shown; ++i) {
         const int32_t child = (*order)[i];
         io.out << "  " << qSetFieldWidth(10) << Qt::right << byteText(tree->size(child, key))
-               << qSetFieldWidth(0) << Qt::left << "  " << tree->name(child)
+               << qSetFieldWidth(0) << Qt::left << "  " << shownName(tree->nameBytes(child))
                << (tree->hasFlag(child, NodeFlag::directory) ? "/" : "") << '\n';
     }
     return status;

@@ -34,6 +34,15 @@ ChildRun velmox(const QStringList& args,
             process.readAllStandardOutput(), process.readAllStandardError()};
 }
 
+// By bytes: a name need not be valid UTF-8.
+void writeFile(const QByteArray& path, qsizetype size) {
+    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    ASSERT_GE(fd, 0) << path.toStdString();
+    const QByteArray content(size, 'x');
+    EXPECT_EQ(::write(fd, content.constData(), size_t(size)), size);
+    ::close(fd);
+}
+
 TEST(CommandLine, UnknownOptionsAndCommandsAreErrorsNotAWindow) {
     // Without the check these would open the window (and never end under the offscreen
     // platform).
@@ -87,6 +96,51 @@ TEST(CommandLine, FailedJsonCommandsPrintAnErrorObjectWithTheSameSentence) {
     }
     // Without --json the standard output stays empty.
     EXPECT_TRUE(velmox({"scan", "/no/such/folder"}).out.isEmpty());
+}
+
+TEST(CommandLine, ScanShowsOddNamesOnOneLineAndNamesWhatItCouldNotRead) {
+    QTemporaryDir dir;
+    const QByteArray root = QFile::encodeName(dir.path());
+    writeFile(root + "/red\x1b[31mname", 3000);
+    writeFile(root + "/two\nlines", 2000);
+    writeFile(root + "/bad\xffname", 1000);
+    const QByteArray locked = root + "/locked";
+    ASSERT_EQ(::mkdir(locked.constData(), 0700), 0);
+    writeFile(locked + "/hidden", 10);
+    ASSERT_EQ(::chmod(locked.constData(), 0), 0);
+
+    const ChildRun text = velmox({"scan", dir.path(), "--logical"});
+    ::chmod(locked.constData(), 0700);
+    EXPECT_EQ(text.exitCode, 0) << text.err.toStdString();
+    EXPECT_FALSE(text.out.contains('\x1b'));
+    EXPECT_TRUE(text.out.contains("  red\\x1b[31mname\n")) << text.out.toStdString();
+    EXPECT_TRUE(text.out.contains("  two\\nlines\n"));
+    EXPECT_TRUE(text.out.contains("  bad\\xffname\n"));
+    EXPECT_TRUE(text.err.startsWith("velmox scan: 1 item could not be read, so the totals leave "
+                                    "them out:\n  " +
+                                    locked + " ("))
+        << text.err.toStdString();
+
+    ASSERT_EQ(::chmod(locked.constData(), 0), 0);
+    const ChildRun json = velmox({"scan", dir.path(), "--json"});
+    ::chmod(locked.constData(), 0700);
+    const QJsonObject result = QJsonDocument::fromJson(json.out).object();
+    EXPECT_EQ(result.value("kind").toString(), "folder");
+    EXPECT_EQ(result.value("unreadable").toInt(), 1);
+    const QJsonArray folders = result.value("unreadableFolders").toArray();
+    ASSERT_EQ(folders.size(), 1);
+    EXPECT_EQ(folders.at(0).toObject().value("path").toString(), QFile::decodeName(locked));
+    EXPECT_FALSE(folders.at(0).toObject().value("reason").toString().isEmpty());
+
+    const ChildRun file = velmox({"scan", dir.filePath("two\nlines")});
+    EXPECT_EQ(file.exitCode, 0);
+    EXPECT_TRUE(file.out.startsWith(root + "/two\\nlines is a file of 2.0 kB (2000 bytes, "))
+        << file.out.toStdString();
+    EXPECT_EQ(QJsonDocument::fromJson(velmox({"scan", dir.filePath("two\nlines"), "--json"}).out)
+                  .object()
+                  .value("kind")
+                  .toString(),
+              "file");
 }
 
 TEST(CliText, NamesAreMadeVisibleAndUnambiguous) {
