@@ -5,6 +5,7 @@
 #include "app/MainWindow.h"
 #include "app/SettingsWindow.h"
 #include "app/SettingsWindowPresenter.h"
+#include "app/SidebarItems.h"
 #include "app/StatusPopover.h"
 #include "app/SymbolIcons.h"
 #include "app/pages/MonitorDemand.h"
@@ -74,6 +75,21 @@ QStringList Screenshot::targets() {
     return list << QStringLiteral("settings") << QStringLiteral("popover");
 }
 
+QString Screenshot::help() {
+    QString text = QStringLiteral("  velmox --screenshot PAGE FILE.png [--theme dark|light]\n"
+                                  "      Saves a PNG of one page, drawn without a display. PAGE "
+                                  "is one of:\n");
+    for (const QString& target : targets()) {
+        const std::optional<Category> category = categoryFromRaw(target);
+        const QString title = category ? pageTitle(*category)
+                              : target == QLatin1String("settings")
+                                  ? QStringLiteral("Settings window")
+                                  : QStringLiteral("Tray pop-over");
+        text += QStringLiteral("        %1%2\n").arg(target.leftJustified(18), title);
+    }
+    return text;
+}
+
 QImage Screenshot::render(AppServices& services, const QString& target) {
     if (const auto category = categoryFromRaw(target)) {
         MainWindow window(services);
@@ -111,7 +127,8 @@ int Screenshot::run(const QStringList& args) {
         return 2;
     }
     if (!targets().contains(target)) {
-        printError(QStringLiteral("“%1” is not a page. Pages: %2.")
+        printError(QStringLiteral("“%1” is not a page. Pages: %2 (“velmox --help” gives their "
+                                  "titles).")
                        .arg(target, targets().join(QStringLiteral(", "))));
         return 2;
     }

@@ -20,6 +20,8 @@ struct Screenshot {
     // Renders `target` with `services`; a null image for an unknown target.
     static QImage render(AppServices& services, const QString& target);
     static QStringList targets();
+    // The option and every target with the title it goes by in the window, for --help.
+    static QString help();
 
     // Pages with live figures are grabbed once these are in, or after this long.
     static constexpr int kFiguresDeadlineMs = 3000;

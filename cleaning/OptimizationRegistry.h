@@ -23,6 +23,9 @@ public:
     QList<OptimizationTask> allTasks() const;
     // The first task with this title.
     std::optional<OptimizationTask> task(const QString& title) const;
+    // A short name of the task that never changes ("user-caches"), for scripts and the command
+    // line; the same on every system where the job is the same. Empty for a title of no table.
+    static QString key(const OptimizationTask& task);
 
     const TaskPlaces& places() const { return places_; }
 

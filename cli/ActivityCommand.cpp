@@ -1,8 +1,15 @@
 // velmox activity: the activity log on the command line.
 #include "cli/CliCommand.h"
+#include "cli/CliText.h"
 #include "services/ActionHistoryStore.h"
 #include "services/Clock.h"
 #include "services/Settings.h"
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSaveFile>
 
 namespace velmox {
 
@@ -24,25 +31,69 @@ void printEntries(const QList<ActionHistoryEntry>& entries, QTextStream& out) {
     }
 }
 
+// The log for other programs: dates in ISO 8601, the detail as shown, and the items that can
+// still be put back (null when none).
+QByteArray activityJson(const ActionHistoryStore& store) {
+    QJsonArray array;
+    for (const ActionHistoryEntry& entry : store.entries()) {
+        QJsonValue putBack = QJsonValue::Null;
+        if (store.canPutBack(entry)) {
+            QJsonArray items;
+            for (const auto& [cacheName, trashName] : ActionHistoryStore::undoItems(entry))
+                items.append(QJsonObject{{QStringLiteral("name"), cacheName},
+                                         {QStringLiteral("nameInTrash"), trashName}});
+            putBack = items;
+        }
+        array.append(
+            QJsonObject{{QStringLiteral("id"), entry.id.toString(QUuid::WithoutBraces).toUpper()},
+                        {QStringLiteral("date"), isoDate(entry.date)},
+                        {QStringLiteral("action"), entry.action},
+                        {QStringLiteral("detail"), ActionHistoryStore::visibleDetail(entry)},
+                        {QStringLiteral("success"), entry.success},
+                        {QStringLiteral("putBack"), putBack}});
+    }
+    return QJsonDocument(array).toJson(QJsonDocument::Indented);
+}
+
+Status exportJson(const ActionHistoryStore& store, const QString& path) {
+    QSaveFile file(path);
+    if (file.open(QIODevice::WriteOnly)) {
+        file.write(activityJson(store));
+        if (file.commit())
+            return Done{};
+    }
+    return failure(QStringLiteral("Couldn't export: “%1” could not be written (%2).")
+                       .arg(path, file.errorString()));
+}
+
 int runActivity(const QStringList& args, CliIO& io) {
     const bool json = args == QStringList{QStringLiteral("--json")};
     const bool exporting = args.size() == 2 && args.at(0) == QLatin1String("--export");
     if (!args.isEmpty() && !json && !exporting) {
-        io.err << "Usage: velmox " << CliRegistry::shared().find(QStringLiteral("activity"))->usage
-               << '\n';
+        io.err << usageLine(QStringLiteral("activity")) << '\n';
         return 2;
     }
     Settings settings;
     const ActionHistoryStore store(settings, SystemClock::shared());
     if (exporting) {
-        const Status exported = ActionHistoryStore::exportCsv(store.entries(), args.at(1));
+        const QString& path = args.at(1);
+        const QString extension = QFileInfo(path).suffix().toLower();
+        if (extension != QLatin1String("csv") && extension != QLatin1String("json")) {
+            io.err << "velmox activity: the export format follows the file's extension, .csv or "
+                      ".json, and “"
+                   << path << "” has neither.\n";
+            return 2;
+        }
+        const Status exported = extension == QLatin1String("csv")
+                                    ? ActionHistoryStore::exportCsv(store.entries(), path)
+                                    : exportJson(store, path);
         if (!exported) {
             io.err << exported.error() << '\n';
             return 1;
         }
-        io.out << ActionHistoryStore::exportedMessage(store.entries().size(), args.at(1)) << '\n';
+        io.out << ActionHistoryStore::exportedMessage(store.entries().size(), path) << '\n';
     } else if (json) {
-        io.out << toJson(store.entries()) << '\n';
+        io.out << activityJson(store);
     } else {
         printEntries(store.entries(), io.out);
     }
@@ -51,6 +102,8 @@ int runActivity(const QStringList& args, CliIO& io) {
 
 } // namespace
 
-VELMOX_CLI_COMMAND(activity, "activity [--json | --export FILE]", runActivity);
+VELMOX_CLI_COMMAND(activity, "activity [--json | --export FILE.csv|FILE.json]",
+                   "Lists the activity log, or exports it in the format of the file's extension.",
+                   runActivity);
 
 } // namespace velmox

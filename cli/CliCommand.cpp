@@ -1,6 +1,9 @@
 #include "cli/CliCommand.h"
 
 #include <QCoreApplication>
+#include <QIODevice>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <algorithm>
 #include <cstdio>
 #include <unistd.h>
@@ -25,52 +28,109 @@ const CliCommand* CliRegistry::find(const QString& name) const {
     return nullptr;
 }
 
+QString usageLine(const QString& command) {
+    const CliCommand* found = CliRegistry::shared().find(command);
+    return QStringLiteral("Usage: velmox ") + (found ? found->usage : command);
+}
+
 namespace {
 
-void printUsage(QTextStream& stream) {
+// Standard error, keeping a copy of what was written so that a failure can repeat it as JSON.
+class RecordingStderr : public QIODevice {
+public:
+    RecordingStderr() { open(QIODevice::WriteOnly | QIODevice::Unbuffered); }
+    const QByteArray& recorded() const { return recorded_; }
+
+protected:
+    qint64 readData(char*, qint64) override { return -1; }
+    qint64 writeData(const char* data, qint64 size) override {
+        recorded_.append(data, size);
+        std::fwrite(data, 1, size_t(size), stderr);
+        std::fflush(stderr);
+        return size;
+    }
+
+private:
+    QByteArray recorded_;
+};
+
+// Words of `text` in lines of at most 100 characters, each line after `indent`.
+QString wrapped(const QString& text, const QString& indent) {
+    QString lines;
+    QString line = indent;
+    for (const QString& word : text.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
+        if (line.size() > indent.size() && line.size() + 1 + word.size() > 100) {
+            lines += line + QLatin1Char('\n');
+            line = indent;
+        }
+        line += (line.size() > indent.size() ? QStringLiteral(" ") : QString()) + word;
+    }
+    return lines + line + QLatin1Char('\n');
+}
+
+void printUsage(QTextStream& stream, const QString& appHelp) {
     stream << "Usage: velmox [COMMAND [ARGS...]]\n"
               "Without a command, Velmox opens its window.\n\n"
               "Commands:\n";
     for (const CliCommand& command : CliRegistry::shared().commands())
-        stream << "  velmox " << command.usage << '\n';
-    stream << "  velmox --version\n";
+        stream << "  velmox " << command.usage << '\n'
+               << wrapped(command.summary, QStringLiteral("      "));
+    stream << "  velmox --version\n"
+              "  velmox --help\n\n"
+           << wrapped(QStringLiteral("Sizes are in decimal units (1 kB = 1000 bytes); dates in "
+                                     "--json output are ISO 8601 with the offset from UTC."),
+                      {})
+           << wrapped(QStringLiteral("Exit status: 0 done, 1 failed, 2 wrong usage, 3 partial "
+                                     "result. A command given --json that fails prints "
+                                     "{\"error\": \"...\"} on standard output besides the "
+                                     "message on standard error."),
+                      {});
+    if (!appHelp.isEmpty())
+        stream << '\n' << appHelp;
 }
 
-} // namespace
-
-bool isHeadlessInvocation(const QStringList& args) {
-    if (args.size() < 2)
-        return false;
-    const QString& first = args.at(1);
-    // Options belong to the window or to a helper mode; anything else is a command name,
-    // and an unknown one is answered with the usage.
-    return !first.startsWith(QLatin1Char('-')) || first == QLatin1String("--version") ||
-           first == QLatin1String("--help") || first == QLatin1String("-h");
-}
-
-int runCommandLine(const QStringList& args) {
+int dispatch(const QStringList& args, const QString& appHelp, CliIO& io) {
     const QString first = args.value(1);
-    QTextStream out(stdout);
-    QTextStream err(stderr);
     if (first == QLatin1String("--version")) {
-        out << "Velmox " << VELMOX_VERSION << '\n';
+        io.out << "Velmox " << VELMOX_VERSION << '\n';
         return 0;
     }
     if (first == QLatin1String("--help") || first == QLatin1String("-h") ||
         first == QLatin1String("help")) {
-        printUsage(out);
+        printUsage(io.out, appHelp);
         return 0;
     }
-    const CliCommand* command = CliRegistry::shared().find(first);
-    if (!command) {
-        err << "velmox: '" << first << "' is not a Velmox command.\n";
-        printUsage(err);
-        return 2;
-    }
-    CliIO io{out, err, isatty(STDERR_FILENO) == 1};
-    const int code = command->run(args.mid(2), io);
-    out.flush();
+    if (const CliCommand* command = CliRegistry::shared().find(first))
+        return command->run(args.mid(2), io);
+    io.err << "velmox: “" << first << "” is not "
+           << (first.startsWith(QLatin1Char('-')) ? "an option" : "a command")
+           << " of Velmox. Run “velmox --help” to see them all.\n";
+    return 2;
+}
+
+} // namespace
+
+bool isHeadlessInvocation(const QStringList& args, const QStringList& appOptions) {
+    return args.size() >= 2 && !appOptions.contains(args.at(1));
+}
+
+int runCommandLine(const QStringList& args, const QString& appHelp) {
+    QTextStream out(stdout);
+    RecordingStderr errDevice;
+    QTextStream err(&errDevice);
+    QTextStream terminal(stderr);
+    CliIO io{out, err, isatty(STDERR_FILENO) == 1 ? &terminal : nullptr};
+    const int code = dispatch(args, appHelp, io);
     err.flush();
+    if ((code == 1 || code == 2) && args.mid(1).contains(QLatin1String("--json"))) {
+        QString message = QString::fromUtf8(errDevice.recorded()).trimmed();
+        if (message.isEmpty())
+            message = QStringLiteral("The command failed.");
+        out << QJsonDocument(QJsonObject{{QStringLiteral("error"), message}})
+                   .toJson(QJsonDocument::Compact)
+            << '\n';
+    }
+    out.flush();
     return code;
 }
 

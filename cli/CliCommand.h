@@ -10,9 +10,11 @@ namespace velmox {
 
 struct CliIO {
     QTextStream& out;
+    // Messages: whatever a failing command writes here is its error.
     QTextStream& err;
-    // True when standard error is a terminal (progress lines are drawn there).
-    bool errIsTerminal = false;
+    // Standard error when it is a terminal, for lines redrawn in place while work runs; null
+    // otherwise. Never part of an error message.
+    QTextStream* progress = nullptr;
 };
 
 // One headless subcommand of the velmox executable: `velmox NAME args...`. Returns the
@@ -20,6 +22,7 @@ struct CliIO {
 struct CliCommand {
     QString name;
     QString usage;
+    QString summary; // what it does, for --help
     std::function<int(const QStringList& args, CliIO& io)> run;
 };
 
@@ -34,18 +37,28 @@ private:
     std::vector<CliCommand> commands_;
 };
 
-// Registers a command at start-up: VELMOX_CLI_COMMAND(scan, "scan PATH [--json]", runScan);
-#define VELMOX_CLI_COMMAND(id, usageText, function)                                              \
-    static const bool velmoxCliRegistered_##id = [] {                                            \
-        ::velmox::CliRegistry::shared().add({QStringLiteral(#id), QStringLiteral(usageText),     \
-                                             function});                                         \
-        return true;                                                                             \
+// Registers a command at start-up:
+// VELMOX_CLI_COMMAND(scan, "scan PATH [--json]", "Scans a folder.", runScan);
+#define VELMOX_CLI_COMMAND(id, usageText, summaryText, function)                                   \
+    static const bool velmoxCliRegistered_##id = [] {                                              \
+        ::velmox::CliRegistry::shared().add({QStringLiteral(#id), QStringLiteral(usageText),       \
+                                             QStringLiteral(summaryText), function});              \
+        return true;                                                                               \
     }()
 
-// True when `velmox args...` names a headless command or --version/--help, so that no
-// window system is needed.
-bool isHeadlessInvocation(const QStringList& args);
+// "Usage: velmox scan PATH [--json]" for a registered command.
+QString usageLine(const QString& command);
+
+// True unless `velmox args...` opens the window (no arguments) or starts one of
+// `appOptions`, the options that the executable handles before any command (the window's and
+// the helper modes'). Everything else, an unknown option included, is answered without a
+// window system.
+bool isHeadlessInvocation(const QStringList& args, const QStringList& appOptions);
+
 // Runs a headless invocation (a QCoreApplication must exist) and returns the exit code.
-int runCommandLine(const QStringList& args);
+// `appHelp` describes the executable's own options at the end of --help. When a command given
+// --json fails (exit status 1 or 2), standard output gets {"error": "..."} with the sentence it
+// wrote on standard error.
+int runCommandLine(const QStringList& args, const QString& appHelp = {});
 
 } // namespace velmox

@@ -3,6 +3,7 @@
 // Exit status 3: the memory cap stopped the walk, so the totals cover only what was read.
 
 #include "cli/CliCommand.h"
+#include "cli/CliText.h"
 #include "storage/DiskScanner.h"
 #include "storage/VolumeInfo.h"
 
@@ -70,21 +71,33 @@ std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& er
     return options;
 }
 
-QString formatBytes(int64_t bytes) {
-    static const char* const units[] = {"bytes", "KB", "MB", "GB", "TB", "PB"};
-    double value = static_cast<double>(bytes);
-    int unit = 0;
-    while (value >= 1000 && unit < 5) {
-        value /= 1000;
-        ++unit;
-    }
-    return unit == 0 ? QStringLiteral("%1 bytes").arg(bytes)
-                     : QString::asprintf("%.1f %s", value, units[unit]);
+void drawProgress(QTextStream& terminal, const ScanProgress& progress) {
+    terminal << "\r\033[KScanning: " << progress.folders << " folders, " << byteText(progress.bytes)
+             << ", " << progress.pendingFolders << " waiting" << Qt::flush;
 }
 
-void drawProgress(QTextStream& err, const ScanProgress& progress) {
-    err << "\r\033[KScanning: " << progress.folders << " folders, " << formatBytes(progress.bytes)
-        << ", " << progress.pendingFolders << " waiting" << Qt::flush;
+// Says on standard error which folders the totals leave out.
+void reportUnreadable(const DiskScanner& scanner, QTextStream& err) {
+    const int64_t count = scanner.unreadableCount();
+    if (count == 0)
+        return;
+    const QList<UnreadableSample> samples = scanner.unreadableSamples();
+    const qsizetype shown = std::min<qsizetype>(samples.size(), 10);
+    err << "velmox scan: " << count << (count == 1 ? " item" : " items")
+        << " could not be read, so the totals leave them out:\n";
+    for (const UnreadableSample& sample : samples.first(shown))
+        err << "  " << shownName(QByteArrayView(sample.path)) << " (" << sample.reason.label()
+            << ")\n";
+    if (count > shown)
+        err << "  and " << count - shown << " more.\n";
+}
+
+QJsonArray unreadableJson(const DiskScanner& scanner) {
+    QJsonArray folders;
+    for (const UnreadableSample& sample : scanner.unreadableSamples())
+        folders.append(QJsonObject{{QStringLiteral("path"), QString::fromUtf8(sample.path)},
+                                   {QStringLiteral("reason"), sample.reason.label()}});
+    return folders;
 }
 
 int runScan(const QStringList& args, CliIO& io) {
@@ -104,10 +117,10 @@ int runScan(const QStringList& args, CliIO& io) {
         return 1;
     }
     while (!scanner.waitForFinished(std::chrono::milliseconds(250)))
-        if (io.errIsTerminal)
-            drawProgress(io.err, scanner.progress());
-    if (io.errIsTerminal)
-        io.err << "\r\033[K" << Qt::flush;
+        if (io.progress)
+            drawProgress(*io.progress, scanner.progress());
+    if (io.progress)
+        *io.progress << "\r\033[K" << Qt::flush;
 
     const auto tree = scanner.tree();
     const ScanProgress progress = scanner.progress();
@@ -116,7 +129,9 @@ int runScan(const QStringList& args, CliIO& io) {
         io.err << "velmox scan: the scan stopped after " << scanner.entries()
                << " items to protect this computer's memory, so the totals cover only what "
                   "was read. Scan a smaller folder for complete totals.\n";
+    reportUnreadable(scanner, io.err);
     const int status = partial ? 3 : 0;
+    const bool isFolder = tree->hasFlag(0, NodeFlag::directory);
     const TreeSortKey key = options->logical ? TreeSortKey::logical : TreeSortKey::real;
     int64_t folders = 0;
     for (uint16_t flags : tree->columns().flags)
@@ -133,46 +148,54 @@ int runScan(const QStringList& args, CliIO& io) {
                                    {QStringLiteral("allocated"), qint64(tree->alloc(child))},
                                    {QStringLiteral("logical"), qint64(tree->logical(child))}});
         }
-        QJsonObject result{{QStringLiteral("path"), tree->rootPath},
-                           {QStringLiteral("state"), partial ? QStringLiteral("stoppedForSize")
-                                                             : QStringLiteral("finished")},
-                           {QStringLiteral("allocated"), qint64(tree->alloc(0))},
-                           {QStringLiteral("logical"), qint64(tree->logical(0))},
-                           {QStringLiteral("items"), qint64(tree->items(0))},
-                           {QStringLiteral("folders"), qint64(folders)},
-                           {QStringLiteral("unreadable"), qint64(scanner.unreadableCount())},
-                           {QStringLiteral("workers"), workers},
-                           {QStringLiteral("seconds"), progress.elapsed},
-                           {QStringLiteral("top"), top},
-                           {QStringLiteral("volume"),
-                            QJsonObject{{QStringLiteral("name"), volume.name},
-                                        {QStringLiteral("format"), volume.format},
-                                        {QStringLiteral("capacity"), qint64(volume.total)},
-                                        {QStringLiteral("available"),
-                                         qint64(volume.freeAvailable)}}}};
+        QJsonObject result{
+            {QStringLiteral("path"), tree->rootPath},
+            {QStringLiteral("kind"), isFolder ? QStringLiteral("folder") : QStringLiteral("file")},
+            {QStringLiteral("state"),
+             partial ? QStringLiteral("stoppedForSize") : QStringLiteral("finished")},
+            {QStringLiteral("allocated"), qint64(tree->alloc(0))},
+            {QStringLiteral("logical"), qint64(tree->logical(0))},
+            {QStringLiteral("items"), qint64(tree->items(0))},
+            {QStringLiteral("folders"), qint64(folders)},
+            {QStringLiteral("unreadable"), qint64(scanner.unreadableCount())},
+            {QStringLiteral("unreadableFolders"), unreadableJson(scanner)},
+            {QStringLiteral("workers"), workers},
+            {QStringLiteral("seconds"), progress.elapsed},
+            {QStringLiteral("top"), top},
+            {QStringLiteral("volume"),
+             QJsonObject{{QStringLiteral("name"), volume.name},
+                         {QStringLiteral("format"), volume.format},
+                         {QStringLiteral("capacity"), qint64(volume.total)},
+                         {QStringLiteral("available"), qint64(volume.freeAvailable)}}}};
         if (partial)
             result.insert(QStringLiteral("note"), scanner.note());
         io.out << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
         return status;
     }
-    io.out << tree->rootPath << '\n'
-           << "Allocated: " << formatBytes(tree->alloc(0)) << " (" << tree->alloc(0) << " bytes)\n"
-           << "Logical:   " << formatBytes(tree->logical(0)) << " (" << tree->logical(0)
-           << " bytes)\n"
+    const QString shownRoot = shownName(tree->rootPath);
+    if (!isFolder) {
+        io.out << shownRoot << " is a file of " << byteText(tree->logical(0)) << " ("
+               << tree->logical(0) << " bytes, " << byteText(tree->alloc(0))
+               << " allocated on disk).\n";
+        return status;
+    }
+    io.out << shownRoot << '\n'
+           << "Allocated: " << byteText(tree->alloc(0)) << " (" << tree->alloc(0) << " bytes)\n"
+           << "Logical:   " << byteText(tree->logical(0)) << " (" << tree->logical(0) << " bytes)\n"
            << "Items: " << tree->items(0) << ", folders: " << folders
-           << ", unreadable folders: " << scanner.unreadableCount() << '\n'
+           << ", unreadable: " << scanner.unreadableCount() << '\n'
            << "Time: " << QString::asprintf("%.2f", progress.elapsed) << " s with " << workers
            << (workers == 1 ? " worker\n" : " workers\n");
     if (!volume.format.isEmpty())
         io.out << "Volume: " << volume.name << " (" << volume.format << "), "
-               << formatBytes(volume.total) << ", " << formatBytes(volume.freeAvailable)
+               << byteText(volume.total) << ", " << byteText(volume.freeAvailable)
                << " available\n";
     if (shown > 0)
         io.out << "Largest:\n";
     for (size_t i = 0; i < shown; ++i) {
         const int32_t child = (*order)[i];
-        io.out << "  " << qSetFieldWidth(10) << Qt::right << formatBytes(tree->size(child, key))
-               << qSetFieldWidth(0) << Qt::left << "  " << tree->name(child)
+        io.out << "  " << qSetFieldWidth(10) << Qt::right << byteText(tree->size(child, key))
+               << qSetFieldWidth(0) << Qt::left << "  " << shownName(tree->nameBytes(child))
                << (tree->hasFlag(child, NodeFlag::directory) ? "/" : "") << '\n';
     }
     return status;
@@ -180,7 +203,10 @@ int runScan(const QStringList& args, CliIO& io) {
 
 } // namespace
 
-VELMOX_CLI_COMMAND(scan, "scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N]",
-                   runScan);
+VELMOX_CLI_COMMAND(
+    scan, "scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N]",
+    "Scans a folder or a file: sizes, items, unreadable folders, the volume, the largest "
+    "items. Exit status 3 when the item cap stopped the scan early.",
+    runScan);
 
 } // namespace velmox

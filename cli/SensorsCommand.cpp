@@ -50,6 +50,7 @@ int runSensors(const QStringList& args, CliIO& io) {
 
 } // namespace
 
-VELMOX_CLI_COMMAND(sensors, "sensors [--json]", runSensors);
+VELMOX_CLI_COMMAND(sensors, "sensors [--json]", "Every temperature and fan sensor read.",
+                   runSensors);
 
 } // namespace velmox

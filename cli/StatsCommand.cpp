@@ -1,8 +1,8 @@
 #include "cli/CliCommand.h"
+#include "cli/CliText.h"
 #include "monitor/SystemMonitorEngine.h"
 
 #include <QEventLoop>
-#include <QLocale>
 #include <QTimer>
 
 namespace velmox {
@@ -26,8 +26,10 @@ void waitForSensors(SystemMonitorEngine& engine) {
         loop.exec();
 }
 
-QString bytes(double value, QLocale::DataSizeFormats format = QLocale::DataSizeIecFormat) {
-    return QLocale::c().formattedDataSize(qint64(value), 1, format);
+constexpr double bytesPerGiB = 1024.0 * 1024.0 * 1024.0;
+
+QString bytes(double value) {
+    return byteText(qint64(value));
 }
 
 QString orNotAvailable(const QString& text) {
@@ -60,18 +62,15 @@ void printText(const SystemStats& s, bool hasSensors, QTextStream& out) {
                           .arg(s.cpuSystem, 0, 'f', 1));
     if (!s.gpuHistory.isEmpty())
         line("GPU load:", QStringLiteral("%1%").arg(s.gpuUtilization, 0, 'f', 1));
-    line("Memory:", QStringLiteral("%1 GiB used (app %2, wired %3, compressed %4), %5 GiB free")
-                        .arg(s.ramUsed, 0, 'f', 2)
-                        .arg(s.ramApp, 0, 'f', 2)
-                        .arg(s.ramWired, 0, 'f', 2)
-                        .arg(s.ramCompressed, 0, 'f', 2)
-                        .arg(s.ramFree, 0, 'f', 2));
+    line("Memory:", QStringLiteral("%1 used (app %2, wired %3, compressed %4), %5 free")
+                        .arg(bytes(s.ramUsed * bytesPerGiB), bytes(s.ramApp * bytesPerGiB),
+                             bytes(s.ramWired * bytesPerGiB), bytes(s.ramCompressed * bytesPerGiB),
+                             bytes(s.ramFree * bytesPerGiB)));
     line(
         "Network:",
         QStringLiteral("in %1/s, out %2/s").arg(bytes(s.networkSpeedIn), bytes(s.networkSpeedOut)));
-    line("Disk:", QStringLiteral("%1 available of %2")
-                      .arg(bytes(s.diskAvailable, QLocale::DataSizeSIFormat),
-                           bytes(s.diskTotal, QLocale::DataSizeSIFormat)));
+    line("Disk:",
+         QStringLiteral("%1 available of %2").arg(bytes(s.diskAvailable), bytes(s.diskTotal)));
     line("Uptime:", duration(s.uptime));
     line("Thermal state:", s.thermalState);
     if (hasSensors) {
@@ -119,7 +118,7 @@ int runStats(const QStringList& args, CliIO& io) {
         engine.tick();
         waitForSensors(engine);
         const bool hasSensors = !engine.sensorReadings().isEmpty();
-        if (json) // one object per line while watching
+        if (json) // JSON Lines while watching: one compact object per sample
             io.out << toJson(engine.stats())
                           .toJson(watchSeconds ? QJsonDocument::Compact : QJsonDocument::Indented)
                    << (watchSeconds ? "\n" : "");
@@ -136,6 +135,10 @@ int runStats(const QStringList& args, CliIO& io) {
 
 } // namespace
 
-VELMOX_CLI_COMMAND(stats, "stats [--json] [--watch SECONDS]", runStats);
+VELMOX_CLI_COMMAND(
+    stats, "stats [--json] [--watch SECONDS]",
+    "One sample of processor, memory, network, disk and sensors; with --watch, one every "
+    "SECONDS (with --json as JSON Lines: one object per line).",
+    runStats);
 
 } // namespace velmox

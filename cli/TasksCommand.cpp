@@ -12,6 +12,7 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <cstdio>
 #include <unistd.h>
 
@@ -20,8 +21,7 @@ namespace velmox {
 namespace {
 
 int usage(CliIO& io) {
-    io.err << "Usage: velmox " << CliRegistry::shared().find(QStringLiteral("tasks"))->usage
-           << '\n';
+    io.err << usageLine(QStringLiteral("tasks")) << '\n';
     return 2;
 }
 
@@ -34,8 +34,8 @@ void printList(const QList<OptimizationTask>& tasks, QTextStream& out) {
             if (!headed)
                 out << rawValue(category) << '\n';
             headed = true;
-            out << "  " << task.title << "  [" << rawValue(task.impactLevel)
-                << (task.requiresSudo ? ", needs administrator" : "")
+            out << "  " << task.title << " (" << OptimizationRegistry::key(task) << ")  ["
+                << rawValue(task.impactLevel) << (task.requiresSudo ? ", needs administrator" : "")
                 << (task.includeInSmartScan ? ", Smart Scan" : "") << "]\n    " << task.description
                 << '\n';
         }
@@ -75,11 +75,21 @@ bool confirmed(const OptimizationTask& task, OptimizationTaskRunner::AppsToEnd& 
     return answer == QLatin1String("y") || answer == QLatin1String("yes");
 }
 
-int runTask(const QString& title, bool yes, CliIO& io) {
-    const std::optional<OptimizationTask> task = OptimizationRegistry().task(title);
+// The task named by its key or its title, in any capitalisation.
+std::optional<OptimizationTask> findTask(const QString& name) {
+    const QString wanted = name.simplified();
+    for (const OptimizationTask& task : OptimizationRegistry().allTasks())
+        if (OptimizationRegistry::key(task).compare(wanted, Qt::CaseInsensitive) == 0 ||
+            task.title.compare(wanted, Qt::CaseInsensitive) == 0)
+            return task;
+    return std::nullopt;
+}
+
+int runTask(const QString& name, bool yes, CliIO& io) {
+    const std::optional<OptimizationTask> task = findTask(name);
     if (!task) {
-        io.err << "There is no task called “" << title
-               << "”. Run “velmox tasks list” to see them all.\n";
+        io.err << "There is no task called “" << name
+               << "”. Run “velmox tasks list” to see every title and key.\n";
         return 1;
     }
     OptimizationTaskRunner::AppsToEnd appsToEnd;
@@ -112,8 +122,11 @@ int runTasks(const QStringList& args, CliIO& io) {
         const QList<OptimizationTask> tasks = OptimizationRegistry().allTasks();
         if (json) {
             QJsonArray array;
-            for (const OptimizationTask& task : tasks)
-                array.append(toJson(task));
+            for (const OptimizationTask& task : tasks) {
+                QJsonObject object = toJson(task);
+                object.insert(QStringLiteral("key"), OptimizationRegistry::key(task));
+                array.append(object);
+            }
             io.out << QJsonDocument(array).toJson(QJsonDocument::Indented);
         } else {
             printList(tasks, io.out);
@@ -131,6 +144,9 @@ int runTasks(const QStringList& args, CliIO& io) {
 
 } // namespace
 
-VELMOX_CLI_COMMAND(tasks, "tasks list [--json] | tasks run TITLE [--yes]", runTasks);
+VELMOX_CLI_COMMAND(tasks, "tasks list [--json] | tasks run KEY|TITLE [--yes]",
+                   "Lists the maintenance tasks, or runs one named by its key or title (any "
+                   "capitalisation).",
+                   runTasks);
 
 } // namespace velmox

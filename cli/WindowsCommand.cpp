@@ -1,14 +1,16 @@
 // velmox windows: the application windows that no longer answer, and ending their apps.
 #include "cleaning/UnresponsiveAppKiller.h"
 #include "cli/CliCommand.h"
+#include "cli/CliText.h"
+
+#include <QLocale>
 
 namespace velmox {
 
 namespace {
 
 int usage(CliIO& io) {
-    io.err << "Usage: velmox " << CliRegistry::shared().find(QStringLiteral("windows"))->usage
-           << '\n';
+    io.err << usageLine(QStringLiteral("windows")) << '\n';
     return 2;
 }
 
@@ -42,8 +44,15 @@ int runWindows(const QStringList& args, CliIO& io) {
         io.err << apps.error() << '\n';
         return 1;
     }
+    // Every window had the whole wait to answer; those that did are not listed.
+    if (apps->isEmpty()) {
+        io.out << "No app is unresponsive: every window answered within "
+               << QLocale::c().toString(waitSeconds) << " s.\n";
+        return 0;
+    }
     for (const UnresponsiveAppKiller::App& app : *apps)
-        io.out << app.pid << '\t' << app.windowTitles.join(QStringLiteral(" | ")) << '\n';
+        io.out << app.pid << '\t' << shownName(app.windowTitles.join(QStringLiteral(" | ")))
+               << '\n';
     if (!end)
         return 0;
     const Result<QString> ended = killer.end(*apps);
@@ -53,6 +62,9 @@ int runWindows(const QStringList& args, CliIO& io) {
 
 } // namespace
 
-VELMOX_CLI_COMMAND(windows, "windows --unresponsive [--end] [--wait SECONDS]", runWindows);
+VELMOX_CLI_COMMAND(windows, "windows --unresponsive [--end] [--wait SECONDS]",
+                   "Lists the apps whose windows do not answer within SECONDS (3 by default; X11), "
+                   "and ends them with --end.",
+                   runWindows);
 
 } // namespace velmox
