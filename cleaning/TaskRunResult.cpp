@@ -10,6 +10,10 @@ QString formatBytes(qint64 bytes) {
     return QLocale::c().formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat);
 }
 
+QString itemCount(qint64 count) {
+    return count == 1 ? QStringLiteral("1 item") : QStringLiteral("%1 items").arg(count);
+}
+
 QString resultLine(const OptimizationTask& task, const TaskRunResult& result) {
     if (!result.success)
         return result.output;

@@ -29,6 +29,8 @@ struct TaskRunResult {
 
 // "1.2 MB", in decimal units as file managers show sizes.
 QString formatBytes(qint64 bytes);
+// "1 item", "12 items".
+QString itemCount(qint64 count);
 // One line for the page and the terminal: "Freed 1.2 MB." or the failure.
 QString resultLine(const OptimizationTask& task, const TaskRunResult& result);
 // For the status line: "Success: ..." or "Error: ...".

@@ -18,7 +18,14 @@ inline OptimizationTask taskRow(QString title, QString description, TaskCategory
             impact,
             std::move(pathsToMeasure),
             includeInSmartScan,
-            work};
+            work,
+            std::nullopt};
+}
+
+// `task`, marked as deleting for good what `deletion` says.
+inline OptimizationTask deleting(OptimizationTask task, PermanentDeletion deletion) {
+    task.deletion = std::move(deletion);
+    return task;
 }
 
 } // namespace velmox

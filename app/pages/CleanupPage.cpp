@@ -27,8 +27,9 @@ CleanupPage::CleanupPage(OptimizationTaskRunner& runner, const OptimizationRegis
     auto* top = new QHBoxLayout;
     top->addWidget(new PageHeader(pageSymbol(Category::cleanup), pageTitle(Category::cleanup),
                                   QStringLiteral("Caches, logs and the Trash, measured and "
-                                                 "cleaned. Moved items can be put back from the "
-                                                 "Activity tab."),
+                                                 "cleaned. What User Cache Cleaner moves to the "
+                                                 "Trash can be put back from the Activity tab; "
+                                                 "tasks that delete permanently ask first."),
                                   this),
                    1);
     smartScan_->setObjectName(QStringLiteral("smartScan"));

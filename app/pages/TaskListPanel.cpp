@@ -17,10 +17,11 @@ namespace velmox {
 
 namespace {
 
-bool askWithDialog(QWidget* parent, const QString& question, const QString& informative) {
+bool askWithDialog(QWidget* parent, const QString& question, const QString& informative,
+                   const QString& action) {
     QMessageBox box(QMessageBox::Warning, question, question, QMessageBox::Cancel, parent);
     box.setInformativeText(informative);
-    QPushButton* confirm = box.addButton(QStringLiteral("Run"), QMessageBox::AcceptRole);
+    QPushButton* confirm = box.addButton(action, QMessageBox::AcceptRole);
     box.setDefaultButton(QMessageBox::Cancel);
     box.exec();
     return box.clickedButton() == static_cast<QAbstractButton*>(confirm);
@@ -41,7 +42,8 @@ QString cautions(const OptimizationTask& task) {
 TaskListPanel::TaskListPanel(const QList<OptimizationTask>& tasks,
                              const QList<TaskCategory>& categories, OptimizationTaskRunner& runner,
                              QWidget* parent)
-    : QWidget(parent), runner_(runner), smartScan_(new SmartScan(runner, this)) {
+    : QWidget(parent), runner_(runner), smartScan_(new SmartScan(runner, this)),
+      measurer_(new TaskMeasurer(this)) {
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
     auto* scroll = new QScrollArea(this);
@@ -106,10 +108,11 @@ bool TaskListPanel::isBusy() const {
     return smartScan_->isRunning() || runner_.runningCount() > 0;
 }
 
-bool TaskListPanel::ask(const QString& question, const QString& informative) {
+bool TaskListPanel::ask(const QString& question, const QString& informative,
+                        const QString& action) {
     if (confirm_)
         return confirm_(question, informative);
-    return askWithDialog(this, question, informative);
+    return askWithDialog(this, question, informative, action);
 }
 
 bool TaskListPanel::runTask(const OptimizationTask& task) {
@@ -118,14 +121,30 @@ bool TaskListPanel::runTask(const OptimizationTask& task) {
     if (task.work == TaskWork::endHungProcesses) {
         overlay_->showProgress(QStringLiteral("Looking for apps that no longer answer..."));
         QPointer<TaskListPanel> self(this);
-        runner_.findUnresponsiveApps([self, task, question, informative](
-                                         const Result<OptimizationTaskRunner::Apps>& found) {
+        runner_.findUnresponsiveApps(
+            [self, task, question, informative](const Result<OptimizationTaskRunner::Apps>& found) {
+                if (!self)
+                    return;
+                self->overlay_->dismiss();
+                if (self->ask(question, UnresponsiveAppKiller::toEndSentence(found) +
+                                            QStringLiteral("\n\n") + informative))
+                    self->startTask(task, UnresponsiveAppKiller::pids(found));
+            });
+        return true;
+    }
+    if (task.deletesPermanently()) {
+        // Says what goes and how much, measured now, off this thread.
+        overlay_->showProgress(QStringLiteral("Measuring what %1 deletes...").arg(task.title));
+        QPointer<TaskListPanel> self(this);
+        measurer_->measure({task}, [self, task, question](const QList<TaskMeasurement>& measured) {
             if (!self)
                 return;
             self->overlay_->dismiss();
-            if (self->ask(question, UnresponsiveAppKiller::toEndSentence(found) +
-                                        QStringLiteral("\n\n") + informative))
-                self->startTask(task, UnresponsiveAppKiller::pids(found));
+            QString details = deletionSentence(task, measured.value(0));
+            if (const QString more = cautions(task); !more.isEmpty())
+                details += QStringLiteral("\n\n") + more;
+            if (self->ask(question, details, QStringLiteral("Delete Permanently")))
+                self->startTask(task, std::nullopt);
         });
         return true;
     }
@@ -169,8 +188,8 @@ void TaskListPanel::confirmSmartScan(const SmartScan::Plan& plan) {
             careful << task.title;
     QString informative;
     if (plan.unresponsive)
-        informative = UnresponsiveAppKiller::toEndSentence(*plan.unresponsive) +
-                      QStringLiteral("\n\n");
+        informative =
+            UnresponsiveAppKiller::toEndSentence(*plan.unresponsive) + QStringLiteral("\n\n");
     informative += QStringLiteral("It runs %1 tasks one after another.").arg(plan.tasks.size());
     if (!careful.isEmpty())
         informative += QStringLiteral(" These are High Impact or run as root: %1.")

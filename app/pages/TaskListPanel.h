@@ -2,6 +2,7 @@
 
 #include "cleaning/OptimizationTask.h"
 #include "cleaning/SmartScan.h"
+#include "cleaning/TaskMeasurer.h"
 
 #include <QList>
 #include <QWidget>
@@ -15,8 +16,9 @@ class TaskStatusOverlay;
 
 // The tasks of some categories, grouped under their category, each a TaskRow. Sizes are
 // measured in the background when the panel is made; a run shows its progress in an overlay
-// and its result in the row. High Impact and root tasks are confirmed first; where a run would
-// end apps that no longer answer, the question names them.
+// and its result in the row. High Impact and root tasks are confirmed first; a task that
+// deletes for good is measured first and the question says what goes and how much; where a
+// run would end apps that no longer answer, the question names them.
 class TaskListPanel : public QWidget {
     Q_OBJECT
 public:
@@ -34,7 +36,8 @@ public:
     TaskStatusOverlay* overlay() const { return overlay_; }
 
     // Asks first where the task needs it; false when the user declined. A task that ends apps
-    // looks for them first and asks once they are known (true then means it is looking).
+    // or deletes for good looks for the apps or measures first, and asks once they are known
+    // (true then means it is looking).
     bool runTask(const OptimizationTask& task);
     // Runs `tasks` (the marked ones of the whole registry) one after another, after asking;
     // false when a scan is already under way or there is nothing to run.
@@ -47,7 +50,8 @@ signals:
     void sizesMeasured();
 
 private:
-    bool ask(const QString& question, const QString& informative);
+    bool ask(const QString& question, const QString& informative,
+             const QString& action = QStringLiteral("Run"));
     void confirmSmartScan(const SmartScan::Plan& plan);
     void startTask(const OptimizationTask& task, OptimizationTaskRunner::AppsToEnd appsToEnd);
     void showResult(const QString& title, const TaskRunResult& result);
@@ -56,6 +60,7 @@ private:
     QList<TaskRow*> rows_;
     TaskStatusOverlay* overlay_;
     SmartScan* smartScan_;
+    TaskMeasurer* measurer_;
     ConfirmHandler confirm_;
 };
 

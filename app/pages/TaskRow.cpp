@@ -53,6 +53,13 @@ TaskRow::TaskRow(const OptimizationTask& task, QWidget* parent)
                                          "or after the system's password prompt."));
         top->addWidget(admin);
     }
+    if (task.deletesPermanently()) {
+        QLabel* deletes =
+            badge(QStringLiteral("Deletes permanently"), QStringLiteral("#8a2f2f"), this);
+        deletes->setToolTip(QStringLiteral("What this task deletes does not go to the Trash and "
+                                           "cannot be put back. It asks first, saying how much."));
+        top->addWidget(deletes);
+    }
     top->addStretch(1);
     size_->setObjectName(QStringLiteral("pageSubtitle"));
     size_->setVisible(!task.pathsToMeasure.isEmpty());

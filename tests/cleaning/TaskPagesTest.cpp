@@ -5,6 +5,7 @@
 #include "app/pages/TaskListPanel.h"
 #include "app/pages/TaskRow.h"
 #include "platform/PlatformPaths.h"
+#include "platform/Trash.h"
 #include "services/AppNavigationState.h"
 #include "services/AppStatusCenter.h"
 #include "tests/cleaning/CleaningTestSupport.h"
@@ -37,6 +38,7 @@ class TaskPagesTest : public ::testing::Test {
 protected:
     void SetUp() override {
         QDir(caches).removeRecursively();
+        QDir(world.places.trash).removeRecursively();
         QDir().mkpath(caches);
     }
 
@@ -110,6 +112,38 @@ TEST_F(TaskPagesTest, RiskyTasksAskFirstAndDecliningRunsNothing) {
 
     page.findChild<QPushButton*>("openPowerUser")->click();
     EXPECT_EQ(navigation.currentPage(), "powerUser");
+}
+
+TEST_F(TaskPagesTest, DeletingTasksSayWhatAndHowMuchBeforeDeletingAnything) {
+    writeFile(caches + "/old/blob", QByteArray(100000, 'o'));
+    writeFile(caches + "/note.txt", "n");
+    for (const char* name : {"old", "note.txt"})
+        ASSERT_TRUE(Trash::moveToTrash(caches + "/" + name).has_value());
+    const QString speech = caches + "/speech-dispatcher";
+    writeFile(speech + "/log/speech.log", QByteArray(20000, 's'));
+    CleanupPage page(runner, world.registry);
+    TaskListPanel& panel = *page.tasks();
+
+    answer(panel, false);
+    EXPECT_TRUE(panel.runTask(panel.row("Trash Management")->task()));
+    ASSERT_TRUE(waitFor([&] { return !questions.isEmpty(); }));
+    EXPECT_EQ(questions.last(), "Run “Trash Management”?");
+    EXPECT_TRUE(informative.last().startsWith("This permanently deletes 2 items (1"));
+    EXPECT_TRUE(informative.last().endsWith(" kB) from the Trash. This cannot be undone."))
+        << informative.last().toStdString();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(entries(Trash::filesFolder()).size(), 2) << "declined: nothing deleted";
+    EXPECT_TRUE(world.history.entries().isEmpty());
+
+    // The speech cache is a Safe task, but what it deletes is gone for good all the same.
+    answer(panel, true);
+    TaskRow* row = panel.row("Speech & Dictation Cache Cleaner");
+    EXPECT_TRUE(panel.runTask(row->task()));
+    ASSERT_TRUE(waitFor([&] { return !row->resultText().isEmpty(); }));
+    EXPECT_TRUE(informative.last().startsWith("This permanently deletes 1 item ("));
+    EXPECT_TRUE(informative.last().endsWith(
+        " kB) from the speech service's cache. This cannot be undone."));
+    EXPECT_FALSE(exists(speech));
 }
 
 TEST_F(TaskPagesTest, SmartScanRunsTheMarkedTasksAndSumsThemUp) {
