@@ -116,6 +116,13 @@ QString hiddenFilesScript(bool show) {
            value + QStringLiteral(" 2>/dev/null; true; }");
 }
 
+// Offered in the Smart Scan's preview, but not run by it unless the user ticks it.
+OptimizationTask offeredOnly(OptimizationTask task) {
+    task.includeInSmartScan = false;
+    task.offeredInSmartScan = true;
+    return task;
+}
+
 } // namespace
 
 QList<OptimizationTask> OptimizationRegistry::linuxTable(const TaskPlaces& places) {
@@ -128,13 +135,15 @@ QList<OptimizationTask> OptimizationRegistry::linuxTable(const TaskPlaces& place
     const QString attachments =
         places.temporary + QStringLiteral("/mozilla_") + places.user + QLatin1Char('0');
     return {
-        taskRow("RAM Purge",
-                "Writes cached data to disk and makes Linux drop its page cache and cached file "
-                "metadata.",
-                C::performanceSuite,
-                "/usr/bin/sync; echo 3 > " +
-                    quoted(places.system(QStringLiteral("/proc/sys/vm/drop_caches"))),
-                true, high, {}, true),
+        offeredOnly(taskRow(
+            "RAM Purge",
+            "Writes cached data to disk and makes Linux drop its page cache and cached file "
+            "metadata. Linux then reads from disk again what it had cached, so the system is "
+            "slower for a while; the Smart Scan leaves it out unless you tick it.",
+            C::performanceSuite,
+            "/usr/bin/sync; echo 3 > " +
+                quoted(places.system(QStringLiteral("/proc/sys/vm/drop_caches"))),
+            true, high, {}, true)),
         taskRow("DNS Cache Flush",
                 "Clears the resolver's cache (systemd-resolved or nscd) to fix name lookups.",
                 C::performanceSuite, dnsFlushScript(), true, high, {}, true),

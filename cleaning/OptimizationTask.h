@@ -64,6 +64,8 @@ struct OptimizationTask {
     // The folders whose space the task works on; empty for tasks that free no disk space.
     QStringList pathsToMeasure;
     bool includeInSmartScan = false;
+    // Listed, unticked, in the Smart Scan's preview although the scan leaves it out by default.
+    bool offeredInSmartScan = false;
     TaskWork work = TaskWork::shellScript;
     // Set for tasks that delete for good: nothing they delete can be put back or restored.
     std::optional<PermanentDeletion> deletion;

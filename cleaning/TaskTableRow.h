@@ -18,6 +18,7 @@ inline OptimizationTask taskRow(QString title, QString description, TaskCategory
             impact,
             std::move(pathsToMeasure),
             includeInSmartScan,
+            false,
             work,
             std::nullopt};
 }

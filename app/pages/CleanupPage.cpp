@@ -16,9 +16,9 @@ const QList<TaskCategory>& CleanupPage::categories() {
     return shown;
 }
 
-CleanupPage::CleanupPage(OptimizationTaskRunner& runner, const OptimizationRegistry& registry,
-                         QWidget* parent)
-    : QWidget(parent), registry_(registry),
+CleanupPage::CleanupPage(OptimizationTaskRunner& runner, Settings& settings,
+                         const OptimizationRegistry& registry, QWidget* parent)
+    : QWidget(parent), settings_(settings), registry_(registry),
       panel_(new TaskListPanel(registry.allTasks(), categories(), runner, this)),
       smartScan_(new QPushButton(QStringLiteral("Smart Scan"), this)) {
     auto* layout = new QVBoxLayout(this);
@@ -33,9 +33,9 @@ CleanupPage::CleanupPage(OptimizationTaskRunner& runner, const OptimizationRegis
                                   this),
                    1);
     smartScan_->setObjectName(QStringLiteral("smartScan"));
-    smartScan_->setToolTip(QStringLiteral("Runs every task marked for the Smart Scan, on this "
-                                          "page and on Maintenance, and sums up what they "
-                                          "freed."));
+    smartScan_->setToolTip(QStringLiteral("Shows the Smart Scan's tasks, on this page and on "
+                                          "Maintenance, with what each would touch; runs the "
+                                          "ones you tick and sums up what they did."));
     top->addWidget(smartScan_, 0, Qt::AlignVCenter);
     layout->addLayout(top);
     layout->addWidget(panel_, 1);
@@ -43,7 +43,7 @@ CleanupPage::CleanupPage(OptimizationTaskRunner& runner, const OptimizationRegis
 }
 
 bool CleanupPage::startSmartScan() {
-    return panel_->runSmartScan(SmartScan::marked(registry_.allTasks()));
+    return panel_->runSmartScan(SmartScan::offered(registry_.allTasks()), settings_);
 }
 
 } // namespace velmox

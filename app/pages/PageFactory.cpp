@@ -19,7 +19,7 @@ QWidget* createPage(Category category, AppServices& services) {
     case Category::fanTemp:
         return new FanTempPage(services.monitor());
     case Category::cleanup:
-        return new CleanupPage(services.taskRunner());
+        return new CleanupPage(services.taskRunner(), services.settings());
     case Category::maintenance:
         return new MaintenancePage(services.taskRunner(), services.navigation());
     case Category::powerUser:

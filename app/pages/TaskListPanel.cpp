@@ -1,6 +1,7 @@
 #include "app/pages/TaskListPanel.h"
 
 #include "app/TaskStatusOverlay.h"
+#include "app/pages/SmartScanPreview.h"
 #include "app/pages/TaskRow.h"
 #include "cleaning/FolderSize.h"
 #include "cleaning/OptimizationTaskRunner.h"
@@ -167,36 +168,36 @@ void TaskListPanel::startTask(const OptimizationTask& task,
         std::move(appsToEnd));
 }
 
-bool TaskListPanel::runSmartScan(const QList<OptimizationTask>& tasks) {
-    if (tasks.isEmpty() || smartScan_->isRunning())
+bool TaskListPanel::runSmartScan(const QList<OptimizationTask>& offered, Settings& settings) {
+    if (offered.isEmpty() || smartScan_->isRunning())
         return false;
-    // Finding the apps it would end takes a few seconds.
-    overlay_->showProgress(QStringLiteral("Smart Scan: getting ready..."));
+    // Measuring and finding the apps it would end take a few seconds.
+    overlay_->showProgress(QStringLiteral("Smart Scan: measuring what it will touch..."));
     QPointer<TaskListPanel> self(this);
-    smartScan_->prepare(tasks, [self](const SmartScan::Plan& plan) {
+    smartScan_->prepare(offered, [self, &settings](const SmartScan::Plan& plan) {
         if (self)
-            self->confirmSmartScan(plan);
+            self->previewSmartScan(plan, settings);
     });
     return true;
 }
 
-void TaskListPanel::confirmSmartScan(const SmartScan::Plan& plan) {
+void TaskListPanel::previewSmartScan(const SmartScan::Plan& plan, Settings& settings) {
     overlay_->dismiss();
-    QStringList careful;
+    QList<bool> chosen;
     for (const OptimizationTask& task : plan.tasks)
-        if (task.needsConfirmation())
-            careful << task.title;
-    QString informative;
-    if (plan.unresponsive)
-        informative =
-            UnresponsiveAppKiller::toEndSentence(*plan.unresponsive) + QStringLiteral("\n\n");
-    informative += QStringLiteral("It runs %1 tasks one after another.").arg(plan.tasks.size());
-    if (!careful.isEmpty())
-        informative += QStringLiteral(" These are High Impact or run as root: %1.")
-                           .arg(careful.join(QStringLiteral(", ")));
-    if ((careful.isEmpty() && !plan.unresponsive) ||
-        ask(QStringLiteral("Run the Smart Scan?"), informative))
-        smartScan_->start(plan);
+        chosen.append(SmartScan::isChosen(task, settings));
+    std::optional<QList<bool>> answer;
+    if (preview_) {
+        answer = preview_(plan, chosen);
+    } else {
+        SmartScanPreview preview(plan, chosen, this);
+        if (preview.exec() == QDialog::Accepted)
+            answer = preview.chosen();
+    }
+    if (!answer)
+        return;
+    SmartScan::rememberChoices(plan.tasks, *answer, settings);
+    smartScan_->start(plan.only(*answer));
 }
 
 void TaskListPanel::showResult(const QString& title, const TaskRunResult& result) {

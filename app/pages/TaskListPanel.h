@@ -11,6 +11,7 @@
 namespace velmox {
 
 class OptimizationTaskRunner;
+class Settings;
 class TaskRow;
 class TaskStatusOverlay;
 
@@ -24,12 +25,16 @@ class TaskListPanel : public QWidget {
 public:
     // (question, informative text) -> true to go ahead.
     using ConfirmHandler = std::function<bool(const QString&, const QString&)>;
+    // (plan, ticks as last chosen) -> the ticks to run with, or nothing to cancel.
+    using PreviewHandler =
+        std::function<std::optional<QList<bool>>(const SmartScan::Plan&, const QList<bool>&)>;
 
     TaskListPanel(const QList<OptimizationTask>& tasks, const QList<TaskCategory>& categories,
                   OptimizationTaskRunner& runner, QWidget* parent = nullptr);
 
     // Tests replace the dialog.
     void setConfirmHandler(ConfirmHandler handler) { confirm_ = std::move(handler); }
+    void setPreviewHandler(PreviewHandler handler) { preview_ = std::move(handler); }
 
     const QList<TaskRow*>& rows() const { return rows_; }
     TaskRow* row(const QString& title) const;
@@ -39,9 +44,11 @@ public:
     // or deletes for good looks for the apps or measures first, and asks once they are known
     // (true then means it is looking).
     bool runTask(const OptimizationTask& task);
-    // Runs `tasks` (the marked ones of the whole registry) one after another, after asking;
-    // false when a scan is already under way or there is nothing to run.
-    bool runSmartScan(const QList<OptimizationTask>& tasks);
+    // Measures `offered` (the Smart Scan's tasks of the whole registry), shows the preview with
+    // the ticks last chosen in `settings`, keeps the user's new choice there and runs the ticked
+    // tasks one after another; false when a scan is already under way or nothing is offered.
+    // `settings` must outlive the panel.
+    bool runSmartScan(const QList<OptimizationTask>& offered, Settings& settings);
     void measureSizes();
     bool isBusy() const;
 
@@ -52,7 +59,7 @@ signals:
 private:
     bool ask(const QString& question, const QString& informative,
              const QString& action = QStringLiteral("Run"));
-    void confirmSmartScan(const SmartScan::Plan& plan);
+    void previewSmartScan(const SmartScan::Plan& plan, Settings& settings);
     void startTask(const OptimizationTask& task, OptimizationTaskRunner::AppsToEnd appsToEnd);
     void showResult(const QString& title, const TaskRunResult& result);
 
@@ -62,6 +69,7 @@ private:
     SmartScan* smartScan_;
     TaskMeasurer* measurer_;
     ConfirmHandler confirm_;
+    PreviewHandler preview_;
 };
 
 } // namespace velmox
