@@ -79,8 +79,8 @@ QString SmartScan::Plan::touches(qsizetype index) const {
         text = UnresponsiveAppKiller::toEndSentence(*unresponsive);
     else if (!task.pathsToMeasure.isEmpty())
         text = task.description +
-               QStringLiteral(" %1 now holds %2.")
-                   .arg(shownPaths(task.pathsToMeasure), formatBytes(measuredHere.bytes));
+               QStringLiteral(" Its folders hold %1 now (%2).")
+                   .arg(formatBytes(measuredHere.bytes), shownPaths(task.pathsToMeasure));
     else
         text = task.description;
     if (task.requiresSudo)
