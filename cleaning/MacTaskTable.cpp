@@ -67,15 +67,16 @@ QList<OptimizationTask> OptimizationRegistry::macTable(const TaskPlaces& places)
                     "-shutdown; /usr/bin/atsutil server -ping",
                 true, moderate,
                 {"/Library/Caches/com.apple.ATS", home + "/Library/Caches/com.apple.ATS"}, true),
-        taskRow("System Cache Cleaner",
-                "Moves third-party caches in /Library/Caches to the Trash (Apple's own "
-                "com.apple.* caches are left alone).",
-                C::systemCleanup,
-                "/usr/bin/find /Library/Caches -mindepth 1 -maxdepth 1 ! -name 'com.apple.*' "
-                "-exec /bin/mv -n {} \"" +
-                    home + "/.Trash/\" \\; 2>/dev/null; /usr/sbin/chown -R \"" + user + "\" \"" +
-                    home + "/.Trash\" 2>/dev/null; true",
-                true, high, {"/Library/Caches"}, true),
+        trashing(
+            taskRow("System Cache Cleaner",
+                    "Moves third-party caches in /Library/Caches to the Trash (Apple's own "
+                    "com.apple.* caches are left alone).",
+                    C::systemCleanup,
+                    "/usr/bin/find /Library/Caches -mindepth 1 -maxdepth 1 ! -name 'com.apple.*' "
+                    "-exec /bin/mv -n {} \"" +
+                        home + "/.Trash/\" \\; 2>/dev/null; /usr/sbin/chown -R \"" + user +
+                        "\" \"" + home + "/.Trash\" 2>/dev/null; true",
+                    true, high, {"/Library/Caches"}, true)),
         // The application moves the items itself, so that each can be put back.
         taskRow("User Cache Cleaner",
                 "Moves the contents of ~/Library/Caches to the Trash. Apps rebuild their caches "
@@ -91,13 +92,13 @@ QList<OptimizationTask> OptimizationRegistry::macTable(const TaskPlaces& places)
                         "'*.asl' \\) -mtime +7 -delete 2>/dev/null; true",
                     true, high, {"/Library/Logs", home + "/Library/Logs"}, true),
             {"log files older than 7 days", "in /Library/Logs and ~/Library/Logs", {}}),
-        taskRow("Mail Attachment Remover",
-                "Locates and removes local copies of downloaded email attachments.",
-                C::systemCleanup,
-                "mv ~/Library/Containers/com.apple.mail/Data/Library/Mail\\ Downloads/* "
-                "~/.Trash/ 2>/dev/null || true",
-                false, safe,
-                {home + "/Library/Containers/com.apple.mail/Data/Library/Mail Downloads"}, false),
+        trashing(taskRow(
+            "Mail Attachment Remover",
+            "Locates and removes local copies of downloaded email attachments.", C::systemCleanup,
+            "mv ~/Library/Containers/com.apple.mail/Data/Library/Mail\\ Downloads/* "
+            "~/.Trash/ 2>/dev/null || true",
+            false, safe, {home + "/Library/Containers/com.apple.mail/Data/Library/Mail Downloads"},
+            false)),
         deleting(
             taskRow(
                 "Trash Management",

@@ -67,6 +67,9 @@ struct OptimizationTask {
     // Listed, unticked, in the Smart Scan's preview although the scan leaves it out by default.
     bool offeredInSmartScan = false;
     TaskWork work = TaskWork::shellScript;
+    // What the task takes from its folders goes to the Trash on the same disk, so it frees no
+    // space until the Trash is emptied.
+    bool movesToTrash = false;
     // Set for tasks that delete for good: nothing they delete can be put back or restored.
     std::optional<PermanentDeletion> deletion;
 

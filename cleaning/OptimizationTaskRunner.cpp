@@ -67,11 +67,12 @@ Work moveToTrash(const OptimizationTask& task) {
         if (QDir::cleanPath(item.folder) == caches)
             work.undo.append({item.name, item.trashName});
     work.success = outcome.failures.isEmpty() || !outcome.moved.isEmpty();
-    work.output = QStringLiteral("Moved %1 item(s) to the Trash.").arg(work.moved);
     if (!outcome.failures.isEmpty())
-        work.output += QStringLiteral(" %1 item(s) stayed where they were. %2")
-                           .arg(outcome.failures.size())
-                           .arg(outcome.failures.first());
+        work.output = QStringLiteral("%1 stayed where %2. %3")
+                          .arg(itemCount(outcome.failures.size()),
+                               outcome.failures.size() == 1 ? QStringLiteral("it was")
+                                                            : QStringLiteral("they were"),
+                               outcome.failures.first());
     return work;
 }
 
@@ -115,6 +116,7 @@ TaskRunResult execute(const OptimizationTask& task, ShellHelper& shell, ActionHi
     }
     result.bytesAfter = FolderSize::allocatedBytes(task.pathsToMeasure);
     result.success = work.success;
+    result.movedToTrash = task.movesToTrash;
     result.output = work.output;
     result.movedItems = work.moved;
     result.puttableBack = static_cast<int>(work.undo.size());

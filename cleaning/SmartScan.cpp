@@ -23,10 +23,13 @@ QString shownPaths(const QStringList& paths) {
 
 QString SmartScan::Summary::text() const {
     const int total = succeeded + static_cast<int>(failed.size());
-    QString text = QStringLiteral("Smart Scan finished: %1 of %2 tasks succeeded, %3 freed.")
+    QString text = QStringLiteral("Smart Scan finished: %1 of %2 tasks succeeded; %3 freed")
                        .arg(succeeded)
                        .arg(total)
                        .arg(formatBytes(bytesFreed));
+    if (bytesMovedToTrash > 0)
+        text += QStringLiteral(", %1 moved to the Trash").arg(formatBytes(bytesMovedToTrash));
+    text += QLatin1Char('.');
     if (!failed.isEmpty())
         text += QStringLiteral(" Failed: %1.").arg(failed.join(QStringLiteral(", ")));
     if (puttableBack > 0)
@@ -40,6 +43,7 @@ void SmartScan::Summary::add(const OptimizationTask& task, const TaskRunResult& 
     else
         failed.append(task.title);
     bytesFreed += result.bytesFreed();
+    bytesMovedToTrash += result.bytesMovedToTrash();
     puttableBack += result.puttableBack;
 }
 

@@ -23,9 +23,11 @@ public:
         int succeeded = 0;
         QStringList failed; // titles
         qint64 bytesFreed = 0;
+        qint64 bytesMovedToTrash = 0;
         int puttableBack = 0;
 
-        // "Smart Scan finished: 12 of 13 tasks succeeded, 1.2 GB freed. ..."
+        // "Smart Scan finished: 12 of 13 tasks succeeded; 1.2 GB freed, 4.1 MB moved to the
+        // Trash. ..."
         QString text() const;
         void add(const OptimizationTask& task, const TaskRunResult& result);
         bool operator==(const Summary&) const = default;

@@ -20,7 +20,14 @@ inline OptimizationTask taskRow(QString title, QString description, TaskCategory
             includeInSmartScan,
             false,
             work,
+            work == TaskWork::moveToTrash,
             std::nullopt};
+}
+
+// `task`, marked as moving to the Trash by its script.
+inline OptimizationTask trashing(OptimizationTask task) {
+    task.movesToTrash = true;
+    return task;
 }
 
 // `task`, marked as deleting for good what `deletion` says.

@@ -96,11 +96,13 @@ TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
     EXPECT_EQ(status.message(), "Running User Cache Cleaner...");
     EXPECT_TRUE(status.isActive());
     ASSERT_TRUE(waitFor([&] { return !row->resultText().isEmpty(); }));
-    EXPECT_TRUE(row->resultText().startsWith("Freed 1")) << row->resultText().toStdString();
+    // Moved to the Trash on the same disk: nothing is freed yet, and nothing says so.
+    EXPECT_TRUE(row->resultText().startsWith("Moved 1 item (1")) << row->resultText().toStdString();
     EXPECT_TRUE(row->isRunEnabled());
     EXPECT_TRUE(panel.overlay()->isSuccess());
     EXPECT_TRUE(questions.isEmpty()) << "a Safe task runs without asking";
-    EXPECT_TRUE(status.message().value_or("").startsWith("Success: User Cache Cleaner freed 1"));
+    EXPECT_TRUE(status.message().value_or("").startsWith("Success: User Cache Cleaner moved 1"));
+    EXPECT_TRUE(status.message().value_or("").endsWith(" kB to the Trash."));
     EXPECT_FALSE(status.isActive());
     panel.overlay()->dismiss();
     saveShots(page, "cleanup-page");
@@ -209,6 +211,9 @@ TEST_F(TaskPagesTest, SmartScanPreviewsItsTasksAndRunsAndRemembersTheTickedOnes)
     const qsizetype ticked = ticksShown.count(true) - 1;
     EXPECT_EQ(summary->succeeded + summary->failed.size(), ticked);
     EXPECT_EQ(summary->puttableBack, 2);
+    EXPECT_GE(summary->bytesMovedToTrash, 100000);
+    EXPECT_TRUE(summary->text().contains(" kB moved to the Trash."))
+        << summary->text().toStdString();
     EXPECT_EQ(panel.overlay()->message(), summary->text());
     QCoreApplication::processEvents();
     EXPECT_EQ(world.history.entries().size(), ticked);
@@ -235,7 +240,7 @@ TEST_F(TaskPagesTest, RowsFollowRunsStartedElsewhereOnTheSharedRunner) {
     EXPECT_TRUE(page.tasks()->isBusy());
     ASSERT_TRUE(waitFor([&] { return done; }));
     EXPECT_TRUE(row->isRunEnabled());
-    EXPECT_TRUE(row->resultText().startsWith("Freed 6")) << row->resultText().toStdString();
+    EXPECT_TRUE(row->resultText().startsWith("Moved 1 item (6")) << row->resultText().toStdString();
     EXPECT_FALSE(page.tasks()->isBusy());
 }
 

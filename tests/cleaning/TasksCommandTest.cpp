@@ -40,14 +40,14 @@ TEST(TasksCommand, ListsEveryTaskAsJsonWithRawValues) {
     EXPECT_EQ(tasks({"list", "--yaml"}).code, 2);
 }
 
-TEST(TasksCommand, RunsATaskHeadlessAndPrintsTheSpaceFreed) {
+TEST(TasksCommand, RunsATaskHeadlessAndPrintsWhatWentToTheTrash) {
     const QString caches = PlatformPaths::userCaches();
     QDir(caches).removeRecursively();
     writeFile(caches + "/big app/blob", QByteArray(200000, 'b'));
     const CliInvocation run = tasks({"run", "User Cache Cleaner"});
     ASSERT_EQ(run.code, 0) << run.err.toStdString();
-    EXPECT_TRUE(run.out.startsWith("User Cache Cleaner: Freed 2")) << run.out.toStdString();
-    EXPECT_TRUE(run.out.endsWith("Moved 1 item(s) to the Trash.\n1 can be put back from the "
+    EXPECT_TRUE(run.out.startsWith("User Cache Cleaner: Moved 1 item (2")) << run.out.toStdString();
+    EXPECT_TRUE(run.out.endsWith(" kB) to the Trash.\n1 can be put back from the "
                                  "Activity tab.\n"));
     EXPECT_TRUE(exists(Trash::itemPath("big app")));
     const QList<ActionHistoryEntry> history = savedHistory();
