@@ -16,10 +16,10 @@ const QList<TaskCategory>& CleanupPage::categories() {
     return shown;
 }
 
-CleanupPage::CleanupPage(OptimizationTaskRunner& runner, Settings& settings,
+CleanupPage::CleanupPage(OptimizationTaskRunner& runner, Settings& settings, Clock& clock,
                          const OptimizationRegistry& registry, QWidget* parent)
     : QWidget(parent), settings_(settings), registry_(registry),
-      panel_(new TaskListPanel(registry.allTasks(), categories(), runner, this)),
+      panel_(new TaskListPanel(registry.allTasks(), categories(), runner, clock, this)),
       smartScan_(new QPushButton(QStringLiteral("Smart Scan"), this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 24);

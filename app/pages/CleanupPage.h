@@ -8,6 +8,7 @@ class QPushButton;
 
 namespace velmox {
 
+class Clock;
 class OptimizationTaskRunner;
 class Settings;
 class TaskListPanel;
@@ -20,8 +21,9 @@ public:
     static const QList<TaskCategory>& categories();
 
     // `runner` is the application's one task runner, shared with every other page.
-    // `settings` keeps the Smart Scan's choices and must outlive the page.
-    CleanupPage(OptimizationTaskRunner& runner, Settings& settings,
+    // `settings` keeps the Smart Scan's choices, `clock` paces the measuring of the cards; both
+    // must outlive the page.
+    CleanupPage(OptimizationTaskRunner& runner, Settings& settings, Clock& clock,
                 const OptimizationRegistry& registry = OptimizationRegistry(),
                 QWidget* parent = nullptr);
 

@@ -3,15 +3,14 @@
 #include "app/TaskStatusOverlay.h"
 #include "app/pages/SmartScanPreview.h"
 #include "app/pages/TaskRow.h"
-#include "cleaning/FolderSize.h"
 #include "cleaning/OptimizationTaskRunner.h"
+#include "services/Clock.h"
 
 #include <QLabel>
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
 #include <QScrollArea>
-#include <QThreadPool>
 #include <QVBoxLayout>
 
 namespace velmox {
@@ -42,9 +41,9 @@ QString cautions(const OptimizationTask& task) {
 
 TaskListPanel::TaskListPanel(const QList<OptimizationTask>& tasks,
                              const QList<TaskCategory>& categories, OptimizationTaskRunner& runner,
-                             QWidget* parent)
+                             Clock& clock, QWidget* parent)
     : QWidget(parent), runner_(runner), smartScan_(new SmartScan(runner, this)),
-      measurer_(new TaskMeasurer(this)) {
+      measurer_(new TaskMeasurer(this)), clock_(clock) {
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
     auto* scroll = new QScrollArea(this);
@@ -91,11 +90,30 @@ TaskListPanel::TaskListPanel(const QList<OptimizationTask>& tasks,
             started->setRunning(true);
     });
     connect(&runner_, &OptimizationTaskRunner::taskFinished, this, &TaskListPanel::showResult);
+    // Any run may change what any card measures (the Trash grows when caches go there).
+    connect(&runner_, &OptimizationTaskRunner::taskFinished, this, [this] {
+        if (isVisible())
+            measureSizes();
+    });
     connect(smartScan_, &SmartScan::finished, this, [this](const SmartScan::Summary& summary) {
         overlay_->showFinished(summary.text(), summary.failed.isEmpty());
         emit smartScanFinished(summary);
     });
+}
+
+TaskListPanel::~TaskListPanel() = default;
+
+void TaskListPanel::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
     measureSizes();
+    // The job belongs to the panel and stops with it.
+    remeasure_ = clock_.schedule(
+        kRemeasureInterval, [this] { measureSizes(); }, true, std::chrono::seconds(5));
+}
+
+void TaskListPanel::hideEvent(QHideEvent* event) {
+    remeasure_.reset();
+    QWidget::hideEvent(event);
 }
 
 TaskRow* TaskListPanel::row(const QString& title) const {
@@ -208,25 +226,26 @@ void TaskListPanel::showResult(const QString& title, const TaskRunResult& result
 }
 
 void TaskListPanel::measureSizes() {
-    QList<std::pair<QString, QStringList>> folders;
-    for (TaskRow* row : rows_)
-        if (!row->task().pathsToMeasure.isEmpty()) {
-            row->setMeasuredSize(std::nullopt);
-            folders.append({row->task().title, row->task().pathsToMeasure});
-        }
+    if (measurer_->isMeasuring()) {
+        measureAgain_ = true;
+        return;
+    }
+    QList<OptimizationTask> measured;
+    for (const TaskRow* row : rows_)
+        if (!row->task().pathsToMeasure.isEmpty())
+            measured.append(row->task());
+    if (measured.isEmpty())
+        return;
     QPointer<TaskListPanel> self(this);
-    QThreadPool::globalInstance()->start([self, folders] {
-        QList<std::pair<QString, qint64>> sizes;
-        for (const auto& [title, paths] : folders)
-            sizes.append({title, FolderSize::allocatedBytes(paths)});
-        QMetaObject::invokeMethod(self.data(), [self, sizes] {
-            if (!self)
-                return;
-            for (const auto& [title, bytes] : sizes)
-                if (TaskRow* measured = self->row(title))
-                    measured->setMeasuredSize(bytes);
-            emit self->sizesMeasured();
-        });
+    measurer_->measure(measured, [self, measured](const QList<TaskMeasurement>& sizes) {
+        if (!self)
+            return;
+        for (qsizetype i = 0; i < measured.size() && i < sizes.size(); ++i)
+            if (TaskRow* row = self->row(measured.at(i).title))
+                row->setMeasuredSize(sizes.at(i).bytes);
+        emit self->sizesMeasured();
+        if (std::exchange(self->measureAgain_, false))
+            self->measureSizes();
     });
 }
 

@@ -6,17 +6,22 @@
 
 #include <QList>
 #include <QWidget>
+#include <chrono>
 #include <functional>
+#include <memory>
 
 namespace velmox {
 
+class Clock;
 class OptimizationTaskRunner;
+class ScheduledJob;
 class Settings;
 class TaskRow;
 class TaskStatusOverlay;
 
 // The tasks of some categories, grouped under their category, each a TaskRow. Sizes are
-// measured in the background when the panel is made; a run shows its progress in an overlay
+// measured on the panel's own worker when it is shown, every 30 seconds while it stays shown
+// and after every run of any task, wherever it was started; a run shows its progress in an overlay
 // and its result in the row. High Impact and root tasks are confirmed first; a task that
 // deletes for good is measured first and the question says what goes and how much; where a
 // run would end apps that no longer answer, the question names them.
@@ -29,8 +34,12 @@ public:
     using PreviewHandler =
         std::function<std::optional<QList<bool>>(const SmartScan::Plan&, const QList<bool>&)>;
 
+    // `clock` paces the measuring and must outlive the panel.
     TaskListPanel(const QList<OptimizationTask>& tasks, const QList<TaskCategory>& categories,
-                  OptimizationTaskRunner& runner, QWidget* parent = nullptr);
+                  OptimizationTaskRunner& runner, Clock& clock, QWidget* parent = nullptr);
+    ~TaskListPanel() override;
+
+    static constexpr std::chrono::seconds kRemeasureInterval{30};
 
     // Tests replace the dialog.
     void setConfirmHandler(ConfirmHandler handler) { confirm_ = std::move(handler); }
@@ -49,12 +58,17 @@ public:
     // tasks one after another; false when a scan is already under way or nothing is offered.
     // `settings` must outlive the panel.
     bool runSmartScan(const QList<OptimizationTask>& offered, Settings& settings);
+    // Measures again now, or as soon as the measuring under way ends.
     void measureSizes();
     bool isBusy() const;
 
 signals:
     void smartScanFinished(const SmartScan::Summary& summary);
     void sizesMeasured();
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
 
 private:
     bool ask(const QString& question, const QString& informative,
@@ -68,6 +82,9 @@ private:
     TaskStatusOverlay* overlay_;
     SmartScan* smartScan_;
     TaskMeasurer* measurer_;
+    Clock& clock_;
+    std::unique_ptr<ScheduledJob> remeasure_;
+    bool measureAgain_ = false;
     ConfirmHandler confirm_;
     PreviewHandler preview_;
 };

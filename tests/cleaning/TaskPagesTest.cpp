@@ -78,8 +78,9 @@ protected:
 
 TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
     writeFile(caches + "/app one/blob", QByteArray(120000, 'a'));
-    CleanupPage page(runner, world.privilege.settings, world.registry);
+    CleanupPage page(runner, world.privilege.settings, world.clock, world.registry);
     page.resize(900, 700);
+    page.show();
     TaskListPanel& panel = *page.tasks();
     answer(panel, true);
     EXPECT_EQ(titles(panel).first(), "Font Cache Cleaner");
@@ -109,7 +110,7 @@ TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
 }
 
 TEST_F(TaskPagesTest, RiskyTasksAskFirstAndDecliningRunsNothing) {
-    MaintenancePage page(runner, navigation, world.registry);
+    MaintenancePage page(runner, navigation, world.clock, world.registry);
     TaskListPanel& panel = *page.tasks();
     answer(panel, false);
     EXPECT_EQ(titles(panel).first(), "RAM Purge");
@@ -137,7 +138,7 @@ TEST_F(TaskPagesTest, DeletingTasksSayWhatAndHowMuchBeforeDeletingAnything) {
         ASSERT_TRUE(Trash::moveToTrash(caches + "/" + name).has_value());
     const QString speech = caches + "/speech-dispatcher";
     writeFile(speech + "/log/speech.log", QByteArray(20000, 's'));
-    CleanupPage page(runner, world.privilege.settings, world.registry);
+    CleanupPage page(runner, world.privilege.settings, world.clock, world.registry);
     TaskListPanel& panel = *page.tasks();
 
     answer(panel, false);
@@ -167,7 +168,7 @@ TEST_F(TaskPagesTest, SmartScanPreviewsItsTasksAndRunsAndRemembersTheTickedOnes)
     writeFile(caches + "/two", QByteArray(50000, 'b'));
     Settings& settings = world.privilege.settings;
     settings.setValue(SmartScan::choicesKey, {});
-    CleanupPage page(runner, settings, world.registry);
+    CleanupPage page(runner, settings, world.clock, world.registry);
     TaskListPanel& panel = *page.tasks();
     answer(panel, true);
     std::optional<SmartScan::Plan> shown;
@@ -227,21 +228,51 @@ TEST_F(TaskPagesTest, SmartScanPreviewsItsTasksAndRunsAndRemembersTheTickedOnes)
         world.registry.task("Log File Scrubber")->shellScript));
 }
 
-TEST_F(TaskPagesTest, RowsFollowRunsStartedElsewhereOnTheSharedRunner) {
+TEST_F(TaskPagesTest, RowsFollowRunsAndTheDiskWhileThePageIsShown) {
     writeFile(caches + "/weekly/blob", QByteArray(60000, 'w'));
-    CleanupPage page(runner, world.privilege.settings, world.registry);
+    CleanupPage page(runner, world.privilege.settings, world.clock, world.registry);
     TaskRow* row = page.tasks()->row("User Cache Cleaner");
+    TaskRow* trash = page.tasks()->row("Trash Management");
     ASSERT_NE(row, nullptr);
+    const auto sizes = [&] { return row->sizeText() + " / " + trash->sizeText(); };
+    const auto measuredOnce = [&](auto change) {
+        bool measured = false;
+        const QMetaObject::Connection connection =
+            QObject::connect(page.tasks(), &TaskListPanel::sizesMeasured, [&] { measured = true; });
+        change();
+        const bool done = waitFor([&] { return measured && !page.tasks()->isBusy(); });
+        QObject::disconnect(connection);
+        return done;
+    };
+    ASSERT_TRUE(measuredOnce([&] { page.show(); }));
+    EXPECT_EQ(trash->sizeText(), "0 bytes");
 
-    // As the weekly clean does: straight on the runner, not through the page.
+    // As the weekly clean does: straight on the runner, not through the page. The row follows
+    // the run, and every card is measured again after it: the Trash now holds the cache.
     bool done = false;
-    runner.run(world.task("User Cache Cleaner"), [&](const TaskRunResult&) { done = true; });
-    EXPECT_FALSE(row->isRunEnabled());
-    EXPECT_TRUE(page.tasks()->isBusy());
-    ASSERT_TRUE(waitFor([&] { return done; }));
+    ASSERT_TRUE(measuredOnce([&] {
+        runner.run(world.task("User Cache Cleaner"), [&](const TaskRunResult&) { done = true; });
+        EXPECT_FALSE(row->isRunEnabled());
+        EXPECT_TRUE(page.tasks()->isBusy());
+    }));
+    EXPECT_TRUE(done);
     EXPECT_TRUE(row->isRunEnabled());
     EXPECT_TRUE(row->resultText().startsWith("Moved 1 item (6")) << row->resultText().toStdString();
-    EXPECT_FALSE(page.tasks()->isBusy());
+    EXPECT_TRUE(trash->sizeText().endsWith(" kB")) << sizes().toStdString();
+
+    // While shown, the cards follow the disk every so often.
+    writeFile(caches + "/grown", QByteArray(2000000, 'g'));
+    ASSERT_TRUE(measuredOnce([&] { world.clock.advance(TaskListPanel::kRemeasureInterval); }));
+    EXPECT_TRUE(row->sizeText().endsWith(" MB")) << sizes().toStdString();
+
+    // Hidden, it leaves the disk alone; shown again, it measures at once.
+    page.hide();
+    QFile::remove(caches + "/grown");
+    world.clock.advance(TaskListPanel::kRemeasureInterval * 3);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(row->sizeText().endsWith(" MB"));
+    ASSERT_TRUE(measuredOnce([&] { page.show(); }));
+    EXPECT_FALSE(row->sizeText().endsWith(" MB")) << sizes().toStdString();
 }
 
 } // namespace
