@@ -3,7 +3,10 @@
 #include "platform/Trash.h"
 #include "tests/cleaning/CleaningTestSupport.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -63,6 +66,43 @@ TEST_F(TrashTasksTest, UserCacheCleanerMovesEveryItemAndPutBackRestoresThemAll) 
         EXPECT_EQ(QFile(cache(name + "/data.bin")).size(), 64 * 1024) << name.toStdString();
     EXPECT_EQ(QFile(cache("loose file.txt")).size(), 4);
     EXPECT_EQ(entries(Trash::filesFolder()), QStringList{"org.app"});
+}
+
+// Names are bytes: one that is not valid UTF-8 goes to the Trash like any other, with a record
+// that a file manager restores it from, and the result says that Put Back can't bring it back.
+TEST_F(TrashTasksTest, NamesThatAreNotUtf8GoToTheTrashToo) {
+    const QByteArray cachesBytes = QFile::encodeName(caches);
+    const QByteArray file = "bad\xffname.cache";
+    const QByteArray folder = "caf\xe9";
+    ASSERT_EQ(::mkdir(cachesBytes + "/" + folder, 0700), 0);
+    const int written = ::open(cachesBytes + "/" + folder + "/" + file, O_CREAT | O_WRONLY, 0600);
+    ASSERT_GE(written, 0);
+    ::close(written);
+    const int loose = ::open(cachesBytes + "/" + file, O_CREAT | O_WRONLY, 0600);
+    ASSERT_GE(loose, 0);
+    ::close(loose);
+    writeFile(cache("plain"), "p");
+
+    const TaskRunResult result = world.run("User Cache Cleaner");
+
+    EXPECT_TRUE(result.success);
+    EXPECT_EQ(result.movedItems, 3);
+    EXPECT_EQ(result.puttableBack, 1);
+    EXPECT_TRUE(result.output.startsWith("2 items with a name that is not valid UTF-8 can be "
+                                         "restored from the Trash with a file manager"))
+        << result.output.toStdString();
+    struct stat info {};
+    EXPECT_NE(::lstat(cachesBytes + "/" + file, &info), 0) << "left in the caches";
+    const QByteArray files = QFile::encodeName(Trash::filesFolder());
+    EXPECT_EQ(::lstat(files + "/" + file, &info), 0);
+    EXPECT_EQ(::lstat(files + "/" + folder + "/" + file, &info), 0);
+    QFile rawRecord;
+    const int recordFile =
+        ::open(QFile::encodeName(Trash::infoFolder()) + "/" + file + ".trashinfo", O_RDONLY);
+    ASSERT_GE(recordFile, 0);
+    ASSERT_TRUE(rawRecord.open(recordFile, QIODevice::ReadOnly, QFile::AutoCloseHandle));
+    const QByteArray recorded = rawRecord.readAll();
+    EXPECT_TRUE(recorded.contains("/bad%FFname.cache\n")) << recorded.toStdString();
 }
 
 TEST_F(TrashTasksTest, EmptyCacheFolderSucceedsAndFreesNothing) {
