@@ -5,6 +5,7 @@
 #include "app/pages/TaskListPanel.h"
 
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -24,20 +25,27 @@ CleanupPage::CleanupPage(OptimizationTaskRunner& runner, Settings& settings, Clo
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 24);
     layout->setSpacing(12);
-    auto* top = new QHBoxLayout;
-    top->addWidget(new PageHeader(pageSymbol(Category::cleanup), pageTitle(Category::cleanup),
-                                  QStringLiteral("Caches, logs and the Trash, measured and "
-                                                 "cleaned. What User Cache Cleaner moves to the "
-                                                 "Trash can be put back from the Activity tab; "
-                                                 "tasks that delete permanently ask first."),
-                                  this),
-                   1);
+    layout->addWidget(new PageHeader(pageSymbol(Category::cleanup), pageTitle(Category::cleanup),
+                                     QStringLiteral("Caches, logs and the Trash, measured and "
+                                                    "cleaned."),
+                                     this));
+    auto* bar = new QHBoxLayout;
+    bar->setSpacing(16);
+    // Put Back is not what every task here offers: say which one does.
+    auto* undo = new QLabel(QStringLiteral("What User Cache Cleaner moves to the Trash can be put "
+                                           "back from the Activity tab. Tasks marked “Deletes "
+                                           "permanently” ask first, saying what goes and how "
+                                           "much."),
+                            this);
+    undo->setObjectName(QStringLiteral("pageSubtitle"));
+    undo->setWordWrap(true);
+    bar->addWidget(undo, 1);
     smartScan_->setObjectName(QStringLiteral("smartScan"));
     smartScan_->setToolTip(QStringLiteral("Shows the Smart Scan's tasks, on this page and on "
                                           "Maintenance, with what each would touch; runs the "
                                           "ones you tick and sums up what they did."));
-    top->addWidget(smartScan_, 0, Qt::AlignVCenter);
-    layout->addLayout(top);
+    bar->addWidget(smartScan_, 0, Qt::AlignVCenter);
+    layout->addLayout(bar);
     layout->addWidget(panel_, 1);
     connect(smartScan_, &QPushButton::clicked, this, &CleanupPage::startSmartScan);
 }

@@ -45,7 +45,9 @@ TaskRow::TaskRow(const OptimizationTask& task, QWidget* parent)
     top->setSpacing(8);
     auto* title = new QLabel(QStringLiteral("<b>%1</b>").arg(task.title.toHtmlEscaped()), this);
     top->addWidget(title);
-    top->addWidget(badge(rawValue(task.impactLevel), impactColor(task.impactLevel), this));
+    // "Safe" beside "Deletes permanently" would read as a contradiction.
+    if (!task.deletesPermanently() || task.impactLevel != ImpactLevel::safe)
+        top->addWidget(badge(rawValue(task.impactLevel), impactColor(task.impactLevel), this));
     if (task.requiresSudo) {
         QLabel* admin =
             badge(QStringLiteral("Needs administrator"), QStringLiteral("#5a6270"), this);

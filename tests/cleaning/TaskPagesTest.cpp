@@ -38,6 +38,7 @@ void saveShots(QWidget& widget, const QString& name) {
     for (const char* appearance : {"light", "dark"}) {
         settings.setValue(kAppearanceKey, QString::fromLatin1(appearance));
         AppearanceController(settings).apply();
+        QCoreApplication::processEvents(); // lays the page out again in the new style
         widget.grab().save(folder + "/" + name + "-" + appearance + ".png");
     }
 }
@@ -92,6 +93,8 @@ TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
     ASSERT_TRUE(waitFor([&] { return row->sizeText() != "Measuring..."; }));
     EXPECT_TRUE(row->sizeText().endsWith("kB")) << row->sizeText().toStdString();
 
+    bool remeasured = false;
+    QObject::connect(&panel, &TaskListPanel::sizesMeasured, [&] { remeasured = true; });
     row->findChild<QPushButton*>()->click();
     EXPECT_FALSE(row->isRunEnabled());
     EXPECT_EQ(status.message(), "Running User Cache Cleaner...");
@@ -106,6 +109,7 @@ TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
     EXPECT_TRUE(status.message().value_or("").endsWith(" kB to the Trash."));
     EXPECT_FALSE(status.isActive());
     panel.overlay()->dismiss();
+    ASSERT_TRUE(waitFor([&] { return remeasured; }));
     saveShots(page, "cleanup-page");
 }
 
@@ -127,6 +131,8 @@ TEST_F(TaskPagesTest, RiskyTasksAskFirstAndDecliningRunsNothing) {
     EXPECT_TRUE(world.history.entries().isEmpty());
     EXPECT_TRUE(world.privilege.prompt.lines.isEmpty());
 
+    page.resize(900, 700);
+    saveShots(page, "maintenance-page");
     page.findChild<QPushButton*>("openPowerUser")->click();
     EXPECT_EQ(navigation.currentPage(), "powerUser");
 }
