@@ -12,9 +12,12 @@
 #include "tests/cleaning/CleaningTestSupport.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QCheckBox>
 #include <QDeadlineTimer>
+#include <QMessageBox>
 #include <QPushButton>
+#include <QTimer>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -147,13 +150,27 @@ TEST_F(TaskPagesTest, DeletingTasksSayWhatAndHowMuchBeforeDeletingAnything) {
     CleanupPage page(runner, world.privilege.settings, world.clock, world.registry);
     TaskListPanel& panel = *page.tasks();
 
-    answer(panel, false);
+    // The real question, declined.
+    QString asked;
+    QString button;
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box)
+            return;
+        poll.stop();
+        asked = box->text() + "\n" + box->informativeText();
+        button = box->buttons().first()->text() + "/" + box->buttons().last()->text();
+        saveShots(*box, "delete-question");
+        box->reject();
+    });
+    poll.start(20);
     EXPECT_TRUE(panel.runTask(panel.row("Trash Management")->task()));
-    ASSERT_TRUE(waitFor([&] { return !questions.isEmpty(); }));
-    EXPECT_EQ(questions.last(), "Run “Trash Management”?");
-    EXPECT_TRUE(informative.last().startsWith("This permanently deletes 2 items (1"));
-    EXPECT_TRUE(informative.last().endsWith(" kB) from the Trash. This cannot be undone."))
-        << informative.last().toStdString();
+    ASSERT_TRUE(waitFor([&] { return !asked.isEmpty(); }));
+    EXPECT_TRUE(asked.startsWith("Run “Trash Management”?\nThis permanently deletes 2 items (1"));
+    EXPECT_TRUE(asked.endsWith(" kB) from the Trash. This cannot be undone."))
+        << asked.toStdString();
+    EXPECT_TRUE(button.contains("Delete Permanently")) << button.toStdString();
     QCoreApplication::processEvents();
     EXPECT_EQ(entries(Trash::filesFolder()).size(), 2) << "declined: nothing deleted";
     EXPECT_TRUE(world.history.entries().isEmpty());
