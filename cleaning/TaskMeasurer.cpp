@@ -69,7 +69,6 @@ TaskMeasurer::~TaskMeasurer() {
 }
 
 void TaskMeasurer::measure(const QList<OptimizationTask>& tasks, Done done) {
-    ++pending_;
     QPointer<TaskMeasurer> self(this);
     pool_.start([self, cancel = cancel_, tasks, done = std::move(done)] {
         QList<TaskMeasurement> measured;
@@ -78,10 +77,8 @@ void TaskMeasurer::measure(const QList<OptimizationTask>& tasks, Done done) {
         if (cancel->load())
             return;
         QMetaObject::invokeMethod(self.data(), [self, measured, done] {
-            if (!self)
-                return;
-            --self->pending_;
-            done(measured);
+            if (self)
+                done(measured);
         });
     });
 }

@@ -43,12 +43,10 @@ public:
 
     // One measurement per task, in their order.
     void measure(const QList<OptimizationTask>& tasks, Done done);
-    bool isMeasuring() const { return pending_ > 0; }
 
 private:
     QThreadPool pool_;
     std::shared_ptr<std::atomic<bool>> cancel_ = std::make_shared<std::atomic<bool>>(false);
-    int pending_ = 0;
 };
 
 } // namespace velmox

@@ -226,7 +226,7 @@ void TaskListPanel::showResult(const QString& title, const TaskRunResult& result
 }
 
 void TaskListPanel::measureSizes() {
-    if (measurer_->isMeasuring()) {
+    if (measuringSizes_) {
         measureAgain_ = true;
         return;
     }
@@ -236,6 +236,7 @@ void TaskListPanel::measureSizes() {
             measured.append(row->task());
     if (measured.isEmpty())
         return;
+    measuringSizes_ = true;
     QPointer<TaskListPanel> self(this);
     measurer_->measure(measured, [self, measured](const QList<TaskMeasurement>& sizes) {
         if (!self)
@@ -243,6 +244,7 @@ void TaskListPanel::measureSizes() {
         for (qsizetype i = 0; i < measured.size() && i < sizes.size(); ++i)
             if (TaskRow* row = self->row(measured.at(i).title))
                 row->setMeasuredSize(sizes.at(i).bytes);
+        self->measuringSizes_ = false;
         emit self->sizesMeasured();
         if (std::exchange(self->measureAgain_, false))
             self->measureSizes();

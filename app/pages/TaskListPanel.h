@@ -84,6 +84,7 @@ private:
     TaskMeasurer* measurer_;
     Clock& clock_;
     std::unique_ptr<ScheduledJob> remeasure_;
+    bool measuringSizes_ = false;
     bool measureAgain_ = false;
     ConfirmHandler confirm_;
     PreviewHandler preview_;

@@ -296,6 +296,13 @@ TEST_F(TaskPagesTest, RowsFollowRunsAndTheDiskWhileThePageIsShown) {
     EXPECT_TRUE(row->sizeText().endsWith(" MB"));
     ASSERT_TRUE(measuredOnce([&] { page.show(); }));
     EXPECT_FALSE(row->sizeText().endsWith(" MB")) << sizes().toStdString();
+
+    // A page that goes while it measures stops its worker first; nothing arrives afterwards.
+    auto gone = std::make_unique<CleanupPage>(runner, world.privilege.settings, world.clock,
+                                              world.registry);
+    gone->show();
+    gone.reset();
+    QCoreApplication::processEvents();
 }
 
 } // namespace
