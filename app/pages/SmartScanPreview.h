@@ -22,7 +22,6 @@ public:
     // One tick per task of the plan.
     QList<bool> chosen() const;
     QCheckBox* checkBox(const QString& title) const;
-    QPushButton* runButton() const { return run_; }
 
 private:
     void updateRunButton();
