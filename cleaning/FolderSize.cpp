@@ -15,6 +15,8 @@ namespace {
 
 class Measurer {
 public:
+    explicit Measurer(const std::atomic<bool>* cancel) : cancel_(cancel) {}
+
     qint64 total = 0;
 
     void measure(const QString& path) {
@@ -46,6 +48,8 @@ private:
             return;
         }
         while (const dirent* entry = ::readdir(listing)) {
+            if (cancel_ && cancel_->load(std::memory_order_relaxed))
+                break;
             const char* name = entry->d_name;
             if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
                 continue;
@@ -58,6 +62,7 @@ private:
         ::closedir(listing);
     }
 
+    const std::atomic<bool>* cancel_;
     std::set<std::pair<dev_t, ino_t>> seen_;
 };
 
@@ -67,8 +72,8 @@ qint64 FolderSize::allocatedBytes(const QString& path) {
     return allocatedBytes(QStringList{path});
 }
 
-qint64 FolderSize::allocatedBytes(const QStringList& paths) {
-    Measurer measurer;
+qint64 FolderSize::allocatedBytes(const QStringList& paths, const std::atomic<bool>* cancel) {
+    Measurer measurer(cancel);
     for (const QString& path : paths)
         if (!path.isEmpty())
             measurer.measure(path);

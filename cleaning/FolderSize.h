@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <atomic>
 
 namespace velmox {
 
@@ -11,7 +12,9 @@ namespace velmox {
 struct FolderSize {
     static qint64 allocatedBytes(const QString& path);
     // The paths together; a file reached through two of them counts once.
-    static qint64 allocatedBytes(const QStringList& paths);
+    // Stops early, returning what it counted, once `cancel` is set.
+    static qint64 allocatedBytes(const QStringList& paths,
+                                 const std::atomic<bool>* cancel = nullptr);
 };
 
 } // namespace velmox

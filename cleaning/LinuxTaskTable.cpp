@@ -116,6 +116,13 @@ QString hiddenFilesScript(bool show) {
            value + QStringLiteral(" 2>/dev/null; true; }");
 }
 
+// Offered in the Smart Scan's preview, but not run by it unless the user ticks it.
+OptimizationTask offeredOnly(OptimizationTask task) {
+    task.includeInSmartScan = false;
+    task.offeredInSmartScan = true;
+    return task;
+}
+
 } // namespace
 
 QList<OptimizationTask> OptimizationRegistry::linuxTable(const TaskPlaces& places) {
@@ -128,13 +135,15 @@ QList<OptimizationTask> OptimizationRegistry::linuxTable(const TaskPlaces& place
     const QString attachments =
         places.temporary + QStringLiteral("/mozilla_") + places.user + QLatin1Char('0');
     return {
-        taskRow("RAM Purge",
-                "Writes cached data to disk and makes Linux drop its page cache and cached file "
-                "metadata.",
-                C::performanceSuite,
-                "/usr/bin/sync; echo 3 > " +
-                    quoted(places.system(QStringLiteral("/proc/sys/vm/drop_caches"))),
-                true, high, {}, true),
+        offeredOnly(taskRow(
+            "RAM Purge",
+            "Writes cached data to disk and makes Linux drop its page cache and cached file "
+            "metadata. Linux then reads from disk again what it had cached, so the system is "
+            "slower for a while; the Smart Scan leaves it out unless you tick it.",
+            C::performanceSuite,
+            "/usr/bin/sync; echo 3 > " +
+                quoted(places.system(QStringLiteral("/proc/sys/vm/drop_caches"))),
+            true, high, {}, true)),
         taskRow("DNS Cache Flush",
                 "Clears the resolver's cache (systemd-resolved or nscd) to fix name lookups.",
                 C::performanceSuite, dnsFlushScript(), true, high, {}, true),
@@ -151,43 +160,57 @@ QList<OptimizationTask> OptimizationRegistry::linuxTable(const TaskPlaces& place
                 C::systemCleanup, fontCacheScript(places), true, moderate,
                 {places.system(QStringLiteral("/var/cache/fontconfig")), caches + "/fontconfig"},
                 true),
-        taskRow("System Cache Cleaner",
-                "Permanently deletes the package manager's cache of downloaded packages (apt, "
-                "dnf, pacman or zypper); nothing goes to the Trash. Packages are downloaded "
-                "again when needed.",
-                C::systemCleanup, packageCacheScript(places), true, high,
-                {places.system(QStringLiteral("/var/cache/apt")),
-                 places.system(QStringLiteral("/var/cache/dnf")),
-                 places.system(QStringLiteral("/var/cache/pacman/pkg")),
-                 places.system(QStringLiteral("/var/cache/zypp"))},
-                true),
+        deleting(
+            taskRow("System Cache Cleaner",
+                    "Permanently deletes the package manager's cache of downloaded packages (apt, "
+                    "dnf, pacman or zypper); nothing goes to the Trash. Packages are downloaded "
+                    "again when needed.",
+                    C::systemCleanup, packageCacheScript(places), true, high,
+                    {places.system(QStringLiteral("/var/cache/apt")),
+                     places.system(QStringLiteral("/var/cache/dnf")),
+                     places.system(QStringLiteral("/var/cache/pacman/pkg")),
+                     places.system(QStringLiteral("/var/cache/zypp"))},
+                    true),
+            {"the downloaded packages", "in the package manager's cache", {}}),
         taskRow("User Cache Cleaner",
                 "Moves the contents of " + cachesShown +
                     " to the Trash. Apps rebuild their caches as needed.",
                 C::systemCleanup, {}, false, safe, {caches}, true, TaskWork::moveToTrash),
-        taskRow("Log File Scrubber",
-                "Deletes system logs older than 7 days: old journal entries and rotated files "
-                "in /var/log.",
-                C::systemCleanup, logScrubScript(places), true, high,
-                {places.system(QStringLiteral("/var/log"))}, true),
-        taskRow("Mail Attachment Remover",
-                "Removes the local copies of email attachments that Thunderbird saved when you "
-                "opened them.",
-                C::systemCleanup, "/bin/rm -rf " + quoted(attachments) + " 2>/dev/null || true",
-                false, safe, {attachments}, false),
-        taskRow("Trash Management",
+        deleting(
+            taskRow("Log File Scrubber",
+                    "Deletes system logs older than 7 days: old journal entries and rotated files "
+                    "in /var/log.",
+                    C::systemCleanup, logScrubScript(places), true, high,
+                    {places.system(QStringLiteral("/var/log"))}, true),
+            {"system logs older than 7 days",
+             "in " + places.system(QStringLiteral("/var/log")),
+             {}}),
+        deleting(
+            taskRow("Mail Attachment Remover",
+                    "Permanently deletes the local copies of email attachments that Thunderbird "
+                    "saved when you opened them.",
+                    C::systemCleanup, "/bin/rm -rf " + quoted(attachments) + " 2>/dev/null || true",
+                    false, safe, {attachments}, false),
+            {{}, "from Thunderbird's opened attachments", {attachments}}),
+        deleting(
+            taskRow(
+                "Trash Management",
                 "Permanently empties your Trash (~/.local/share/Trash). Trashes on other drives "
                 "are not touched.",
                 C::systemCleanup, emptyTrashScript(places), false, safe, {places.trash}, false),
+            {{}, "from the Trash", {places.trash + "/files"}}),
         taskRow("Clipboard History Flusher",
                 "Clears the desktop clipboard and selection to protect sensitive copied text and "
                 "passwords.",
                 C::systemCleanup, clipboardScript(), false, safe, {}, false),
-        taskRow("Speech & Dictation Cache Cleaner",
-                "Cleans the cached files and logs of the speech service (speech-dispatcher).",
-                C::systemCleanup,
-                "/bin/rm -rf " + quoted(caches + "/speech-dispatcher") + " 2>/dev/null || true",
-                false, safe, {caches + "/speech-dispatcher"}, true),
+        deleting(
+            taskRow("Speech & Dictation Cache Cleaner",
+                    "Permanently deletes the cached files and logs of the speech service "
+                    "(speech-dispatcher).",
+                    C::systemCleanup,
+                    "/bin/rm -rf " + quoted(caches + "/speech-dispatcher") + " 2>/dev/null || true",
+                    false, safe, {caches + "/speech-dispatcher"}, true),
+            {{}, "from the speech service's cache", {caches + "/speech-dispatcher"}}),
         taskRow("Hung Process Killer",
                 "Finds the apps whose windows no longer answer the desktop and ends them once "
                 "you confirm.",

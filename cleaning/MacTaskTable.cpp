@@ -53,9 +53,11 @@ QList<OptimizationTask> OptimizationRegistry::macTable(const TaskPlaces& places)
                 "else echo \"periodic isn't included in this macOS version - nothing to run.\"; "
                 "fi",
                 true, high, {}, true),
-        taskRow("Time Machine Snapshot Slimmer",
-                "Deletes local 'Thin' snapshots that occupy hidden disk space.", C::maintenance,
-                "/usr/bin/tmutil thinlocalsnapshots / 10000000000 4", true, high, {}, true),
+        deleting(taskRow("Time Machine Snapshot Slimmer",
+                         "Deletes local 'Thin' snapshots that occupy hidden disk space.",
+                         C::maintenance, "/usr/bin/tmutil thinlocalsnapshots / 10000000000 4", true,
+                         high, {}, true),
+                 {"local Time Machine snapshots", {}, {}}),
         taskRow("Font Cache Cleaner",
                 "Safely clears system and user font caches to resolve garbled text and display "
                 "issues.",
@@ -65,53 +67,64 @@ QList<OptimizationTask> OptimizationRegistry::macTable(const TaskPlaces& places)
                     "-shutdown; /usr/bin/atsutil server -ping",
                 true, moderate,
                 {"/Library/Caches/com.apple.ATS", home + "/Library/Caches/com.apple.ATS"}, true),
-        taskRow("System Cache Cleaner",
-                "Moves third-party caches in /Library/Caches to the Trash (Apple's own "
-                "com.apple.* caches are left alone).",
-                C::systemCleanup,
-                "/usr/bin/find /Library/Caches -mindepth 1 -maxdepth 1 ! -name 'com.apple.*' "
-                "-exec /bin/mv -n {} \"" +
-                    home + "/.Trash/\" \\; 2>/dev/null; /usr/sbin/chown -R \"" + user + "\" \"" +
-                    home + "/.Trash\" 2>/dev/null; true",
-                true, high, {"/Library/Caches"}, true),
+        trashing(
+            taskRow("System Cache Cleaner",
+                    "Moves third-party caches in /Library/Caches to the Trash (Apple's own "
+                    "com.apple.* caches are left alone).",
+                    C::systemCleanup,
+                    "/usr/bin/find /Library/Caches -mindepth 1 -maxdepth 1 ! -name 'com.apple.*' "
+                    "-exec /bin/mv -n {} \"" +
+                        home + "/.Trash/\" \\; 2>/dev/null; /usr/sbin/chown -R \"" + user +
+                        "\" \"" + home + "/.Trash\" 2>/dev/null; true",
+                    true, high, {"/Library/Caches"}, true)),
         // The application moves the items itself, so that each can be put back.
         taskRow("User Cache Cleaner",
                 "Moves the contents of ~/Library/Caches to the Trash. Apps rebuild their caches "
                 "as needed.",
                 C::systemCleanup, "mv ~/Library/Caches/* ~/.Trash/ 2>/dev/null || true", false,
                 safe, {home + "/Library/Caches"}, true, TaskWork::moveToTrash),
-        taskRow("Log File Scrubber",
-                "Deletes system and user log files (.log, .asl) older than 7 days.",
-                C::systemCleanup,
-                "/usr/bin/find /Library/Logs \"" + home +
-                    "/Library/Logs\" -type f \\( -name '*.log' -o -name '*.log.*' -o -name "
-                    "'*.asl' \\) -mtime +7 -delete 2>/dev/null; true",
-                true, high, {"/Library/Logs", home + "/Library/Logs"}, true),
-        taskRow("Mail Attachment Remover",
-                "Locates and removes local copies of downloaded email attachments.",
-                C::systemCleanup,
-                "mv ~/Library/Containers/com.apple.mail/Data/Library/Mail\\ Downloads/* "
-                "~/.Trash/ 2>/dev/null || true",
-                false, safe,
-                {home + "/Library/Containers/com.apple.mail/Data/Library/Mail Downloads"}, false),
-        taskRow("Trash Management",
+        deleting(
+            taskRow("Log File Scrubber",
+                    "Deletes system and user log files (.log, .asl) older than 7 days.",
+                    C::systemCleanup,
+                    "/usr/bin/find /Library/Logs \"" + home +
+                        "/Library/Logs\" -type f \\( -name '*.log' -o -name '*.log.*' -o -name "
+                        "'*.asl' \\) -mtime +7 -delete 2>/dev/null; true",
+                    true, high, {"/Library/Logs", home + "/Library/Logs"}, true),
+            {"log files older than 7 days", "in /Library/Logs and ~/Library/Logs", {}}),
+        trashing(taskRow(
+            "Mail Attachment Remover",
+            "Locates and removes local copies of downloaded email attachments.", C::systemCleanup,
+            "mv ~/Library/Containers/com.apple.mail/Data/Library/Mail\\ Downloads/* "
+            "~/.Trash/ 2>/dev/null || true",
+            false, safe, {home + "/Library/Containers/com.apple.mail/Data/Library/Mail Downloads"},
+            false)),
+        deleting(
+            taskRow(
+                "Trash Management",
                 "Permanently empties your Trash (~/.Trash). Trashes on other volumes are not "
                 "touched.",
                 C::systemCleanup,
                 "/usr/bin/find \"" + home +
                     "/.Trash\" -mindepth 1 -maxdepth 1 -exec /bin/rm -rf {} + 2>/dev/null; true",
                 false, safe, {home + "/.Trash"}, false),
+            {{}, "from the Trash", {home + "/.Trash"}}),
         taskRow("Clipboard History Flusher",
                 "Flushes the macOS clipboard buffer and clears pasteboard contents to protect "
                 "sensitive copied text and passwords.",
                 C::systemCleanup, "/usr/bin/pbcopy < /dev/null", false, safe, {}, false),
-        taskRow("Speech & Dictation Cache Cleaner",
+        deleting(
+            taskRow(
+                "Speech & Dictation Cache Cleaner",
                 "Cleans cached temporary files and audio fragments from macOS speech recognition "
                 "and dictation.",
                 C::systemCleanup,
                 "/bin/rm -rf ~/Library/Caches/com.apple.SpeechRecognitionCore* "
                 "~/Library/Caches/com.apple.speech* 2>/dev/null || true",
                 false, safe, {home + "/Library/Caches/com.apple.SpeechRecognitionCore"}, true),
+            {{},
+             "from the speech recognition cache",
+             {home + "/Library/Caches/com.apple.SpeechRecognitionCore"}}),
         taskRow("Hung Process Killer",
                 "Detects apps macOS reports as 'Not Responding' and force quits them.",
                 C::appManagement, {}, false, high, {}, true, TaskWork::endHungProcesses),

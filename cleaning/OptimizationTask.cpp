@@ -90,6 +90,7 @@ QJsonObject toJson(const OptimizationTask& task) {
         {QStringLiteral("pathsToMeasure"), QJsonArray::fromStringList(task.pathsToMeasure)},
         {QStringLiteral("includeInSmartScan"), task.includeInSmartScan},
         {QStringLiteral("work"), rawValue(task.work)},
+        {QStringLiteral("deletesPermanently"), task.deletesPermanently()},
     };
 }
 

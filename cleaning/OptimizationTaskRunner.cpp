@@ -63,15 +63,31 @@ Work moveToTrash(const OptimizationTask& task) {
     const QString caches = QDir::cleanPath(PlatformPaths::userCaches());
     Work work;
     work.moved = static_cast<int>(outcome.moved.size());
-    for (const TrashMover::Moved& item : outcome.moved)
-        if (QDir::cleanPath(item.folder) == caches)
-            work.undo.append({item.name, item.trashName});
+    // The activity log holds names as text: a name that is not valid UTF-8 can't be written
+    // there, so such an item is restored from the Trash by a file manager instead.
+    qsizetype notText = 0;
+    for (const TrashMover::Moved& item : outcome.moved) {
+        if (QDir::cleanPath(item.folder) != caches)
+            continue;
+        if (QUtf8StringView(item.name).isValidUtf8() &&
+            QUtf8StringView(item.trashName).isValidUtf8())
+            work.undo.append({QString::fromUtf8(item.name), QString::fromUtf8(item.trashName)});
+        else
+            ++notText;
+    }
     work.success = outcome.failures.isEmpty() || !outcome.moved.isEmpty();
-    work.output = QStringLiteral("Moved %1 item(s) to the Trash.").arg(work.moved);
+    QStringList notes;
+    if (notText > 0)
+        notes << QStringLiteral("%1 with a name that is not valid UTF-8 can be restored from the "
+                                "Trash with a file manager, not with Put Back.")
+                     .arg(itemCount(notText));
     if (!outcome.failures.isEmpty())
-        work.output += QStringLiteral(" %1 item(s) stayed where they were. %2")
-                           .arg(outcome.failures.size())
-                           .arg(outcome.failures.first());
+        notes << QStringLiteral("%1 stayed where %2. %3")
+                     .arg(itemCount(outcome.failures.size()),
+                          outcome.failures.size() == 1 ? QStringLiteral("it was")
+                                                       : QStringLiteral("they were"),
+                          outcome.failures.first());
+    work.output = notes.join(QLatin1Char(' '));
     return work;
 }
 
@@ -115,6 +131,7 @@ TaskRunResult execute(const OptimizationTask& task, ShellHelper& shell, ActionHi
     }
     result.bytesAfter = FolderSize::allocatedBytes(task.pathsToMeasure);
     result.success = work.success;
+    result.movedToTrash = task.movesToTrash;
     result.output = work.output;
     result.movedItems = work.moved;
     result.puttableBack = static_cast<int>(work.undo.size());

@@ -20,7 +20,8 @@ class ShellHelper;
 // Runs maintenance tasks: root tasks through ShellHelper (the saved password, else the
 // system prompt), the others through the zsh entry of TaskRunner, and the application's own
 // tasks in process. The folders of each task are measured before and after, and every run
-// adds one activity entry with the title, the outcome and the space freed.
+// adds one activity entry with the title, the outcome and the space freed (or moved to the
+// Trash, which frees nothing until the Trash is emptied).
 //
 // The runner owns the worker threads of its runs: the shell helper and the activity log must
 // outlive it, and destroying it waits for the runs still under way, so each still records its

@@ -18,7 +18,22 @@ inline OptimizationTask taskRow(QString title, QString description, TaskCategory
             impact,
             std::move(pathsToMeasure),
             includeInSmartScan,
-            work};
+            false,
+            work,
+            work == TaskWork::moveToTrash,
+            std::nullopt};
+}
+
+// `task`, marked as moving to the Trash by its script.
+inline OptimizationTask trashing(OptimizationTask task) {
+    task.movesToTrash = true;
+    return task;
+}
+
+// `task`, marked as deleting for good what `deletion` says.
+inline OptimizationTask deleting(OptimizationTask task, PermanentDeletion deletion) {
+    task.deletion = std::move(deletion);
+    return task;
 }
 
 } // namespace velmox

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -8,12 +9,13 @@
 namespace velmox {
 
 // Moves the contents of folders into the user's Trash one item at a time, never
-// overwriting: an item whose name is taken in the Trash gets a new name there.
+// overwriting: an item whose name is taken in the Trash gets a new name there. Names are read
+// and moved as bytes, so names that are not valid UTF-8 go like any other.
 struct TrashMover {
     struct Moved {
         QString folder;
-        QString name;      // inside `folder`
-        QString trashName; // inside the Trash
+        QByteArray name;      // inside `folder`
+        QByteArray trashName; // inside the Trash
     };
     struct Outcome {
         QList<Moved> moved;

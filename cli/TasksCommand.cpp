@@ -1,6 +1,7 @@
 // velmox tasks: the maintenance tasks on the command line.
 #include "cleaning/OptimizationRegistry.h"
 #include "cleaning/OptimizationTaskRunner.h"
+#include "cleaning/TaskMeasurer.h"
 #include "cli/CliCommand.h"
 #include "platform/PromptElevation.h"
 #include "platform/QtKeychainSecretStore.h"
@@ -36,6 +37,7 @@ void printList(const QList<OptimizationTask>& tasks, QTextStream& out) {
             headed = true;
             out << "  " << task.title << " (" << OptimizationRegistry::key(task) << ")  ["
                 << rawValue(task.impactLevel) << (task.requiresSudo ? ", needs administrator" : "")
+                << (task.deletesPermanently() ? ", deletes permanently" : "")
                 << (task.includeInSmartScan ? ", Smart Scan" : "") << "]\n    " << task.description
                 << '\n';
         }
@@ -90,6 +92,13 @@ int runTask(const QString& name, bool yes, CliIO& io) {
     if (!task) {
         io.err << "There is no task called “" << name
                << "”. Run “velmox tasks list” to see every title and key.\n";
+        return 1;
+    }
+    // Deleting for good is never asked about on the terminal: it takes --yes, after the user
+    // has been told what goes and how much.
+    if (task->deletesPermanently() && !yes) {
+        io.err << "“" << task->title << "”: " << deletionSentence(*task, TaskMeasurement::of(*task))
+               << " Nothing was run: add --yes to go ahead.\n";
         return 1;
     }
     OptimizationTaskRunner::AppsToEnd appsToEnd;

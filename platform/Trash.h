@@ -2,6 +2,7 @@
 
 #include "services/Result.h"
 
+#include <QByteArray>
 #include <QString>
 
 namespace velmox {
@@ -14,7 +15,10 @@ struct Trash {
     // Where the .trashinfo files live (the same as filesFolder() where there are none).
     static QString infoFolder();
     // Moves `path` (a symbolic link itself, not its target) into the Trash and returns the name
-    // it got there; a taken name gets a numbered one ("name 2", "report 2.pdf").
+    // it got there; a taken name gets a numbered one ("name 2", "report 2.pdf"). Paths and
+    // names are bytes: they need not be valid UTF-8.
+    static Result<QByteArray> moveToTrashBytes(const QByteArray& path);
+    // The same for a path held as text.
     static Result<QString> moveToTrash(const QString& path);
     static QString itemPath(const QString& trashName);
     // Moves a trashed item back to `destination` and drops its .trashinfo. Fails, moving

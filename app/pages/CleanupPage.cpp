@@ -5,6 +5,7 @@
 #include "app/pages/TaskListPanel.h"
 
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -16,33 +17,41 @@ const QList<TaskCategory>& CleanupPage::categories() {
     return shown;
 }
 
-CleanupPage::CleanupPage(OptimizationTaskRunner& runner, const OptimizationRegistry& registry,
-                         QWidget* parent)
-    : QWidget(parent), registry_(registry),
-      panel_(new TaskListPanel(registry.allTasks(), categories(), runner, this)),
+CleanupPage::CleanupPage(OptimizationTaskRunner& runner, Settings& settings, Clock& clock,
+                         const OptimizationRegistry& registry, QWidget* parent)
+    : QWidget(parent), settings_(settings), registry_(registry),
+      panel_(new TaskListPanel(registry.allTasks(), categories(), runner, clock, this)),
       smartScan_(new QPushButton(QStringLiteral("Smart Scan"), this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 24);
     layout->setSpacing(12);
-    auto* top = new QHBoxLayout;
-    top->addWidget(new PageHeader(pageSymbol(Category::cleanup), pageTitle(Category::cleanup),
-                                  QStringLiteral("Caches, logs and the Trash, measured and "
-                                                 "cleaned. Moved items can be put back from the "
-                                                 "Activity tab."),
-                                  this),
-                   1);
+    layout->addWidget(new PageHeader(pageSymbol(Category::cleanup), pageTitle(Category::cleanup),
+                                     QStringLiteral("Caches, logs and the Trash, measured and "
+                                                    "cleaned."),
+                                     this));
+    auto* bar = new QHBoxLayout;
+    bar->setSpacing(16);
+    // Put Back is not what every task here offers: say which one does.
+    auto* undo = new QLabel(QStringLiteral("What User Cache Cleaner moves to the Trash can be put "
+                                           "back from the Activity tab. Tasks marked “Deletes "
+                                           "permanently” ask first, saying what goes and how "
+                                           "much."),
+                            this);
+    undo->setObjectName(QStringLiteral("pageSubtitle"));
+    undo->setWordWrap(true);
+    bar->addWidget(undo, 1);
     smartScan_->setObjectName(QStringLiteral("smartScan"));
-    smartScan_->setToolTip(QStringLiteral("Runs every task marked for the Smart Scan, on this "
-                                          "page and on Maintenance, and sums up what they "
-                                          "freed."));
-    top->addWidget(smartScan_, 0, Qt::AlignVCenter);
-    layout->addLayout(top);
+    smartScan_->setToolTip(QStringLiteral("Shows the Smart Scan's tasks, on this page and on "
+                                          "Maintenance, with what each would touch; runs the "
+                                          "ones you tick and sums up what they did."));
+    bar->addWidget(smartScan_, 0, Qt::AlignVCenter);
+    layout->addLayout(bar);
     layout->addWidget(panel_, 1);
     connect(smartScan_, &QPushButton::clicked, this, &CleanupPage::startSmartScan);
 }
 
 bool CleanupPage::startSmartScan() {
-    return panel_->runSmartScan(SmartScan::marked(registry_.allTasks()));
+    return panel_->runSmartScan(SmartScan::offered(registry_.allTasks()), settings_);
 }
 
 } // namespace velmox

@@ -51,8 +51,10 @@ const QList<TaskCategory>& MaintenancePage::categories() {
 }
 
 MaintenancePage::MaintenancePage(OptimizationTaskRunner& runner, AppNavigationState& navigation,
-                                 const OptimizationRegistry& registry, QWidget* parent)
-    : QWidget(parent), panel_(new TaskListPanel(registry.allTasks(), categories(), runner, this)) {
+                                 Clock& clock, const OptimizationRegistry& registry,
+                                 QWidget* parent)
+    : QWidget(parent),
+      panel_(new TaskListPanel(registry.allTasks(), categories(), runner, clock, this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 24);
     layout->setSpacing(12);

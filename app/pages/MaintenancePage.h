@@ -7,6 +7,7 @@
 namespace velmox {
 
 class AppNavigationState;
+class Clock;
 class OptimizationTaskRunner;
 class TaskListPanel;
 
@@ -18,7 +19,8 @@ public:
     static const QList<TaskCategory>& categories();
 
     // `runner` is the application's one task runner, shared with every other page.
-    MaintenancePage(OptimizationTaskRunner& runner, AppNavigationState& navigation,
+    // `clock` paces the measuring of the cards and must outlive the page.
+    MaintenancePage(OptimizationTaskRunner& runner, AppNavigationState& navigation, Clock& clock,
                     const OptimizationRegistry& registry = OptimizationRegistry(),
                     QWidget* parent = nullptr);
 

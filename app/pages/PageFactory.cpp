@@ -19,9 +19,9 @@ QWidget* createPage(Category category, AppServices& services) {
     case Category::fanTemp:
         return new FanTempPage(services.monitor());
     case Category::cleanup:
-        return new CleanupPage(services.taskRunner());
+        return new CleanupPage(services.taskRunner(), services.settings(), services.clock());
     case Category::maintenance:
-        return new MaintenancePage(services.taskRunner(), services.navigation());
+        return new MaintenancePage(services.taskRunner(), services.navigation(), services.clock());
     case Category::powerUser:
         return new PowerUserPage(services);
     case Category::storageManager:

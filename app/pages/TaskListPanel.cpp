@@ -1,26 +1,27 @@
 #include "app/pages/TaskListPanel.h"
 
 #include "app/TaskStatusOverlay.h"
+#include "app/pages/SmartScanPreview.h"
 #include "app/pages/TaskRow.h"
-#include "cleaning/FolderSize.h"
 #include "cleaning/OptimizationTaskRunner.h"
+#include "services/Clock.h"
 
 #include <QLabel>
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
 #include <QScrollArea>
-#include <QThreadPool>
 #include <QVBoxLayout>
 
 namespace velmox {
 
 namespace {
 
-bool askWithDialog(QWidget* parent, const QString& question, const QString& informative) {
+bool askWithDialog(QWidget* parent, const QString& question, const QString& informative,
+                   const QString& action) {
     QMessageBox box(QMessageBox::Warning, question, question, QMessageBox::Cancel, parent);
     box.setInformativeText(informative);
-    QPushButton* confirm = box.addButton(QStringLiteral("Run"), QMessageBox::AcceptRole);
+    QPushButton* confirm = box.addButton(action, QMessageBox::AcceptRole);
     box.setDefaultButton(QMessageBox::Cancel);
     box.exec();
     return box.clickedButton() == static_cast<QAbstractButton*>(confirm);
@@ -40,8 +41,9 @@ QString cautions(const OptimizationTask& task) {
 
 TaskListPanel::TaskListPanel(const QList<OptimizationTask>& tasks,
                              const QList<TaskCategory>& categories, OptimizationTaskRunner& runner,
-                             QWidget* parent)
-    : QWidget(parent), runner_(runner), smartScan_(new SmartScan(runner, this)) {
+                             Clock& clock, QWidget* parent)
+    : QWidget(parent), runner_(runner), smartScan_(new SmartScan(runner, this)),
+      measurer_(new TaskMeasurer(this)), clock_(clock) {
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
     auto* scroll = new QScrollArea(this);
@@ -88,11 +90,30 @@ TaskListPanel::TaskListPanel(const QList<OptimizationTask>& tasks,
             started->setRunning(true);
     });
     connect(&runner_, &OptimizationTaskRunner::taskFinished, this, &TaskListPanel::showResult);
+    // Any run may change what any card measures (the Trash grows when caches go there).
+    connect(&runner_, &OptimizationTaskRunner::taskFinished, this, [this] {
+        if (isVisible())
+            measureSizes();
+    });
     connect(smartScan_, &SmartScan::finished, this, [this](const SmartScan::Summary& summary) {
         overlay_->showFinished(summary.text(), summary.failed.isEmpty());
         emit smartScanFinished(summary);
     });
+}
+
+TaskListPanel::~TaskListPanel() = default;
+
+void TaskListPanel::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
     measureSizes();
+    // The job belongs to the panel and stops with it.
+    remeasure_ = clock_.schedule(
+        kRemeasureInterval, [this] { measureSizes(); }, true, std::chrono::seconds(5));
+}
+
+void TaskListPanel::hideEvent(QHideEvent* event) {
+    remeasure_.reset();
+    QWidget::hideEvent(event);
 }
 
 TaskRow* TaskListPanel::row(const QString& title) const {
@@ -106,10 +127,11 @@ bool TaskListPanel::isBusy() const {
     return smartScan_->isRunning() || runner_.runningCount() > 0;
 }
 
-bool TaskListPanel::ask(const QString& question, const QString& informative) {
+bool TaskListPanel::ask(const QString& question, const QString& informative,
+                        const QString& action) {
     if (confirm_)
         return confirm_(question, informative);
-    return askWithDialog(this, question, informative);
+    return askWithDialog(this, question, informative, action);
 }
 
 bool TaskListPanel::runTask(const OptimizationTask& task) {
@@ -118,14 +140,30 @@ bool TaskListPanel::runTask(const OptimizationTask& task) {
     if (task.work == TaskWork::endHungProcesses) {
         overlay_->showProgress(QStringLiteral("Looking for apps that no longer answer..."));
         QPointer<TaskListPanel> self(this);
-        runner_.findUnresponsiveApps([self, task, question, informative](
-                                         const Result<OptimizationTaskRunner::Apps>& found) {
+        runner_.findUnresponsiveApps(
+            [self, task, question, informative](const Result<OptimizationTaskRunner::Apps>& found) {
+                if (!self)
+                    return;
+                self->overlay_->dismiss();
+                if (self->ask(question, UnresponsiveAppKiller::toEndSentence(found) +
+                                            QStringLiteral("\n\n") + informative))
+                    self->startTask(task, UnresponsiveAppKiller::pids(found));
+            });
+        return true;
+    }
+    if (task.deletesPermanently()) {
+        // Says what goes and how much, measured now, off this thread.
+        overlay_->showProgress(QStringLiteral("Measuring what %1 deletes...").arg(task.title));
+        QPointer<TaskListPanel> self(this);
+        measurer_->measure({task}, [self, task, question](const QList<TaskMeasurement>& measured) {
             if (!self)
                 return;
             self->overlay_->dismiss();
-            if (self->ask(question, UnresponsiveAppKiller::toEndSentence(found) +
-                                        QStringLiteral("\n\n") + informative))
-                self->startTask(task, UnresponsiveAppKiller::pids(found));
+            QString details = deletionSentence(task, measured.value(0));
+            if (const QString more = cautions(task); !more.isEmpty())
+                details += QStringLiteral("\n\n") + more;
+            if (self->ask(question, details, QStringLiteral("Delete Permanently")))
+                self->startTask(task, std::nullopt);
         });
         return true;
     }
@@ -148,36 +186,36 @@ void TaskListPanel::startTask(const OptimizationTask& task,
         std::move(appsToEnd));
 }
 
-bool TaskListPanel::runSmartScan(const QList<OptimizationTask>& tasks) {
-    if (tasks.isEmpty() || smartScan_->isRunning())
+bool TaskListPanel::runSmartScan(const QList<OptimizationTask>& offered, Settings& settings) {
+    if (offered.isEmpty() || smartScan_->isRunning())
         return false;
-    // Finding the apps it would end takes a few seconds.
-    overlay_->showProgress(QStringLiteral("Smart Scan: getting ready..."));
+    // Measuring and finding the apps it would end take a few seconds.
+    overlay_->showProgress(QStringLiteral("Smart Scan: measuring what it will touch..."));
     QPointer<TaskListPanel> self(this);
-    smartScan_->prepare(tasks, [self](const SmartScan::Plan& plan) {
+    smartScan_->prepare(offered, [self, &settings](const SmartScan::Plan& plan) {
         if (self)
-            self->confirmSmartScan(plan);
+            self->previewSmartScan(plan, settings);
     });
     return true;
 }
 
-void TaskListPanel::confirmSmartScan(const SmartScan::Plan& plan) {
+void TaskListPanel::previewSmartScan(const SmartScan::Plan& plan, Settings& settings) {
     overlay_->dismiss();
-    QStringList careful;
+    QList<bool> chosen;
     for (const OptimizationTask& task : plan.tasks)
-        if (task.needsConfirmation())
-            careful << task.title;
-    QString informative;
-    if (plan.unresponsive)
-        informative = UnresponsiveAppKiller::toEndSentence(*plan.unresponsive) +
-                      QStringLiteral("\n\n");
-    informative += QStringLiteral("It runs %1 tasks one after another.").arg(plan.tasks.size());
-    if (!careful.isEmpty())
-        informative += QStringLiteral(" These are High Impact or run as root: %1.")
-                           .arg(careful.join(QStringLiteral(", ")));
-    if ((careful.isEmpty() && !plan.unresponsive) ||
-        ask(QStringLiteral("Run the Smart Scan?"), informative))
-        smartScan_->start(plan);
+        chosen.append(SmartScan::isChosen(task, settings));
+    std::optional<QList<bool>> answer;
+    if (preview_) {
+        answer = preview_(plan, chosen);
+    } else {
+        SmartScanPreview preview(plan, chosen, this);
+        if (preview.exec() == QDialog::Accepted)
+            answer = preview.chosen();
+    }
+    if (!answer)
+        return;
+    SmartScan::rememberChoices(plan.tasks, *answer, settings);
+    smartScan_->start(plan.only(*answer));
 }
 
 void TaskListPanel::showResult(const QString& title, const TaskRunResult& result) {
@@ -188,25 +226,28 @@ void TaskListPanel::showResult(const QString& title, const TaskRunResult& result
 }
 
 void TaskListPanel::measureSizes() {
-    QList<std::pair<QString, QStringList>> folders;
-    for (TaskRow* row : rows_)
-        if (!row->task().pathsToMeasure.isEmpty()) {
-            row->setMeasuredSize(std::nullopt);
-            folders.append({row->task().title, row->task().pathsToMeasure});
-        }
+    if (measuringSizes_) {
+        measureAgain_ = true;
+        return;
+    }
+    QList<OptimizationTask> measured;
+    for (const TaskRow* row : rows_)
+        if (!row->task().pathsToMeasure.isEmpty())
+            measured.append(row->task());
+    if (measured.isEmpty())
+        return;
+    measuringSizes_ = true;
     QPointer<TaskListPanel> self(this);
-    QThreadPool::globalInstance()->start([self, folders] {
-        QList<std::pair<QString, qint64>> sizes;
-        for (const auto& [title, paths] : folders)
-            sizes.append({title, FolderSize::allocatedBytes(paths)});
-        QMetaObject::invokeMethod(self.data(), [self, sizes] {
-            if (!self)
-                return;
-            for (const auto& [title, bytes] : sizes)
-                if (TaskRow* measured = self->row(title))
-                    measured->setMeasuredSize(bytes);
-            emit self->sizesMeasured();
-        });
+    measurer_->measure(measured, [self, measured](const QList<TaskMeasurement>& sizes) {
+        if (!self)
+            return;
+        for (qsizetype i = 0; i < measured.size() && i < sizes.size(); ++i)
+            if (TaskRow* row = self->row(measured.at(i).title))
+                row->setMeasuredSize(sizes.at(i).bytes);
+        self->measuringSizes_ = false;
+        emit self->sizesMeasured();
+        if (std::exchange(self->measureAgain_, false))
+            self->measureSizes();
     });
 }
 

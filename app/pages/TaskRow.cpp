@@ -45,13 +45,22 @@ TaskRow::TaskRow(const OptimizationTask& task, QWidget* parent)
     top->setSpacing(8);
     auto* title = new QLabel(QStringLiteral("<b>%1</b>").arg(task.title.toHtmlEscaped()), this);
     top->addWidget(title);
-    top->addWidget(badge(rawValue(task.impactLevel), impactColor(task.impactLevel), this));
+    // "Safe" beside "Deletes permanently" would read as a contradiction.
+    if (!task.deletesPermanently() || task.impactLevel != ImpactLevel::safe)
+        top->addWidget(badge(rawValue(task.impactLevel), impactColor(task.impactLevel), this));
     if (task.requiresSudo) {
         QLabel* admin =
             badge(QStringLiteral("Needs administrator"), QStringLiteral("#5a6270"), this);
         admin->setToolTip(QStringLiteral("Runs as root with the saved administrator password, "
                                          "or after the system's password prompt."));
         top->addWidget(admin);
+    }
+    if (task.deletesPermanently()) {
+        QLabel* deletes =
+            badge(QStringLiteral("Deletes permanently"), QStringLiteral("#8a2f2f"), this);
+        deletes->setToolTip(QStringLiteral("What this task deletes does not go to the Trash and "
+                                           "cannot be put back. It asks first, saying how much."));
+        top->addWidget(deletes);
     }
     top->addStretch(1);
     size_->setObjectName(QStringLiteral("pageSubtitle"));

@@ -74,7 +74,7 @@ void MoveCacheItemsToTrashAndPutBack(benchmark::State& state) {
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         QList<ActionHistoryStore::UndoPair> pairs;
         for (const TrashMover::Moved& moved : outcome.moved)
-            pairs.append({moved.name, moved.trashName});
+            pairs.append({QString::fromUtf8(moved.name), QString::fromUtf8(moved.trashName)});
         const ActionHistoryEntry entry = history.record(
             QStringLiteral("User Cache Cleaner"), ActionHistoryStore::undoPayload(pairs), true);
         start = std::chrono::steady_clock::now();

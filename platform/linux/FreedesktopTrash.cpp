@@ -6,8 +6,6 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
-#include <QUrl>
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
@@ -18,7 +16,7 @@ namespace velmox {
 
 namespace {
 
-const QString infoSuffix = QStringLiteral(".trashinfo");
+constexpr char infoSuffix[] = ".trashinfo";
 // A file name may hold 255 bytes, and the info file adds its suffix to the trash name;
 // the rest leaves room for a " 10000" counter.
 constexpr qsizetype maxBaseNameBytes = 255 - 10 - 6;
@@ -62,27 +60,58 @@ int renameNoReplace(const QByteArray& from, const QByteArray& to) {
     return ::rename(from.constData(), to.constData()) == 0 ? 0 : errno;
 }
 
-// Cuts `name` so its file-system encoding fits `maxBytes`, never splitting a character.
-QString fitToBytes(QString name, qsizetype maxBytes) {
-    while (QFile::encodeName(name).size() > maxBytes && !name.isEmpty())
-        name.chop(name.size() >= 2 && name.back().isLowSurrogate() ? 2 : 1);
+// Cuts `name` to `maxBytes`; a name that is valid UTF-8 keeps whole characters.
+QByteArray fitToBytes(QByteArray name, qsizetype maxBytes) {
+    if (name.size() <= maxBytes)
+        return name;
+    const bool text = QUtf8StringView(name).isValidUtf8();
+    name.truncate(maxBytes);
+    while (text && !name.isEmpty() && !QUtf8StringView(name).isValidUtf8())
+        name.chop(1);
     return name;
 }
 
 // "name", then "name 2", "name 3"...; a file's extension stays last ("report 2.pdf").
-QString candidateName(const QString& base, bool isFolder, int attempt) {
+QByteArray candidateName(const QByteArray& base, bool isFolder, int attempt) {
     if (attempt == 1)
         return base;
-    const QString counter = QStringLiteral(" %1").arg(attempt);
-    const qsizetype dot = base.lastIndexOf(QLatin1Char('.'));
+    const QByteArray counter = ' ' + QByteArray::number(attempt);
+    const qsizetype dot = base.lastIndexOf('.');
     if (isFolder || dot <= 0 || dot == base.size() - 1)
         return base + counter;
     return base.left(dot) + counter + base.mid(dot);
 }
 
-QByteArray trashInfo(const QString& originalPath) {
-    return QByteArrayLiteral("[Trash Info]\nPath=") +
-           QUrl::toPercentEncoding(QFile::encodeName(originalPath), "/") +
+// `path` made absolute, without "." and ".." steps or doubled and trailing slashes.
+QByteArray absoluteClean(const QByteArray& path) {
+    QByteArray full = path;
+    if (!full.startsWith('/'))
+        full = QFile::encodeName(QDir::currentPath()) + '/' + full;
+    QList<QByteArray> kept;
+    for (const QByteArray& step : full.split('/')) {
+        if (step.isEmpty() || step == ".")
+            continue;
+        if (step == "..") {
+            if (!kept.isEmpty())
+                kept.removeLast();
+            continue;
+        }
+        kept.append(step);
+    }
+    return '/' + kept.join('/');
+}
+
+QByteArray fileName(const QByteArray& cleanPath) {
+    return cleanPath.mid(cleanPath.lastIndexOf('/') + 1);
+}
+
+// For messages only: a name that is not valid UTF-8 shows its stray bytes as "?".
+QString shown(const QByteArray& path) {
+    return QString::fromUtf8(path).replace(QChar::ReplacementCharacter, QLatin1Char('?'));
+}
+
+QByteArray trashInfo(const QByteArray& originalPath) {
+    return QByteArrayLiteral("[Trash Info]\nPath=") + originalPath.toPercentEncoding("/") +
            QByteArrayLiteral("\nDeletionDate=") +
            QDateTime::currentDateTime()
                .toString(QStringLiteral("yyyy-MM-dd'T'HH:mm:ss"))
@@ -125,10 +154,10 @@ Reservation reserveName(const QByteArray& infoPath, const QByteArray& content, i
     return Reservation::failed;
 }
 
-QString onOtherFileSystem(const QString& source) {
+QString onOtherFileSystem(const QByteArray& source) {
     return QStringLiteral("“%1” is on another file system than the Trash, so it can't be moved "
                           "there. Delete it or move it by hand.")
-        .arg(source);
+        .arg(shown(source));
 }
 
 } // namespace
@@ -151,22 +180,28 @@ bool Trash::isPlainName(const QString& name) {
 }
 
 Result<QString> Trash::moveToTrash(const QString& path) {
-    const QString source = QDir::cleanPath(QFileInfo(path).absoluteFilePath());
-    const QByteArray sourceBytes = QFile::encodeName(source);
+    const Result<QByteArray> name = moveToTrashBytes(QFile::encodeName(path));
+    if (!name)
+        return failure(name.error());
+    return QFile::decodeName(*name);
+}
+
+Result<QByteArray> Trash::moveToTrashBytes(const QByteArray& path) {
+    const QByteArray source = absoluteClean(path);
     struct stat item {};
-    if (path.isEmpty() || ::lstat(sourceBytes.constData(), &item) != 0)
-        return failure(
-            QStringLiteral("“%1” can't be moved to the Trash because it doesn't exist.").arg(path));
-    if ((trashFolder() + QLatin1Char('/')).startsWith(source + QLatin1Char('/')) ||
-        source == QLatin1String("/"))
+    if (path.isEmpty() || ::lstat(source.constData(), &item) != 0)
+        return failure(QStringLiteral("“%1” can't be moved to the Trash because it doesn't exist.")
+                           .arg(shown(path)));
+    if ((QFile::encodeName(trashFolder()) + '/').startsWith(source + '/') || source == "/")
         return failure(
             QStringLiteral("“%1” can't be moved to the Trash because it holds the Trash.")
-                .arg(source));
+                .arg(shown(source)));
     // Two lookups when the folders are there (the usual case, item after item of a batch).
     const QByteArray filesBytes = QFile::encodeName(filesFolder());
+    const QByteArray infoBytes = QFile::encodeName(infoFolder());
     struct stat trash {};
     bool known = ::stat(filesBytes.constData(), &trash) == 0;
-    if (!known || !pathExists(QFile::encodeName(infoFolder()))) {
+    if (!known || !pathExists(infoBytes)) {
         if (Status ready = ensureTrashFolders(); !ready)
             return failure(ready.error());
         known = ::stat(filesBytes.constData(), &trash) == 0;
@@ -174,13 +209,12 @@ Result<QString> Trash::moveToTrash(const QString& path) {
     if (known && trash.st_dev != item.st_dev)
         return failure(onOtherFileSystem(source));
 
-    const QString base = fitToBytes(QFileInfo(source).fileName(), maxBaseNameBytes);
+    const QByteArray base = fitToBytes(fileName(source), maxBaseNameBytes);
     const bool isFolder = S_ISDIR(item.st_mode);
     const QByteArray info = trashInfo(source);
     for (int attempt = 1; attempt <= maxNameAttempts; ++attempt) {
-        const QString name = candidateName(base, isFolder, attempt);
-        const QByteArray infoPath =
-            QFile::encodeName(infoFolder() + QLatin1Char('/') + name + infoSuffix);
+        const QByteArray name = candidateName(base, isFolder, attempt);
+        const QByteArray infoPath = infoBytes + '/' + name + infoSuffix;
         int error = 0;
         const Reservation reservation = reserveName(infoPath, info, error);
         if (reservation == Reservation::taken)
@@ -188,8 +222,8 @@ Result<QString> Trash::moveToTrash(const QString& path) {
         if (reservation == Reservation::failed)
             return failure(QStringLiteral("“%1” can't be moved to the Trash: its Trash record "
                                           "could not be written (%2).")
-                               .arg(source, qt_error_string(error)));
-        error = renameNoReplace(sourceBytes, QFile::encodeName(itemPath(name)));
+                               .arg(shown(source), qt_error_string(error)));
+        error = renameNoReplace(source, filesBytes + '/' + name);
         if (error == 0)
             return name;
         ::unlink(infoPath.constData());
@@ -199,11 +233,11 @@ Result<QString> Trash::moveToTrash(const QString& path) {
         if (error == EXDEV)
             return failure(onOtherFileSystem(source));
         return failure(QStringLiteral("“%1” can't be moved to the Trash: %2.")
-                           .arg(source, qt_error_string(error)));
+                           .arg(shown(source), qt_error_string(error)));
     }
     return failure(
         QStringLiteral("“%1” can't be moved to the Trash: too many items there have its name.")
-            .arg(source));
+            .arg(shown(source)));
 }
 
 Status Trash::restore(const QString& trashName, const QString& destination) {
@@ -221,7 +255,7 @@ Status Trash::restore(const QString& trashName, const QString& destination) {
         return failure(QStringLiteral("“%1” could not be put back to “%2”: %3.")
                            .arg(trashName, destination, qt_error_string(error)));
     ::unlink(
-        QFile::encodeName(infoFolder() + QLatin1Char('/') + trashName + infoSuffix).constData());
+        (QFile::encodeName(infoFolder() + QLatin1Char('/') + trashName) + infoSuffix).constData());
     return Done{};
 }
 

@@ -166,6 +166,11 @@ TEST(LinuxTaskTable, KeepsTheMacOrderTitlesAndCategoriesLeavingOutMacOnlyRows) {
         EXPECT_FALSE(task.description.contains("macOS"));
         EXPECT_FALSE(task.shellScript.contains("/Library/"));
         EXPECT_TRUE(task.work != TaskWork::shellScript || !task.shellScript.isEmpty());
+        // Whatever a script deletes is asked about first, whatever the task's impact level.
+        const bool scriptDeletes =
+            task.shellScript.contains("/bin/rm ") || task.shellScript.contains(" -delete") ||
+            task.shellScript.contains(" clean") || task.shellScript.contains("--vacuum");
+        EXPECT_EQ(task.deletesPermanently(), scriptDeletes);
     }
     QStringList linuxTitles;
     for (const OptimizationTask& task : linuxTasks)
@@ -192,9 +197,9 @@ TEST(LinuxTaskTable, QuotesPlacesWhateverTheirCharacters) {
 TEST(TaskJson, UsesTheFieldNamesAndRawValues) {
     const OptimizationTask task = macTasks().at(8);
     const QJsonObject json = toJson(task);
-    EXPECT_EQ(json.keys(), (QStringList{"category", "description", "id", "impactLevel",
-                                        "includeInSmartScan", "pathsToMeasure", "requiresSudo",
-                                        "shellScript", "title", "work"}));
+    EXPECT_EQ(json.keys(), (QStringList{"category", "deletesPermanently", "description", "id",
+                                        "impactLevel", "includeInSmartScan", "pathsToMeasure",
+                                        "requiresSudo", "shellScript", "title", "work"}));
     EXPECT_EQ(json["title"].toString(), "Log File Scrubber");
     EXPECT_EQ(json["category"].toString(), "System Cleanup");
     EXPECT_EQ(json["impactLevel"].toString(), "High Impact");

@@ -75,8 +75,8 @@ TEST(TasksCommand, RunsATaskNamedByKeyOrTitleInAnyCase) {
     writeFile(caches + "/big app/blob", QByteArray(200000, 'b'));
     const CliInvocation run = tasks({"run", "user cache cleaner"});
     ASSERT_EQ(run.code, 0) << run.err.toStdString();
-    EXPECT_TRUE(run.out.startsWith("User Cache Cleaner: Freed 2")) << run.out.toStdString();
-    EXPECT_TRUE(run.out.endsWith("Moved 1 item(s) to the Trash.\n1 can be put back from the "
+    EXPECT_TRUE(run.out.startsWith("User Cache Cleaner: Moved 1 item (2")) << run.out.toStdString();
+    EXPECT_TRUE(run.out.endsWith(" kB) to the Trash.\n1 can be put back from the "
                                  "Activity tab.\n"));
     EXPECT_TRUE(exists(Trash::itemPath("big app")));
     const QList<ActionHistoryEntry> history = savedHistory();
@@ -87,13 +87,33 @@ TEST(TasksCommand, RunsATaskNamedByKeyOrTitleInAnyCase) {
 
 TEST(TasksCommand, RefusesUnconfirmedRiskyTasksWithoutATerminal) {
     const qsizetype before = savedHistory().size();
-    // It deletes the package cache for good: never without a confirmation.
-    const CliInvocation run = tasks({"run", "System Cache Cleaner"});
+    const CliInvocation run = tasks({"run", "RAM Purge"});
     EXPECT_EQ(run.code, 1);
-    EXPECT_EQ(run.err, "“System Cache Cleaner” is High Impact and needs administrator rights. "
-                       "Nothing was run: confirm with --yes when there is no terminal to ask "
-                       "on.\n");
+    EXPECT_EQ(run.err, "“RAM Purge” is High Impact and needs administrator rights. Nothing was "
+                       "run: confirm with --yes when there is no terminal to ask on.\n");
+    // Only part of the package cache goes, so its size is said as the most it can be.
+    const CliInvocation packages = tasks({"run", "System Cache Cleaner"});
+    EXPECT_EQ(packages.code, 1);
+    EXPECT_TRUE(packages.err.startsWith("“System Cache Cleaner”: This permanently deletes the "
+                                        "downloaded packages in the package manager's cache (up "
+                                        "to "))
+        << packages.err.toStdString();
     EXPECT_EQ(savedHistory().size(), before);
+
+    // Deleting for good takes --yes even where a terminal could ask, and says what and how much.
+    QDir(QFileInfo(Trash::filesFolder()).path()).removeRecursively();
+    const QString trashed = PlatformPaths::userCaches() + "/to-delete";
+    writeFile(trashed, QByteArray(9000, 't'));
+    ASSERT_TRUE(Trash::moveToTrash(trashed).has_value());
+    const CliInvocation refused = tasks({"run", "Trash Management"});
+    EXPECT_EQ(refused.code, 1);
+    EXPECT_TRUE(refused.err.startsWith("“Trash Management”: This permanently deletes 1 item ("));
+    EXPECT_TRUE(refused.err.endsWith(" kB) from the Trash. This cannot be undone. Nothing was "
+                                     "run: add --yes to go ahead.\n"))
+        << refused.err.toStdString();
+    EXPECT_TRUE(exists(Trash::itemPath("to-delete")));
+    EXPECT_EQ(tasks({"run", "Trash Management", "--yes"}).code, 0);
+    EXPECT_FALSE(exists(Trash::itemPath("to-delete")));
 
     const CliInvocation unknown = tasks({"run", "Defragment"});
     EXPECT_EQ(unknown.code, 1);

@@ -3,7 +3,10 @@
 #include "platform/Trash.h"
 #include "tests/cleaning/CleaningTestSupport.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -40,7 +43,8 @@ TEST_F(TrashTasksTest, UserCacheCleanerMovesEveryItemAndPutBackRestoresThemAll) 
     ASSERT_TRUE(result.success) << result.output.toStdString();
     EXPECT_EQ(result.movedItems, names.size() + 1);
     EXPECT_EQ(result.puttableBack, names.size() + 1);
-    EXPECT_GE(result.bytesFreed(), names.size() * 64 * 1024);
+    EXPECT_GE(result.bytesMovedToTrash(), names.size() * 64 * 1024);
+    EXPECT_EQ(result.bytesFreed(), 0) << "the Trash is on the same disk";
     EXPECT_EQ(result.bytesAfter, FolderSize::allocatedBytes(caches));
     EXPECT_TRUE(entries(caches).isEmpty());
     EXPECT_EQ(entries(Trash::filesFolder()).size(), names.size() + 2);
@@ -51,7 +55,7 @@ TEST_F(TrashTasksTest, UserCacheCleanerMovesEveryItemAndPutBackRestoresThemAll) 
     ASSERT_NE(entry, nullptr);
     EXPECT_EQ(entry->action, "User Cache Cleaner");
     EXPECT_TRUE(entry->success);
-    EXPECT_TRUE(ActionHistoryStore::visibleDetail(*entry).startsWith("Freed "));
+    EXPECT_TRUE(ActionHistoryStore::visibleDetail(*entry).startsWith("Moved 6 items ("));
     EXPECT_EQ(ActionHistoryStore::undoItems(*entry).size(), names.size() + 1);
     ASSERT_TRUE(world.history.canPutBack(*entry));
 
@@ -65,6 +69,43 @@ TEST_F(TrashTasksTest, UserCacheCleanerMovesEveryItemAndPutBackRestoresThemAll) 
     EXPECT_EQ(entries(Trash::filesFolder()), QStringList{"org.app"});
 }
 
+// Names are bytes: one that is not valid UTF-8 goes to the Trash like any other, with a record
+// that a file manager restores it from, and the result says that Put Back can't bring it back.
+TEST_F(TrashTasksTest, NamesThatAreNotUtf8GoToTheTrashToo) {
+    const QByteArray cachesBytes = QFile::encodeName(caches);
+    const QByteArray file = "bad\xffname.cache";
+    const QByteArray folder = "caf\xe9";
+    ASSERT_EQ(::mkdir(cachesBytes + "/" + folder, 0700), 0);
+    const int written = ::open(cachesBytes + "/" + folder + "/" + file, O_CREAT | O_WRONLY, 0600);
+    ASSERT_GE(written, 0);
+    ::close(written);
+    const int loose = ::open(cachesBytes + "/" + file, O_CREAT | O_WRONLY, 0600);
+    ASSERT_GE(loose, 0);
+    ::close(loose);
+    writeFile(cache("plain"), "p");
+
+    const TaskRunResult result = world.run("User Cache Cleaner");
+
+    EXPECT_TRUE(result.success);
+    EXPECT_EQ(result.movedItems, 3);
+    EXPECT_EQ(result.puttableBack, 1);
+    EXPECT_TRUE(result.output.startsWith("2 items with a name that is not valid UTF-8 can be "
+                                         "restored from the Trash with a file manager"))
+        << result.output.toStdString();
+    struct stat info {};
+    EXPECT_NE(::lstat(cachesBytes + "/" + file, &info), 0) << "left in the caches";
+    const QByteArray files = QFile::encodeName(Trash::filesFolder());
+    EXPECT_EQ(::lstat(files + "/" + file, &info), 0);
+    EXPECT_EQ(::lstat(files + "/" + folder + "/" + file, &info), 0);
+    QFile rawRecord;
+    const int recordFile =
+        ::open(QFile::encodeName(Trash::infoFolder()) + "/" + file + ".trashinfo", O_RDONLY);
+    ASSERT_GE(recordFile, 0);
+    ASSERT_TRUE(rawRecord.open(recordFile, QIODevice::ReadOnly, QFile::AutoCloseHandle));
+    const QByteArray recorded = rawRecord.readAll();
+    EXPECT_TRUE(recorded.contains("/bad%FFname.cache\n")) << recorded.toStdString();
+}
+
 TEST_F(TrashTasksTest, EmptyCacheFolderSucceedsAndFreesNothing) {
     const TaskRunResult result = world.run("User Cache Cleaner");
     EXPECT_TRUE(result.success);
@@ -72,8 +113,7 @@ TEST_F(TrashTasksTest, EmptyCacheFolderSucceedsAndFreesNothing) {
     EXPECT_EQ(result.bytesFreed(), 0);
     const ActionHistoryEntry* entry = world.entry(result);
     ASSERT_NE(entry, nullptr);
-    EXPECT_EQ(ActionHistoryStore::visibleDetail(*entry),
-              "Freed 0 bytes. Moved 0 item(s) to the Trash.");
+    EXPECT_EQ(ActionHistoryStore::visibleDetail(*entry), "Moved 0 items (0 bytes) to the Trash.");
     EXPECT_FALSE(world.history.canPutBack(*entry));
 }
 
