@@ -1,5 +1,6 @@
 #include "cleaning/SmartScan.h"
 
+#include "cleaning/OptimizationRegistry.h"
 #include "platform/PlatformPaths.h"
 #include "services/Settings.h"
 
@@ -59,15 +60,20 @@ QList<OptimizationTask> SmartScan::offered(const QList<OptimizationTask>& tasks)
 }
 
 bool SmartScan::isChosen(const OptimizationTask& task, const Settings& settings) {
-    return settings.value(choicesKey).toMap().value(task.title, task.includeInSmartScan).toBool();
+    return settings.value(choicesKey)
+        .toMap()
+        .value(OptimizationRegistry::key(task), task.includeInSmartScan)
+        .toBool();
 }
 
-void SmartScan::rememberChoices(const QList<OptimizationTask>& tasks, const QList<bool>& chosen,
-                                Settings& settings) {
-    QVariantMap choices = settings.value(choicesKey).toMap();
-    for (qsizetype i = 0; i < tasks.size() && i < chosen.size(); ++i)
-        choices.insert(tasks.at(i).title, chosen.at(i));
-    settings.setValue(choicesKey, choices);
+Status SmartScan::rememberChoices(const QList<OptimizationTask>& tasks, const QList<bool>& chosen,
+                                  Settings& settings) {
+    return settings.update(choicesKey, [&](const QVariant& stored) {
+        QVariantMap choices = stored.toMap();
+        for (qsizetype i = 0; i < tasks.size() && i < chosen.size(); ++i)
+            choices.insert(OptimizationRegistry::key(tasks.at(i)), chosen.at(i));
+        return QVariant(choices);
+    });
 }
 
 QString SmartScan::Plan::touches(qsizetype index) const {

@@ -59,8 +59,9 @@ public:
     static QList<OptimizationTask> offered(const QList<OptimizationTask>& tasks);
     // Whether the user last chose to run `task` in the scan; its default when never asked.
     static bool isChosen(const OptimizationTask& task, const Settings& settings);
-    static void rememberChoices(const QList<OptimizationTask>& tasks, const QList<bool>& chosen,
-                                Settings& settings);
+    // Keeps the choices by each task's stable key; a failed save says why.
+    static Status rememberChoices(const QList<OptimizationTask>& tasks, const QList<bool>& chosen,
+                                  Settings& settings);
 
     // Measures the tasks and looks for what the scan would end, on workers, and hands the plan to
     // `ready` on this object's thread. Does nothing while a scan is being prepared or runs.

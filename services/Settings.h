@@ -34,12 +34,13 @@ public:
 
     // The writes below return a whole-sentence failure when the file could not be written; the
     // value then stays what it was, in memory too.
-    Status setValue(const QString& key, const QVariant& value);
-    Status remove(const QString& key);
+    [[nodiscard]] Status setValue(const QString& key, const QVariant& value);
+    [[nodiscard]] Status remove(const QString& key);
     // Under the writers' lock: re-reads the file, hands the key's current value (invalid when
     // there is none) to `change` and writes what it returns. `change` must not call back into
     // this object.
-    Status update(const QString& key, const std::function<QVariant(const QVariant&)>& change);
+    [[nodiscard]] Status update(const QString& key,
+                                const std::function<QVariant(const QVariant&)>& change);
     // Writes `true` under each key that has no value yet (the must-be-true booleans of
     // first launch). Returns the keys it wrote.
     QStringList writeMissingTrueDefaults(const QStringList& keys);

@@ -214,7 +214,10 @@ void TaskListPanel::previewSmartScan(const SmartScan::Plan& plan, Settings& sett
     }
     if (!answer)
         return;
-    SmartScan::rememberChoices(plan.tasks, *answer, settings);
+    if (const Status saved = SmartScan::rememberChoices(plan.tasks, *answer, settings); !saved)
+        QMessageBox::warning(this, QStringLiteral("Smart Scan"),
+                             saved.error() + QStringLiteral(" Smart Scan runs with these choices "
+                                                            "this time only."));
     smartScan_->start(plan.only(*answer));
 }
 

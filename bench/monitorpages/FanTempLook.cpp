@@ -18,6 +18,7 @@
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <cmath>
+#include <cstdio>
 
 namespace velmox {
 namespace {
@@ -87,7 +88,11 @@ int run(const QString& outputFolder, const QString& givenRoot) {
     AppearanceController appearance(settings);
 
     for (const char* theme : {"dark", "light"}) {
-        settings.setValue(kAppearanceKey, QString::fromLatin1(theme));
+        if (const Status saved = settings.setValue(kAppearanceKey, QString::fromLatin1(theme));
+            !saved) {
+            std::fprintf(stderr, "%s\n", qPrintable(saved.error()));
+            return 1;
+        }
         appearance.apply();
         FanTempPage page(demand);
         page.resize(960, 1180);

@@ -40,7 +40,7 @@ TEST_F(AppDelegateTest, ALoginItemLaunchWithoutATrayStillOpensTheWindow) {
 }
 
 TEST_F(AppDelegateTest, ALoginItemLaunchWithTheIconOffIsAnOrdinaryStart) {
-    services.settings().setValue("showMenuBarIcon", false);
+    EXPECT_TRUE(services.settings().setValue("showMenuBarIcon", false));
     loginItem = true;
     launch();
     EXPECT_EQ(loginItemQuestions, 0);
@@ -65,9 +65,9 @@ TEST_F(AppDelegateTest, ClosingOneOfTwoWindowsDoesNotQuit) {
 TEST_F(AppDelegateTest, SwitchingTheIconAtRunTimeNeverLeavesVelmoxWithNothing) {
     launch();
     delegate->mainWindow()->hide();
-    services.settings().setValue("showMenuBarIcon", false);
+    EXPECT_TRUE(services.settings().setValue("showMenuBarIcon", false));
     services.notifications().postToggleMenuBarIcon();
-    services.settings().setValue("showMenuBarIcon", true);
+    EXPECT_TRUE(services.settings().setValue("showMenuBarIcon", true));
     services.notifications().postToggleMenuBarIcon();
     // No tray to create the icon in: the window is what remains.
     EXPECT_EQ(delegate->statusItem(), nullptr);

@@ -43,13 +43,13 @@ TEST_F(AppearanceTest, ChangingTheSettingRepaintsEveryWindowAndThePopoverAtOnce)
     StatusPopover popover(services.status());
     window.show();
 
-    services.settings().setValue(kAppearanceKey, "light");
+    EXPECT_TRUE(services.settings().setValue(kAppearanceKey, "light"));
     EXPECT_EQ(appearance.current(), Appearance::light);
     EXPECT_FALSE(isDark(window));
     EXPECT_FALSE(isDark(popover));
     EXPECT_GT(qGray(window.palette().color(QPalette::Window).rgb()), 200);
 
-    services.settings().setValue(kAppearanceKey, "dark");
+    EXPECT_TRUE(services.settings().setValue(kAppearanceKey, "dark"));
     EXPECT_TRUE(isDark(window));
     EXPECT_TRUE(isDark(popover));
 }

@@ -69,7 +69,7 @@ TEST_F(MenuBarTest, TheAppearanceMenuTheSettingsPaneAndTheSettingStayInStep) {
     pane.appearanceBox()->setCurrentIndex(pane.appearanceBox()->findData("dark"));
     EXPECT_EQ(checked(appearance), QStringList{QStringLiteral("Dark")});
     // A value written by hand that is not "light" reads as dark everywhere.
-    services.settings().setValue(kAppearanceKey, QStringLiteral("Sepia"));
+    EXPECT_TRUE(services.settings().setValue(kAppearanceKey, QStringLiteral("Sepia")));
     EXPECT_EQ(checked(appearance), QStringList{QStringLiteral("Dark")});
     EXPECT_EQ(pane.appearanceBox()->currentData().toString(), QStringLiteral("dark"));
 }

@@ -62,7 +62,7 @@ TEST_F(SettingsWindowTest, TheTrayIconSwitchWritesTheSettingAndPostsToggleMenuBa
     EXPECT_EQ(toggled.size(), 1);
 
     // A change made elsewhere shows in the box without posting again.
-    services.settings().setValue("showMenuBarIcon", true);
+    EXPECT_TRUE(services.settings().setValue("showMenuBarIcon", true));
     EXPECT_TRUE(pane.trayIconBox()->isChecked());
     EXPECT_EQ(toggled.size(), 1);
 }

@@ -77,7 +77,7 @@ TEST_F(StartupMigrationTest, LegacyDefaultsAreCopiedOnceAndNeverReplaceCurrentVa
         legacy.setValue("showMenuBarIcon", true);
     }
     Settings settings(parent + "/Velmox.conf");
-    settings.setValue("showMenuBarIcon", false);
+    EXPECT_TRUE(settings.setValue("showMenuBarIcon", false));
 
     StartupMigration::migrateDefaults(settings, legacyFile);
     EXPECT_EQ(settings.stringValue("appAppearance"), "light");
@@ -86,7 +86,7 @@ TEST_F(StartupMigrationTest, LegacyDefaultsAreCopiedOnceAndNeverReplaceCurrentVa
     EXPECT_TRUE(settings.boolValue(StartupMigration::kDoneKey, false));
 
     // Once done, later changes of the old domain are not read again.
-    settings.setValue("appAppearance", "dark");
+    EXPECT_TRUE(settings.setValue("appAppearance", "dark"));
     StartupMigration::migrateDefaults(settings, legacyFile);
     EXPECT_EQ(settings.stringValue("appAppearance"), "dark");
 }

@@ -54,13 +54,13 @@ TEST_F(TrayTest, ClosingTheLastWindowKeepsVelmoxInTheTray) {
 TEST_F(TrayTest, SwitchingTheIconOffWithNoWindowOpenBringsTheWindowBack) {
     loginItem = true;
     launch();
-    services.settings().setValue("showMenuBarIcon", false);
+    EXPECT_TRUE(services.settings().setValue("showMenuBarIcon", false));
     services.notifications().postToggleMenuBarIcon();
     EXPECT_EQ(delegate->statusItem(), nullptr);
     EXPECT_TRUE(windowShown());
     EXPECT_EQ(delegate->activationPolicy(), ActivationPolicy::regular);
 
-    services.settings().setValue("showMenuBarIcon", true);
+    EXPECT_TRUE(services.settings().setValue("showMenuBarIcon", true));
     services.notifications().postToggleMenuBarIcon();
     ASSERT_NE(delegate->statusItem(), nullptr);
     EXPECT_TRUE(delegate->statusItem()->isVisible());
@@ -91,7 +91,7 @@ TEST_F(TrayTest, TheChosenFigureReplacesTheIconAndTheReadoutsFillTheToolTip) {
     const qint64 appIconKey = tray.systemIcon()->icon().cacheKey();
     const int windowWatchers = services.monitor().watchers();
 
-    services.settings().setValue("trayFigure", "memory");
+    EXPECT_TRUE(services.settings().setValue("trayFigure", "memory"));
     EXPECT_EQ(services.monitor().watchers(), windowWatchers + 1);
     EXPECT_NE(tray.systemIcon()->icon().cacheKey(), appIconKey);
     EXPECT_TRUE(tray.systemIcon()->toolTip().contains("Memory: "))
@@ -99,9 +99,9 @@ TEST_F(TrayTest, TheChosenFigureReplacesTheIconAndTheReadoutsFillTheToolTip) {
 
     // The figure follows the appearance at once, and lets go of the monitor with the icon.
     const qint64 darkKey = tray.systemIcon()->icon().cacheKey();
-    services.settings().setValue("appAppearance", "light");
+    EXPECT_TRUE(services.settings().setValue("appAppearance", "light"));
     EXPECT_NE(tray.systemIcon()->icon().cacheKey(), darkKey);
-    services.settings().setValue("showMenuBarIcon", false);
+    EXPECT_TRUE(services.settings().setValue("showMenuBarIcon", false));
     services.notifications().postToggleMenuBarIcon();
     EXPECT_EQ(services.monitor().watchers(), windowWatchers);
 }

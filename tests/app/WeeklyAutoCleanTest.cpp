@@ -43,7 +43,7 @@ struct WeeklyAutoCleanTest : ::testing::Test {
 } // namespace
 
 TEST_F(WeeklyAutoCleanTest, RunsTheUserCacheCleanerEveryWeekWhenSwitchedOn) {
-    settings.setValue(WeeklyAutoClean::kEnabledKey, true);
+    EXPECT_TRUE(settings.setValue(WeeklyAutoClean::kEnabledKey, true));
     WeeklyAutoClean clean(settings, clock, lookup(true));
     clean.start();
 
@@ -59,7 +59,7 @@ TEST_F(WeeklyAutoCleanTest, RunsTheUserCacheCleanerEveryWeekWhenSwitchedOn) {
 }
 
 TEST_F(WeeklyAutoCleanTest, TheScheduleSurvivesARestart) {
-    settings.setValue(WeeklyAutoClean::kEnabledKey, true);
+    EXPECT_TRUE(settings.setValue(WeeklyAutoClean::kEnabledKey, true));
     {
         WeeklyAutoClean clean(settings, clock, lookup(true));
         clean.start();
@@ -73,8 +73,8 @@ TEST_F(WeeklyAutoCleanTest, TheScheduleSurvivesARestart) {
 }
 
 TEST_F(WeeklyAutoCleanTest, AnOverdueRunComesAtOnceAfterAStart) {
-    settings.setValue(WeeklyAutoClean::kEnabledKey, true);
-    settings.setValue(WeeklyAutoClean::kLastRunKey, clock.now().addDays(-30));
+    EXPECT_TRUE(settings.setValue(WeeklyAutoClean::kEnabledKey, true));
+    EXPECT_TRUE(settings.setValue(WeeklyAutoClean::kLastRunKey, clock.now().addDays(-30)));
     WeeklyAutoClean clean(settings, clock, lookup(true));
     clean.start();
     ASSERT_TRUE(advanceAndWaitForRun(clean, 0ms));
@@ -92,7 +92,7 @@ TEST_F(WeeklyAutoCleanTest, SwitchedOffOrWithoutTheTaskARunFinishesWithoutWork) 
         EXPECT_TRUE(askedFor.isEmpty());
     }
 
-    settings.setValue(WeeklyAutoClean::kEnabledKey, true);
+    EXPECT_TRUE(settings.setValue(WeeklyAutoClean::kEnabledKey, true));
     WeeklyAutoClean missing(settings, clock, lookup(false));
     QSignalSpy missingFinished(&missing, &WeeklyAutoClean::runFinished);
     missing.start();

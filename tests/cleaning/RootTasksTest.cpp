@@ -16,7 +16,7 @@ class RootTasksTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(world.privilege.keychain.savePassword(kAccountPassword));
-        world.privilege.settings.setValue(ShellHelper::kAdminUsernameKey, kAdminAccount);
+        EXPECT_TRUE(world.privilege.settings.setValue(ShellHelper::kAdminUsernameKey, kAdminAccount));
     }
 
     TaskRunResult run(const QString& title) {

@@ -39,7 +39,7 @@ void saveShots(QWidget& widget, const QString& name) {
         return;
     Settings settings;
     for (const char* appearance : {"light", "dark"}) {
-        settings.setValue(kAppearanceKey, QString::fromLatin1(appearance));
+        EXPECT_TRUE(settings.setValue(kAppearanceKey, QString::fromLatin1(appearance)));
         AppearanceController(settings).apply();
         QCoreApplication::processEvents(); // lays the page out again in the new style
         widget.grab().save(folder + "/" + name + "-" + appearance + ".png");
@@ -190,7 +190,7 @@ TEST_F(TaskPagesTest, SmartScanPreviewsItsTasksAndRunsAndRemembersTheTickedOnes)
     writeFile(caches + "/one/blob", QByteArray(50000, 'a'));
     writeFile(caches + "/two", QByteArray(50000, 'b'));
     Settings& settings = world.privilege.settings;
-    settings.setValue(SmartScan::choicesKey, {});
+    EXPECT_TRUE(settings.setValue(SmartScan::choicesKey, {}));
     CleanupPage page(runner, settings, world.clock, world.registry);
     TaskListPanel& panel = *page.tasks();
     answer(panel, true);

@@ -58,7 +58,7 @@ TEST_F(ActionHistoryStoreTest, ADamagedStoredLogReadsAsEmptyAndStaysUntilTheNext
         "[1e400]",
     };
     for (const QByteArray& value : damaged) {
-        settings.setValue(ActionHistoryStore::storageKey, value);
+        EXPECT_TRUE(settings.setValue(ActionHistoryStore::storageKey, value));
         auto store = openStore();
         EXPECT_TRUE(store->entries().isEmpty()) << value.data();
         EXPECT_EQ(stored(), value);
@@ -72,7 +72,7 @@ TEST_F(ActionHistoryStoreTest, ADamagedStoredLogReadsAsEmptyAndStaysUntilTheNext
 
 TEST_F(ActionHistoryStoreTest, TheLegacyKeyIsReadWhenTheCurrentOneIsAbsentAndNeverWritten) {
     const QList<ActionHistoryEntry> legacy = numberedEntries(2);
-    settings.setValue(ActionHistoryStore::legacyStorageKey, toJson(legacy));
+    EXPECT_TRUE(settings.setValue(ActionHistoryStore::legacyStorageKey, toJson(legacy)));
     auto store = openStore();
     EXPECT_EQ(store->entries(), legacy);
 
@@ -81,7 +81,7 @@ TEST_F(ActionHistoryStoreTest, TheLegacyKeyIsReadWhenTheCurrentOneIsAbsentAndNev
     EXPECT_EQ(historyFromJson(stored()), QList<ActionHistoryEntry>({added, legacy[0], legacy[1]}));
     EXPECT_EQ(settings.value(ActionHistoryStore::legacyStorageKey).toByteArray(), toJson(legacy));
 
-    settings.setValue(ActionHistoryStore::legacyStorageKey, toJson(numberedEntries(7)));
+    EXPECT_TRUE(settings.setValue(ActionHistoryStore::legacyStorageKey, toJson(numberedEntries(7))));
     EXPECT_EQ(openStore()->entries().size(), 3);
 }
 
@@ -96,7 +96,7 @@ TEST_F(ActionHistoryStoreTest, EachRecordTrimsExactlyTheOldestEntryPastTwoHundre
     EXPECT_EQ(historyFromJson(stored()), store->entries());
 
     // A list stored longer than the cap shrinks by one per record, not at once.
-    settings.setValue(ActionHistoryStore::storageKey, toJson(numberedEntries(205)));
+    EXPECT_TRUE(settings.setValue(ActionHistoryStore::storageKey, toJson(numberedEntries(205))));
     store = openStore();
     store->record("new", "", true);
     deliverRecords();
@@ -139,7 +139,7 @@ TEST_F(ActionHistoryStoreTest, RecordsFromWorkerThreadsArriveOnTheStoresThreadIn
 
 TEST_F(ActionHistoryStoreTest, ProcessesRecordingAtOnceKeepEachOthersEntries) {
     // 170 older entries, so that the cap trims while the processes record.
-    settings.setValue(ActionHistoryStore::storageKey, toJson(numberedEntries(170)));
+    EXPECT_TRUE(settings.setValue(ActionHistoryStore::storageKey, toJson(numberedEntries(170))));
     auto store = openStore();
     constexpr int perProcess = 30;
     std::vector<std::unique_ptr<QProcess>> recorders;
@@ -182,7 +182,7 @@ TEST_F(ActionHistoryStoreTest, RecordsNotYetInsertedSurviveTheStoreClosing) {
 }
 
 TEST_F(ActionHistoryStoreTest, ClearEmptiesTheSavedLogButKeepsWhatWasPutBack) {
-    settings.setValue(ActionHistoryStore::undoneKey, QStringList{"SOME-ID"});
+    EXPECT_TRUE(settings.setValue(ActionHistoryStore::undoneKey, QStringList{"SOME-ID"}));
     auto store = openStore();
     store->record("One", "", true);
     deliverRecords();

@@ -25,7 +25,7 @@ CliInvocation runActivity(const QStringList& args) {
 
 TEST(ActivityCommand, ListsPrintsJsonAndExportsTheLog) {
     Settings settings;
-    settings.remove(ActionHistoryStore::storageKey);
+    EXPECT_TRUE(settings.remove(ActionHistoryStore::storageKey));
     EXPECT_EQ(runActivity({}).out, "Actions you run in Velmox show up here.\n");
 
     ManualClock clock;

@@ -58,7 +58,7 @@ TEST_F(EngineTest, PollingIntervalFromOneToTenElseTwo) {
 
 TEST_F(EngineTest, TicksOnTheStoredIntervalAndFollowsItsChanges) {
     proc.use(QStringLiteral("live-1"));
-    settings.setValue(SystemMonitorEngine::pollingIntervalKey, 10);
+    EXPECT_TRUE(settings.setValue(SystemMonitorEngine::pollingIntervalKey, 10));
     auto engine = makeEngine();
     engine->start();
     EXPECT_EQ(published, 1) << "the first sample is taken at start";
@@ -66,12 +66,12 @@ TEST_F(EngineTest, TicksOnTheStoredIntervalAndFollowsItsChanges) {
     EXPECT_EQ(published, 3);
     EXPECT_EQ(engine->timerInterval(), 10.0);
 
-    settings.setValue(SystemMonitorEngine::pollingIntervalKey, 0.5);
+    EXPECT_TRUE(settings.setValue(SystemMonitorEngine::pollingIntervalKey, 0.5));
     EXPECT_EQ(engine->timerInterval(), 2.0);
     clock.advance(10s);
     EXPECT_EQ(published, 8);
 
-    settings.setValue(QStringLiteral("someOtherKey"), true);
+    EXPECT_TRUE(settings.setValue(QStringLiteral("someOtherKey"), true));
     EXPECT_EQ(clock.pendingJobs(), 1);
     engine->stop();
     clock.advance(10s);

@@ -21,7 +21,7 @@ TEST_F(TrayReadoutTest, HoldsTheMonitorOnlyWhileShownWithAFigureChosen) {
     EXPECT_EQ(readout.text(), QString());
     EXPECT_EQ(readout.toolTip(), TrayReadout::kIdleToolTip);
 
-    settings.setValue(kTrayFigureKey, QStringLiteral("memory"));
+    EXPECT_TRUE(settings.setValue(kTrayFigureKey, QStringLiteral("memory")));
     EXPECT_TRUE(engine->isRunning());
     EXPECT_TRUE(readout.text().endsWith(u'%')) << readout.text().toStdString();
     EXPECT_TRUE(readout.toolTip().contains(QStringLiteral("Memory: ")))
@@ -31,14 +31,14 @@ TEST_F(TrayReadoutTest, HoldsTheMonitorOnlyWhileShownWithAFigureChosen) {
     EXPECT_FALSE(engine->isRunning());
     EXPECT_EQ(readout.text(), QString());
     readout.setShown(true);
-    settings.setValue(kTrayFigureKey, QStringLiteral("none"));
+    EXPECT_TRUE(settings.setValue(kTrayFigureKey, QStringLiteral("none")));
     EXPECT_FALSE(engine->isRunning());
     EXPECT_EQ(readout.toolTip(), TrayReadout::kIdleToolTip);
 }
 
 TEST_F(TrayReadoutTest, TheIconIsToldOnlyWhenItsTextChanges) {
     makeEngine();
-    settings.setValue(kTrayFigureKey, QStringLiteral("processor"));
+    EXPECT_TRUE(settings.setValue(kTrayFigureKey, QStringLiteral("processor")));
     TrayReadout readout(settings, *demand);
     QSignalSpy texts(&readout, &TrayReadout::textChanged);
     readout.setShown(true);
@@ -50,7 +50,7 @@ TEST_F(TrayReadoutTest, TheIconIsToldOnlyWhenItsTextChanges) {
     EXPECT_EQ(texts.count(), 2);
 
     // Memory does not move between samples of the same snapshot.
-    settings.setValue(kTrayFigureKey, QStringLiteral("memory"));
+    EXPECT_TRUE(settings.setValue(kTrayFigureKey, QStringLiteral("memory")));
     const int afterSwitch = texts.count();
     clock.advance(2s);
     clock.advance(2s);

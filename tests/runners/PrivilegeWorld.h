@@ -8,6 +8,7 @@
 #include "tests/support/TestAccounts.h"
 
 #include <QStringList>
+#include <gtest/gtest.h>
 
 namespace velmox::test {
 
@@ -34,7 +35,7 @@ struct PrivilegeWorld {
     // Every test starts with nothing saved.
     PrivilegeWorld() {
         keychain.deletePassword();
-        settings.remove(ShellHelper::kAdminUsernameKey);
+        EXPECT_TRUE(settings.remove(ShellHelper::kAdminUsernameKey));
     }
 };
 

@@ -50,7 +50,7 @@ TEST(ShellHelper, ARejectedSavedPasswordNeverPromptsUnlessAllowed) {
 TEST(ShellHelper, APasswordSavedForAnotherAccountIsNotUsed) {
     PrivilegeWorld world;
     ASSERT_TRUE(world.keychain.savePassword(kAccountPassword));
-    world.settings.setValue(ShellHelper::kAdminUsernameKey, "someone-else");
+    EXPECT_TRUE(world.settings.setValue(ShellHelper::kAdminUsernameKey, "someone-else"));
     const CommandResult refused = world.shell.runPrivileged("id -u", false);
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error().description(),

@@ -11,7 +11,7 @@ TEST(Settings, MissingTrueDefaultsAreWrittenOnceAndSurviveAReopen) {
     const QString file = dir.filePath("Velmox.conf");
     {
         Settings settings(file);
-        settings.setValue("showMenuBarIcon", false);
+        EXPECT_TRUE(settings.setValue("showMenuBarIcon", false));
         EXPECT_EQ(settings.writeMissingTrueDefaults({"showMenuBarIcon", "diskHealthNotify"}),
                   QStringList{"diskHealthNotify"});
     }

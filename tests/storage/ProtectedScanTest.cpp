@@ -49,7 +49,7 @@ protected:
 
     void savePassword() {
         ASSERT_TRUE(keychain_.savePassword(QString::fromLatin1(kAccountPassword)));
-        settings_.setValue(ShellHelper::kAdminUsernameKey, QString::fromLatin1(kAdminAccount));
+        EXPECT_TRUE(settings_.setValue(ShellHelper::kAdminUsernameKey, QString::fromLatin1(kAdminAccount)));
     }
     CommandResult asRoot(const QString& line) { return shell_.runPrivileged(line, false); }
     ProtectedScan::PrivilegedRunner runner() {

@@ -280,7 +280,7 @@ TEST_F(StorageManagerPageTest, RendersInBothAppearances) {
     ASSERT_NO_FATAL_FAILURE(scan(*page, root));
     Settings settings(QDir::homePath() + "/appearance.conf");
     for (const QString theme : {"dark", "light"}) {
-        settings.setValue(kAppearanceKey, theme);
+        EXPECT_TRUE(settings.setValue(kAppearanceKey, theme));
         AppearanceController(settings).apply();
         page->show();
         QCoreApplication::processEvents();
