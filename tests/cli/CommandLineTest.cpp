@@ -1,4 +1,5 @@
 #include "cli/CliText.h"
+#include "tests/support/VelmoxProcess.h"
 
 #include <QDir>
 #include <QFile>
@@ -16,24 +17,6 @@
 namespace velmox {
 namespace {
 
-struct ChildRun {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-ChildRun velmox(const QStringList& args,
-                const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.start(QStringLiteral(VELMOX_BINARY), args);
-    process.closeWriteChannel();
-    if (!process.waitForFinished(60000))
-        process.kill();
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            process.readAllStandardOutput(), process.readAllStandardError()};
-}
-
 // By bytes: a name need not be valid UTF-8.
 void writeFile(const QByteArray& path, qsizetype size) {
     const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -46,17 +29,17 @@ void writeFile(const QByteArray& path, qsizetype size) {
 TEST(CommandLine, UnknownOptionsAndCommandsAreErrorsNotAWindow) {
     // Without the check these would open the window (and never end under the offscreen
     // platform).
-    const ChildRun option = velmox({"--bogus"});
+    const test::VelmoxRun option = test::runVelmox({"--bogus"});
     EXPECT_EQ(option.exitCode, 2);
     EXPECT_EQ(option.err, "velmox: “--bogus” is not an option of Velmox. Run “velmox --help” to "
                           "see them all.\n");
     EXPECT_TRUE(option.out.isEmpty());
 
-    const ChildRun command = velmox({"defragment"});
+    const test::VelmoxRun command = test::runVelmox({"defragment"});
     EXPECT_EQ(command.exitCode, 2);
     EXPECT_TRUE(command.err.startsWith("velmox: “defragment” is not a command of Velmox."));
 
-    const ChildRun help = velmox({"--help"});
+    const test::VelmoxRun help = test::runVelmox({"--help"});
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_TRUE(help.out.contains("velmox --screenshot PAGE FILE.png"));
     EXPECT_TRUE(help.out.contains("        storageManager    Storage Manager\n"))
@@ -74,7 +57,7 @@ TEST(CommandLine, TheWindowWithoutAGraphicalSessionSaysSoInOneSentence) {
     for (const QString& display : {QString(), QStringLiteral(":4711")}) {
         if (!display.isEmpty())
             environment.insert("DISPLAY", display);
-        const ChildRun run = velmox({}, environment);
+        const test::VelmoxRun run = test::runVelmox({}, environment);
         EXPECT_EQ(run.exitCode, 1) << display.toStdString();
         EXPECT_EQ(run.err, sentence) << display.toStdString();
     }
@@ -87,7 +70,7 @@ TEST(CommandLine, FailedJsonCommandsPrintAnErrorObjectWithTheSameSentence) {
     };
     for (const Case& c : {Case{{"scan", "/no/such/folder", "--json"}, 1},
                           Case{{"sensors", "--json", "--all"}, 2}, Case{{"bogus", "--json"}, 2}}) {
-        const ChildRun run = velmox(c.args);
+        const test::VelmoxRun run = test::runVelmox(c.args);
         EXPECT_EQ(run.exitCode, c.exitCode) << c.args.join(' ').toStdString();
         const QJsonObject error = QJsonDocument::fromJson(run.out).object();
         EXPECT_EQ(error.keys(), QStringList{"error"}) << run.out.toStdString();
@@ -95,7 +78,7 @@ TEST(CommandLine, FailedJsonCommandsPrintAnErrorObjectWithTheSameSentence) {
         EXPECT_FALSE(run.err.isEmpty());
     }
     // Without --json the standard output stays empty.
-    EXPECT_TRUE(velmox({"scan", "/no/such/folder"}).out.isEmpty());
+    EXPECT_TRUE(test::runVelmox({"scan", "/no/such/folder"}).out.isEmpty());
 }
 
 TEST(CommandLine, ScanShowsOddNamesOnOneLineAndNamesWhatItCouldNotRead) {
@@ -109,7 +92,7 @@ TEST(CommandLine, ScanShowsOddNamesOnOneLineAndNamesWhatItCouldNotRead) {
     writeFile(locked + "/hidden", 10);
     ASSERT_EQ(::chmod(locked.constData(), 0), 0);
 
-    const ChildRun text = velmox({"scan", dir.path(), "--logical"});
+    const test::VelmoxRun text = test::runVelmox({"scan", dir.path(), "--logical"});
     ::chmod(locked.constData(), 0700);
     EXPECT_EQ(text.exitCode, 0) << text.err.toStdString();
     EXPECT_FALSE(text.out.contains('\x1b'));
@@ -122,7 +105,7 @@ TEST(CommandLine, ScanShowsOddNamesOnOneLineAndNamesWhatItCouldNotRead) {
         << text.err.toStdString();
 
     ASSERT_EQ(::chmod(locked.constData(), 0), 0);
-    const ChildRun json = velmox({"scan", dir.path(), "--json"});
+    const test::VelmoxRun json = test::runVelmox({"scan", dir.path(), "--json"});
     ::chmod(locked.constData(), 0700);
     const QJsonObject result = QJsonDocument::fromJson(json.out).object();
     EXPECT_EQ(result.value("kind").toString(), "folder");
@@ -132,15 +115,16 @@ TEST(CommandLine, ScanShowsOddNamesOnOneLineAndNamesWhatItCouldNotRead) {
     EXPECT_EQ(folders.at(0).toObject().value("path").toString(), QFile::decodeName(locked));
     EXPECT_FALSE(folders.at(0).toObject().value("reason").toString().isEmpty());
 
-    const ChildRun file = velmox({"scan", dir.filePath("two\nlines")});
+    const test::VelmoxRun file = test::runVelmox({"scan", dir.filePath("two\nlines")});
     EXPECT_EQ(file.exitCode, 0);
     EXPECT_TRUE(file.out.startsWith(root + "/two\\nlines is a file of 2.0 kB (2000 bytes, "))
         << file.out.toStdString();
-    EXPECT_EQ(QJsonDocument::fromJson(velmox({"scan", dir.filePath("two\nlines"), "--json"}).out)
-                  .object()
-                  .value("kind")
-                  .toString(),
-              "file");
+    EXPECT_EQ(
+        QJsonDocument::fromJson(test::runVelmox({"scan", dir.filePath("two\nlines"), "--json"}).out)
+            .object()
+            .value("kind")
+            .toString(),
+        "file");
 }
 
 TEST(CliText, NamesAreMadeVisibleAndUnambiguous) {

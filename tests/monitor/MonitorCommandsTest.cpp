@@ -1,3 +1,5 @@
+#include "tests/support/VelmoxProcess.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -8,21 +10,9 @@
 namespace velmox {
 namespace {
 
-struct CommandRun {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-CommandRun velmox(const QStringList& args) {
-    QProcess process;
-    process.start(QStringLiteral(VELMOX_BINARY), args);
-    process.waitForFinished(30000);
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-}
-
 TEST(StatsCommand, PrintsOneSampleAsJsonWithTheRecordsFieldsInTheirOrder) {
-    const CommandRun run = velmox({QStringLiteral("stats"), QStringLiteral("--json")});
+    const test::VelmoxRun run =
+        test::runVelmox({QStringLiteral("stats"), QStringLiteral("--json")});
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     const QStringList fields = {
         "cpuUser",        "cpuSystem",       "cpuHistory",       "ramUsed",
@@ -48,15 +38,16 @@ TEST(StatsCommand, PrintsOneSampleAsJsonWithTheRecordsFieldsInTheirOrder) {
 
 // Whatever sensors this machine has, the text and JSON forms of both commands agree on them.
 TEST(SensorsCommand, TextAndJsonAgreeOnThisMachinesSensorsAndBadOptionsAreRefused) {
-    const CommandRun json = velmox({QStringLiteral("sensors"), QStringLiteral("--json")});
+    const test::VelmoxRun json =
+        test::runVelmox({QStringLiteral("sensors"), QStringLiteral("--json")});
     ASSERT_EQ(json.exitCode, 0);
     const QJsonDocument document = QJsonDocument::fromJson(json.out);
     ASSERT_TRUE(document.isArray()) << json.out.toStdString();
     const QJsonArray sensors = document.array();
 
-    const CommandRun text = velmox({QStringLiteral("sensors")});
+    const test::VelmoxRun text = test::runVelmox({QStringLiteral("sensors")});
     EXPECT_EQ(text.exitCode, 0);
-    const CommandRun stats = velmox({QStringLiteral("stats")});
+    const test::VelmoxRun stats = test::runVelmox({QStringLiteral("stats")});
     EXPECT_EQ(stats.exitCode, 0);
     EXPECT_TRUE(stats.out.contains("Processor:"));
     if (sensors.isEmpty()) {
@@ -68,9 +59,9 @@ TEST(SensorsCommand, TextAndJsonAgreeOnThisMachinesSensorsAndBadOptionsAreRefuse
         EXPECT_TRUE(stats.out.contains("Temperatures:")) << stats.out.toStdString();
     }
 
-    EXPECT_EQ(velmox({QStringLiteral("sensors"), QStringLiteral("--all")}).exitCode, 2);
-    const CommandRun bad =
-        velmox({QStringLiteral("stats"), QStringLiteral("--watch"), QStringLiteral("-1")});
+    EXPECT_EQ(test::runVelmox({QStringLiteral("sensors"), QStringLiteral("--all")}).exitCode, 2);
+    const test::VelmoxRun bad =
+        test::runVelmox({QStringLiteral("stats"), QStringLiteral("--watch"), QStringLiteral("-1")});
     EXPECT_EQ(bad.exitCode, 2);
     EXPECT_EQ(bad.err, "velmox stats: --watch needs a number of seconds greater than 0.\n");
 }

@@ -1,4 +1,5 @@
 #include "ScanTestSupport.h"
+#include "tests/support/VelmoxProcess.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -7,23 +8,6 @@
 #include <gtest/gtest.h>
 
 using namespace velmox::test;
-
-namespace {
-
-struct CommandRun {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-CommandRun runVelmox(const QStringList& args) {
-    QProcess process;
-    process.start(QStringLiteral(VELMOX_BINARY), args);
-    process.waitForFinished(60000);
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-}
-
-} // namespace
 
 TEST(ScanCommand, SaysSoAndExitsWithThreeWhenTheItemCapStopsTheScan) {
     QTemporaryDir dir;
@@ -36,7 +20,7 @@ TEST(ScanCommand, SaysSoAndExitsWithThreeWhenTheItemCapStopsTheScan) {
     }
     const QString path = QString::fromUtf8(root);
 
-    const CommandRun whole = runVelmox({QStringLiteral("scan"), path, QStringLiteral("--json")});
+    const VelmoxRun whole = runVelmox({QStringLiteral("scan"), path, QStringLiteral("--json")});
     ASSERT_EQ(whole.exitCode, 0) << whole.err.toStdString();
     const QJsonObject complete = QJsonDocument::fromJson(whole.out).object();
     EXPECT_EQ(complete.value(QStringLiteral("state")).toString(), QStringLiteral("finished"));
@@ -49,7 +33,7 @@ TEST(ScanCommand, SaysSoAndExitsWithThreeWhenTheItemCapStopsTheScan) {
                             QStringLiteral("12"), QStringLiteral("--workers"), QStringLiteral("1")};
         if (json)
             args << QStringLiteral("--json");
-        const CommandRun stopped = runVelmox(args);
+        const VelmoxRun stopped = runVelmox(args);
         EXPECT_EQ(stopped.exitCode, 3) << json;
         EXPECT_TRUE(stopped.err.contains("so the totals cover only what was read")) << json;
         if (!json)
