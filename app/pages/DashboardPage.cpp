@@ -80,6 +80,10 @@ DashboardPage::DashboardPage(MonitorDemand& demand, QWidget* parent)
     static_cast<QVBoxLayout*>(disk_->layout())->insertWidget(2, diskBar_);
 
     SystemMonitorEngine& engine = demand.engine();
+    const double every = engine.timerInterval();
+    processor_->chart()->setAxes(percent, every);
+    memory_->chart()->setAxes(gibibytes, every);
+    network_->chart()->setAxes(rate, every);
     const auto refresh = [this, &engine] {
         showStats(engine.stats(),
                   engine.hasReadSensors() ? std::optional(engine.sensorReadings()) : std::nullopt);

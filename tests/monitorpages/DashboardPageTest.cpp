@@ -60,6 +60,9 @@ TEST_F(DashboardPageTest, CardsShowTheFiguresOfTheRecord) {
     EXPECT_EQ(page.networkCard()->detail(QStringLiteral("In")), QStringLiteral("1.5 KiB/s"));
     EXPECT_EQ(page.networkCard()->detail(QStringLiteral("Out")), QStringLiteral("3.0 MiB/s"));
     EXPECT_EQ(page.networkCard()->chart()->series().size(), 2);
+    EXPECT_EQ(page.processorCard()->chart()->axisLabels(),
+              (QStringList{"100%", "58 s ago", "now"}));
+    EXPECT_EQ(page.memoryCard()->chart()->axisLabels().first(), "16.0 GiB");
     EXPECT_EQ(page.diskCard()->headline(), QStringLiteral("123.4 GB free"));
     // Used as `df` counts it; the space kept for the administrator apart.
     EXPECT_EQ(page.diskCard()->detail(QStringLiteral("Used")), QStringLiteral("350.0 GB"));
