@@ -63,6 +63,7 @@ GlobalStatusBar::GlobalStatusBar(AppStatusCenter& center, AppNavigationState& na
             [this] { PowerUserPage::openActivity(navigation_); });
     connect(&center_, &AppStatusCenter::changed, this, &GlobalStatusBar::refresh);
     connect(&navigation_, &AppNavigationState::currentPageChanged, this, &GlobalStatusBar::refresh);
+    connect(&navigation_, &AppNavigationState::detailChanged, this, &GlobalStatusBar::refresh);
     refresh();
 }
 
@@ -103,7 +104,8 @@ void GlobalStatusBar::refresh() {
     // nowhere to go.
     const auto origin = center_.originPage();
     arrow_->setVisible(origin.has_value() && navigation_.currentPage() != origin);
-    activity_->setVisible(line.text.contains(QLatin1String("Activity")));
+    activity_->setVisible(line.text.contains(QLatin1String("Activity")) &&
+                          !PowerUserPage::showsActivity(navigation_));
 }
 
 } // namespace velmox

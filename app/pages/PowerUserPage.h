@@ -18,6 +18,7 @@ public:
 
     // Shows the activity log wherever the user is.
     static void openActivity(AppNavigationState& navigation);
+    static bool showsActivity(const AppNavigationState& navigation);
 
     QString currentTab() const;
     void showTab(const QString& tab);

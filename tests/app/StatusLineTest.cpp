@@ -63,6 +63,7 @@ TEST_F(StatusLineTest, AMessagePointingToTheActivityLogLinksThere) {
     auto* powerUser = qobject_cast<PowerUserPage*>(window.currentPage());
     ASSERT_NE(powerUser, nullptr);
     EXPECT_EQ(powerUser->currentTab(), "activity");
+    EXPECT_FALSE(line->showsActivityLink()) << "no link to the page shown";
 }
 
 TEST_F(StatusLineTest, AFinishedMessageClearsAfterFiveSecondsUnlessANewerOneArrives) {
