@@ -16,6 +16,7 @@ const char* kStyleSheet = R"(
 QListWidget#sidebar { background: palette(window); border: none; outline: 0; }
 QListWidget#sidebar::item { border-radius: 6px; padding: 4px 6px; margin: 0 6px; }
 QListWidget#sidebar::item:selected { background: palette(highlight); color: palette(highlighted-text); }
+QListWidget#sidebar::item:focus { border: 2px solid palette(highlighted-text); }
 QFrame#globalStatusBar { border-top: 1px solid palette(mid); background: palette(window); }
 QLabel#pageTitle { font-size: 20pt; font-weight: 600; }
 QLabel#pageSubtitle { color: palette(placeholder-text); }

@@ -1,6 +1,7 @@
 #include "app/GlobalStatusBar.h"
 
 #include "app/SymbolIcons.h"
+#include "app/pages/PowerUserPage.h"
 #include "services/AppNavigationState.h"
 #include "services/AppStatusCenter.h"
 
@@ -30,7 +31,8 @@ StatusLineText statusLineText(const QString& message, bool active) {
 GlobalStatusBar::GlobalStatusBar(AppStatusCenter& center, AppNavigationState& navigation,
                                  QWidget* parent)
     : QFrame(parent), center_(center), navigation_(navigation), icon_(new QLabel(this)),
-      spinner_(new QProgressBar(this)), text_(new QLabel(this)), arrow_(new QToolButton(this)) {
+      spinner_(new QProgressBar(this)), text_(new QLabel(this)), arrow_(new QToolButton(this)),
+      activity_(new QToolButton(this)) {
     setObjectName(QStringLiteral("globalStatusBar"));
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(12, 5, 8, 5);
@@ -48,16 +50,29 @@ GlobalStatusBar::GlobalStatusBar(AppStatusCenter& center, AppNavigationState& na
     layout->addWidget(spinner_);
     layout->addWidget(icon_);
     layout->addWidget(text_, 1);
+    activity_->setObjectName(QStringLiteral("showActivity"));
+    activity_->setText(QStringLiteral("Show Activity"));
+    activity_->setAutoRaise(true);
+    activity_->setCursor(Qt::PointingHandCursor);
+    activity_->setToolTip(QStringLiteral("Opens the activity log (Ctrl+Shift+A)"));
+    layout->addWidget(activity_);
     layout->addWidget(arrow_);
 
     connect(arrow_, &QToolButton::clicked, this, &GlobalStatusBar::goToTask);
+    connect(activity_, &QToolButton::clicked, this,
+            [this] { PowerUserPage::openActivity(navigation_); });
     connect(&center_, &AppStatusCenter::changed, this, &GlobalStatusBar::refresh);
     connect(&navigation_, &AppNavigationState::currentPageChanged, this, &GlobalStatusBar::refresh);
+    connect(&navigation_, &AppNavigationState::detailChanged, this, &GlobalStatusBar::refresh);
     refresh();
 }
 
 QString GlobalStatusBar::shownText() const {
     return isHidden() ? QString() : text_->text();
+}
+
+bool GlobalStatusBar::showsActivityLink() const {
+    return !isHidden() && !activity_->isHidden();
 }
 
 bool GlobalStatusBar::showsArrow() const {
@@ -89,6 +104,8 @@ void GlobalStatusBar::refresh() {
     // nowhere to go.
     const auto origin = center_.originPage();
     arrow_->setVisible(origin.has_value() && navigation_.currentPage() != origin);
+    activity_->setVisible(line.text.contains(QLatin1String("Activity")) &&
+                          !PowerUserPage::showsActivity(navigation_));
 }
 
 } // namespace velmox

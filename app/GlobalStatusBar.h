@@ -35,6 +35,8 @@ public:
 
     QString shownText() const;
     bool showsArrow() const;
+    // A message that sends the user to the activity log comes with a link there.
+    bool showsActivityLink() const;
     // What the arrow does.
     void goToTask();
 
@@ -47,6 +49,7 @@ private:
     QProgressBar* spinner_;
     QLabel* text_;
     QToolButton* arrow_;
+    QToolButton* activity_;
 };
 
 } // namespace velmox

@@ -9,6 +9,7 @@
 #include "app/SoftwareUpdater.h"
 #include "app/SymbolIcons.h"
 #include "app/pages/PageFactory.h"
+#include "app/pages/PowerUserPage.h"
 
 #include <QActionGroup>
 #include <QCoreApplication>
@@ -54,11 +55,26 @@ MainWindow::MainWindow(AppServices& services, QWidget* parent)
 
 void MainWindow::buildMenus() {
     QMenu* app = menuBar()->addMenu(QStringLiteral("&Velmox"));
-    app->addAction(QStringLiteral("&Settings..."), QKeySequence::Preferences, this,
+    app->addAction(QStringLiteral("&Settings..."), QKeySequence(Qt::CTRL | Qt::Key_Comma), this,
                    &MainWindow::settingsRequested);
     app->addSeparator();
     app->addAction(QStringLiteral("&Quit Velmox"), QKeySequence::Quit, this,
                    &MainWindow::quitRequested);
+
+    // Ctrl+1...9 go to the sidebar's rows in order, as shown.
+    QMenu* view = menuBar()->addMenu(QStringLiteral("V&iew"));
+    int number = 0;
+    for (const SidebarGroup& group : sidebarGroups()) {
+        for (const SidebarRow& row : group.rows) {
+            QAction* go = view->addAction(row.title, this,
+                                          [this, category = row.category] { showPage(category); });
+            if (++number <= 9)
+                go->setShortcut(QKeySequence(Qt::CTRL | Qt::Key(Qt::Key_0 + number)));
+        }
+    }
+    view->addSeparator();
+    view->addAction(QStringLiteral("&Activity"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_A),
+                    this, [this] { PowerUserPage::openActivity(services_.navigation()); });
 
     QMenu* window = menuBar()->addMenu(QStringLiteral("&Window"));
     window->addAction(QStringLiteral("Open Page in &New Window"),

@@ -69,6 +69,17 @@ void SidebarView::focusInEvent(QFocusEvent* event) {
     viewport()->update();
 }
 
+// Home and End land on the first and last page row; group headers are never current.
+QModelIndex SidebarView::moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) {
+    if (action != MoveHome && action != MoveEnd)
+        return QListWidget::moveCursor(action, modifiers);
+    const int step = action == MoveHome ? 1 : -1;
+    for (int row = action == MoveHome ? 0 : count() - 1; row >= 0 && row < count(); row += step)
+        if (item(row)->flags() & Qt::ItemIsSelectable)
+            return model()->index(row, 0);
+    return currentIndex();
+}
+
 void SidebarView::changeEvent(QEvent* event) {
     QListWidget::changeEvent(event);
     if (event->type() == QEvent::PaletteChange)

@@ -62,10 +62,16 @@ void printText(const SystemStats& s, bool hasSensors, QTextStream& out) {
                           .arg(s.cpuSystem, 0, 'f', 1));
     if (!s.gpuHistory.isEmpty())
         line("GPU load:", QStringLiteral("%1%").arg(s.gpuUtilization, 0, 'f', 1));
-    line("Memory:", QStringLiteral("%1 used (app %2, wired %3, compressed %4), %5 free")
-                        .arg(bytes(s.ramUsed * bytesPerGiB), bytes(s.ramApp * bytesPerGiB),
-                             bytes(s.ramWired * bytesPerGiB), bytes(s.ramCompressed * bytesPerGiB),
-                             bytes(s.ramFree * bytesPerGiB)));
+#ifdef Q_OS_MACOS
+    const QString memoryParts =
+        QStringLiteral("%1 used (app %2, wired %3, compressed %4), %5 free");
+#else
+    const QString memoryParts = QStringLiteral("%1 used (app %2, kernel %3, zswap %4), %5 free");
+#endif
+    line("Memory:",
+         memoryParts.arg(bytes(s.ramUsed * bytesPerGiB), bytes(s.ramApp * bytesPerGiB),
+                         bytes(s.ramWired * bytesPerGiB), bytes(s.ramCompressed * bytesPerGiB),
+                         bytes(s.ramFree * bytesPerGiB)));
     line(
         "Network:",
         QStringLiteral("in %1/s, out %2/s").arg(bytes(s.networkSpeedIn), bytes(s.networkSpeedOut)));

@@ -67,6 +67,8 @@ void SystemMonitorEngine::startManual() {
     if (sources_.machine) {
         stats_.macModel = sources_.machine->modelIdentifier();
         stats_.macModelName = sources_.machine->modelName();
+        stats_.hostName = sources_.machine->hostName();
+        stats_.osName = sources_.machine->osName();
         stats_.processorInfo = sources_.machine->processorInfo();
         stats_.gpuModel = sources_.machine->gpuModel();
     }
@@ -141,6 +143,7 @@ void SystemMonitorEngine::sampleMachine() {
     if (const auto space = machine->startupVolumeSpace()) {
         stats_.diskTotal = double(space->total);
         stats_.diskAvailable = double(space->available);
+        stats_.diskFree = double(space->free);
     }
     if (const auto uptime = machine->uptimeSeconds())
         stats_.uptime = *uptime;
@@ -167,8 +170,8 @@ void SystemMonitorEngine::tick() {
         sampleNetwork();
     }
     sampleMachine();
-    if (!lastSensorRead_ || clock_.steadyNow() - *lastSensorRead_ >=
-                                std::chrono::duration<double>(sensorPeriodSeconds))
+    if (!lastSensorRead_ ||
+        clock_.steadyNow() - *lastSensorRead_ >= std::chrono::duration<double>(sensorPeriodSeconds))
         requestSensorRead();
     emit statsChanged(stats_);
 }

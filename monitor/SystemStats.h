@@ -39,6 +39,7 @@ struct SystemStats {
     QList<double> gpuHistory;
     double diskTotal = 0.0;      // bytes
     double diskAvailable = 0.0;  // bytes
+    double diskFree = 0.0;       // bytes, with the administrator's reserve
     double networkSpeedIn = 0.0; // bytes per second
     double networkSpeedOut = 0.0;
     QList<double> networkHistoryIn;
@@ -54,6 +55,8 @@ struct SystemStats {
     QList<DriveStat> drives;
     QString macModel;
     QString macModelName;
+    QString hostName;
+    QString osName;
     QString processorInfo;
     QString gpuModel;
     QList<NICInfo> activeNICs;

@@ -17,7 +17,8 @@ struct NetworkAddress {
 
 struct VolumeSpace {
     std::uint64_t total = 0;
-    std::uint64_t available = 0;
+    std::uint64_t available = 0; // to unprivileged users
+    std::uint64_t free = 0;      // including what is kept for the administrator
     bool operator==(const VolumeSpace&) const = default;
 };
 
@@ -38,6 +39,9 @@ public:
     virtual QList<NetworkAddress> activeIPv4Interfaces() = 0;
     // "nominal", "fair", "serious", "critical", or "unknown" without a source.
     virtual QString thermalState() = 0;
+    // The computer's network name and the operating system's name; "" when unknown.
+    virtual QString hostName() { return {}; }
+    virtual QString osName() { return {}; }
 };
 
 std::unique_ptr<MachineInfo> systemMachineInfo();

@@ -13,6 +13,7 @@
 #include <QSaveFile>
 #include <QThread>
 #include <algorithm>
+#include <optional>
 
 namespace velmox {
 
@@ -28,15 +29,31 @@ QByteArray csvQuoted(const QString& text) {
     return '"' + quoted.toUtf8() + '"';
 }
 
-QString putBackDetail(const ActionHistoryStore::PutBackResult& result) {
-    QString detail = QStringLiteral("Put back %1 item(s) into %2.")
-                         .arg(result.restored)
-                         .arg(PlatformPaths::userCachesDisplay());
-    if (result.failed > 0)
-        detail += QStringLiteral(" %1 couldn't be restored (no longer in the Trash, or a new item "
-                                 "already exists).")
-                      .arg(result.failed);
-    return detail;
+// Puts one item back, or says why it stayed and where it is.
+std::optional<ActionHistoryStore::NotRestored> putBackItem(const QString& cacheName,
+                                                           const QString& trashName) {
+    // A payload never reaches outside the two folders.
+    if (!Trash::isPlainName(cacheName) || !Trash::isPlainName(trashName))
+        return ActionHistoryStore::NotRestored{
+            cacheName,
+            QStringLiteral("The log names it with a path, not a plain name, so it "
+                           "was left alone."),
+            {}};
+    const QString inTrash = Trash::itemPath(trashName);
+    if (!QFileInfo(inTrash).exists() && !QFileInfo(inTrash).isSymLink())
+        return ActionHistoryStore::NotRestored{
+            cacheName, QStringLiteral("It is no longer in the Trash."), {}};
+    const QString destination = PlatformPaths::userCaches() + QLatin1Char('/') + cacheName;
+    const Status restored = Trash::restore(trashName, destination);
+    if (restored)
+        return std::nullopt;
+    const bool taken = QFileInfo(destination).exists() || QFileInfo(destination).isSymLink();
+    return ActionHistoryStore::NotRestored{
+        cacheName,
+        taken ? QStringLiteral("A newer item of that name is in %1.")
+                    .arg(PlatformPaths::userCachesDisplay())
+              : restored.error(),
+        inTrash};
 }
 
 } // namespace
@@ -208,18 +225,12 @@ ActionHistoryStore::putBack(const ActionHistoryEntry& entry) {
     for (const auto& [cacheName, trashName] : undoItems(entry)) {
         if (cacheName.isEmpty() || trashName.isEmpty())
             continue;
-        // A payload never reaches outside the two folders.
-        if (!Trash::isPlainName(cacheName) || !Trash::isPlainName(trashName)) {
-            ++result.failed;
-            continue;
-        }
-        const QString destination = PlatformPaths::userCaches() + QLatin1Char('/') + cacheName;
-        if (Trash::restore(trashName, destination))
-            ++result.restored;
+        if (auto stayed = putBackItem(cacheName, trashName))
+            result.notRestored.append(std::move(*stayed));
         else
-            ++result.failed;
+            ++result.restored;
     }
-    record(putBackAction, putBackDetail(result), result.restored > 0);
+    record(putBackAction, putBackSummary(result), result.restored > 0);
     return result;
 }
 
@@ -277,6 +288,26 @@ QString ActionHistoryStore::putBackHelp() {
     return QStringLiteral("Moves these items from the Trash back to %1, if they are still in the "
                           "Trash.")
         .arg(PlatformPaths::userCachesDisplay());
+}
+
+bool ActionHistoryStore::PutBackResult::anyStillInTrash() const {
+    return std::ranges::any_of(notRestored,
+                               [](const NotRestored& item) { return !item.trashPath.isEmpty(); });
+}
+
+QString ActionHistoryStore::putBackSummary(const PutBackResult& result) {
+    QString text = QStringLiteral("Put back %1 item(s) into %2.")
+                       .arg(result.restored)
+                       .arg(PlatformPaths::userCachesDisplay());
+    if (result.notRestored.isEmpty())
+        return text;
+    text += QStringLiteral(" %1 couldn't be restored:").arg(result.notRestored.size());
+    for (const NotRestored& item : result.notRestored) {
+        text += QStringLiteral("\n• “%1”: %2").arg(item.name, item.reason);
+        if (!item.trashPath.isEmpty())
+            text += QStringLiteral(" It is still in the Trash (%1).").arg(item.trashPath);
+    }
+    return text;
 }
 
 } // namespace velmox

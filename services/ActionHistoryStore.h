@@ -57,10 +57,17 @@ public:
     static QString visibleDetail(const ActionHistoryEntry& entry);
 
     bool canPutBack(const ActionHistoryEntry& entry) const;
+    struct NotRestored {
+        QString name;      // in the user caches
+        QString reason;    // a whole sentence
+        QString trashPath; // where it still is; empty when it is not in the Trash
+        bool operator==(const NotRestored&) const = default;
+    };
     struct PutBackResult {
         int restored = 0;
-        int failed = 0;
+        QList<NotRestored> notRestored;
         bool operator==(const PutBackResult&) const = default;
+        bool anyStillInTrash() const;
     };
     // Moves the entry's items from the Trash back into the user caches, never overwriting, and
     // records the outcome. Does nothing for an entry that cannot be put back, and moves nothing
@@ -79,6 +86,8 @@ public:
     static QString suggestedExportFileName(const QDateTime& now);
     static QString putBackButtonTitle(qsizetype itemCount);
     static QString putBackHelp();
+    // What a Put Back did, naming every item that was not restored, why, and where it is.
+    static QString putBackSummary(const PutBackResult& result);
 
 signals:
     void entriesChanged();

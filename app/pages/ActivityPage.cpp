@@ -3,8 +3,10 @@
 #include "app/StatusReporter.h"
 #include "app/SymbolIcons.h"
 #include "platform/PlatformPaths.h"
+#include "platform/Trash.h"
 
 #include <QButtonGroup>
+#include <QDesktopServices>
 #include <QDir>
 #include <QFileDialog>
 #include <QHBoxLayout>
@@ -16,6 +18,7 @@
 #include <QStackedWidget>
 #include <QStandardPaths>
 #include <QTreeWidget>
+#include <QUrl>
 #include <QVBoxLayout>
 
 namespace velmox {
@@ -36,17 +39,6 @@ bool askWithMessageBox(QWidget* parent, const ActivityPage::Confirmation& reques
     return box.clickedButton() == confirm;
 }
 
-QString putBackSummary(const ActionHistoryStore::PutBackResult& result) {
-    QString text = QStringLiteral("Put back %1 item(s) into %2.")
-                       .arg(result.restored)
-                       .arg(PlatformPaths::userCachesDisplay());
-    if (result.failed > 0)
-        text += QStringLiteral(" %1 couldn't be restored (no longer in the Trash, or a new item "
-                               "already exists).")
-                    .arg(result.failed);
-    return text;
-}
-
 } // namespace
 
 ActivityPage::ActivityPage(ActionHistoryStore& store, QWidget* parent)
@@ -55,7 +47,9 @@ ActivityPage::ActivityPage(ActionHistoryStore& store, QWidget* parent)
       clear_(new QPushButton(QStringLiteral("Clear..."), this)),
       reporter_(new StatusReporter(this)), stack_(new QStackedWidget(this)),
       list_(new QTreeWidget(this)), empty_(new QLabel(this)), detail_(new QLabel(this)),
-      putBack_(new QPushButton(this)) {
+      putBack_(new QPushButton(this)),
+      openTrash_(new QPushButton(QStringLiteral("Open Trash"), this)) {
+    openUrl_ = [](const QUrl& url) { QDesktopServices::openUrl(url); };
     confirm_ = [this](const Confirmation& request) { return askWithMessageBox(this, request); };
     chooseSavePath_ = [this](const QString& suggested) {
         return QFileDialog::getSaveFileName(this, QStringLiteral("Export Activity"), suggested,
@@ -99,7 +93,12 @@ ActivityPage::ActivityPage(ActionHistoryStore& store, QWidget* parent)
     toolbar->addWidget(export_);
     toolbar->addWidget(clear_);
     layout->addLayout(toolbar);
-    layout->addWidget(reporter_);
+    auto* resultRow = new QHBoxLayout;
+    resultRow->addWidget(reporter_, 1);
+    openTrash_->setToolTip(QStringLiteral("Shows the Trash in the file manager"));
+    openTrash_->setVisible(false);
+    resultRow->addWidget(openTrash_, 0, Qt::AlignTop);
+    layout->addLayout(resultRow);
 
     list_->setColumnCount(4);
     list_->setHeaderLabels(
@@ -132,6 +131,8 @@ ActivityPage::ActivityPage(ActionHistoryStore& store, QWidget* parent)
     connect(export_, &QPushButton::clicked, this, &ActivityPage::exportShown);
     connect(clear_, &QPushButton::clicked, this, &ActivityPage::clearLog);
     connect(putBack_, &QPushButton::clicked, this, &ActivityPage::putBackSelected);
+    connect(openTrash_, &QPushButton::clicked, this,
+            [this] { openUrl_(QUrl::fromLocalFile(Trash::filesFolder())); });
     connect(list_, &QTreeWidget::currentItemChanged, this, [this] { showSelection(); });
     connect(&store_, &ActionHistoryStore::entriesChanged, this, [this] { refresh(); });
     connect(&store_, &ActionHistoryStore::saveFailed, this,
@@ -242,6 +243,7 @@ void ActivityPage::exportShown() {
     if (path.isEmpty())
         return;
     const Status written = ActionHistoryStore::exportCsv(entries, path);
+    openTrash_->setVisible(false);
     if (written)
         reporter_->show(ActionHistoryStore::exportedMessage(entries.size(), path), true);
     else
@@ -260,9 +262,10 @@ void ActivityPage::putBackSelected() {
         return;
     const Result<ActionHistoryStore::PutBackResult> result = store_.putBack(*entry);
     if (result)
-        reporter_->show(putBackSummary(*result), result->restored > 0);
+        reporter_->show(ActionHistoryStore::putBackSummary(*result), result->restored > 0);
     else
         reporter_->show(result.error(), false);
+    openTrash_->setVisible(result && result->anyStillInTrash());
     showSelection();
 }
 
@@ -275,6 +278,7 @@ void ActivityPage::clearLog() {
         {}};
     if (!confirm_(request))
         return;
+    openTrash_->setVisible(false);
     if (const Status cleared = store_.clear(); cleared)
         reporter_->clear();
     else

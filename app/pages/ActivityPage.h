@@ -11,6 +11,7 @@ class QLineEdit;
 class QPushButton;
 class QStackedWidget;
 class QTreeWidget;
+class QUrl;
 
 namespace velmox {
 
@@ -31,12 +32,14 @@ public:
     using ConfirmHandler = std::function<bool(const Confirmation&)>;
     // Gets the path to export to from a suggested path; empty = cancelled.
     using SavePathChooser = std::function<QString(const QString& suggestedPath)>;
+    using UrlOpener = std::function<void(const QUrl&)>;
 
     explicit ActivityPage(ActionHistoryStore& store, QWidget* parent = nullptr);
 
     // Tests and the screenshot mode replace the dialogs.
     void setConfirmHandler(ConfirmHandler handler) { confirm_ = std::move(handler); }
     void setSavePathChooser(SavePathChooser chooser) { chooseSavePath_ = std::move(chooser); }
+    void setUrlOpener(UrlOpener opener) { openUrl_ = std::move(opener); }
 
     void setResultFilter(ActionHistoryStore::ResultFilter filter);
     void setSearchText(const QString& text);
@@ -47,6 +50,8 @@ public:
     // The Put Back button's text for the selected entry; empty when none is offered.
     QString putBackButtonText() const;
     QString reportedMessage() const;
+    // Shown after a Put Back that left items in the Trash.
+    QPushButton* openTrashButton() const { return openTrash_; }
 
     void exportShown();
     void putBackSelected();
@@ -62,6 +67,7 @@ private:
     QList<ActionHistoryEntry> shown_;
     ConfirmHandler confirm_;
     SavePathChooser chooseSavePath_;
+    UrlOpener openUrl_;
     QButtonGroup* filterButtons_;
     QLineEdit* search_;
     QPushButton* export_;
@@ -72,6 +78,7 @@ private:
     QLabel* empty_;
     QLabel* detail_;
     QPushButton* putBack_;
+    QPushButton* openTrash_;
 };
 
 } // namespace velmox

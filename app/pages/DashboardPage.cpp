@@ -23,6 +23,17 @@ constexpr int kNetworkInHue = 150; // green
 constexpr int kNetworkOutHue = 28; // orange
 constexpr int kMemoryHue = 275;    // violet
 
+// The memory parts and the root volume go by the words of the system they are on.
+#ifdef Q_OS_MACOS
+const QString kKernelMemory = QStringLiteral("Wired");
+const QString kCompressedMemory = QStringLiteral("Compressed");
+const QString kSystemDisk = QStringLiteral("Start-up Disk");
+#else
+const QString kKernelMemory = QStringLiteral("Kernel");
+const QString kCompressedMemory = QStringLiteral("Zswap");
+const QString kSystemDisk = QStringLiteral("System Disk");
+#endif
+
 QString orUnknown(const QString& text) {
     return text.isEmpty() ? QStringLiteral("Unknown") : text;
 }
@@ -33,7 +44,7 @@ DashboardPage::DashboardPage(MonitorDemand& demand, QWidget* parent)
     : QWidget(parent), processor_(new MonitorCard(QStringLiteral("Processor"), this)),
       memory_(new MonitorCard(QStringLiteral("Memory"), this)),
       network_(new MonitorCard(QStringLiteral("Network"), this)),
-      disk_(new MonitorCard(QStringLiteral("Start-up Disk"), this)),
+      disk_(new MonitorCard(kSystemDisk, this)),
       sensors_(new MonitorCard(QStringLiteral("Temperatures and Fans"), this)),
       machine_(new MonitorCard(QStringLiteral("This Computer"), this)),
       diskBar_(new QProgressBar(disk_)) {
@@ -69,6 +80,10 @@ DashboardPage::DashboardPage(MonitorDemand& demand, QWidget* parent)
     static_cast<QVBoxLayout*>(disk_->layout())->insertWidget(2, diskBar_);
 
     SystemMonitorEngine& engine = demand.engine();
+    const double every = engine.timerInterval();
+    processor_->chart()->setAxes(percent, every);
+    memory_->chart()->setAxes(gibibytes, every);
+    network_->chart()->setAxes(rate, every);
     const auto refresh = [this, &engine] {
         showStats(engine.stats(),
                   engine.hasReadSensors() ? std::optional(engine.sensorReadings()) : std::nullopt);
@@ -106,8 +121,8 @@ void DashboardPage::showMemory(const SystemStats& stats) {
     memory_->setHeadline(
         QStringLiteral("%1 of %2").arg(QString::number(stats.ramUsed, 'f', 1), gibibytes(total)));
     memory_->setDetails({{QStringLiteral("App"), gibibytes(stats.ramApp)},
-                         {QStringLiteral("Wired"), gibibytes(stats.ramWired)},
-                         {QStringLiteral("Compressed"), gibibytes(stats.ramCompressed)},
+                         {kKernelMemory, gibibytes(stats.ramWired)},
+                         {kCompressedMemory, gibibytes(stats.ramCompressed)},
                          {QStringLiteral("Free"), gibibytes(stats.ramFree)}});
     memory_->chart()->setFixedMaximum(total > 0 ? total : 1.0);
     memory_->chart()->setSeries({{stats.ramHistory, {}, memory_->accent(kMemoryHue)}});
@@ -125,19 +140,25 @@ void DashboardPage::showNetwork(const SystemStats& stats) {
 }
 
 void DashboardPage::showDisk(const SystemStats& stats) {
-    const double used = std::max(0.0, stats.diskTotal - stats.diskAvailable);
+    // Used as `df` counts it: what the reserve holds back is neither used nor available.
+    const double free = std::max(stats.diskFree, stats.diskAvailable);
+    const double used = std::max(0.0, stats.diskTotal - free);
+    const double reserved = free - stats.diskAvailable;
     if (stats.diskTotal <= 0) {
         disk_->setHeadline(QStringLiteral("Unknown"));
-        disk_->setNote(QStringLiteral("The size of the start-up volume could not be read."));
+        disk_->setNote(QStringLiteral("The size of the system volume could not be read."));
         diskBar_->setValue(0);
     } else {
         disk_->setHeadline(QStringLiteral("%1 free").arg(bytes(stats.diskAvailable)));
         disk_->setNote({});
         diskBar_->setValue(int(used / stats.diskTotal * 1000.0));
     }
-    disk_->setDetails({{QStringLiteral("Capacity"), bytes(stats.diskTotal)},
-                       {QStringLiteral("Used"), bytes(used)},
-                       {QStringLiteral("Available"), bytes(stats.diskAvailable)}});
+    QList<MonitorCard::Detail> details{{QStringLiteral("Capacity"), bytes(stats.diskTotal)},
+                                       {QStringLiteral("Used"), bytes(used)},
+                                       {QStringLiteral("Available"), bytes(stats.diskAvailable)}};
+    if (reserved > 0)
+        details.append({QStringLiteral("Reserved"), bytes(reserved)});
+    disk_->setDetails(details);
 }
 
 void DashboardPage::showSensors(const SystemStats& stats,
@@ -177,12 +198,18 @@ void DashboardPage::showSensors(const SystemStats& stats,
 }
 
 void DashboardPage::showMachine(const SystemStats& stats) {
+    // A machine that names no model goes by its host name.
+    const bool modelKnown = !stats.macModel.isEmpty();
+    const QString model = stats.macModelName.isEmpty() ? stats.macModel : stats.macModelName;
     machine_->setHeadline(
-        orUnknown(stats.macModelName.isEmpty() ? stats.macModel : stats.macModelName));
-    QList<MonitorCard::Detail> details{
-        {QStringLiteral("Up for"), uptime(stats.uptime)},
-        {QStringLiteral("Processor"), orUnknown(stats.processorInfo)},
-    };
+        orUnknown(modelKnown || stats.hostName.isEmpty() ? model : stats.hostName));
+    QList<MonitorCard::Detail> details;
+    if (modelKnown && !stats.hostName.isEmpty())
+        details.append({QStringLiteral("Name"), stats.hostName});
+    if (!stats.osName.isEmpty())
+        details.append({QStringLiteral("System"), stats.osName});
+    details.append({QStringLiteral("Up for"), uptime(stats.uptime)});
+    details.append({QStringLiteral("Processor"), orUnknown(stats.processorInfo)});
     if (!stats.gpuModel.isEmpty())
         details.append({QStringLiteral("Graphics"), stats.gpuModel});
     if (stats.activeNICs.isEmpty())

@@ -46,6 +46,21 @@ double HistoryChart::scaleMaximum() const {
     return 10.0 * magnitude;
 }
 
+void HistoryChart::setAxes(std::function<QString(double)> valueText, double secondsPerSample) {
+    valueText_ = std::move(valueText);
+    secondsPerSample_ = secondsPerSample;
+    update();
+}
+
+QStringList HistoryChart::axisLabels() const {
+    if (!valueText_)
+        return {};
+    const int span = int(std::lround(secondsPerSample_ * (capacity_ - 1)));
+    const QString oldest = span % 60 == 0 && span > 0 ? tr("%n min ago", nullptr, span / 60)
+                                                      : tr("%1 s ago").arg(span);
+    return {valueText_(scaleMaximum()), oldest, tr("now")};
+}
+
 QSize HistoryChart::sizeHint() const {
     return {240, 70};
 }
@@ -107,6 +122,18 @@ void HistoryChart::paintEvent(QPaintEvent*) {
         painter.setPen(QPen(color, 1.8, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
         painter.drawPath(line);
     }
+
+    const QStringList labels = axisLabels();
+    if (labels.isEmpty())
+        return;
+    QFont small = font();
+    small.setPointSizeF(small.pointSizeF() * 0.8);
+    painter.setFont(small);
+    painter.setPen(palette().color(QPalette::PlaceholderText));
+    const QRectF text = area.adjusted(3, 1, -3, -1);
+    painter.drawText(text, Qt::AlignLeft | Qt::AlignTop, labels[0]);
+    painter.drawText(text, Qt::AlignLeft | Qt::AlignBottom, labels[1]);
+    painter.drawText(text, Qt::AlignRight | Qt::AlignBottom, labels[2]);
 }
 
 } // namespace velmox

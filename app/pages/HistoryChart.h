@@ -3,6 +3,7 @@
 #include <QColor>
 #include <QList>
 #include <QWidget>
+#include <functional>
 
 namespace velmox {
 
@@ -30,6 +31,11 @@ public:
     const QList<Series>& series() const { return series_; }
     // The top of the vertical scale for the series shown now.
     double scaleMaximum() const;
+    // Labels the axes: the top of the scale in `valueText`, and the time the width spans at
+    // `secondsPerSample`. Unlabelled until called.
+    void setAxes(std::function<QString(double)> valueText, double secondsPerSample);
+    // {top of the scale, oldest time, newest time}; empty while unlabelled.
+    QStringList axisLabels() const;
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
@@ -43,6 +49,8 @@ private:
     QList<Series> series_;
     int capacity_ = 30;
     double fixedMaximum_ = 0.0;
+    std::function<QString(double)> valueText_;
+    double secondsPerSample_ = 0.0;
 };
 
 } // namespace velmox

@@ -55,6 +55,14 @@ PowerUserPage::PowerUserPage(AppServices& services, QWidget* parent)
     navigation.setDetail(kPage, currentTab());
 }
 
+void PowerUserPage::openActivity(AppNavigationState& navigation) {
+    navigation.navigate(kPage, kTabs.first());
+}
+
+bool PowerUserPage::showsActivity(const AppNavigationState& navigation) {
+    return navigation.currentPage() == kPage && navigation.detail(kPage) == kTabs.first();
+}
+
 QString PowerUserPage::currentTab() const {
     return kTabs.value(tabs_->currentIndex());
 }

@@ -6,6 +6,7 @@ class QTabWidget;
 
 namespace velmox {
 
+class AppNavigationState;
 class AppServices;
 
 // The Power User page: the activity log now, automation later. Its tab is its sub-view
@@ -14,6 +15,10 @@ class PowerUserPage : public QWidget {
     Q_OBJECT
 public:
     explicit PowerUserPage(AppServices& services, QWidget* parent = nullptr);
+
+    // Shows the activity log wherever the user is.
+    static void openActivity(AppNavigationState& navigation);
+    static bool showsActivity(const AppNavigationState& navigation);
 
     QString currentTab() const;
     void showTab(const QString& tab);

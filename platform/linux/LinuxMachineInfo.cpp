@@ -159,7 +159,31 @@ std::optional<VolumeSpace> LinuxMachineInfo::startupVolumeSpace() {
     if (::statvfs(QFile::encodeName(root_).constData(), &info) != 0)
         return std::nullopt;
     return VolumeSpace{std::uint64_t(info.f_blocks) * info.f_frsize,
-                       std::uint64_t(info.f_bavail) * info.f_frsize};
+                       std::uint64_t(info.f_bavail) * info.f_frsize,
+                       std::uint64_t(info.f_bfree) * info.f_frsize};
+}
+
+QString LinuxMachineInfo::hostName() {
+    return readTrimmed(QStringLiteral("proc/sys/kernel/hostname"));
+}
+
+QString LinuxMachineInfo::osName() {
+    QString pretty;
+    QString name;
+    const QStringList lines =
+        readTrimmed(QStringLiteral("etc/os-release")).split(QLatin1Char('\n'));
+    for (const QString& line : lines) {
+        QString value = line.section(QLatin1Char('='), 1).trimmed();
+        if (value.size() >= 2 &&
+            (value.front() == QLatin1Char('"') || value.front() == QLatin1Char('\'')) &&
+            value.back() == value.front())
+            value = value.mid(1, value.size() - 2);
+        if (line.startsWith(QLatin1String("PRETTY_NAME=")))
+            pretty = value;
+        else if (line.startsWith(QLatin1String("NAME=")))
+            name = value;
+    }
+    return pretty.isEmpty() ? name : pretty;
 }
 
 QList<NetworkAddress> LinuxMachineInfo::activeIPv4Interfaces() {
@@ -216,10 +240,9 @@ QList<NetworkAddress> LinuxMachineInfo::byDefaultRoute(QList<NetworkAddress> add
     const auto rank = [&metrics](const NetworkAddress& address) {
         return metrics.value(address.interfaceName, std::numeric_limits<qulonglong>::max());
     };
-    std::stable_sort(addresses.begin(), addresses.end(),
-                     [&rank](const NetworkAddress& a, const NetworkAddress& b) {
-                         return rank(a) < rank(b);
-                     });
+    std::stable_sort(
+        addresses.begin(), addresses.end(),
+        [&rank](const NetworkAddress& a, const NetworkAddress& b) { return rank(a) < rank(b); });
     return addresses;
 }
 

@@ -12,6 +12,7 @@ namespace velmox {
 //   /sys/devices/cpu_core/cpus and /sys/devices/cpu_atom/cpus on hybrid Intel chips;
 // - GPU: /sys/class/drm/cardN/device (vendor and driver; load from gpu_busy_percent);
 // - uptime: /proc/uptime; space: statvfs of the root folder;
+// - names: /proc/sys/kernel/hostname, PRETTY_NAME (else NAME) of /etc/os-release;
 // - addresses: getifaddrs, ordered by the default routes of /proc/net/route;
 // - thermal state: /sys/class/thermal zones against their passive, hot and critical trip
 //   points.
@@ -28,6 +29,8 @@ public:
     std::optional<VolumeSpace> startupVolumeSpace() override;
     QList<NetworkAddress> activeIPv4Interfaces() override;
     QString thermalState() override;
+    QString hostName() override;
+    QString osName() override;
 
     // Interfaces with a default route that is up come first, by the route's metric (the
     // lowest of the interface's default routes); the others keep their order.

@@ -10,6 +10,7 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QThread>
+#include <QUrl>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -131,6 +132,24 @@ TEST_F(ActivityPageTest, PutBackMovesTheItemsBackOnceAfterConfirmation) {
     QCoreApplication::processEvents();
     page.selectEntry(entry.id);
     EXPECT_EQ(page.putBackButtonText(), "") << "Put Back is offered only once";
+}
+
+TEST_F(ActivityPageTest, AnItemThatStaysInTheTrashIsNamedWithAWayToTheTrash) {
+    const ActionHistoryEntry entry = trashedCacheEntry("com.example.viewer");
+    QDir().mkpath(PlatformPaths::userCaches() + "/com.example.viewer");
+    QList<QUrl> opened;
+    page.setUrlOpener([&](const QUrl& url) { opened << url; });
+    page.selectEntry(entry.id);
+    page.putBackSelected();
+
+    const QString message = page.reportedMessage();
+    EXPECT_TRUE(message.contains("“com.example.viewer”: A newer item of that name is in"))
+        << message.toStdString();
+    EXPECT_TRUE(message.contains("still in the Trash (" + Trash::filesFolder()))
+        << message.toStdString();
+    ASSERT_TRUE(page.openTrashButton()->isVisibleTo(&page));
+    page.openTrashButton()->click();
+    EXPECT_EQ(opened, QList<QUrl>{QUrl::fromLocalFile(Trash::filesFolder())});
 }
 
 TEST_F(ActivityPageTest, ClearAsksFirstAndEmptiesTheLog) {

@@ -4,7 +4,10 @@
 #include "app/pages/PowerUserPage.h"
 #include "tests/app/WindowFixture.h"
 
+#include <QAction>
 #include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -20,7 +23,48 @@ QStringList shownTexts(const SidebarView& sidebar) {
     return texts;
 }
 
+// Runs the window's command bound to `keys`, as the shortcut does.
+bool runShortcut(MainWindow& window, const QKeySequence& keys) {
+    for (QAction* action : window.findChildren<QAction*>())
+        if (action->shortcuts().contains(keys) && action->isEnabled()) {
+            action->trigger();
+            return true;
+        }
+    return false;
+}
+
 } // namespace
+
+TEST_F(SidebarTest, KeyboardReachesEveryRowActivityAndSettings) {
+    MainWindow window(services);
+    window.show();
+    QList<Category> rows;
+    for (const SidebarGroup& group : sidebarGroups())
+        for (const SidebarRow& row : group.rows)
+            rows << row.category;
+
+    ASSERT_TRUE(runShortcut(window, QKeySequence("Ctrl+2")));
+    EXPECT_EQ(window.sidebar()->selection(), rows.at(1));
+    ASSERT_TRUE(runShortcut(window, QKeySequence("Ctrl+9")));
+    EXPECT_EQ(window.sidebar()->selection(), rows.at(8));
+
+    window.sidebar()->setFocus();
+    QTest::keyClick(window.sidebar(), Qt::Key_End);
+    EXPECT_EQ(services.navigation().currentPage(), rawValue(rows.last()));
+    QTest::keyClick(window.sidebar(), Qt::Key_Home);
+    EXPECT_EQ(services.navigation().currentPage(), rawValue(rows.first()))
+        << "Home skips the group header";
+
+    window.showPage(Category::maintenance);
+    ASSERT_TRUE(runShortcut(window, QKeySequence("Ctrl+Shift+A")));
+    auto* powerUser = qobject_cast<PowerUserPage*>(window.currentPage());
+    ASSERT_NE(powerUser, nullptr);
+    EXPECT_EQ(powerUser->currentTab(), "activity");
+
+    QSignalSpy settings(&window, &MainWindow::settingsRequested);
+    ASSERT_TRUE(runShortcut(window, QKeySequence("Ctrl+,")));
+    EXPECT_EQ(settings.size(), 1);
+}
 
 TEST_F(SidebarTest, GroupsAndRowsAppearInTheirFixedOrder) {
     SidebarView sidebar;

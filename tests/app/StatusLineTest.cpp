@@ -5,6 +5,7 @@
 #include "app/pages/PowerUserPage.h"
 #include "tests/app/WindowFixture.h"
 
+#include <QToolButton>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -45,6 +46,24 @@ TEST_F(StatusLineTest, TheArrowLeadsBackToTheTaskPageAndItsSubView) {
     EXPECT_EQ(window.currentPage(), powerUser);
     EXPECT_EQ(powerUser->currentTab(), "automation");
     EXPECT_FALSE(line->showsArrow());
+}
+
+TEST_F(StatusLineTest, AMessagePointingToTheActivityLogLinksThere) {
+    MainWindow window(services);
+    window.show();
+    GlobalStatusBar* line = window.statusLine();
+    services.status().report("Success: Flushed the DNS cache.", false);
+    EXPECT_FALSE(line->showsActivityLink());
+
+    services.status().report("Success: Moved 3 items to the Trash. 3 can be put back from the "
+                             "Activity tab.",
+                             false);
+    ASSERT_TRUE(line->showsActivityLink());
+    line->findChild<QToolButton*>("showActivity")->click();
+    auto* powerUser = qobject_cast<PowerUserPage*>(window.currentPage());
+    ASSERT_NE(powerUser, nullptr);
+    EXPECT_EQ(powerUser->currentTab(), "activity");
+    EXPECT_FALSE(line->showsActivityLink()) << "no link to the page shown";
 }
 
 TEST_F(StatusLineTest, AFinishedMessageClearsAfterFiveSecondsUnlessANewerOneArrives) {

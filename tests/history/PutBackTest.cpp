@@ -53,7 +53,7 @@ TEST_F(PutBackTest, MovesTheItemsBackOnceEvenAcrossARestart) {
     ASSERT_EQ(ActionHistoryStore::undoItems(cleaning).size(), 2);
     ASSERT_TRUE(store->canPutBack(cleaning));
 
-    EXPECT_EQ(store->putBack(cleaning), (ActionHistoryStore::PutBackResult{2, 0}));
+    EXPECT_EQ(store->putBack(cleaning), (ActionHistoryStore::PutBackResult{2, {}}));
     EXPECT_EQ(readFile(cachePath("com.example.app/blob")), "folder content");
     EXPECT_EQ(readFile(cachePath("thumbnails.db")), "file content");
     EXPECT_EQ(readFile(Trash::itemPath("thumbnails.db")), "someone else's older item");
@@ -70,7 +70,7 @@ TEST_F(PutBackTest, MovesTheItemsBackOnceEvenAcrossARestart) {
 
     store = std::make_unique<ActionHistoryStore>(settings, clock);
     EXPECT_FALSE(store->canPutBack(store->entries().last()));
-    EXPECT_EQ(store->putBack(cleaning), (ActionHistoryStore::PutBackResult{0, 0}));
+    EXPECT_EQ(store->putBack(cleaning), (ActionHistoryStore::PutBackResult{}));
     deliverRecords();
     EXPECT_EQ(store->entries().size(), 2);
 }
@@ -89,7 +89,15 @@ TEST_F(PutBackTest, ConflictsMissingItemsAndHostileNamesMoveNothing) {
     writeFile(cachePath("replaced"), "new cache");
     ASSERT_TRUE(QFile::remove(Trash::itemPath("vanished")));
 
-    EXPECT_EQ(store->putBack(cleaning), (ActionHistoryStore::PutBackResult{0, 6}));
+    const auto result = store->putBack(cleaning);
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(result->restored, 0);
+    QStringList stayed;
+    for (const auto& item : result->notRestored)
+        stayed << item.name + (item.trashPath.isEmpty() ? "" : " in " + item.trashPath);
+    // Only the conflicting item is still in the Trash, and it is named with where it is.
+    EXPECT_EQ(stayed, (QStringList{"replaced in " + Trash::itemPath("replaced"), "vanished",
+                                   "stolen", "..", "x/../../escape", "taken"}));
     EXPECT_EQ(readFile(cachePath("replaced")), "new cache");
     EXPECT_EQ(readFile(Trash::itemPath("replaced")), "old cache");
     EXPECT_EQ(readFile(Trash::itemPath("bait")), "must stay in the Trash");
@@ -100,9 +108,14 @@ TEST_F(PutBackTest, ConflictsMissingItemsAndHostileNamesMoveNothing) {
 
     deliverRecords();
     const ActionHistoryEntry outcome = store->entries().first();
-    EXPECT_EQ(outcome.detail, "Put back 0 item(s) into " + PlatformPaths::userCachesDisplay() +
-                                  ". 6 couldn't be restored (no longer in the Trash, or a new "
-                                  "item already exists).");
+    const QString caches = PlatformPaths::userCachesDisplay();
+    EXPECT_TRUE(outcome.detail.startsWith("Put back 0 item(s) into " + caches +
+                                          ". 6 couldn't be restored:\n"));
+    EXPECT_TRUE(outcome.detail.contains("\n• “replaced”: A newer item of that name is in " +
+                                        caches + ". It is still in the Trash (" +
+                                        Trash::itemPath("replaced") + ")."));
+    EXPECT_TRUE(outcome.detail.contains("\n• “vanished”: It is no longer in the Trash."))
+        << outcome.detail.toStdString();
     EXPECT_FALSE(outcome.success);
     EXPECT_FALSE(store->canPutBack(cleaning));
 }

@@ -98,6 +98,6 @@ TEST_F(UnwritableSettingsTest, EntriesAndPutBackThatCannotBeSavedAreNotLost) {
     EXPECT_EQ(failures.size(), 1);
     const QList<ActionHistoryEntry> all{later, unsaved, cleaning};
     EXPECT_EQ(ActionHistoryStore(settings, clock).entries(), all);
-    EXPECT_EQ(store->putBack(cleaning), (ActionHistoryStore::PutBackResult{1, 0}));
+    EXPECT_EQ(store->putBack(cleaning), (ActionHistoryStore::PutBackResult{1, {}}));
     EXPECT_EQ(readFile(cache + "/blob"), "cached");
 }

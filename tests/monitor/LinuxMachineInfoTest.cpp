@@ -36,6 +36,9 @@ protected:
         QFile::link(tree.path() + "/drivers/amdgpu",
                     tree.path() + "/sys/class/drm/card0/device/driver");
         tree.write("proc/uptime", "1234.56 789.00\n");
+        tree.write("proc/sys/kernel/hostname", "workbench\n");
+        tree.write("etc/os-release",
+                   "NAME=\"Debian GNU/Linux\"\nPRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\n");
         tree.write("sys/class/thermal/thermal_zone0/temp", "91000\n");
         tree.write("sys/class/thermal/thermal_zone0/trip_point_0_type", "passive\n");
         tree.write("sys/class/thermal/thermal_zone0/trip_point_0_temp", "90000\n");
@@ -55,9 +58,12 @@ TEST_F(MachineTree, DescribesModelProcessorGpuAndThermalState) {
     EXPECT_EQ(info.gpuUtilization(), 37.0);
     EXPECT_EQ(info.uptimeSeconds(), 1234.56);
     EXPECT_EQ(info.thermalState(), QStringLiteral("fair"));
+    EXPECT_EQ(info.hostName(), QStringLiteral("workbench"));
+    EXPECT_EQ(info.osName(), QStringLiteral("Debian GNU/Linux 12 (bookworm)"));
     const auto space = info.startupVolumeSpace();
     ASSERT_TRUE(space);
-    EXPECT_GE(space->total, space->available);
+    EXPECT_GE(space->total, space->free);
+    EXPECT_GE(space->free, space->available);
 }
 
 TEST(LinuxMachineInfo, AnEmptyTreeStillDescribesTheMachineInWords) {
@@ -70,6 +76,8 @@ TEST(LinuxMachineInfo, AnEmptyTreeStillDescribesTheMachineInWords) {
     EXPECT_EQ(info.gpuUtilization(), std::nullopt);
     EXPECT_EQ(info.uptimeSeconds(), std::nullopt);
     EXPECT_EQ(info.thermalState(), QStringLiteral("unknown"));
+    EXPECT_EQ(info.hostName(), QString());
+    EXPECT_EQ(info.osName(), QString());
 }
 
 // A laptop on Wi-Fi and Ethernet with a VPN up: the tunnel's default route has the lowest

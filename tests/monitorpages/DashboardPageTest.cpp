@@ -24,6 +24,7 @@ SystemStats sampleStats() {
     stats.ramHistory = {5.0, 5.24};
     stats.diskTotal = 500e9;
     stats.diskAvailable = 123.4e9;
+    stats.diskFree = 150e9;
     stats.networkSpeedIn = 1536.0;
     stats.networkSpeedOut = 3.0 * 1048576.0;
     stats.networkHistoryIn = {0.0, 1536.0};
@@ -52,12 +53,20 @@ TEST_F(DashboardPageTest, CardsShowTheFiguresOfTheRecord) {
     EXPECT_EQ(page.processorCard()->detail(QStringLiteral("User")), QStringLiteral("12%"));
     EXPECT_EQ(page.processorCard()->detail(QStringLiteral("Idle")), QStringLiteral("82%"));
     EXPECT_EQ(page.memoryCard()->headline(), QStringLiteral("5.2 of 16.0 GiB"));
-    EXPECT_EQ(page.memoryCard()->detail(QStringLiteral("Compressed")), QStringLiteral("0.5 GiB"));
+    // Linux names the memory parts by what they are there.
+    EXPECT_EQ(page.memoryCard()->detail(QStringLiteral("Zswap")), QStringLiteral("0.5 GiB"));
+    EXPECT_EQ(page.memoryCard()->detail(QStringLiteral("Kernel")), QStringLiteral("1.6 GiB"));
+    EXPECT_EQ(page.memoryCard()->detail(QStringLiteral("Wired")), QString());
     EXPECT_EQ(page.networkCard()->detail(QStringLiteral("In")), QStringLiteral("1.5 KiB/s"));
     EXPECT_EQ(page.networkCard()->detail(QStringLiteral("Out")), QStringLiteral("3.0 MiB/s"));
     EXPECT_EQ(page.networkCard()->chart()->series().size(), 2);
+    EXPECT_EQ(page.processorCard()->chart()->axisLabels(),
+              (QStringList{"100%", "58 s ago", "now"}));
+    EXPECT_EQ(page.memoryCard()->chart()->axisLabels().first(), "16.0 GiB");
     EXPECT_EQ(page.diskCard()->headline(), QStringLiteral("123.4 GB free"));
-    EXPECT_EQ(page.diskCard()->detail(QStringLiteral("Used")), QStringLiteral("376.6 GB"));
+    // Used as `df` counts it; the space kept for the administrator apart.
+    EXPECT_EQ(page.diskCard()->detail(QStringLiteral("Used")), QStringLiteral("350.0 GB"));
+    EXPECT_EQ(page.diskCard()->detail(QStringLiteral("Reserved")), QStringLiteral("26.6 GB"));
     EXPECT_EQ(page.sensorsCard()->headline(), QStringLiteral("54 °C"));
     EXPECT_EQ(page.sensorsCard()->detail(QStringLiteral("nvme0n1")), QStringLiteral("38 °C"));
     EXPECT_EQ(page.sensorsCard()->detail(QStringLiteral("Fan")), QStringLiteral("1840 RPM"));
@@ -69,14 +78,24 @@ TEST_F(DashboardPageTest, CardsShowTheFiguresOfTheRecord) {
     // A later record with fewer facts leaves no stale rows behind.
     SystemStats bare;
     page.showStats(bare, QList<SensorReading>{});
+    EXPECT_EQ(page.diskCard()->detail(QStringLiteral("Reserved")), QString());
     EXPECT_EQ(page.processorCard()->headline(), QStringLiteral("Measuring…"));
     EXPECT_EQ(page.machineCard()->detail(QStringLiteral("en5")), QString());
     EXPECT_EQ(page.machineCard()->detail(QStringLiteral("Address")), notConnectedText());
     EXPECT_EQ(page.machineCard()->headline(), QStringLiteral("Unknown"));
     EXPECT_EQ(page.diskCard()->note(),
-              QStringLiteral("The size of the start-up volume could not be read."));
+              QStringLiteral("The size of the system volume could not be read."));
     EXPECT_EQ(page.sensorsCard()->headline(), QStringLiteral("No sensors"));
     EXPECT_EQ(page.sensorsCard()->detail(QStringLiteral("Fan")), QString());
+
+    // Without a model name the computer goes by its host name.
+    bare.macModelName = QStringLiteral("Unknown computer");
+    bare.hostName = QStringLiteral("workbench");
+    bare.osName = QStringLiteral("Debian GNU/Linux 12 (bookworm)");
+    page.showStats(bare, QList<SensorReading>{});
+    EXPECT_EQ(page.machineCard()->headline(), QStringLiteral("workbench"));
+    EXPECT_EQ(page.machineCard()->detail(QStringLiteral("System")),
+              QStringLiteral("Debian GNU/Linux 12 (bookworm)"));
 }
 
 TEST_F(DashboardPageTest, FollowsTheLiveEngineAndKeepsHistoriesAtThirty) {
