@@ -128,6 +128,14 @@ int StorageChildModel::columnCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : kColumns;
 }
 
+QString StorageChildModel::dateText(const QDateTime& date) {
+    const QLocale locale;
+    QString time = locale.timeFormat(QLocale::ShortFormat);
+    time.remove(QLatin1String(":ss"));
+    return locale.toString(date.date(), QLocale::ShortFormat) + QLatin1Char(' ') +
+           locale.toString(date.time(), time);
+}
+
 QString StorageChildModel::kindText(NodeKind kind) {
     switch (kind) {
     case NodeKind::folder:
@@ -203,8 +211,7 @@ QVariant StorageChildModel::data(const QModelIndex& index, int role) const {
                    ? StorageChart::itemCount(tree.items(node))
                    : QString();
     case date:
-        return locale.toString(QDateTime::fromSecsSinceEpoch(tree.mtime(node)),
-                               QLocale::ShortFormat);
+        return dateText(QDateTime::fromSecsSinceEpoch(tree.mtime(node)));
     case kind:
         return kindOf(tree, node);
     default:
@@ -219,9 +226,11 @@ QVariant StorageChildModel::headerData(int section, Qt::Orientation orientation,
         return section == size || section == share || section == items
                    ? QVariant(Qt::AlignRight | Qt::AlignVCenter)
                    : QVariant(Qt::AlignLeft | Qt::AlignVCenter);
+    if (role == Qt::ToolTipRole && section == share)
+        return QStringLiteral("Each item's share of the folder shown");
     if (role != Qt::DisplayRole)
         return {};
-    static const char* const titles[] = {"Name", "Size", "Share", "Items", "Date", "Kind"};
+    static const char* const titles[] = {"Name", "Size", "% of Folder", "Items", "Date", "Kind"};
     return section >= 0 && section < kColumns ? QString::fromLatin1(titles[section]) : QVariant();
 }
 

@@ -38,6 +38,8 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
     void sort(int column, Qt::SortOrder order) override;
 
+    // A modification date, short: the locale's short date and hours and minutes.
+    static QString dateText(const QDateTime& date);
     static QString kindText(NodeKind kind);
     // The kind shown for a node: a file's by its extension, a folder the walk did not enter
     // by the reason.

@@ -10,6 +10,7 @@
 #include "app/pages/StorageUnreadableSheet.h"
 #include "platform/PlatformPaths.h"
 #include "services/AppNavigationState.h"
+#include "services/Settings.h"
 #include "storage/ScanCenter.h"
 
 #include <QButtonGroup>
@@ -27,6 +28,7 @@
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStorageInfo>
+#include <QTimer>
 #include <QToolButton>
 #include <QTreeView>
 #include <QVBoxLayout>
@@ -53,7 +55,7 @@ QPushButton* segmentButton(const QString& title, QWidget* parent) {
 
 StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& navigation,
                                        ProtectedScan::PrivilegedRunner privilegedRunner,
-                                       QWidget* parent)
+                                       Settings* settings, QWidget* parent)
     : QWidget(parent), center_(center), navigation_(navigation),
       privilegedRunner_(std::move(privilegedRunner)), scopes_(new QComboBox(this)),
       chooseFolder_(new QPushButton(QStringLiteral("Choose Folder..."), this)),
@@ -67,7 +69,8 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
       rescan_(new QPushButton(QStringLiteral("Rescan Folder"), this)),
       reveal_(new QPushButton(QStringLiteral("Show in Files"), this)),
       unreadable_(new QPushButton(this)), content_(new QStackedWidget(this)),
-      emptyState_(new EmptyStateView(this)), chart_(new StorageRingChart(this)), list_(new QTreeView(this)),
+      emptyState_(new EmptyStateView(this)), chart_(new StorageRingChart(this)),
+      list_(new QTreeView(this)), split_(new QSplitter(Qt::Horizontal, this)), settings_(settings),
       model_(new StorageChildModel(this)), explanation_(new QLabel(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 16);
@@ -128,21 +131,16 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     list_->setSortingEnabled(true);
     list_->sortByColumn(StorageChildModel::size, Qt::DescendingOrder);
     list_->setSelectionBehavior(QAbstractItemView::SelectRows);
-    list_->header()->setStretchLastSection(false);
-    list_->header()->setSectionResizeMode(StorageChildModel::name, QHeaderView::Stretch);
-    list_->header()->resizeSection(StorageChildModel::size, 90);
-    list_->header()->resizeSection(StorageChildModel::share, 60);
-    list_->header()->resizeSection(StorageChildModel::items, 90);
-    list_->header()->resizeSection(StorageChildModel::date, 160);
-    list_->header()->resizeSection(StorageChildModel::kind, 100);
-    auto* split = new QSplitter(Qt::Horizontal, this);
-    split->addWidget(chart_);
-    split->addWidget(list_);
-    split->setStretchFactor(0, 0);
-    split->setStretchFactor(1, 1);
-    split->setSizes({300, 600});
+    fitColumns();
+    split_->addWidget(chart_);
+    split_->addWidget(list_);
+    split_->setChildrenCollapsible(false);
+    split_->setStretchFactor(0, 0);
+    split_->setStretchFactor(1, 1);
+    split_->setSizes({200, 680});
+    restoreLayout();
     content_->addWidget(emptyState_);
-    content_->addWidget(split);
+    content_->addWidget(split_);
     layout->addWidget(content_, 1);
     explanation_->setObjectName(QStringLiteral("pageSubtitle"));
     explanation_->setWordWrap(true);
@@ -172,13 +170,19 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
         updateControls();
     });
     connect(reveal_, &QPushButton::clicked, this, &StorageManagerPage::revealSelection);
+    // Dragging writes once the drag has settled, not on every step.
+    auto* saveLater = new QTimer(this);
+    saveLater->setSingleShot(true);
+    saveLater->setInterval(400);
+    connect(saveLater, &QTimer::timeout, this, &StorageManagerPage::saveLayout);
+    connect(split_, &QSplitter::splitterMoved, saveLater, qOverload<>(&QTimer::start));
+    connect(list_->header(), &QHeaderView::sectionResized, saveLater, qOverload<>(&QTimer::start));
     connect(unreadable_, &QPushButton::clicked, this, &StorageManagerPage::openUnreadableSheet);
     connect(list_, &QTreeView::activated, this, &StorageManagerPage::activateRow);
     connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this,
             &StorageManagerPage::showExplanation);
     connect(model_, &QAbstractItemModel::modelReset, this, &StorageManagerPage::showExplanation);
-    connect(model_, &QAbstractItemModel::layoutChanged, this,
-            &StorageManagerPage::showExplanation);
+    connect(model_, &QAbstractItemModel::layoutChanged, this, &StorageManagerPage::showExplanation);
     connect(chart_, &StorageRingChart::segmentClicked, this, &StorageManagerPage::enterFolder);
     connect(&navigation_, &AppNavigationState::detailChanged, this,
             [this](const QString& page, const QString& detail) {
@@ -191,6 +195,53 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
         addScopeChoice(volume);
     if (const auto detail = navigation_.detail(kPage); !detail || !applyNavigationDetail(*detail))
         setScope(homeScope());
+}
+
+// The name takes the width the other columns leave; they start as wide as their usual
+// contents and the user can drag them wider or narrower.
+void StorageManagerPage::fitColumns() {
+    QHeaderView* header = list_->header();
+    header->setStretchLastSection(false);
+    header->setSectionsMovable(false);
+    header->setSectionResizeMode(QHeaderView::Interactive);
+    header->setSectionResizeMode(StorageChildModel::name, QHeaderView::Stretch);
+    header->setMinimumSectionSize(40);
+    const QStringList samples[] = {
+        {},
+        {QStringLiteral("999.9 MB")},
+        {QStringLiteral("100%")},
+        {StorageChart::itemCount(9'999)},
+        {StorageChildModel::dateText(QDateTime(QDate(2026, 12, 28), QTime(23, 59)))},
+        {QStringLiteral("JPEG file")},
+    };
+    const QFontMetrics metrics(list_->font());
+    const QFontMetrics headerMetrics(header->font());
+    for (int column = StorageChildModel::size; column < StorageChildModel::kColumns; ++column) {
+        // Room for the sort arrow beside the title.
+        int width = headerMetrics.horizontalAdvance(
+                        model_->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString()) +
+                    24;
+        for (const QString& sample : samples[column])
+            width = std::max(width, metrics.horizontalAdvance(sample) + 16);
+        header->resizeSection(column, width);
+    }
+}
+
+void StorageManagerPage::restoreLayout() {
+    if (!settings_)
+        return;
+    split_->restoreState(settings_->value(QLatin1String(kSplitterKey)).toByteArray());
+    const QByteArray columns = settings_->value(QLatin1String(kColumnsKey)).toByteArray();
+    if (!columns.isEmpty() && list_->header()->restoreState(columns))
+        list_->header()->setSectionResizeMode(StorageChildModel::name, QHeaderView::Stretch);
+}
+
+void StorageManagerPage::saveLayout() {
+    if (!settings_)
+        return;
+    // The layout is a convenience: a settings file that cannot be written loses nothing else.
+    (void)settings_->setValue(QLatin1String(kSplitterKey), split_->saveState());
+    (void)settings_->setValue(QLatin1String(kColumnsKey), list_->header()->saveState());
 }
 
 ScanScope StorageManagerPage::homeScope() {
@@ -301,9 +352,11 @@ void StorageManagerPage::showFolder(int32_t node) {
             model_->setFolder(node);
         folderPath_ = tree->pathBytes(model_->folder());
         const bool root = model_->folder() == 0;
-        chart_->setSegments(StorageChart::segments(*tree, model_->folder(), model_->sizeKey(),
-                                                   root ? volumeForRing() : std::nullopt),
-                            root ? scope_.title : tree->name(model_->folder()));
+        const auto volume = root ? volumeForRing() : std::nullopt;
+        chart_->setSegments(
+            StorageChart::segments(*tree, model_->folder(), model_->sizeKey(), volume),
+            root ? scope_.title : tree->name(model_->folder()),
+            volume ? QStringLiteral("% of Disk") : QStringLiteral("% of Folder"));
         list_->scrollToTop();
     } else {
         chart_->setSegments({}, {});
@@ -431,8 +484,7 @@ void StorageManagerPage::updateControls() {
             emptyState_->show(picture, QStringLiteral("Scanning"),
                               QStringLiteral("Scanning %1...").arg(scope_.path));
         else if (job_ && job_->state() == ScanJob::State::failed)
-            emptyState_->show(picture, QStringLiteral("The Scan Could Not Run"),
-                              job_->scanNote());
+            emptyState_->show(picture, QStringLiteral("The Scan Could Not Run"), job_->scanNote());
         else
             emptyState_->show(picture, QStringLiteral("Nothing Scanned Yet"),
                               QStringLiteral("Press Scan to see what fills %1.").arg(scope_.path));
@@ -465,8 +517,7 @@ void StorageManagerPage::updateProgress() {
                         .arg(volume.name, volume.format,
                              locale.formattedDataSize(volume.freeAvailable, 1,
                                                       QLocale::DataSizeSIFormat),
-                             locale.formattedDataSize(volume.total, 1,
-                                                      QLocale::DataSizeSIFormat));
+                             locale.formattedDataSize(volume.total, 1, QLocale::DataSizeSIFormat));
         if (job_->isPaused())
             text += QStringLiteral(" · paused");
         if (!job_->scanNote().isEmpty())
