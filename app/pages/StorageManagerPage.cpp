@@ -44,6 +44,21 @@ QString elapsedText(double seconds) {
     return QStringLiteral("%1:%2").arg(whole / 60).arg(whole % 60, 2, 10, QLatin1Char('0'));
 }
 
+// "Scanned 5 minutes ago", or the date when the scan is older than a day.
+QString scanAge(const QDateTime& when, const QDateTime& now) {
+    const int64_t minutes = when.secsTo(now) / 60;
+    if (minutes < 1)
+        return QStringLiteral("Scanned just now");
+    if (minutes < 60)
+        return minutes == 1 ? QStringLiteral("Scanned 1 minute ago")
+                            : QStringLiteral("Scanned %1 minutes ago").arg(minutes);
+    if (minutes < 24 * 60)
+        return minutes < 120 ? QStringLiteral("Scanned 1 hour ago")
+                             : QStringLiteral("Scanned %1 hours ago").arg(minutes / 60);
+    return QStringLiteral("Scanned %1")
+        .arg(QLocale().toString(when.toLocalTime(), QLocale::ShortFormat));
+}
+
 QPushButton* segmentButton(const QString& title, QWidget* parent) {
     auto* button = new QPushButton(title, parent);
     button->setObjectName(QStringLiteral("segment"));
@@ -287,8 +302,10 @@ void StorageManagerPage::scopeChosen(int index) {
 void StorageManagerPage::chooseFolder() {
     const QString folder = QFileDialog::getExistingDirectory(
         this, QStringLiteral("Choose a Folder to Scan"), scope_.path);
-    if (!folder.isEmpty())
-        setScope(folderScope(folder));
+    if (folder.isEmpty())
+        return;
+    setScope(folderScope(folder));
+    startScan();
 }
 
 void StorageManagerPage::setScope(const ScanScope& scope) {
@@ -508,10 +525,17 @@ void StorageManagerPage::updateProgress() {
     if (job_->state() == ScanJob::State::scanning || job_->awaitingProtected()) {
         text = job_->scanPhase() + QStringLiteral("  ") + figures;
     } else if (const auto& tree = model_->tree()) {
-        text = QStringLiteral("%1 in %2 · %3")
+        // From the tree, which a rescan of one folder updates, not from the walk's figures.
+        int64_t folders = 0;
+        for (const uint16_t flags : tree->columns().flags)
+            folders += (flags & NodeFlag::directory) ? 1 : 0;
+        text = QStringLiteral("%1 in %2 · %3 folders · %4 unreadable")
                    .arg(locale.formattedDataSize(tree->size(0, model_->sizeKey()), 1,
                                                  QLocale::DataSizeSIFormat),
-                        StorageChart::itemCount(tree->items(0)), figures);
+                        StorageChart::itemCount(tree->items(0)), locale.toString(folders),
+                        locale.toString(job_->unreadableCount()));
+        if (job_->scannedAt().isValid())
+            text += QStringLiteral(" · ") + scanAge(job_->scannedAt(), job_->clock().now());
         if (const VolumeInfo& volume = job_->volume(); !volume.format.isEmpty())
             text += QStringLiteral(" · %1 (%2): %3 free of %4")
                         .arg(volume.name, volume.format,
@@ -591,6 +615,7 @@ void StorageManagerPage::publishDetail() {
 
 void StorageManagerPage::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
+    updateProgress(); // the scan's age
     if (job_)
         job_->lastViewed = QDateTime::currentDateTimeUtc();
 }

@@ -186,10 +186,23 @@ TEST_F(StorageManagerPageTest, RescanningAFolderShowsWhatChangedAndStaysInIt) {
     page->enterFolder(page->model()->nodeAt(rowNamed(*page->model(), "big")));
     writeFile(root + "/big/new.bin", 400'000);
     const auto before = page->model()->tree();
+    const auto total = [](const FileTree& tree) {
+        return QLocale().formattedDataSize(tree.alloc(0), 1, QLocale::DataSizeSIFormat);
+    };
     button(*page, "Rescan Folder")->click();
     ASSERT_TRUE(waitFor([&] { return page->model()->tree() != before; }));
     EXPECT_EQ(page->breadcrumb(), (QStringList{"fixture", "big"}));
     EXPECT_EQ(names(*page->model()).first(), "new.bin");
+    // The summary counts the new file, and says how old the scan is.
+    EXPECT_TRUE(page->progressText().startsWith(total(*page->model()->tree())));
+    EXPECT_FALSE(page->progressText().contains(total(*before)))
+        << page->progressText().toStdString();
+    clock.advance(std::chrono::minutes(5));
+    page->setScope(StorageManagerPage::homeScope());
+    page->setScope(StorageManagerPage::folderScope(root));
+    EXPECT_TRUE(page->progressText().contains("Scanned 5 minutes ago"))
+        << page->progressText().toStdString();
+    page->enterFolder(page->model()->nodeAt(rowNamed(*page->model(), "big")));
 
     // A folder that is gone keeps the old result and says so.
     QDir(root + "/big").removeRecursively();
