@@ -2,6 +2,7 @@
 
 #include "storage/ChartSegment.h"
 
+#include <QColor>
 #include <QLocale>
 #include <algorithm>
 
@@ -157,6 +158,8 @@ QString StorageChildModel::kindText(NodeKind kind) {
 QString StorageChildModel::kindOf(const FileTree& tree, int32_t node) {
     if (tree.hasFlag(node, NodeFlag::linkedFolder))
         return QStringLiteral("Linked folder");
+    if (tree.hasFlag(node, NodeFlag::blocked))
+        return QStringLiteral("Unreadable folder");
     const NodeKind kind = tree.kind(node);
     return kind == NodeKind::file ? fileKind(tree.name(node)) : kindText(kind);
 }
@@ -168,6 +171,9 @@ QString StorageChildModel::explanation(const FileTree& tree, int32_t node) {
     if (tree.hasFlag(node, NodeFlag::linkedFolder))
         return QStringLiteral("This folder leads back to a folder that is already counted "
                               "elsewhere in this scan.");
+    if (tree.hasFlag(node, NodeFlag::blocked))
+        return QStringLiteral("This folder could not be opened, so its contents are not "
+                              "counted. Double-click it to see why.");
     return {};
 }
 
@@ -187,6 +193,8 @@ QVariant StorageChildModel::data(const QModelIndex& index, int role) const {
             return why;
         return index.column() == name ? QVariant(tree.path(node)) : QVariant();
     }
+    if (role == Qt::ForegroundRole && tree.hasFlag(node, NodeFlag::blocked))
+        return QColor(0xd9, 0x6c, 0x00);
     if (role != Qt::DisplayRole)
         return {};
     const QLocale locale;

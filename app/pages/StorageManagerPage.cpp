@@ -393,7 +393,13 @@ void StorageManagerPage::enterFolder(int32_t node) {
 }
 
 void StorageManagerPage::activateRow(const QModelIndex& index) {
-    enterFolder(model_->nodeAt(index.row()));
+    const int32_t node = model_->nodeAt(index.row());
+    if (node >= 0 && model_->tree()->hasFlag(node, NodeFlag::blocked)) {
+        if (StorageUnreadableSheet* sheet = openUnreadableSheet())
+            sheet->select(model_->tree()->pathBytes(node));
+        return;
+    }
+    enterFolder(node);
 }
 
 void StorageManagerPage::showExplanation() {

@@ -92,7 +92,7 @@ TEST_F(BlockedTree, AFolderTheUserCannotOpenIsBlockedAndTotalsStillEqualDu) {
     UnreadableFolderInfo info = UnreadableFolderInfo::inspect(secret_, samples[0].reason);
     EXPECT_EQ(info.reason, samples[0].reason);
     EXPECT_EQ(info.owner,
-              QStringLiteral("user %1, permissions 0").arg(QString::fromLatin1(kAdminAccount)));
+              QStringLiteral("user %1, permissions 000").arg(QString::fromLatin1(kAdminAccount)));
     ASSERT_EQ(::chmod(secret_.constData(), 0750), 0);
     info = UnreadableFolderInfo::inspect(secret_, samples[0].reason);
     EXPECT_EQ(info.reason.label(), QStringLiteral("Readable now (rescan)"));
