@@ -11,6 +11,7 @@
 #include "platform/PlatformPaths.h"
 #include "services/AppNavigationState.h"
 #include "services/Settings.h"
+#include "services/ShownText.h"
 #include "storage/ScanCenter.h"
 
 #include <QButtonGroup>
@@ -25,6 +26,7 @@
 #include <QLabel>
 #include <QLocale>
 #include <QPushButton>
+#include <QShortcut>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStorageInfo>
@@ -185,6 +187,12 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
         updateControls();
     });
     connect(reveal_, &QPushButton::clicked, this, &StorageManagerPage::revealSelection);
+    for (const QKeySequence& keys :
+         {QKeySequence(Qt::Key_Backspace), QKeySequence(Qt::AltModifier | Qt::Key_Up)}) {
+        auto* up = new QShortcut(keys, this);
+        up->setContext(Qt::WidgetWithChildrenShortcut);
+        connect(up, &QShortcut::activated, this, [this] { goUp(1); });
+    }
     // Dragging writes once the drag has settled, not on every step.
     auto* saveLater = new QTimer(this);
     saveLater->setSingleShot(true);
@@ -372,7 +380,7 @@ void StorageManagerPage::showFolder(int32_t node) {
         const auto volume = root ? volumeForRing() : std::nullopt;
         chart_->setSegments(
             StorageChart::segments(*tree, model_->folder(), model_->sizeKey(), volume),
-            root ? scope_.title : tree->name(model_->folder()),
+            root ? scope_.title : shownName(tree->nameBytes(model_->folder())),
             volume ? QStringLiteral("% of Disk") : QStringLiteral("% of Folder"));
         list_->scrollToTop();
     } else {
@@ -425,7 +433,7 @@ QStringList StorageManagerPage::breadcrumb() const {
     if (!tree)
         return names;
     for (int32_t node = model_->folder(); node > 0; node = tree->parent(node))
-        names.prepend(tree->name(node));
+        names.prepend(shownName(tree->nameBytes(node)));
     names.prepend(scope_.title);
     return names;
 }
@@ -457,12 +465,21 @@ void StorageManagerPage::rebuildBreadcrumb() {
             separator->setObjectName(QStringLiteral("pageSubtitle"));
             breadcrumbLayout_->addWidget(separator);
         }
+        const QString text = QFontMetrics(font()).elidedText(names[i], Qt::ElideMiddle, 180);
+        const int levels = int(names.size() - 1 - i);
+        if (levels == 0) {
+            // The folder shown: plain bold text, not a greyed-out button.
+            auto* current = new QLabel(text, this);
+            current->setObjectName(QStringLiteral("currentFolder"));
+            current->setStyleSheet(QStringLiteral("font-weight: bold; padding: 0 4px;"));
+            current->setToolTip(names[i]);
+            breadcrumbLayout_->addWidget(current);
+            continue;
+        }
         auto* button = new QToolButton(this);
         button->setAutoRaise(true);
-        button->setText(QFontMetrics(font()).elidedText(names[i], Qt::ElideMiddle, 180));
+        button->setText(text);
         button->setToolTip(names[i]);
-        const int levels = int(names.size() - 1 - i);
-        button->setEnabled(levels > 0);
         connect(button, &QToolButton::clicked, this, [this, levels] { goUp(levels); });
         breadcrumbLayout_->addWidget(button);
     }
