@@ -252,7 +252,8 @@ QVariant StorageChildModel::data(const QModelIndex& index, int role) const {
         return {};
     const QLocale locale;
     // A folder the walk did not enter has no share or contents of its own to show.
-    const bool entered = !tree.hasFlag(node, NodeFlag::mountPoint | NodeFlag::linkedFolder);
+    const bool entered =
+        !tree.hasFlag(node, NodeFlag::mountPoint | NodeFlag::linkedFolder | NodeFlag::blocked);
     switch (index.column()) {
     case name:
         return shownName(tree.nameBytes(node));

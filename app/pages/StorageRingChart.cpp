@@ -1,5 +1,7 @@
 #include "app/pages/StorageRingChart.h"
 
+#include "services/ShownText.h"
+
 #include <QLocale>
 #include <QMouseEvent>
 #include <QPainter>
@@ -163,7 +165,7 @@ void StorageRingChart::paintEvent(QPaintEvent*) {
     QString figure = sizeText(total_);
     if (hovered_ >= 0) {
         const ChartSegment& segment = slices_[hovered_].segment;
-        headline = segment.label;
+        headline = shownName(segment.label);
         figure = sizeText(segment.bytes) + QStringLiteral(" · ") +
                  StorageChart::percentLabel(segment.bytes, total_);
     }
@@ -210,8 +212,9 @@ void StorageRingChart::paintEvent(QPaintEvent*) {
         painter.drawText(row.adjusted(0, 0, -2, 0), Qt::AlignRight | Qt::AlignVCenter, share);
         painter.setPen(text);
         const QRectF label = row.adjusted(18, 0, -shareWidth, 0);
-        painter.drawText(label, Qt::AlignLeft | Qt::AlignVCenter,
-                         metrics.elidedText(segment.label, Qt::ElideMiddle, int(label.width())));
+        painter.drawText(
+            label, Qt::AlignLeft | Qt::AlignVCenter,
+            metrics.elidedText(shownName(segment.label), Qt::ElideMiddle, int(label.width())));
     }
 }
 

@@ -30,6 +30,7 @@ TEST_F(StorageUnreadableSheetTest, TheLockedFolderIsMarkedAndDoubleClickShowsWhy
     const StorageChildModel& model = *page->model();
     const int row = rowNamed(model, "locked");
     EXPECT_EQ(cell(model, row, StorageChildModel::kind), "Unreadable folder");
+    EXPECT_EQ(cell(model, row, StorageChildModel::share), "") << "its contents are not counted";
 
     // The folder is the user's own: they can change its permissions, no administrator needed.
     emit page->list()->activated(model.index(row, 0));
