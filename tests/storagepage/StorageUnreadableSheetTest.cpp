@@ -72,6 +72,10 @@ TEST_F(StorageUnreadableSheetTest, ReadBlockedFoldersRunsTheAdministratorPassAnd
     const auto& outcome = page->job()->protectedScan().outcome;
     ASSERT_TRUE(outcome.has_value());
     EXPECT_FALSE(outcome->success);
+    // A sentence of Velmox's own that says what to do, not the tool's words alone.
+    EXPECT_TRUE(outcome->message.startsWith("The protected folders could not be read because no "
+                                            "administrator password prompt can be shown"))
+        << outcome->message.toStdString();
     EXPECT_EQ(sheet->statusText(), outcome->message);
     EXPECT_EQ(page->messageText(), outcome->message);
     EXPECT_TRUE(sheet->readBlockedButton()->isEnabled());
