@@ -23,7 +23,6 @@ struct StoragePageLayoutTest : WindowFixture {
 
     // The Storage Manager page of a window at its default size, with `root` scanned.
     StorageManagerPage& scannedPage(MainWindow& window) {
-        window.resize(MainWindow::kDefaultSize);
         window.showPage(Category::storageManager);
         window.show();
         auto* page = qobject_cast<StorageManagerPage*>(window.page(Category::storageManager));
@@ -62,6 +61,8 @@ TEST_F(StoragePageLayoutTest, NamesAreReadableAtTheDefaultSizeAndTheLayoutIsReme
         page.splitter()->setSizes({300, page.splitter()->width() - 300});
         splitter = page.splitter()->sizes();
         emit page.splitter()->splitterMoved(300, 1);
+        window.resize(1240, 800);
+        window.close();
         ASSERT_TRUE(waitFor(
             [&] {
                 return services.settings().contains(StorageManagerPage::kSplitterKey) &&
@@ -70,8 +71,9 @@ TEST_F(StoragePageLayoutTest, NamesAreReadableAtTheDefaultSizeAndTheLayoutIsReme
             5000));
     }
     MainWindow window(services);
+    EXPECT_EQ(window.size(), QSize(1240, 800));
     StorageManagerPage& page = scannedPage(window);
-    EXPECT_EQ(page.splitter()->sizes(), splitter);
+    EXPECT_EQ(page.splitter()->sizes().first(), splitter.first()) << "the ring keeps its width";
     EXPECT_EQ(page.list()->header()->sectionSize(StorageChildModel::date), dateWidth);
     EXPECT_EQ(page.list()->header()->sectionResizeMode(StorageChildModel::name),
               QHeaderView::Stretch);
