@@ -229,13 +229,14 @@ void StorageManagerPage::fitColumns() {
     header->setSectionResizeMode(QHeaderView::Interactive);
     header->setSectionResizeMode(StorageChildModel::name, QHeaderView::Stretch);
     header->setMinimumSectionSize(40);
-    const QStringList samples[] = {
+    // A usual value of each column, by column.
+    const QString samples[] = {
         {},
-        {QStringLiteral("999.9 MB")},
-        {QStringLiteral("100%")},
-        {StorageChart::itemCount(9'999)},
-        {StorageChildModel::dateText(QDateTime(QDate(2026, 12, 28), QTime(23, 59)))},
-        {QStringLiteral("JPEG file")},
+        QStringLiteral("999.9 MB"),
+        QStringLiteral("100%"),
+        StorageChart::itemCount(9'999),
+        StorageChildModel::dateText(QDateTime(QDate(2026, 12, 28), QTime(23, 59))),
+        QStringLiteral("JPEG file"),
     };
     const QFontMetrics metrics(list_->font());
     const QFontMetrics headerMetrics(header->font());
@@ -244,8 +245,7 @@ void StorageManagerPage::fitColumns() {
         int width = headerMetrics.horizontalAdvance(
                         model_->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString()) +
                     24;
-        for (const QString& sample : samples[column])
-            width = std::max(width, metrics.horizontalAdvance(sample) + 16);
+        width = std::max(width, metrics.horizontalAdvance(samples[column]) + 16);
         header->resizeSection(column, width);
     }
 }
