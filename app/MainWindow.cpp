@@ -12,6 +12,7 @@
 #include "app/pages/PowerUserPage.h"
 
 #include <QActionGroup>
+#include <QCloseEvent>
 #include <QCoreApplication>
 #include <QHBoxLayout>
 #include <QMenuBar>
@@ -29,6 +30,7 @@ MainWindow::MainWindow(AppServices& services, QWidget* parent)
     setWindowIcon(appIcon());
     setMinimumSize(860, 560);
     resize(kDefaultSize);
+    restoreGeometry(services_.settings().value(QLatin1String(kGeometryKey)).toByteArray());
 
     auto* central = new QWidget(this);
     auto* columns = new QHBoxLayout(central);
@@ -184,6 +186,12 @@ void MainWindow::followNavigation(const QString& raw) {
     pages_->setCurrentWidget(page(*category));
     sidebar_->setSelection(*category);
     setWindowTitle(QStringLiteral("%1 — Velmox").arg(pageTitle(*category)));
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    // The size and place the user left the window at come back at the next start.
+    (void)services_.settings().setValue(QLatin1String(kGeometryKey), saveGeometry());
+    QMainWindow::closeEvent(event);
 }
 
 } // namespace velmox

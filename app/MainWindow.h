@@ -20,6 +20,7 @@ class MainWindow : public QMainWindow {
     Q_OBJECT
 public:
     static constexpr QSize kDefaultSize{1100, 720};
+    static constexpr auto kGeometryKey = "mainWindow/geometry";
 
     explicit MainWindow(AppServices& services, QWidget* parent = nullptr);
 
@@ -35,6 +36,9 @@ signals:
     void quitRequested();
     // "Open Page in New Window" for the page shown now.
     void pageWindowRequested(Category category);
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
 
 private:
     void buildMenus();

@@ -1,6 +1,6 @@
 // velmox activity: the activity log on the command line.
 #include "cli/CliCommand.h"
-#include "cli/CliText.h"
+#include "services/ShownText.h"
 #include "services/ActionHistoryStore.h"
 #include "services/Clock.h"
 #include "services/Settings.h"

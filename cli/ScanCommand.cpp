@@ -3,7 +3,7 @@
 // Exit status 3: the memory cap stopped the walk, so the totals cover only what was read.
 
 #include "cli/CliCommand.h"
-#include "cli/CliText.h"
+#include "services/ShownText.h"
 #include "storage/DiskScanner.h"
 #include "storage/VolumeInfo.h"
 

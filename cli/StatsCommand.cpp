@@ -1,5 +1,5 @@
 #include "cli/CliCommand.h"
-#include "cli/CliText.h"
+#include "services/ShownText.h"
 #include "monitor/SystemMonitorEngine.h"
 
 #include <QEventLoop>

@@ -1,7 +1,7 @@
 // velmox windows: the application windows that no longer answer, and ending their apps.
 #include "cleaning/UnresponsiveAppKiller.h"
 #include "cli/CliCommand.h"
-#include "cli/CliText.h"
+#include "services/ShownText.h"
 
 #include <QLocale>
 

@@ -84,6 +84,21 @@ QString ProtectedScan::commandLine(const QString& executable, const QString& req
            shellQuoted(listing) + QStringLiteral(" && /bin/echo OK");
 }
 
+namespace {
+
+// Why the administrator pass could not start. The runner's own messages are sentences
+// already; polkit's refusal without an agent is the tool's text and is put in words here.
+QString elevationFailure(const QString& detail) {
+    if (!detail.contains(QLatin1String("authentication agent"), Qt::CaseInsensitive))
+        return detail;
+    return QStringLiteral("The protected folders could not be read because no administrator "
+                          "password prompt can be shown in this session (no polkit "
+                          "authentication agent is running). Save the administrator password in "
+                          "Settings > Access and try again.");
+}
+
+} // namespace
+
 ProtectedScanOutcome ProtectedScan::run(FileTree& tree, const QList<QByteArray>& blockedPaths,
                                         const QString& executable, const PrivilegedRunner& runner,
                                         const std::function<void(const QString&)>& phase) {
@@ -118,7 +133,7 @@ ProtectedScanOutcome ProtectedScan::run(FileTree& tree, const QList<QByteArray>&
 
     const CommandResult result = runner(commandLine(executable, folder));
     if (!result)
-        return failed(result.error().description());
+        return failed(elevationFailure(result.error().description()));
     if (!result->endsWith(QLatin1String("OK")))
         return failed(QStringLiteral("The administrator scan did not finish."));
     QFile listingFile(folder + QLatin1Char('/') + QLatin1String(kListingFile));

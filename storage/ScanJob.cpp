@@ -121,6 +121,7 @@ void ScanJob::scannerFinished(const DiskScanner* which) {
     unreadableCount_ = scanner->unreadableCount();
     unreadableSamples_ = scanner->unreadableSamples();
     scanPhase_.clear();
+    scannedAt_ = clock_.now();
     const DiskScanner::State outcome = scanner->state();
     setTree(scanner->tree());
     volume_ = VolumeInfo::of(scope_.path);

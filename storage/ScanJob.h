@@ -65,6 +65,9 @@ public:
     const ProtectedScanState& protectedScan() const { return protectedScan_; }
     std::optional<int32_t> rescanningFolder() const { return rescanningFolder_; }
     QDateTime lastViewed;
+    // When the last full scan ended (invalid before one has), on the job's clock.
+    const QDateTime& scannedAt() const { return scannedAt_; }
+    const Clock& clock() const { return clock_; }
 
     // Starts a full scan; `workers` overrides the count chosen from the disk.
     void start(bool gentle = false, std::optional<int> workers = std::nullopt);
@@ -109,6 +112,7 @@ private:
     State state_ = State::idle;
     int generation_ = 0;
     ScanProgress progress_;
+    QDateTime scannedAt_;
     VolumeInfo volume_;
     std::shared_ptr<const FileTree> tree_;
     int64_t unreadableCount_ = 0;

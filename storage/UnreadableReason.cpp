@@ -19,6 +19,8 @@ QString UnreadableReason::label() const {
     switch (kind) {
     case Kind::needsAdministrator:
         return QStringLiteral("Needs administrator rights");
+    case Kind::ownPermissions:
+        return QStringLiteral("Your folder's permissions");
     case Kind::needsFullDiskAccess:
         return QStringLiteral("Needs Full Disk Access");
     case Kind::protectedByMacOS:
@@ -42,6 +44,10 @@ QString UnreadableReason::explanation() const {
             "Only root (or its owner) may open this folder. Full Disk Access does not change "
             "file permissions. Scans read it with administrator rights when a password is "
             "saved in Settings > Access; otherwise use \"Read Blocked Folders\".");
+    case Kind::ownPermissions:
+        return QStringLiteral(
+            "This folder is yours, but its permissions do not let you open it. You can change "
+            "them in the file manager (Properties > Permissions) or with chmod u+rx, then rescan.");
     case Kind::needsFullDiskAccess:
         return QStringLiteral("macOS privacy protection is blocking this folder. Turn on Full "
                               "Disk Access for Velmox, then quit and reopen the app.");
@@ -74,11 +80,15 @@ UnreadableFolderInfo UnreadableFolderInfo::inspect(const QByteArray& path,
     ::getpwuid_r(status.st_uid, &entry, buffer, sizeof buffer, &owner);
     info.owner = QStringLiteral("user ") +
                  (owner ? QString::fromLocal8Bit(owner->pw_name) : QString::number(status.st_uid)) +
-                 QStringLiteral(", permissions ") + QString::number(status.st_mode & 07777, 8);
+                 QStringLiteral(", permissions ") +
+                 QStringLiteral("%1").arg(status.st_mode & 07777, 3, 8, QLatin1Char('0'));
     const int fd = ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd >= 0) {
         ::close(fd);
         info.reason = {UnreadableReason::Kind::readableNow, 0};
+    } else if ((errno == EACCES || errno == EPERM) && status.st_uid == ::geteuid() &&
+               ::geteuid() != 0) {
+        info.reason = {UnreadableReason::Kind::ownPermissions, 0};
     }
     return info;
 }

@@ -8,6 +8,7 @@ namespace velmox {
 struct UnreadableReason {
     enum class Kind {
         needsAdministrator,
+        ownPermissions, // the user owns the folder but its permissions shut them out
         needsFullDiskAccess,
         protectedByMacOS,
         readableNow,

@@ -25,10 +25,12 @@ QWidget* createPage(Category category, AppServices& services) {
     case Category::powerUser:
         return new PowerUserPage(services);
     case Category::storageManager:
-        return new StorageManagerPage(services.scanCenter(), services.navigation(),
-                                      [&shell = services.shell()](const QString& line) {
-                                          return shell.runPrivileged(line, true);
-                                      });
+        return new StorageManagerPage(
+            services.scanCenter(), services.navigation(),
+            [&shell = services.shell()](const QString& line) {
+                return shell.runPrivileged(line, true);
+            },
+            &services.settings());
     default:
         return new PlaceholderPage(category);
     }

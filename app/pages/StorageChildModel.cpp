@@ -1,7 +1,9 @@
 #include "app/pages/StorageChildModel.h"
 
+#include "services/ShownText.h"
 #include "storage/ChartSegment.h"
 
+#include <QColor>
 #include <QLocale>
 #include <algorithm>
 
@@ -15,6 +17,58 @@ QString fileKind(const QString& name) {
     if (dot <= 0 || dot == name.size() - 1)
         return QStringLiteral("File");
     return name.mid(dot + 1).toUpper() + QStringLiteral(" file");
+}
+
+// Names compared as people read them: runs of digits by their value ("file 2" before
+// "file 10"), letters without regard to case, ties broken by the exact text.
+int naturalCompare(const QString& a, const QString& b) {
+    qsizetype i = 0;
+    qsizetype j = 0;
+    while (i < a.size() && j < b.size()) {
+        if (a[i].isDigit() && b[j].isDigit()) {
+            const qsizetype startA = i;
+            const qsizetype startB = j;
+            while (i < a.size() && a[i].isDigit())
+                ++i;
+            while (j < b.size() && b[j].isDigit())
+                ++j;
+            QStringView digitsA = QStringView(a).mid(startA, i - startA);
+            QStringView digitsB = QStringView(b).mid(startB, j - startB);
+            while (digitsA.size() > 1 && digitsA[0] == QLatin1Char('0'))
+                digitsA = digitsA.mid(1);
+            while (digitsB.size() > 1 && digitsB[0] == QLatin1Char('0'))
+                digitsB = digitsB.mid(1);
+            if (digitsA.size() != digitsB.size())
+                return digitsA.size() < digitsB.size() ? -1 : 1;
+            if (const int order = digitsA.compare(digitsB); order != 0)
+                return order;
+            continue;
+        }
+        const QChar left = a[i].toCaseFolded();
+        const QChar right = b[j].toCaseFolded();
+        if (left != right)
+            return left < right ? -1 : 1;
+        ++i;
+        ++j;
+    }
+    if (i < a.size() || j < b.size())
+        return i < a.size() ? 1 : -1;
+    return a.compare(b);
+}
+
+// The children A to Z in that reading order.
+std::shared_ptr<const std::vector<int32_t>> naturalNameOrder(const FileTree& tree, int32_t folder) {
+    auto order =
+        std::make_shared<std::vector<int32_t>>(*tree.sortedChildren(folder, TreeSortKey::name));
+    const uint32_t first = tree.firstChild(folder);
+    std::vector<QString> names(order->size());
+    for (int32_t child : *order)
+        names[size_t(uint32_t(child) - first)] = tree.name(child);
+    std::stable_sort(order->begin(), order->end(), [&](int32_t a, int32_t b) {
+        return naturalCompare(names[size_t(uint32_t(a) - first)],
+                              names[size_t(uint32_t(b) - first)]) < 0;
+    });
+    return order;
 }
 
 } // namespace
@@ -68,7 +122,7 @@ void StorageChildModel::rebuildOrder() {
     // The tree's orders: sizes and dates largest first, names A to Z.
     switch (sortColumn_) {
     case name:
-        order_ = tree_->sortedChildren(folder_, TreeSortKey::name);
+        order_ = naturalNameOrder(*tree_, folder_);
         reversed_ = sortOrder_ == Qt::DescendingOrder;
         return;
     case size:
@@ -85,8 +139,7 @@ void StorageChildModel::rebuildOrder() {
     }
     // Item counts and kinds are sorted here, starting from the name order so equal ones
     // stay A to Z.
-    auto order =
-        std::make_shared<std::vector<int32_t>>(*tree_->sortedChildren(folder_, TreeSortKey::name));
+    auto order = std::make_shared<std::vector<int32_t>>(*naturalNameOrder(*tree_, folder_));
     const FileTree& tree = *tree_;
     if (sortColumn_ == items) {
         std::stable_sort(order->begin(), order->end(),
@@ -128,6 +181,14 @@ int StorageChildModel::columnCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : kColumns;
 }
 
+QString StorageChildModel::dateText(const QDateTime& date) {
+    const QLocale locale;
+    QString time = locale.timeFormat(QLocale::ShortFormat);
+    time.remove(QLatin1String(":ss"));
+    return locale.toString(date.date(), QLocale::ShortFormat) + QLatin1Char(' ') +
+           locale.toString(date.time(), time);
+}
+
 QString StorageChildModel::kindText(NodeKind kind) {
     switch (kind) {
     case NodeKind::folder:
@@ -149,6 +210,8 @@ QString StorageChildModel::kindText(NodeKind kind) {
 QString StorageChildModel::kindOf(const FileTree& tree, int32_t node) {
     if (tree.hasFlag(node, NodeFlag::linkedFolder))
         return QStringLiteral("Linked folder");
+    if (tree.hasFlag(node, NodeFlag::blocked))
+        return QStringLiteral("Unreadable folder");
     const NodeKind kind = tree.kind(node);
     return kind == NodeKind::file ? fileKind(tree.name(node)) : kindText(kind);
 }
@@ -160,6 +223,9 @@ QString StorageChildModel::explanation(const FileTree& tree, int32_t node) {
     if (tree.hasFlag(node, NodeFlag::linkedFolder))
         return QStringLiteral("This folder leads back to a folder that is already counted "
                               "elsewhere in this scan.");
+    if (tree.hasFlag(node, NodeFlag::blocked))
+        return QStringLiteral("This folder could not be opened, so its contents are not "
+                              "counted. Double-click it to see why.");
     return {};
 }
 
@@ -177,16 +243,20 @@ QVariant StorageChildModel::data(const QModelIndex& index, int role) const {
     if (role == Qt::ToolTipRole) {
         if (const QString why = explanation(tree, node); !why.isEmpty())
             return why;
-        return index.column() == name ? QVariant(tree.path(node)) : QVariant();
+        return index.column() == name ? QVariant(shownName(QByteArrayView(tree.pathBytes(node))))
+                                      : QVariant();
     }
+    if (role == Qt::ForegroundRole && tree.hasFlag(node, NodeFlag::blocked))
+        return QColor(0xd9, 0x6c, 0x00);
     if (role != Qt::DisplayRole)
         return {};
     const QLocale locale;
     // A folder the walk did not enter has no share or contents of its own to show.
-    const bool entered = !tree.hasFlag(node, NodeFlag::mountPoint | NodeFlag::linkedFolder);
+    const bool entered =
+        !tree.hasFlag(node, NodeFlag::mountPoint | NodeFlag::linkedFolder | NodeFlag::blocked);
     switch (index.column()) {
     case name:
-        return tree.name(node);
+        return shownName(tree.nameBytes(node));
     case size:
         if (tree.hasFlag(node, NodeFlag::mountPoint))
             return QStringLiteral("not scanned");
@@ -203,8 +273,7 @@ QVariant StorageChildModel::data(const QModelIndex& index, int role) const {
                    ? StorageChart::itemCount(tree.items(node))
                    : QString();
     case date:
-        return locale.toString(QDateTime::fromSecsSinceEpoch(tree.mtime(node)),
-                               QLocale::ShortFormat);
+        return dateText(QDateTime::fromSecsSinceEpoch(tree.mtime(node)));
     case kind:
         return kindOf(tree, node);
     default:
@@ -219,9 +288,11 @@ QVariant StorageChildModel::headerData(int section, Qt::Orientation orientation,
         return section == size || section == share || section == items
                    ? QVariant(Qt::AlignRight | Qt::AlignVCenter)
                    : QVariant(Qt::AlignLeft | Qt::AlignVCenter);
+    if (role == Qt::ToolTipRole && section == share)
+        return QStringLiteral("Each item's share of the folder shown");
     if (role != Qt::DisplayRole)
         return {};
-    static const char* const titles[] = {"Name", "Size", "Share", "Items", "Date", "Kind"};
+    static const char* const titles[] = {"Name", "Size", "% of Folder", "Items", "Date", "Kind"};
     return section >= 0 && section < kColumns ? QString::fromLatin1(titles[section]) : QVariant();
 }
 

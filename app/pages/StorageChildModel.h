@@ -38,12 +38,14 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
     void sort(int column, Qt::SortOrder order) override;
 
+    // A modification date, short: the locale's short date and hours and minutes.
+    static QString dateText(const QDateTime& date);
     static QString kindText(NodeKind kind);
     // The kind shown for a node: a file's by its extension, a folder the walk did not enter
     // by the reason.
     static QString kindOf(const FileTree& tree, int32_t node);
-    // Why the walk did not enter a folder that has contents (another disk is mounted there,
-    // or it leads back to a folder counted elsewhere); empty for every other node.
+    // Why the walk did not enter a folder (another disk is mounted there, it leads back to a
+    // folder counted elsewhere, or it could not be opened); empty for every other node.
     static QString explanation(const FileTree& tree, int32_t node);
 
 private:

@@ -10,6 +10,8 @@
 #include "app/pages/StorageUnreadableSheet.h"
 #include "platform/PlatformPaths.h"
 #include "services/AppNavigationState.h"
+#include "services/Settings.h"
+#include "services/ShownText.h"
 #include "storage/ScanCenter.h"
 
 #include <QButtonGroup>
@@ -24,9 +26,11 @@
 #include <QLabel>
 #include <QLocale>
 #include <QPushButton>
+#include <QShortcut>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStorageInfo>
+#include <QTimer>
 #include <QToolButton>
 #include <QTreeView>
 #include <QVBoxLayout>
@@ -42,6 +46,21 @@ QString elapsedText(double seconds) {
     return QStringLiteral("%1:%2").arg(whole / 60).arg(whole % 60, 2, 10, QLatin1Char('0'));
 }
 
+// "Scanned 5 minutes ago", or the date when the scan is older than a day.
+QString scanAge(const QDateTime& when, const QDateTime& now) {
+    const int64_t minutes = when.secsTo(now) / 60;
+    if (minutes < 1)
+        return QStringLiteral("Scanned just now");
+    if (minutes < 60)
+        return minutes == 1 ? QStringLiteral("Scanned 1 minute ago")
+                            : QStringLiteral("Scanned %1 minutes ago").arg(minutes);
+    if (minutes < 24 * 60)
+        return minutes < 120 ? QStringLiteral("Scanned 1 hour ago")
+                             : QStringLiteral("Scanned %1 hours ago").arg(minutes / 60);
+    return QStringLiteral("Scanned %1")
+        .arg(QLocale().toString(when.toLocalTime(), QLocale::ShortFormat));
+}
+
 QPushButton* segmentButton(const QString& title, QWidget* parent) {
     auto* button = new QPushButton(title, parent);
     button->setObjectName(QStringLiteral("segment"));
@@ -53,7 +72,7 @@ QPushButton* segmentButton(const QString& title, QWidget* parent) {
 
 StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& navigation,
                                        ProtectedScan::PrivilegedRunner privilegedRunner,
-                                       QWidget* parent)
+                                       Settings* settings, QWidget* parent)
     : QWidget(parent), center_(center), navigation_(navigation),
       privilegedRunner_(std::move(privilegedRunner)), scopes_(new QComboBox(this)),
       chooseFolder_(new QPushButton(QStringLiteral("Choose Folder..."), this)),
@@ -67,7 +86,8 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
       rescan_(new QPushButton(QStringLiteral("Rescan Folder"), this)),
       reveal_(new QPushButton(QStringLiteral("Show in Files"), this)),
       unreadable_(new QPushButton(this)), content_(new QStackedWidget(this)),
-      emptyState_(new EmptyStateView(this)), chart_(new StorageRingChart(this)), list_(new QTreeView(this)),
+      emptyState_(new EmptyStateView(this)), chart_(new StorageRingChart(this)),
+      list_(new QTreeView(this)), split_(new QSplitter(Qt::Horizontal, this)), settings_(settings),
       model_(new StorageChildModel(this)), explanation_(new QLabel(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 16);
@@ -128,21 +148,16 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     list_->setSortingEnabled(true);
     list_->sortByColumn(StorageChildModel::size, Qt::DescendingOrder);
     list_->setSelectionBehavior(QAbstractItemView::SelectRows);
-    list_->header()->setStretchLastSection(false);
-    list_->header()->setSectionResizeMode(StorageChildModel::name, QHeaderView::Stretch);
-    list_->header()->resizeSection(StorageChildModel::size, 90);
-    list_->header()->resizeSection(StorageChildModel::share, 60);
-    list_->header()->resizeSection(StorageChildModel::items, 90);
-    list_->header()->resizeSection(StorageChildModel::date, 160);
-    list_->header()->resizeSection(StorageChildModel::kind, 100);
-    auto* split = new QSplitter(Qt::Horizontal, this);
-    split->addWidget(chart_);
-    split->addWidget(list_);
-    split->setStretchFactor(0, 0);
-    split->setStretchFactor(1, 1);
-    split->setSizes({300, 600});
+    fitColumns();
+    split_->addWidget(chart_);
+    split_->addWidget(list_);
+    split_->setChildrenCollapsible(false);
+    split_->setStretchFactor(0, 0);
+    split_->setStretchFactor(1, 1);
+    split_->setSizes({200, 680});
+    restoreLayout();
     content_->addWidget(emptyState_);
-    content_->addWidget(split);
+    content_->addWidget(split_);
     layout->addWidget(content_, 1);
     explanation_->setObjectName(QStringLiteral("pageSubtitle"));
     explanation_->setWordWrap(true);
@@ -172,13 +187,25 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
         updateControls();
     });
     connect(reveal_, &QPushButton::clicked, this, &StorageManagerPage::revealSelection);
+    for (const QKeySequence& keys :
+         {QKeySequence(Qt::Key_Backspace), QKeySequence(Qt::AltModifier | Qt::Key_Up)}) {
+        auto* up = new QShortcut(keys, this);
+        up->setContext(Qt::WidgetWithChildrenShortcut);
+        connect(up, &QShortcut::activated, this, [this] { goUp(1); });
+    }
+    // Dragging writes once the drag has settled, not on every step.
+    auto* saveLater = new QTimer(this);
+    saveLater->setSingleShot(true);
+    saveLater->setInterval(400);
+    connect(saveLater, &QTimer::timeout, this, &StorageManagerPage::saveLayout);
+    connect(split_, &QSplitter::splitterMoved, saveLater, qOverload<>(&QTimer::start));
+    connect(list_->header(), &QHeaderView::sectionResized, saveLater, qOverload<>(&QTimer::start));
     connect(unreadable_, &QPushButton::clicked, this, &StorageManagerPage::openUnreadableSheet);
     connect(list_, &QTreeView::activated, this, &StorageManagerPage::activateRow);
     connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this,
             &StorageManagerPage::showExplanation);
     connect(model_, &QAbstractItemModel::modelReset, this, &StorageManagerPage::showExplanation);
-    connect(model_, &QAbstractItemModel::layoutChanged, this,
-            &StorageManagerPage::showExplanation);
+    connect(model_, &QAbstractItemModel::layoutChanged, this, &StorageManagerPage::showExplanation);
     connect(chart_, &StorageRingChart::segmentClicked, this, &StorageManagerPage::enterFolder);
     connect(&navigation_, &AppNavigationState::detailChanged, this,
             [this](const QString& page, const QString& detail) {
@@ -191,6 +218,53 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
         addScopeChoice(volume);
     if (const auto detail = navigation_.detail(kPage); !detail || !applyNavigationDetail(*detail))
         setScope(homeScope());
+}
+
+// The name takes the width the other columns leave; they start as wide as their usual
+// contents and the user can drag them wider or narrower.
+void StorageManagerPage::fitColumns() {
+    QHeaderView* header = list_->header();
+    header->setStretchLastSection(false);
+    header->setSectionsMovable(false);
+    header->setSectionResizeMode(QHeaderView::Interactive);
+    header->setSectionResizeMode(StorageChildModel::name, QHeaderView::Stretch);
+    header->setMinimumSectionSize(40);
+    // A usual value of each column, by column.
+    const QString samples[] = {
+        {},
+        QStringLiteral("999.9 MB"),
+        QStringLiteral("100%"),
+        StorageChart::itemCount(9'999),
+        StorageChildModel::dateText(QDateTime(QDate(2026, 12, 28), QTime(23, 59))),
+        QStringLiteral("JPEG file"),
+    };
+    const QFontMetrics metrics(list_->font());
+    const QFontMetrics headerMetrics(header->font());
+    for (int column = StorageChildModel::size; column < StorageChildModel::kColumns; ++column) {
+        // Room for the sort arrow beside the title.
+        int width = headerMetrics.horizontalAdvance(
+                        model_->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString()) +
+                    24;
+        width = std::max(width, metrics.horizontalAdvance(samples[column]) + 16);
+        header->resizeSection(column, width);
+    }
+}
+
+void StorageManagerPage::restoreLayout() {
+    if (!settings_)
+        return;
+    split_->restoreState(settings_->value(QLatin1String(kSplitterKey)).toByteArray());
+    const QByteArray columns = settings_->value(QLatin1String(kColumnsKey)).toByteArray();
+    if (!columns.isEmpty() && list_->header()->restoreState(columns))
+        list_->header()->setSectionResizeMode(StorageChildModel::name, QHeaderView::Stretch);
+}
+
+void StorageManagerPage::saveLayout() {
+    if (!settings_)
+        return;
+    // The layout is a convenience: a settings file that cannot be written loses nothing else.
+    (void)settings_->setValue(QLatin1String(kSplitterKey), split_->saveState());
+    (void)settings_->setValue(QLatin1String(kColumnsKey), list_->header()->saveState());
 }
 
 ScanScope StorageManagerPage::homeScope() {
@@ -236,8 +310,10 @@ void StorageManagerPage::scopeChosen(int index) {
 void StorageManagerPage::chooseFolder() {
     const QString folder = QFileDialog::getExistingDirectory(
         this, QStringLiteral("Choose a Folder to Scan"), scope_.path);
-    if (!folder.isEmpty())
-        setScope(folderScope(folder));
+    if (folder.isEmpty())
+        return;
+    setScope(folderScope(folder));
+    startScan();
 }
 
 void StorageManagerPage::setScope(const ScanScope& scope) {
@@ -301,9 +377,11 @@ void StorageManagerPage::showFolder(int32_t node) {
             model_->setFolder(node);
         folderPath_ = tree->pathBytes(model_->folder());
         const bool root = model_->folder() == 0;
-        chart_->setSegments(StorageChart::segments(*tree, model_->folder(), model_->sizeKey(),
-                                                   root ? volumeForRing() : std::nullopt),
-                            root ? scope_.title : tree->name(model_->folder()));
+        const auto volume = root ? volumeForRing() : std::nullopt;
+        chart_->setSegments(
+            StorageChart::segments(*tree, model_->folder(), model_->sizeKey(), volume),
+            root ? scope_.title : shownName(tree->nameBytes(model_->folder())),
+            volume ? QStringLiteral("% of Disk") : QStringLiteral("% of Folder"));
         list_->scrollToTop();
     } else {
         chart_->setSegments({}, {});
@@ -323,7 +401,13 @@ void StorageManagerPage::enterFolder(int32_t node) {
 }
 
 void StorageManagerPage::activateRow(const QModelIndex& index) {
-    enterFolder(model_->nodeAt(index.row()));
+    const int32_t node = model_->nodeAt(index.row());
+    if (node >= 0 && model_->tree()->hasFlag(node, NodeFlag::blocked)) {
+        if (StorageUnreadableSheet* sheet = openUnreadableSheet())
+            sheet->select(model_->tree()->pathBytes(node));
+        return;
+    }
+    enterFolder(node);
 }
 
 void StorageManagerPage::showExplanation() {
@@ -349,7 +433,7 @@ QStringList StorageManagerPage::breadcrumb() const {
     if (!tree)
         return names;
     for (int32_t node = model_->folder(); node > 0; node = tree->parent(node))
-        names.prepend(tree->name(node));
+        names.prepend(shownName(tree->nameBytes(node)));
     names.prepend(scope_.title);
     return names;
 }
@@ -381,12 +465,21 @@ void StorageManagerPage::rebuildBreadcrumb() {
             separator->setObjectName(QStringLiteral("pageSubtitle"));
             breadcrumbLayout_->addWidget(separator);
         }
+        const QString text = QFontMetrics(font()).elidedText(names[i], Qt::ElideMiddle, 180);
+        const int levels = int(names.size() - 1 - i);
+        if (levels == 0) {
+            // The folder shown: plain bold text, not a greyed-out button.
+            auto* current = new QLabel(text, this);
+            current->setObjectName(QStringLiteral("currentFolder"));
+            current->setStyleSheet(QStringLiteral("font-weight: bold; padding: 0 4px;"));
+            current->setToolTip(names[i]);
+            breadcrumbLayout_->addWidget(current);
+            continue;
+        }
         auto* button = new QToolButton(this);
         button->setAutoRaise(true);
-        button->setText(QFontMetrics(font()).elidedText(names[i], Qt::ElideMiddle, 180));
+        button->setText(text);
         button->setToolTip(names[i]);
-        const int levels = int(names.size() - 1 - i);
-        button->setEnabled(levels > 0);
         connect(button, &QToolButton::clicked, this, [this, levels] { goUp(levels); });
         breadcrumbLayout_->addWidget(button);
     }
@@ -431,8 +524,7 @@ void StorageManagerPage::updateControls() {
             emptyState_->show(picture, QStringLiteral("Scanning"),
                               QStringLiteral("Scanning %1...").arg(scope_.path));
         else if (job_ && job_->state() == ScanJob::State::failed)
-            emptyState_->show(picture, QStringLiteral("The Scan Could Not Run"),
-                              job_->scanNote());
+            emptyState_->show(picture, QStringLiteral("The Scan Could Not Run"), job_->scanNote());
         else
             emptyState_->show(picture, QStringLiteral("Nothing Scanned Yet"),
                               QStringLiteral("Press Scan to see what fills %1.").arg(scope_.path));
@@ -456,17 +548,23 @@ void StorageManagerPage::updateProgress() {
     if (job_->state() == ScanJob::State::scanning || job_->awaitingProtected()) {
         text = job_->scanPhase() + QStringLiteral("  ") + figures;
     } else if (const auto& tree = model_->tree()) {
-        text = QStringLiteral("%1 in %2 · %3")
+        // From the tree, which a rescan of one folder updates, not from the walk's figures.
+        int64_t folders = 0;
+        for (const uint16_t flags : tree->columns().flags)
+            folders += (flags & NodeFlag::directory) ? 1 : 0;
+        text = QStringLiteral("%1 in %2 · %3 folders · %4 unreadable")
                    .arg(locale.formattedDataSize(tree->size(0, model_->sizeKey()), 1,
                                                  QLocale::DataSizeSIFormat),
-                        StorageChart::itemCount(tree->items(0)), figures);
+                        StorageChart::itemCount(tree->items(0)), locale.toString(folders),
+                        locale.toString(job_->unreadableCount()));
+        if (job_->scannedAt().isValid())
+            text += QStringLiteral(" · ") + scanAge(job_->scannedAt(), job_->clock().now());
         if (const VolumeInfo& volume = job_->volume(); !volume.format.isEmpty())
             text += QStringLiteral(" · %1 (%2): %3 free of %4")
                         .arg(volume.name, volume.format,
                              locale.formattedDataSize(volume.freeAvailable, 1,
                                                       QLocale::DataSizeSIFormat),
-                             locale.formattedDataSize(volume.total, 1,
-                                                      QLocale::DataSizeSIFormat));
+                             locale.formattedDataSize(volume.total, 1, QLocale::DataSizeSIFormat));
         if (job_->isPaused())
             text += QStringLiteral(" · paused");
         if (!job_->scanNote().isEmpty())
@@ -540,6 +638,7 @@ void StorageManagerPage::publishDetail() {
 
 void StorageManagerPage::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
+    updateProgress(); // the scan's age
     if (job_)
         job_->lastViewed = QDateTime::currentDateTimeUtc();
 }

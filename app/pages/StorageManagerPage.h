@@ -10,6 +10,7 @@ class QComboBox;
 class QHBoxLayout;
 class QLabel;
 class QPushButton;
+class QSplitter;
 class QStackedWidget;
 class QTreeView;
 
@@ -19,6 +20,7 @@ class EmptyStateView;
 
 class AppNavigationState;
 class ScanCenter;
+class Settings;
 class StorageChildModel;
 class StorageRingChart;
 class StorageUnreadableSheet;
@@ -31,8 +33,13 @@ class StorageUnreadableSheet;
 class StorageManagerPage : public QWidget {
     Q_OBJECT
 public:
+    // `settings`, when given, keeps the splitter and the list's columns as the user left them.
     StorageManagerPage(ScanCenter& center, AppNavigationState& navigation,
-                       ProtectedScan::PrivilegedRunner privilegedRunner, QWidget* parent = nullptr);
+                       ProtectedScan::PrivilegedRunner privilegedRunner,
+                       Settings* settings = nullptr, QWidget* parent = nullptr);
+
+    static constexpr auto kSplitterKey = "storageManager/splitter";
+    static constexpr auto kColumnsKey = "storageManager/columns";
 
     static ScanScope homeScope();
     static QList<ScanScope> volumeScopes();
@@ -53,6 +60,7 @@ public:
 
     StorageChildModel* model() const { return model_; }
     StorageRingChart* chart() const { return chart_; }
+    QSplitter* splitter() const { return split_; }
     QTreeView* list() const { return list_; }
     QString progressText() const;
     QString messageText() const;
@@ -81,6 +89,9 @@ private:
     void revealSelection();
     void activateRow(const QModelIndex& index);
     void showExplanation();
+    void fitColumns();
+    void restoreLayout();
+    void saveLayout();
 
     ScanCenter& center_;
     AppNavigationState& navigation_;
@@ -108,6 +119,8 @@ private:
     EmptyStateView* emptyState_;
     StorageRingChart* chart_;
     QTreeView* list_;
+    QSplitter* split_;
+    Settings* settings_;
     StorageChildModel* model_;
     QLabel* explanation_;
     QPointer<StorageUnreadableSheet> sheet_;

@@ -1,5 +1,7 @@
 #include "app/pages/StorageRingChart.h"
 
+#include "services/ShownText.h"
+
 #include <QLocale>
 #include <QMouseEvent>
 #include <QPainter>
@@ -46,7 +48,9 @@ QColor StorageRingChart::colorFor(const ChartSegment& segment) {
     return QColor(0x9c, 0xa3, 0xaf, 70);
 }
 
-void StorageRingChart::setSegments(const QList<ChartSegment>& segments, const QString& title) {
+void StorageRingChart::setSegments(const QList<ChartSegment>& segments, const QString& title,
+                                   const QString& shareCaption) {
+    shareCaption_ = shareCaption;
     slices_ = StorageChart::slices(segments);
     total_ = 0;
     for (const ChartSegment& segment : segments)
@@ -61,7 +65,7 @@ double StorageRingChart::ringWidth() const {
 }
 
 QRectF StorageRingChart::ringRect() const {
-    const double legend = double(slices_.size() * kLegendRowHeight) + 12;
+    const double legend = double((slices_.size() + 1) * kLegendRowHeight) + 12;
     const double diameter =
         std::max(60.0, std::min(double(width()), double(height()) - legend) - 2 * kHoverGrowth);
     return {(width() - diameter) / 2, double(kHoverGrowth), diameter, diameter};
@@ -81,7 +85,8 @@ int StorageRingChart::sliceAt(const QPointF& point) const {
                 return i;
         return -1;
     }
-    const double legendTop = ring.bottom() + kHoverGrowth + 12;
+    // Below the ring: the legend's heading row, then one row per slice.
+    const double legendTop = ring.bottom() + kHoverGrowth + 12 + kLegendRowHeight;
     if (point.y() >= legendTop) {
         const int row = int((point.y() - legendTop) / kLegendRowHeight);
         if (row < slices_.size())
@@ -160,7 +165,7 @@ void StorageRingChart::paintEvent(QPaintEvent*) {
     QString figure = sizeText(total_);
     if (hovered_ >= 0) {
         const ChartSegment& segment = slices_[hovered_].segment;
-        headline = segment.label;
+        headline = shownName(segment.label);
         figure = sizeText(segment.bytes) + QStringLiteral(" · ") +
                  StorageChart::percentLabel(segment.bytes, total_);
     }
@@ -181,9 +186,15 @@ void StorageRingChart::paintEvent(QPaintEvent*) {
         Qt::AlignHCenter | Qt::AlignTop, figure);
     painter.setFont(font);
 
-    // The legend: one row per segment with its share.
+    // The legend: a heading saying what the shares are of, then one row per segment.
     double y = ring.bottom() + kHoverGrowth + 12;
     const QRectF area(8, 0, this->width() - 16, kLegendRowHeight);
+    if (!slices_.isEmpty()) {
+        painter.setPen(dim);
+        painter.drawText(area.translated(0, y).adjusted(0, 0, -2, 0),
+                         Qt::AlignRight | Qt::AlignVCenter, shareCaption_);
+        y += kLegendRowHeight;
+    }
     for (int i = 0; i < slices_.size(); ++i, y += kLegendRowHeight) {
         const ChartSegment& segment = slices_[i].segment;
         const QRectF row = area.translated(0, y);
@@ -201,8 +212,9 @@ void StorageRingChart::paintEvent(QPaintEvent*) {
         painter.drawText(row.adjusted(0, 0, -2, 0), Qt::AlignRight | Qt::AlignVCenter, share);
         painter.setPen(text);
         const QRectF label = row.adjusted(18, 0, -shareWidth, 0);
-        painter.drawText(label, Qt::AlignLeft | Qt::AlignVCenter,
-                         metrics.elidedText(segment.label, Qt::ElideMiddle, int(label.width())));
+        painter.drawText(
+            label, Qt::AlignLeft | Qt::AlignVCenter,
+            metrics.elidedText(shownName(segment.label), Qt::ElideMiddle, int(label.width())));
     }
 }
 

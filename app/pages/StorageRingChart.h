@@ -15,7 +15,10 @@ class StorageRingChart : public QWidget {
 public:
     explicit StorageRingChart(QWidget* parent = nullptr);
 
-    void setSegments(const QList<ChartSegment>& segments, const QString& title);
+    // `shareCaption` heads the legend's percentages and says what they are shares of.
+    void setSegments(const QList<ChartSegment>& segments, const QString& title,
+                     const QString& shareCaption = {});
+    const QString& shareCaption() const { return shareCaption_; }
     const QList<ChartSlice>& slices() const { return slices_; }
     int hoveredSlice() const { return hovered_; }
     // The slice under a point of the widget, or -1.
@@ -45,6 +48,7 @@ private:
     QList<ChartSlice> slices_;
     int64_t total_ = 0;
     QString title_;
+    QString shareCaption_;
     int hovered_ = -1;
 };
 

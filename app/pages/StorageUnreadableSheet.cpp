@@ -87,6 +87,18 @@ void StorageUnreadableSheet::reload() {
     updateState();
 }
 
+void StorageUnreadableSheet::select(const QByteArray& path) {
+    const QString shown = QString::fromUtf8(path);
+    for (qsizetype row = 0; row < folders_.size(); ++row)
+        if (folders_[row].path == shown)
+            list_->setCurrentItem(list_->topLevelItem(int(row)));
+    showExplanation();
+}
+
+QString StorageUnreadableSheet::explanationText() const {
+    return explanation_->text();
+}
+
 void StorageUnreadableSheet::showExplanation() {
     const int row = list_->currentItem() ? list_->indexOfTopLevelItem(list_->currentItem()) : -1;
     explanation_->setText(row >= 0 ? folders_[row].reason.explanation() : QString());

@@ -29,6 +29,9 @@ public:
     void readBlockedFolders();
     // Looks at every listed folder again.
     void reload();
+    // Makes the folder at `path` the current row, with its explanation, when it is listed.
+    void select(const QByteArray& path);
+    QString explanationText() const;
 
 private:
     void updateState();

@@ -1,4 +1,4 @@
-#include "cli/CliText.h"
+#include "services/ShownText.h"
 #include "tests/support/VelmoxProcess.h"
 
 #include <QDir>
@@ -127,7 +127,7 @@ TEST(CommandLine, ScanShowsOddNamesOnOneLineAndNamesWhatItCouldNotRead) {
         "file");
 }
 
-TEST(CliText, NamesAreMadeVisibleAndUnambiguous) {
+TEST(ShownText, NamesAreMadeVisibleAndUnambiguous) {
     EXPECT_EQ(shownName(QByteArrayView("plain name.txt")), "plain name.txt");
     EXPECT_EQ(shownName(QByteArrayView("Grüße 日本")), "Grüße 日本");
     EXPECT_EQ(shownName(QByteArrayView("a\tb\rc\x7f"
@@ -145,7 +145,7 @@ TEST(CliText, NamesAreMadeVisibleAndUnambiguous) {
               "a\\u009bb\\u2028c");
 }
 
-TEST(CliText, DatesCarryTheirOffsetEvenAtUtc) {
+TEST(ShownText, DatesCarryTheirOffsetEvenAtUtc) {
     const QDateTime date(QDate(2026, 11, 22), QTime(5, 40, 36), Qt::UTC);
     const QByteArray zone = qgetenv("TZ");
     for (const auto& [tz, shown] : {std::pair{"UTC0", "2026-11-22T05:40:36+00:00"},

@@ -89,10 +89,12 @@ TEST_F(BlockedTree, AFolderTheUserCannotOpenIsBlockedAndTotalsStillEqualDu) {
     EXPECT_EQ(tree->alloc(0), allocated);
     EXPECT_EQ(tree->logical(0), logical);
 
+    // The folder is the test account's own, so looked at again it is a matter of its
+    // permissions, which that account may change.
     UnreadableFolderInfo info = UnreadableFolderInfo::inspect(secret_, samples[0].reason);
-    EXPECT_EQ(info.reason, samples[0].reason);
+    EXPECT_EQ(info.reason.kind, UnreadableReason::Kind::ownPermissions);
     EXPECT_EQ(info.owner,
-              QStringLiteral("user %1, permissions 0").arg(QString::fromLatin1(kAdminAccount)));
+              QStringLiteral("user %1, permissions 000").arg(QString::fromLatin1(kAdminAccount)));
     ASSERT_EQ(::chmod(secret_.constData(), 0750), 0);
     info = UnreadableFolderInfo::inspect(secret_, samples[0].reason);
     EXPECT_EQ(info.reason.label(), QStringLiteral("Readable now (rescan)"));

@@ -72,6 +72,20 @@ TEST_F(StorageManagerPageTest, AScanListsTheChildrenWithTheSizesOnDiskAndLeadsTh
     EXPECT_EQ(status.message(), "Success: Scanned fixture.");
 }
 
+TEST_F(StorageManagerPageTest, NamesSortAsNumbersReadAndControlCharactersShowOnOneLine) {
+    const QString folder = root + "/names";
+    for (const char* name : {"file 10", "file 2", "File 1", "line\nbreak", "bell\x07\x1b[31m"})
+        writeFile(folder + "/" + QString::fromUtf8(name), 10);
+    auto page = makePage();
+    ASSERT_NO_FATAL_FAILURE(scan(*page, folder));
+    page->list()->sortByColumn(StorageChildModel::name, Qt::AscendingOrder);
+    EXPECT_EQ(names(*page->model()), (QStringList{R"(bell\x07\x1b[31m)", "File 1", "file 2",
+                                                  "file 10", R"(line\nbreak)"}));
+    const int row = rowNamed(*page->model(), R"(line\nbreak)");
+    EXPECT_EQ(page->model()->data(page->model()->index(row, 0), Qt::ToolTipRole).toString(),
+              folder + R"(/line\nbreak)");
+}
+
 TEST_F(StorageManagerPageTest, HeaderClicksSortByNameDateItemsAndBackBySize) {
     auto page = makePage();
     ASSERT_NO_FATAL_FAILURE(scan(*page, root));
@@ -135,6 +149,13 @@ TEST_F(StorageManagerPageTest, DoubleClickEntersAFolderAndTheBreadcrumbLeadsBack
     const QJsonObject detail = QJsonDocument::fromJson(page->navigationDetail().toUtf8()).object();
     EXPECT_EQ(detail["folder"].toString(), root + "/big/sub");
 
+    // Backspace goes up a level.
+    page->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(page.get()));
+    list.setFocus();
+    QTest::keyClick(&list, Qt::Key_Backspace);
+    EXPECT_EQ(page->breadcrumb(), (QStringList{"fixture", "big"}));
+
     // The breadcrumb's first button goes back to the top.
     QToolButton* top = nullptr;
     for (QToolButton* candidate : page->findChildren<QToolButton*>())
@@ -144,6 +165,9 @@ TEST_F(StorageManagerPageTest, DoubleClickEntersAFolderAndTheBreadcrumbLeadsBack
     top->click();
     EXPECT_EQ(page->currentFolder(), 0);
     EXPECT_EQ(model.rowCount(), 4);
+    emit list.activated(model.index(rowNamed(model, "big"), 0));
+    QTest::keyClick(&list, Qt::Key_Up, Qt::AltModifier);
+    EXPECT_EQ(page->currentFolder(), 0);
 
     // The status line's way back names the scope and folder; a page shown for another
     // scope follows it.
@@ -186,10 +210,23 @@ TEST_F(StorageManagerPageTest, RescanningAFolderShowsWhatChangedAndStaysInIt) {
     page->enterFolder(page->model()->nodeAt(rowNamed(*page->model(), "big")));
     writeFile(root + "/big/new.bin", 400'000);
     const auto before = page->model()->tree();
+    const auto total = [](const FileTree& tree) {
+        return QLocale().formattedDataSize(tree.alloc(0), 1, QLocale::DataSizeSIFormat);
+    };
     button(*page, "Rescan Folder")->click();
     ASSERT_TRUE(waitFor([&] { return page->model()->tree() != before; }));
     EXPECT_EQ(page->breadcrumb(), (QStringList{"fixture", "big"}));
     EXPECT_EQ(names(*page->model()).first(), "new.bin");
+    // The summary counts the new file, and says how old the scan is.
+    EXPECT_TRUE(page->progressText().startsWith(total(*page->model()->tree())));
+    EXPECT_FALSE(page->progressText().contains(total(*before)))
+        << page->progressText().toStdString();
+    clock.advance(std::chrono::minutes(5));
+    page->setScope(StorageManagerPage::homeScope());
+    page->setScope(StorageManagerPage::folderScope(root));
+    EXPECT_TRUE(page->progressText().contains("Scanned 5 minutes ago"))
+        << page->progressText().toStdString();
+    page->enterFolder(page->model()->nodeAt(rowNamed(*page->model(), "big")));
 
     // A folder that is gone keeps the old result and says so.
     QDir(root + "/big").removeRecursively();

@@ -75,8 +75,8 @@ struct StoragePageFixture : ::testing::Test {
         auto page = std::make_unique<StorageManagerPage>(
             center, navigation, [this](const QString& line) -> CommandResult {
                 privilegedLines << line;
-                return std::unexpected(CommandExecutorError::withMessage(
-                    QStringLiteral("No administrator password is saved.")));
+                return std::unexpected(CommandExecutorError::withMessage(QStringLiteral(
+                    "Error executing command as another user: No authentication agent found.")));
             });
         page->resize(1000, 640);
         return page;

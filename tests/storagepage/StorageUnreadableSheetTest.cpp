@@ -3,6 +3,7 @@
 #include "tests/storagepage/StoragePageFixture.h"
 
 #include <QPushButton>
+#include <QTreeView>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -21,19 +22,28 @@ struct StorageUnreadableSheetTest : StoragePageFixture {
     ~StorageUnreadableSheetTest() override { ::chmod(QFile::encodeName(locked).constData(), 0755); }
 };
 
-TEST_F(StorageUnreadableSheetTest, ListsTheLockedFolderWithItsReasonAndOwner) {
+TEST_F(StorageUnreadableSheetTest, TheLockedFolderIsMarkedAndDoubleClickShowsWhyAndWhose) {
     ASSERT_NE(::geteuid(), 0u) << "run as a plain account, or every folder is readable";
     auto page = makePage();
     ASSERT_NO_FATAL_FAILURE(scan(*page, root));
     EXPECT_EQ(page->job()->unreadableCount(), 1);
+    const StorageChildModel& model = *page->model();
+    const int row = rowNamed(model, "locked");
+    EXPECT_EQ(cell(model, row, StorageChildModel::kind), "Unreadable folder");
+    EXPECT_EQ(cell(model, row, StorageChildModel::share), "") << "its contents are not counted";
 
-    StorageUnreadableSheet* sheet = page->openUnreadableSheet();
+    // The folder is the user's own: they can change its permissions, no administrator needed.
+    emit page->list()->activated(model.index(row, 0));
+    StorageUnreadableSheet* sheet = page->findChild<StorageUnreadableSheet*>();
     ASSERT_NE(sheet, nullptr);
+    EXPECT_TRUE(sheet->isVisible());
+    EXPECT_TRUE(sheet->explanationText().contains("chmod"))
+        << sheet->explanationText().toStdString();
     ASSERT_EQ(sheet->folders().size(), 1);
     const UnreadableFolderInfo& info = sheet->folders().first();
     EXPECT_EQ(info.path, locked);
-    EXPECT_EQ(info.reason.label(), "Needs administrator rights");
-    EXPECT_EQ(info.owner, "user velmox-test-user, permissions 0");
+    EXPECT_EQ(info.reason.label(), "Your folder's permissions");
+    EXPECT_EQ(info.owner, "user velmox-test-user, permissions 000");
     EXPECT_TRUE(sheet->readBlockedButton()->isEnabled());
     sheet->close();
 
@@ -62,6 +72,10 @@ TEST_F(StorageUnreadableSheetTest, ReadBlockedFoldersRunsTheAdministratorPassAnd
     const auto& outcome = page->job()->protectedScan().outcome;
     ASSERT_TRUE(outcome.has_value());
     EXPECT_FALSE(outcome->success);
+    // A sentence of Velmox's own that says what to do, not the tool's words alone.
+    EXPECT_TRUE(outcome->message.startsWith("The protected folders could not be read because no "
+                                            "administrator password prompt can be shown"))
+        << outcome->message.toStdString();
     EXPECT_EQ(sheet->statusText(), outcome->message);
     EXPECT_EQ(page->messageText(), outcome->message);
     EXPECT_TRUE(sheet->readBlockedButton()->isEnabled());

@@ -1,4 +1,4 @@
-#include "cli/CliText.h"
+#include "services/ShownText.h"
 
 #include <QLocale>
 #include <QStringDecoder>
