@@ -98,10 +98,8 @@ TEST(LinuxMachineInfo, PutsInterfacesWithADefaultRouteFirstByMetric) {
     EXPECT_EQ(LinuxMachineInfo(noRoutes.path()).byDefaultRoute(addresses), addresses);
 }
 
-TEST(LinuxMachineInfo, ReadsThisMachine) {
+TEST(LinuxMachineInfo, ListsThisMachinesAddressesWithoutLoopback) {
     LinuxMachineInfo info;
-    EXPECT_GT(info.uptimeSeconds().value_or(0), 0.0);
-    EXPECT_GT(info.startupVolumeSpace().value_or(VolumeSpace{}).total, 0u);
     for (const NetworkAddress& address : info.activeIPv4Interfaces()) {
         EXPECT_NE(address.interfaceName, QStringLiteral("lo"));
         in_addr parsed{};

@@ -1,17 +1,9 @@
 #include "monitor/LiveReadouts.h"
 
-#include "monitor/SystemMonitorEngine.h"
-#include "platform/linux/ProcHostCounters.h"
-#include "tests/monitor/ProcSnapshot.h"
-#include "tests/support/ManualClock.h"
-
-#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 namespace velmox {
 namespace {
-
-using namespace std::chrono_literals;
 
 QString valueOf(const QList<Readout>& rows, const QString& title) {
     for (const Readout& row : rows)
@@ -55,26 +47,6 @@ TEST(LiveReadouts, ShowsLoadRatesTemperaturesAndTheFan) {
     EXPECT_EQ(valueOf(rows, "Fan"), QStringLiteral("Stopped"));
     EXPECT_EQ(valueOf(rows, "Address"), QStringLiteral("192.0.2.2"));
     EXPECT_EQ(rows.first().history, QList<double>({15.5}));
-}
-
-TEST(LiveReadouts, FollowsTheEngine) {
-    test::ProcSnapshot proc;
-    proc.use(QStringLiteral("live-1"));
-    test::ManualClock clock;
-    QTemporaryDir folder;
-    Settings settings(folder.filePath(QStringLiteral("Velmox.conf")));
-    SystemMonitorEngine engine(settings, clock,
-                               {std::make_unique<ProcHostCounters>(proc.path()), nullptr, {}});
-    LiveReadouts readouts(engine);
-    int changes = 0;
-    QObject::connect(&readouts, &LiveReadouts::changed, [&] { ++changes; });
-
-    engine.start();
-    EXPECT_EQ(valueOf(readouts.rows(), "CPU"), QStringLiteral("Measuring"));
-    proc.use(QStringLiteral("live-2"));
-    clock.advance(2s);
-    EXPECT_EQ(changes, 2);
-    EXPECT_EQ(valueOf(readouts.rows(), "CPU"), QStringLiteral("100%"));
 }
 
 } // namespace

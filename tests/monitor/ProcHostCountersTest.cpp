@@ -60,8 +60,6 @@ TEST(MemoryFigures, UsedNeverExceedsPhysicalMemory) {
     const MemoryFigures figures = memoryFigures({8ull << 30, 6ull << 30, 2ull << 30, 1ull << 30});
     EXPECT_EQ(figures.used, 8.0);
     EXPECT_EQ(figures.free, 0.0);
-    EXPECT_EQ(figures.app, 6.0);
-    EXPECT_EQ(figures.compressed, 1.0);
 }
 
 TEST(ProcHostCounters, CountsHardwareInterfacesOnlyAndFailsCleanlyWithoutProc) {
@@ -77,17 +75,6 @@ TEST(ProcHostCounters, CountsHardwareInterfacesOnlyAndFailsCleanlyWithoutProc) {
     EXPECT_EQ(nowhere.coreTicks(), std::nullopt);
     EXPECT_EQ(nowhere.memory(), std::nullopt);
     EXPECT_EQ(nowhere.interfaceCounters(), std::nullopt);
-}
-
-TEST(ProcHostCounters, ReadsThisMachine) {
-    ProcHostCounters live;
-    const auto ticks = live.coreTicks();
-    ASSERT_TRUE(ticks);
-    EXPECT_EQ(ticks->size() % 4, 0u);
-    const auto memory = live.memory();
-    ASSERT_TRUE(memory);
-    EXPECT_GT(memory->physical, memory->app);
-    EXPECT_TRUE(live.interfaceCounters());
 }
 
 TEST(CpuLoadSampler, NeedsTwoSamplesWithTheSameCoreCount) {

@@ -47,13 +47,10 @@ protected:
 };
 
 TEST_F(EngineTest, PollingIntervalFromOneToTenElseTwo) {
-    EXPECT_EQ(SystemMonitorEngine::clampedInterval({}), 2.0);
-    EXPECT_EQ(SystemMonitorEngine::clampedInterval(0.5), 2.0);
-    EXPECT_EQ(SystemMonitorEngine::clampedInterval(11), 2.0);
-    EXPECT_EQ(SystemMonitorEngine::clampedInterval(QStringLiteral("fast")), 2.0);
-    EXPECT_EQ(SystemMonitorEngine::clampedInterval(1.0), 1.0);
-    EXPECT_EQ(SystemMonitorEngine::clampedInterval(10), 10.0);
-    EXPECT_EQ(SystemMonitorEngine::clampedInterval(QStringLiteral("4.5")), 4.5);
+    for (const auto& [stored, seconds] : std::initializer_list<std::pair<QVariant, double>>{
+             {{}, 2.0}, {0.5, 2.0}, {11, 2.0}, {"fast", 2.0}, {1.0, 1.0}, {10, 10.0}, {"4.5", 4.5}})
+        EXPECT_EQ(SystemMonitorEngine::clampedInterval(stored), seconds)
+            << stored.toString().toStdString();
 }
 
 TEST_F(EngineTest, TicksOnTheStoredIntervalAndFollowsItsChanges) {
@@ -237,8 +234,7 @@ TEST_F(EngineTest, ListsOnlyTheInterfacesWhoseTrafficItCounts) {
                                 std::make_unique<AddressedMachine>(),
                                 {}});
     engine.start();
-    EXPECT_EQ(engine.stats().activeNICs,
-              (QList<NICInfo>{{"eth0", "Active", "192.168.1.20"}}));
+    EXPECT_EQ(engine.stats().activeNICs, (QList<NICInfo>{{"eth0", "Active", "192.168.1.20"}}));
     EXPECT_EQ(engine.stats().localIP, QStringLiteral("192.168.1.20"));
 }
 
