@@ -20,17 +20,15 @@ SensorReading fan(const char* name, double value) {
 }
 
 TEST(FanTempGroups, SensorsLandInTheirGroups) {
-    EXPECT_EQ(FanTempPage::groupOf(QStringLiteral("TC0P")), Group::processor);
-    EXPECT_EQ(FanTempPage::groupOf(QStringLiteral("coretemp Package id 0")), Group::processor);
-    EXPECT_EQ(FanTempPage::groupOf(QStringLiteral("k10temp Tctl")), Group::processor);
-    EXPECT_EQ(FanTempPage::groupOf(QStringLiteral("PMU tdie3")), Group::processor);
-    EXPECT_EQ(FanTempPage::groupOf(QStringLiteral("TG0D")), Group::graphics);
-    EXPECT_EQ(FanTempPage::groupOf(QStringLiteral("amdgpu edge")), Group::graphics);
-    EXPECT_EQ(FanTempPage::groupOf(QStringLiteral("nvme Composite")), Group::drives);
-    EXPECT_EQ(FanTempPage::groupOf(QStringLiteral("TH0a")), Group::drives);
-    EXPECT_EQ(FanTempPage::groupOf(QStringLiteral("acpitz temp1")), Group::other);
-    // A long name that merely begins like an SMC key is not one.
-    EXPECT_EQ(FanTempPage::groupOf(QStringLiteral("TCPIP board")), Group::other);
+    // A long name that merely begins like an SMC key ("TCPIP board") is not one.
+    const std::pair<const char*, Group> cases[] = {
+        {"TC0P", Group::processor},         {"coretemp Package id 0", Group::processor},
+        {"k10temp Tctl", Group::processor}, {"PMU tdie3", Group::processor},
+        {"TG0D", Group::graphics},          {"amdgpu edge", Group::graphics},
+        {"nvme Composite", Group::drives},  {"TH0a", Group::drives},
+        {"acpitz temp1", Group::other},     {"TCPIP board", Group::other}};
+    for (const auto& [name, group] : cases)
+        EXPECT_EQ(FanTempPage::groupOf(QString::fromLatin1(name)), group) << name;
 }
 
 TEST(FanTempGroups, SmcFanKeysBecomeOneFanWithItsRange) {
