@@ -91,8 +91,6 @@ TEST_F(StorageManagerPageTest, HeaderClicksSortByNameDateItemsAndBackBySize) {
     ASSERT_NO_FATAL_FAILURE(scan(*page, root));
     QTreeView& list = *page->list();
     const StorageChildModel& model = *page->model();
-    list.sortByColumn(StorageChildModel::name, Qt::AscendingOrder);
-    EXPECT_EQ(names(model), (QStringList{"big", "medium.bin", "small.txt", "sparse.img"}));
     list.sortByColumn(StorageChildModel::name, Qt::DescendingOrder);
     EXPECT_EQ(names(model), (QStringList{"sparse.img", "small.txt", "medium.bin", "big"}));
     list.sortByColumn(StorageChildModel::items, Qt::DescendingOrder);
@@ -271,12 +269,6 @@ TEST_F(StorageManagerPageTest, ScanControlsFollowTheJob) {
     ASSERT_TRUE(waitFor([&] { return page->job()->state() == ScanJob::State::finished; }));
     EXPECT_FALSE(button(*page, "Resume")->isEnabled());
     EXPECT_EQ(page->model()->tree()->items(0), 8u + 600u);
-
-    // A missing folder fails with the scanner's sentence on the page.
-    page->setScope(StorageManagerPage::folderScope(root + "/missing"));
-    page->startScan();
-    EXPECT_EQ(page->job()->state(), ScanJob::State::failed);
-    EXPECT_FALSE(page->job()->scanNote().isEmpty());
 }
 
 // Folders the walk did not enter say why instead of passing for empty folders.
