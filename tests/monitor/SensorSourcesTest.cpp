@@ -170,25 +170,8 @@ protected:
     QTemporaryDir dir;
 };
 
-TEST_F(HwmonTree, NamesSensorsByChipAndLabelInNumericOrder) {
-    HwmonSensorSource source(dir.path());
-    const auto services = source.discover();
-    ASSERT_TRUE(services);
-    QStringList names;
-    for (const auto& service : *services)
-        names.append(service.name);
-    EXPECT_EQ(names, QStringList({"coretemp Package id 0", "coretemp Core 0", "coretemp Core 8",
-                                  "nvme Composite (nvme0n1)", "nvme temp2 (nvme0n1)",
-                                  "applesmc TC0P", "applesmc Exhaust", "it87 temp1", "it87 fan1",
-                                  "drivetemp temp1 (sda)", "acpitz temp1", "acpitz temp1",
-                                  "nvme Composite (nvme1n1)", "nvme Sensor 1 (nvme1n1)"}));
-    EXPECT_EQ(source.read(services->at(4)), std::nullopt) << "unreadable value";
-
-    HwmonSensorSource withoutApplesmc(dir.path(), {QStringLiteral("applesmc")});
-    EXPECT_EQ(withoutApplesmc.discover()->size(), services->size() - 2);
-}
-
-TEST_F(HwmonTree, NamedReaderFiltersAndNumbersRepeatedNames) {
+// Sensors come by chip and label in numeric order; unreadable values and 0 degrees drop out.
+TEST_F(HwmonTree, NamedReaderOrdersFiltersAndNumbersRepeatedNames) {
     test::ManualClock clock;
     NamedSensorReader reader(std::make_unique<HwmonSensorSource>(dir.path()), clock);
     const QList<SensorReading> expected = {
@@ -205,6 +188,10 @@ TEST_F(HwmonTree, NamedReaderFiltersAndNumbersRepeatedNames) {
         {"nvme Composite (nvme1n1)", 36.85, SensorKind::temperature, "nvme1n1"},
         {"nvme Sensor 1 (nvme1n1)", 41.85, SensorKind::temperature, "nvme1n1"}};
     EXPECT_EQ(reader.read(), expected);
+
+    HwmonSensorSource withoutApplesmc(dir.path(), {QStringLiteral("applesmc")});
+    EXPECT_EQ(withoutApplesmc.discover()->size(),
+              HwmonSensorSource(dir.path()).discover()->size() - 2);
 }
 
 TEST_F(HwmonTree, EveryNvmeControllerAndDrivetempDiskIsOneDriveNamedByItsDisk) {
@@ -241,20 +228,9 @@ private:
     int* discoveries_;
 };
 
-TEST_F(HwmonTree, ListsSensorsAgainOnlyAfterTheRefreshPeriod) {
-    test::ManualClock clock;
-    int discoveries = 0;
-    NamedSensorReader reader(std::make_unique<CountingSource>(dir.path(), &discoveries), clock);
-    reader.read();
-    clock.advance(3600s);
-    reader.read();
-    EXPECT_EQ(discoveries, 1) << "an hour old list is still fresh";
-    clock.advance(1s);
-    reader.read();
-    EXPECT_EQ(discoveries, 2);
-}
-
-TEST(NamedSensorReader, RetriesAMissingSourceAfterAMinuteAndAnEmptyOneAfterFiveMinutes) {
+// A missing source is looked for again after a minute, an empty one after five, and a
+// list with sensors after an hour.
+TEST(NamedSensorReader, ListsSensorsAgainAfterTheirRefreshPeriod) {
     test::ManualClock clock;
     QTemporaryDir dir;
     const QString root = dir.filePath(QStringLiteral("hwmon-not-yet"));
@@ -280,6 +256,13 @@ TEST(NamedSensorReader, RetriesAMissingSourceAfterAMinuteAndAnEmptyOneAfterFiveM
     EXPECT_EQ(discoveries, 3) << "an empty list is looked at again after five minutes";
     ASSERT_EQ(readings.size(), 1);
     EXPECT_EQ(readings.first().name, QStringLiteral("acpitz temp1"));
+
+    clock.advance(3600s);
+    reader.read();
+    EXPECT_EQ(discoveries, 3) << "an hour old list is still fresh";
+    clock.advance(1s);
+    reader.read();
+    EXPECT_EQ(discoveries, 4);
 }
 
 } // namespace
