@@ -32,21 +32,19 @@ SystemStats sampleStats() {
     stats.uptime = 3 * 86400 + 4 * 3600 + 59;
     stats.cpuTemp = 54.4;
     stats.ssdTemp = 38.0;
-    stats.ssdLabel = QStringLiteral("nvme0n1");
+    stats.ssdLabel = "nvme0n1";
     stats.fanRPM = 1840.0;
-    stats.macModel = QStringLiteral("MacBookPro18,3");
-    stats.processorInfo = QStringLiteral("Apple M1 Pro (8 performance + 2 efficiency)");
-    stats.activeNICs = {
-        {QStringLiteral("en0"), QStringLiteral("Active"), QStringLiteral("192.168.1.20")},
-        {QStringLiteral("en5"), QStringLiteral("Active"), QStringLiteral("10.0.0.7")}};
+    stats.macModel = "MacBookPro18,3";
+    stats.processorInfo = "Apple M1 Pro (8 performance + 2 efficiency)";
+    stats.activeNICs = {{"en0", "Active", "192.168.1.20"}, {"en5", "Active", "10.0.0.7"}};
     return stats;
 }
 
 TEST_F(DashboardPageTest, CardsShowTheFiguresOfTheRecord) {
     makeEngine();
     DashboardPage page(*demand);
-    const QList<SensorReading> sensors{{QStringLiteral("TC0P"), 54.4, SensorKind::temperature},
-                                       {QStringLiteral("F0Ac"), 1840.0, SensorKind::fan}};
+    const QList<SensorReading> sensors{{"TC0P", 54.4, SensorKind::temperature},
+                                       {"F0Ac", 1840.0, SensorKind::fan}};
     page.showStats(sampleStats(), sensors);
 
     EXPECT_EQ(page.processorCard()->headline(), QStringLiteral("18%"));
