@@ -89,20 +89,12 @@ TEST_F(BlockedTree, AFolderTheUserCannotOpenIsBlockedAndTotalsStillEqualDu) {
     EXPECT_EQ(tree->alloc(0), allocated);
     EXPECT_EQ(tree->logical(0), logical);
 
-    // The folder is the test account's own, so looked at again it is a matter of its
-    // permissions, which that account may change.
-    UnreadableFolderInfo info = UnreadableFolderInfo::inspect(secret_, samples[0].reason);
-    EXPECT_EQ(info.reason.kind, UnreadableReason::Kind::ownPermissions);
-    EXPECT_EQ(info.owner,
-              QStringLiteral("user %1, permissions 000").arg(QString::fromLatin1(kAdminAccount)));
+    // Looked at again once it has gone (its own permissions and a folder readable again:
+    // StorageUnreadableSheetTest).
     ASSERT_EQ(::chmod(secret_.constData(), 0750), 0);
-    info = UnreadableFolderInfo::inspect(secret_, samples[0].reason);
-    EXPECT_EQ(info.reason.label(), QStringLiteral("Readable now (rescan)"));
-    EXPECT_EQ(info.owner,
-              QStringLiteral("user %1, permissions 750").arg(QString::fromLatin1(kAdminAccount)));
     ASSERT_TRUE(QDir(QString::fromUtf8(secret_)).removeRecursively());
-    info = UnreadableFolderInfo::inspect(secret_, samples[0].reason);
-    EXPECT_EQ(info.reason.label(), QStringLiteral("No longer exists"));
+    EXPECT_EQ(UnreadableFolderInfo::inspect(secret_, samples[0].reason).reason.label(),
+              QStringLiteral("No longer exists"));
     EXPECT_EQ(UnreadableReason::fromOpenError(EIO).label(),
               QStringLiteral("Error 5: Input/output error"));
 }
