@@ -33,19 +33,15 @@ QByteArray readFile(const QString& path) {
 } // namespace
 
 // These run as a plain account: root could list any folder.
-TEST(HelperModesTest, TheProbeAnswersOneWhenEveryFolderVelmoxReadsCanBeListed) {
+TEST(HelperModesTest, TheProbeAnswersWhetherEveryFolderVelmoxReadsCanBeListed) {
     QTemporaryDir out;
     const QString answer = out.filePath("answer");
     EXPECT_EQ(runVelmox({"--probe-fda", answer}).status, 0);
     EXPECT_EQ(readFile(answer), "1");
-}
 
-TEST(HelperModesTest, TheProbeAnswersZeroWhenAFolderItReadsIsClosed) {
     const QString caches = PlatformPaths::userCaches();
     QDir().mkpath(caches);
     QFile::setPermissions(caches, QFileDevice::WriteOwner);
-    QTemporaryDir out;
-    const QString answer = out.filePath("answer");
     const ChildRun run = runVelmox({"--probe-fda", answer});
     QFile::setPermissions(caches,
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);

@@ -16,23 +16,19 @@ LoginItemLaunch::Facts factsAt(qint64 secondsAfterLogin, bool launchAtLogin) {
 
 } // namespace
 
-TEST(LoginItemLaunchTest, WhereTheEntryPassesAnArgumentItIsTheOnlySignal) {
+TEST(LoginItemLaunchTest, TheArgumentIfTheEntryPassesOneElseAFreshSessionUnder120s) {
     // A terminal opened a moment ago, with launch at login on: an ordinary start.
     EXPECT_FALSE(LoginItemLaunch::decide(factsAt(5, true)));
     LoginItemLaunch::Facts facts = factsAt(3600, false);
     facts.arguments << LaunchAtLogin::kLoginItemArgument;
     EXPECT_TRUE(LoginItemLaunch::decide(facts));
-}
 
-TEST(LoginItemLaunchTest, WithoutAnArgumentAFreshSessionCountsWithLaunchAtLoginOnUnder120s) {
-    const auto decide = [](qint64 seconds, bool launchAtLogin) {
-        LoginItemLaunch::Facts facts = factsAt(seconds, launchAtLogin);
+    for (const auto& [seconds, launchAtLogin, expected] :
+         {std::tuple{119, true, true}, {121, true, false}, {5, false, false}}) {
+        facts = factsAt(seconds, launchAtLogin);
         facts.entryPassesArgument = false;
-        return LoginItemLaunch::decide(facts);
-    };
-    EXPECT_TRUE(decide(119, true));
-    EXPECT_FALSE(decide(121, true));
-    EXPECT_FALSE(decide(5, false));
+        EXPECT_EQ(LoginItemLaunch::decide(facts), expected) << seconds;
+    }
 }
 
 TEST(LaunchAtLoginTest, TheAutostartEntryStartsVelmoxAsALoginItemAndCanBeRemoved) {

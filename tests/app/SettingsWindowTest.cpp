@@ -67,12 +67,8 @@ TEST_F(SettingsWindowTest, TheTrayIconSwitchWritesTheSettingAndPostsToggleMenuBa
     EXPECT_EQ(toggled.size(), 1);
 }
 
-TEST_F(SettingsWindowTest, AppearanceLaunchAtLoginAndWeeklyCleanAreSaved) {
+TEST_F(SettingsWindowTest, LaunchAtLoginAndWeeklyCleanAreSaved) {
     GeneralSettingsPane& pane = general();
-    EXPECT_EQ(pane.appearanceBox()->currentText(), "Dark");
-    pane.appearanceBox()->setCurrentIndex(pane.appearanceBox()->findText("Light"));
-    EXPECT_EQ(services.settings().stringValue("appAppearance"), "light");
-
     pane.launchAtLoginBox()->setChecked(true);
     EXPECT_TRUE(LaunchAtLogin::isEnabled());
     EXPECT_TRUE(services.settings().boolValue(LaunchAtLogin::kSettingKey, false));

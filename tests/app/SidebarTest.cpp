@@ -87,16 +87,6 @@ TEST_F(SidebarTest, GroupsAndRowsAppearInTheirFixedOrder) {
     EXPECT_FALSE(shownTexts(sidebar).contains("OpenCore & OCLP"));
 }
 
-TEST_F(SidebarTest, EveryPageButPowerUserHasExactlyOneRow) {
-    QList<Category> rows;
-    for (const SidebarGroup& group : sidebarGroups())
-        for (const SidebarRow& row : group.rows)
-            rows << row.category;
-    for (Category category : allCategories())
-        EXPECT_EQ(rows.count(category), category == Category::powerUser ? 0 : 1)
-            << rawValue(category).toStdString();
-}
-
 TEST_F(SidebarTest, ChoosingARowShowsItsPageAndTheNavigationFollows) {
     MainWindow window(services);
     window.show();

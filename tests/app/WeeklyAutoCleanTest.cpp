@@ -58,7 +58,7 @@ TEST_F(WeeklyAutoCleanTest, RunsTheUserCacheCleanerEveryWeekWhenSwitchedOn) {
     EXPECT_EQ(runs, 2);
 }
 
-TEST_F(WeeklyAutoCleanTest, TheScheduleSurvivesARestart) {
+TEST_F(WeeklyAutoCleanTest, TheScheduleSurvivesARestartAndAnOverdueRunComesAtOnce) {
     EXPECT_TRUE(settings.setValue(WeeklyAutoClean::kEnabledKey, true));
     {
         WeeklyAutoClean clean(settings, clock, lookup(true));
@@ -70,15 +70,12 @@ TEST_F(WeeklyAutoCleanTest, TheScheduleSurvivesARestart) {
     EXPECT_EQ(restarted.nextRun(), clock.now().addDays(2));
     ASSERT_TRUE(advanceAndWaitForRun(restarted, 2 * 24h));
     EXPECT_EQ(runs, 1);
-}
 
-TEST_F(WeeklyAutoCleanTest, AnOverdueRunComesAtOnceAfterAStart) {
-    EXPECT_TRUE(settings.setValue(WeeklyAutoClean::kEnabledKey, true));
     EXPECT_TRUE(settings.setValue(WeeklyAutoClean::kLastRunKey, clock.now().addDays(-30)));
-    WeeklyAutoClean clean(settings, clock, lookup(true));
-    clean.start();
-    ASSERT_TRUE(advanceAndWaitForRun(clean, 0ms));
-    EXPECT_EQ(runs, 1);
+    WeeklyAutoClean overdue(settings, clock, lookup(true));
+    overdue.start();
+    ASSERT_TRUE(advanceAndWaitForRun(overdue, 0ms));
+    EXPECT_EQ(runs, 2);
 }
 
 TEST_F(WeeklyAutoCleanTest, SwitchedOffOrWithoutTheTaskARunFinishesWithoutWork) {

@@ -81,10 +81,7 @@ TEST(ActivityCommand, ListsPrintsJsonAndExportsTheLog) {
     EXPECT_EQ(refused.code, 2);
     EXPECT_TRUE(refused.err.contains("neither")) << refused.err.toStdString();
     EXPECT_FALSE(QFile::exists(folder.filePath("activity.txt")));
-
-    const CliInvocation failed = runActivity({"--export", folder.filePath("no/such/file.csv")});
-    EXPECT_EQ(failed.code, 1);
-    EXPECT_TRUE(failed.err.startsWith("Couldn't export: ")) << failed.err.toStdString();
+    EXPECT_EQ(runActivity({"--export", folder.filePath("no/such/file.csv")}).code, 1);
 
     for (const QStringList& wrong :
          {QStringList{"--jsn"}, QStringList{"--export"}, QStringList{"--json", "--export", file}}) {

@@ -33,33 +33,31 @@ TEST(ShellHelper, TheSavedPasswordRunsTheLineAsRootWithoutAPrompt) {
     EXPECT_TRUE(world.prompt.lines.isEmpty());
 }
 
-TEST(ShellHelper, ARejectedSavedPasswordNeverPromptsUnlessAllowed) {
-    PrivilegeWorld world;
-    ASSERT_TRUE(world.keychain.savePassword("an-old-password"));
-    const CommandResult refused = world.shell.runPrivileged("id -u", false);
-    ASSERT_FALSE(refused);
-    EXPECT_EQ(refused.error().description(),
-              "The administrator password saved in Keychain was rejected for "
-              "'velmox-test-admin'. Open Settings > Access, remove it and enter the current "
-              "password.");
-    EXPECT_TRUE(world.prompt.lines.isEmpty());
-
-    EXPECT_EQ(world.shell.runPrivileged("id -u", true), "ran after the prompt");
-}
-
-TEST(ShellHelper, APasswordSavedForAnotherAccountIsNotUsed) {
-    PrivilegeWorld world;
-    ASSERT_TRUE(world.keychain.savePassword(kAccountPassword));
-    EXPECT_TRUE(world.settings.setValue(ShellHelper::kAdminUsernameKey, "someone-else"));
-    const CommandResult refused = world.shell.runPrivileged("id -u", false);
-    ASSERT_FALSE(refused);
-    EXPECT_EQ(refused.error().description(),
-              "The saved administrator account ('someone-else') is not the account you are "
-              "logged in as. Open Settings > Access, remove it and save the password for "
-              "'velmox-test-admin'.");
-    EXPECT_TRUE(world.prompt.lines.isEmpty());
-
-    EXPECT_EQ(world.shell.runPrivileged("id -u", true), "ran after the prompt");
+// A rejected password, or one saved for another account, never prompts unless allowed.
+TEST(ShellHelper, AnUnusableSavedPasswordSaysWhyAndPromptsOnlyWhenAllowed) {
+    struct Case {
+        const char* password;
+        const char* account;
+        QString refusal;
+    };
+    for (const Case& c :
+         {Case{"an-old-password", kAdminAccount,
+               "The administrator password saved in Keychain was rejected for "
+               "'velmox-test-admin'. Open Settings > Access, remove it and enter the current "
+               "password."},
+          Case{kAccountPassword, "someone-else",
+               "The saved administrator account ('someone-else') is not the account you are "
+               "logged in as. Open Settings > Access, remove it and save the password for "
+               "'velmox-test-admin'."}}) {
+        PrivilegeWorld world;
+        ASSERT_TRUE(world.keychain.savePassword(c.password));
+        EXPECT_TRUE(world.settings.setValue(ShellHelper::kAdminUsernameKey, c.account));
+        const CommandResult refused = world.shell.runPrivileged("id -u", false);
+        ASSERT_FALSE(refused);
+        EXPECT_EQ(refused.error().description(), c.refusal);
+        EXPECT_TRUE(world.prompt.lines.isEmpty());
+        EXPECT_EQ(world.shell.runPrivileged("id -u", true), "ran after the prompt");
+    }
 }
 
 TEST(PkexecElevation, RealPkexecFailsHereWithItsOwnWholeMessage) {

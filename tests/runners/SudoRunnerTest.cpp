@@ -10,12 +10,18 @@ using namespace velmox::test;
 
 // These run as velmox-test-admin, a member of "sudo", against the real sudo.
 
+// The password never appears in any command line, the sudo one included.
 TEST(SudoRunner, RunsTheLineUnchangedAsRootWithTheRightPassword) {
-    const PrivilegedRunResult result = SudoRunner::run(
-        kAccountPassword, R"(id -un; echo "$PATH"; printf '%s|' "say \"hi\"" 'back\slash' "a\\b")");
+    const PrivilegedRunResult result =
+        SudoRunner::run(kAccountPassword, R"(id -un; echo "$PATH"; printf '%s|' "say \"hi\"" )"
+                                          R"('back\slash' "a\\b"; echo; ps -eo args)");
     ASSERT_TRUE(result.succeeded) << result.errorMessage.value_or("").toStdString();
-    EXPECT_EQ(result.output, "root\n/usr/bin:/bin:/usr/sbin:/sbin\n"
-                             R"(say "hi"|back\slash|a\b|)");
+    EXPECT_TRUE(result.output.startsWith("root\n/usr/bin:/bin:/usr/sbin:/sbin\n"
+                                         R"(say "hi"|back\slash|a\b|)"
+                                         "\n"))
+        << result.output.toStdString();
+    EXPECT_TRUE(result.output.contains("/usr/bin/sudo -S -k -p"));
+    EXPECT_FALSE(result.output.contains(kAccountPassword));
     EXPECT_FALSE(result.passwordRejected);
 }
 
@@ -28,13 +34,6 @@ TEST(SudoRunner, APasswordSudoDoesNotAskForNeverReachesTheLine) {
     ASSERT_TRUE(result.succeeded) << "Is the NOPASSWD rule of scripts/test-accounts.sh in place? "
                                   << result.errorMessage.value_or("").toStdString();
     EXPECT_FALSE(result.output.contains(unasked)) << result.output.toStdString();
-}
-
-TEST(SudoRunner, ThePasswordNeverAppearsInAnyCommandLine) {
-    const PrivilegedRunResult result = SudoRunner::run(kAccountPassword, "ps -eo args");
-    ASSERT_TRUE(result.succeeded);
-    EXPECT_TRUE(result.output.contains("/usr/bin/sudo -S -k -p"));
-    EXPECT_FALSE(result.output.contains(kAccountPassword));
 }
 
 TEST(SudoRunner, AWrongPasswordIsRejectedWithoutWaitingForAnotherTry) {

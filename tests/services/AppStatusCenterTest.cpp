@@ -1,8 +1,9 @@
-#include <gtest/gtest.h>
+#include "services/AppStatusCenter.h"
 
 #include "services/AppNavigationState.h"
-#include "services/AppStatusCenter.h"
 #include "tests/support/ManualClock.h"
+
+#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace std::chrono_literals;
@@ -81,9 +82,4 @@ TEST_F(StatusCenterTest, AFinishedMessageClearsAfterFiveSecondsUnlessANewerRepor
     center.report("Scanning...", true);
     clock.advance(10s);
     EXPECT_EQ(center.message(), "Scanning...");
-}
-
-TEST_F(StatusCenterTest, AnEmptyFinishedMessageSchedulesNoClear) {
-    center.report(QString(), false);
-    EXPECT_EQ(clock.pendingJobs(), 0);
 }
