@@ -2,6 +2,7 @@
 
 #include "app/AppServices.h"
 #include "app/StatusReporter.h"
+#include "platform/PlatformPaths.h"
 #include "services/AdminCredentials.h"
 #include "services/KeychainHelper.h"
 #include "services/ShellHelper.h"
@@ -29,7 +30,7 @@ bool isSuccessMessage(const QString& message) {
 
 AccessSettingsPane::AccessSettingsPane(AppServices& services, QWidget* parent)
     : QWidget(parent), services_(services), name_(new QLineEdit), password_(new QLineEdit),
-      save_(new QPushButton(QStringLiteral("Save to Keychain"))),
+      save_(new QPushButton(QStringLiteral("Save to ") + PlatformPaths::secretStoreTitle())),
       test_(new QPushButton(QStringLiteral("Test Admin Access"))),
       remove_(new QPushButton(QStringLiteral("Remove Saved Password"))), savedState_(new QLabel),
       reporter_(new StatusReporter) {

@@ -21,6 +21,9 @@ struct PlatformPaths {
     static QString settingsFile();
     // Where user-facing text sends people to manage the saved password.
     static QString accessSettingsDisplay();
+    // The secret store as sentences name it ("the keyring"), and as a button names it.
+    static QString secretStoreDisplay();
+    static QString secretStoreTitle();
 };
 
 } // namespace velmox

@@ -1,5 +1,6 @@
 #include "services/AdminCredentials.h"
 
+#include "platform/PlatformPaths.h"
 #include "platform/PromptElevation.h"
 #include "services/KeychainHelper.h"
 #include "services/Settings.h"
@@ -48,8 +49,8 @@ QString AdminCredentials::save(KeychainHelper& keychain, Settings& settings, con
                (reason.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(reason));
     }
     if (!keychain.savePassword(password))
-        return QStringLiteral("Failed: the password is right but couldn't be saved to the "
-                              "Keychain.");
+        return QStringLiteral("Failed: the password is right but couldn't be saved to %1.")
+            .arg(PlatformPaths::secretStoreDisplay());
     if (const Status saved = settings.setValue(QLatin1String(ShellHelper::kAdminUsernameKey), name);
         !saved)
         return QStringLiteral("The password was saved, but not the account name. ") +

@@ -60,9 +60,9 @@ CommandResult ShellHelper::runPrivileged(const QString& shellLine, bool allowPro
     if (result.passwordRejected) {
         if (!allowPrompt)
             return commandFailure(
-                QStringLiteral("The administrator password saved in Keychain was rejected for "
-                               "'%1'. Open %2, remove it and enter the current password.")
-                    .arg(name, access));
+                QStringLiteral("The administrator password saved in %1 was rejected for "
+                               "'%2'. Open %3, remove it and enter the current password.")
+                    .arg(PlatformPaths::secretStoreDisplay(), name, access));
         return prompt_.run(shellLine);
     }
     return commandFailure(result.errorMessage.value_or(QString()));

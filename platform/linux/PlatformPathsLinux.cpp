@@ -49,4 +49,12 @@ QString PlatformPaths::accessSettingsDisplay() {
     return QStringLiteral("Settings > Access");
 }
 
+QString PlatformPaths::secretStoreDisplay() {
+    return QStringLiteral("the keyring");
+}
+
+QString PlatformPaths::secretStoreTitle() {
+    return QStringLiteral("Keyring");
+}
+
 } // namespace velmox

@@ -42,7 +42,7 @@ TEST(ShellHelper, AnUnusableSavedPasswordSaysWhyAndPromptsOnlyWhenAllowed) {
     };
     for (const Case& c :
          {Case{"an-old-password", kAdminAccount,
-               "The administrator password saved in Keychain was rejected for "
+               "The administrator password saved in the keyring was rejected for "
                "'velmox-test-admin'. Open Settings > Access, remove it and enter the current "
                "password."},
           Case{kAccountPassword, "someone-else",
