@@ -9,7 +9,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 
 namespace velmox {
 
@@ -55,17 +54,6 @@ QByteArray activityJson(const ActionHistoryStore& store) {
     return QJsonDocument(array).toJson(QJsonDocument::Indented);
 }
 
-Status exportJson(const ActionHistoryStore& store, const QString& path) {
-    QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write(activityJson(store));
-        if (file.commit())
-            return Done{};
-    }
-    return failure(QStringLiteral("Couldn't export: “%1” could not be written (%2).")
-                       .arg(path, file.errorString()));
-}
-
 int runActivity(const QStringList& args, CliIO& io) {
     const bool json = args == QStringList{QStringLiteral("--json")};
     const bool exporting = args.size() == 2 && args.at(0) == QLatin1String("--export");
@@ -86,7 +74,7 @@ int runActivity(const QStringList& args, CliIO& io) {
         }
         const Status exported = extension == QLatin1String("csv")
                                     ? ActionHistoryStore::exportCsv(store.entries(), path)
-                                    : exportJson(store, path);
+                                    : ActionHistoryStore::writeExport(path, activityJson(store));
         if (!exported) {
             io.err << exported.error() << '\n';
             return 1;

@@ -261,9 +261,13 @@ QByteArray ActionHistoryStore::csv(const QList<ActionHistoryEntry>& shown) {
 }
 
 Status ActionHistoryStore::exportCsv(const QList<ActionHistoryEntry>& shown, const QString& path) {
+    return writeExport(path, csv(shown));
+}
+
+Status ActionHistoryStore::writeExport(const QString& path, const QByteArray& content) {
     QSaveFile file(path);
     if (file.open(QIODevice::WriteOnly)) {
-        file.write(csv(shown));
+        file.write(content);
         if (file.commit())
             return Done{};
     }

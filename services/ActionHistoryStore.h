@@ -81,6 +81,8 @@ public:
 
     // Writes `shown` as CSV ("Date,Action,Result,Details"), replacing `path` atomically.
     static Status exportCsv(const QList<ActionHistoryEntry>& shown, const QString& path);
+    // Writes an export atomically; a failure reads "Couldn't export: ...".
+    static Status writeExport(const QString& path, const QByteArray& content);
     static QByteArray csv(const QList<ActionHistoryEntry>& shown);
     static QString exportedMessage(qsizetype count, const QString& path);
     static QString suggestedExportFileName(const QDateTime& now);
