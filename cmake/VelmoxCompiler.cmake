@@ -17,6 +17,16 @@ if(VELMOX_SANITIZE)
     add_link_options(${sanitize_flags})
 endif()
 
+if(VELMOX_FUZZ)
+    # Coverage for libFuzzer in every library; the fuzz programs add the fuzzer's main.
+    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer
+        -fno-sanitize-recover=undefined)
+    add_link_options(-fsanitize=address,undefined)
+    # libstdc++ 12 offers std::expected only when the compiler announces C++20 concepts in
+    # full; clang 16 implements what <expected> needs but still announces the older value.
+    add_compile_options(-Wno-builtin-macro-redefined -U__cpp_concepts -D__cpp_concepts=202002L)
+endif()
+
 # velmox_library(NAME sources... LINK deps...) : one static library per source folder.
 function(velmox_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})

@@ -14,6 +14,8 @@ packages=(
     zsh sudo pkexec procps util-linux smartmontools nftables iproute2 dbus dbus-x11 btrfs-progs
     # tests and benchmarks
     gnome-keyring xvfb xauth passwd hyperfine python3-dbus python3-gi appstream desktop-file-utils
+    # fuzzing: clang with libFuzzer
+    clang-16 libclang-rt-16-dev
 )
 
 as_root() {
