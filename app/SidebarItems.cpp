@@ -5,35 +5,39 @@ namespace velmox {
 QList<SidebarGroup> sidebarGroups(bool openCore) {
     QList<SidebarGroup> groups{
         {QStringLiteral("Dashboard"),
-         {{Category::dashboard, QStringLiteral("Dashboard"), QStringLiteral("gauge")}}},
+         {{Category::dashboard, categoryTitle(Category::dashboard), QStringLiteral("gauge")}}},
         {QStringLiteral("Optimization"),
-         {{Category::cleanup, QStringLiteral("System Cleanup"), QStringLiteral("trash")},
-          {Category::storageOptimizer, QStringLiteral("Storage Optimizer"),
+         {{Category::cleanup, categoryTitle(Category::cleanup), QStringLiteral("trash")},
+          {Category::storageOptimizer, categoryTitle(Category::storageOptimizer),
            QStringLiteral("internaldrive")},
-          {Category::diskHealth, QStringLiteral("Disk Health"),
+          {Category::diskHealth, categoryTitle(Category::diskHealth),
            QStringLiteral("heart.text.square")},
-          {Category::maintenance, QStringLiteral("Maintenance"),
+          {Category::maintenance, categoryTitle(Category::maintenance),
            QStringLiteral("wrench.and.screwdriver")}}},
         {QStringLiteral("Management"),
-         {{Category::defaults, QStringLiteral("Defaults"), QStringLiteral("link")},
-          {Category::storageManager, QStringLiteral("Storage Manager"),
+         {{Category::defaults, categoryTitle(Category::defaults), QStringLiteral("link")},
+          {Category::storageManager, categoryTitle(Category::storageManager),
            QStringLiteral("externaldrive.fill")},
-          {Category::diskCatalogs, QStringLiteral("Disk Catalogs"), QStringLiteral("archivebox")},
-          {Category::appManager, QStringLiteral("App Manager"), QStringLiteral("app.badge")},
-          {Category::startupManager, QStringLiteral("Services"),
+          {Category::diskCatalogs, categoryTitle(Category::diskCatalogs),
+           QStringLiteral("archivebox")},
+          {Category::appManager, categoryTitle(Category::appManager), QStringLiteral("app.badge")},
+          {Category::startupManager, categoryTitle(Category::startupManager),
            QStringLiteral("macwindow.badge.plus")},
-          {Category::tccPermissions, QStringLiteral("TCC Permissions"),
+          {Category::tccPermissions, categoryTitle(Category::tccPermissions),
            QStringLiteral("key.fill")}}},
         {QStringLiteral("Advanced"),
-         {{Category::network, QStringLiteral("Network Dashboard"), QStringLiteral("network")},
-          {Category::networkTools, QStringLiteral("Network Tools"), QStringLiteral("wifi.router")},
-          {Category::gatekeeper, QStringLiteral("Security"), QStringLiteral("lock.shield")},
-          {Category::diagnostics, QStringLiteral("Diagnostics"), QStringLiteral("stethoscope")},
-          {Category::systemTools, QStringLiteral("System Tools"),
+         {{Category::network, categoryTitle(Category::network), QStringLiteral("network")},
+          {Category::networkTools, categoryTitle(Category::networkTools),
+           QStringLiteral("wifi.router")},
+          {Category::gatekeeper, categoryTitle(Category::gatekeeper),
+           QStringLiteral("lock.shield")},
+          {Category::diagnostics, categoryTitle(Category::diagnostics),
+           QStringLiteral("stethoscope")},
+          {Category::systemTools, categoryTitle(Category::systemTools),
            QStringLiteral("wrench.and.screwdriver.fill")},
-          {Category::openCore, QStringLiteral("OpenCore & OCLP"), QStringLiteral("cpu.fill")}}},
+          {Category::openCore, categoryTitle(Category::openCore), QStringLiteral("cpu.fill")}}},
         {QStringLiteral("Hardware"),
-         {{Category::fanTemp, QStringLiteral("Fan & Temperature"), QStringLiteral("thermometer")}}},
+         {{Category::fanTemp, categoryTitle(Category::fanTemp), QStringLiteral("thermometer")}}},
     };
     if (!openCore)
         groups[3].rows.removeLast();
@@ -41,13 +45,7 @@ QList<SidebarGroup> sidebarGroups(bool openCore) {
 }
 
 QString pageTitle(Category category) {
-    if (category == Category::powerUser)
-        return QStringLiteral("Power User");
-    for (const SidebarGroup& group : sidebarGroups())
-        for (const SidebarRow& row : group.rows)
-            if (row.category == category)
-                return row.title;
-    return rawValue(category);
+    return categoryTitle(category);
 }
 
 QString pageSymbol(Category category) {

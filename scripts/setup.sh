@@ -8,7 +8,7 @@ packages=(
     # build
     cmake ninja-build g++ ccache pkg-config python3-pip
     qt6-base-dev qt6-base-dev-tools qt6-svg-dev qtkeychain-qt6-dev libgl-dev libxcb1-dev
-    libgtest-dev libgmock-dev libbenchmark-dev
+    libgtest-dev libgmock-dev libbenchmark-dev libicu-dev
     # run time
     libqt6svg6 qt6-qpa-plugins libsecret-1-0 adwaita-icon-theme
     zsh sudo pkexec procps util-linux smartmontools nftables iproute2 dbus dbus-x11 btrfs-progs

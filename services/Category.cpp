@@ -6,26 +6,32 @@ namespace velmox {
 
 namespace {
 
-constexpr std::array<std::pair<Category, const char*>, 19> kTable{{
-    {Category::dashboard, "dashboard"},
-    {Category::cleanup, "cleanup"},
-    {Category::storageOptimizer, "storageOptimizer"},
-    {Category::maintenance, "maintenance"},
-    {Category::appManager, "appManager"},
-    {Category::startupManager, "startupManager"},
-    {Category::gatekeeper, "gatekeeper"},
-    {Category::powerUser, "powerUser"},
-    {Category::network, "network"},
-    {Category::defaults, "defaults"},
-    {Category::storageManager, "storageManager"},
-    {Category::diskCatalogs, "diskCatalogs"},
-    {Category::diskHealth, "diskHealth"},
-    {Category::networkTools, "networkTools"},
-    {Category::fanTemp, "fanTemp"},
-    {Category::diagnostics, "diagnostics"},
-    {Category::tccPermissions, "tccPermissions"},
-    {Category::openCore, "openCore"},
-    {Category::systemTools, "systemTools"},
+struct CategoryRow {
+    Category category;
+    const char* raw;
+    const char* title;
+};
+
+constexpr std::array<CategoryRow, 19> kTable{{
+    {Category::dashboard, "dashboard", "Dashboard"},
+    {Category::cleanup, "cleanup", "System Cleanup"},
+    {Category::storageOptimizer, "storageOptimizer", "Storage Optimizer"},
+    {Category::maintenance, "maintenance", "Maintenance"},
+    {Category::appManager, "appManager", "App Manager"},
+    {Category::startupManager, "startupManager", "Services"},
+    {Category::gatekeeper, "gatekeeper", "Security"},
+    {Category::powerUser, "powerUser", "Power User"},
+    {Category::network, "network", "Network Dashboard"},
+    {Category::defaults, "defaults", "Defaults"},
+    {Category::storageManager, "storageManager", "Storage Manager"},
+    {Category::diskCatalogs, "diskCatalogs", "Disk Catalogs"},
+    {Category::diskHealth, "diskHealth", "Disk Health"},
+    {Category::networkTools, "networkTools", "Network Tools"},
+    {Category::fanTemp, "fanTemp", "Fan & Temperature"},
+    {Category::diagnostics, "diagnostics", "Diagnostics"},
+    {Category::tccPermissions, "tccPermissions", "TCC Permissions"},
+    {Category::openCore, "openCore", "OpenCore & OCLP"},
+    {Category::systemTools, "systemTools", "System Tools"},
 }};
 
 } // namespace
@@ -34,23 +40,30 @@ const std::array<Category, 19>& allCategories() {
     static const std::array<Category, 19> all = [] {
         std::array<Category, 19> result{};
         for (std::size_t i = 0; i < kTable.size(); ++i)
-            result[i] = kTable[i].first;
+            result[i] = kTable[i].category;
         return result;
     }();
     return all;
 }
 
 QString rawValue(Category category) {
-    for (const auto& [value, raw] : kTable)
-        if (value == category)
-            return QString::fromLatin1(raw);
+    for (const CategoryRow& row : kTable)
+        if (row.category == category)
+            return QString::fromLatin1(row.raw);
+    return {};
+}
+
+QString categoryTitle(Category category) {
+    for (const CategoryRow& row : kTable)
+        if (row.category == category)
+            return QString::fromUtf8(row.title);
     return {};
 }
 
 std::optional<Category> categoryFromRaw(const QString& raw) {
-    for (const auto& [value, text] : kTable)
-        if (raw == QLatin1String(text))
-            return value;
+    for (const CategoryRow& row : kTable)
+        if (raw == QLatin1String(row.raw))
+            return row.category;
     return std::nullopt;
 }
 

@@ -32,6 +32,8 @@ enum class Category {
 
 const std::array<Category, 19>& allCategories();
 QString rawValue(Category category);
+// The title a page goes by in the sidebar, the window title and the palette.
+QString categoryTitle(Category category);
 std::optional<Category> categoryFromRaw(const QString& raw);
 
 } // namespace velmox
