@@ -67,7 +67,7 @@ void NetworkSpeedTestViewModel::cancel() {
     isTesting_ = false;
     progress_ = 0.0;
     downloadSpeed_ = uploadSpeed_ = latency_ = QStringLiteral("--");
-    statusMessage_ = QStringLiteral("Speed test cancelled.");
+    statusMessage_ = cancelledMessage;
     emit changed();
 }
 

@@ -30,6 +30,7 @@ public:
     static inline const QString historyKey = QStringLiteral("com.quarnet.speedTestHistory");
     static inline const QString unitKey = QStringLiteral("speedTestMetric");
     static constexpr int kHistoryLimit = 100;
+    static inline const QString cancelledMessage = QStringLiteral("Speed test cancelled.");
 
     NetworkSpeedTestViewModel(SpeedTestBackend& backend, Settings& settings, Clock& clock,
                               QObject* parent = nullptr);

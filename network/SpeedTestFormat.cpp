@@ -13,25 +13,28 @@ bool isSpeedTestUnit(const QString& unit) {
     return speedTestUnits().contains(unit);
 }
 
+double throughputInUnit(double bitsPerSecond, const QString& unit) {
+    const QString known = isSpeedTestUnit(unit) ? unit : defaultSpeedTestUnit;
+    // "MBps": the prefix, then B for bytes or b for bits.
+    const double value = known.at(1) == QLatin1Char('B') ? bitsPerSecond * 0.125 : bitsPerSecond;
+    switch (known.at(0).unicode()) {
+    case 'K':
+        return value / 1'000.0;
+    case 'M':
+        return value / 1'000'000.0;
+    default:
+        return value / 1'000'000'000.0;
+    }
+}
+
 QString formatThroughput(std::optional<double> bitsPerSecond, const QString& unit) {
     if (!bitsPerSecond || !std::isfinite(*bitsPerSecond))
         return QStringLiteral("--");
     const QString shownUnit = isSpeedTestUnit(unit) ? unit : defaultSpeedTestUnit;
-    // "MBps": the prefix, then B for bytes or b for bits.
     const QChar prefix = shownUnit.at(0);
-    const bool bytes = shownUnit.at(1) == QLatin1Char('B');
-    double value = bytes ? *bitsPerSecond * 0.125 : *bitsPerSecond;
-    int decimals = 0;
-    if (prefix == QLatin1Char('K')) {
-        value /= 1'000.0;
-    } else if (prefix == QLatin1Char('M')) {
-        value /= 1'000'000.0;
-        decimals = 1;
-    } else {
-        value /= 1'000'000'000.0;
-        decimals = 2;
-    }
-    return QString::number(value, 'f', decimals) + QLatin1Char(' ') + shownUnit;
+    const int decimals = prefix == QLatin1Char('K') ? 0 : prefix == QLatin1Char('M') ? 1 : 2;
+    return QString::number(throughputInUnit(*bitsPerSecond, shownUnit), 'f', decimals) +
+           QLatin1Char(' ') + shownUnit;
 }
 
 std::optional<qint64> wholeMilliseconds(std::optional<double> milliseconds) {

@@ -12,6 +12,10 @@ QStringList speedTestUnits();
 inline const QString defaultSpeedTestUnit = QStringLiteral("Mbps");
 bool isSpeedTestUnit(const QString& unit);
 
+// A throughput in bits per second as a number of `unit`s (an unknown unit counts as the default
+// one).
+double throughputInUnit(double bitsPerSecond, const QString& unit);
+
 // A throughput in bits per second shown in `unit`: byte units count eight bits to the byte,
 // K is 1,000, M 1,000,000 and G 1,000,000,000; K units have no decimals, M one and G two.
 // "--" when there is no figure. An unknown unit counts as the default one.
