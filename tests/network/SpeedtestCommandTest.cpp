@@ -7,6 +7,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
+#include <QTcpServer>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -58,8 +59,12 @@ TEST(SpeedtestCommand, RefusesBadArgumentsAndReportsAnUnreachableServer) {
         << server.err.toStdString();
     EXPECT_TRUE(QJsonDocument::fromJson(server.out).object().contains("error"));
 
-    // Port 9 (discard) on the loopback: nothing listens there in a test environment.
-    const VelmoxRun unreachable = runVelmox({"speedtest", "--server", "http://127.0.0.1:9"});
+    // A loopback port that was free a moment ago: nothing listens there now.
+    QTcpServer probe;
+    ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
+    const QString closed = QStringLiteral("http://127.0.0.1:%1").arg(probe.serverPort());
+    probe.close();
+    const VelmoxRun unreachable = runVelmox({"speedtest", "--server", closed});
     EXPECT_EQ(unreachable.exitCode, 1);
     EXPECT_TRUE(unreachable.err.startsWith("The speed test could not reach 127.0.0.1 ("))
         << unreachable.err.toStdString();
