@@ -109,7 +109,7 @@ private:
     void probeLatency() {
         if (phase_ != Phase::latency)
             return;
-        emit progress(0.1 * static_cast<double>(rtts_.size()) / options_.latencyProbes,
+        emit progress(0.1 * static_cast<double>(rtts_.size()) / std::max(options_.latencyProbes, 1),
                       QStringLiteral("Measuring latency..."), soFar_);
         const Steady::time_point sent = clock_.steadyNow();
         QNetworkReply* reply = nam_.get(request(endpoint(QStringLiteral("__down"), 0)));
