@@ -5,6 +5,7 @@
 #include "cleaning/OptimizationRegistry.h"
 #include "cleaning/OptimizationTaskRunner.h"
 #include "monitor/SystemMonitorEngine.h"
+#include "network/NetworkSpeedTestViewModel.h"
 #include "platform/PromptElevation.h"
 #include "platform/QtKeychainSecretStore.h"
 #include "services/ActionHistoryStore.h"
@@ -28,6 +29,33 @@ ActionHistoryStore& AppServices::history() {
                          });
     }
     return *history_;
+}
+
+NetworkSpeedTestViewModel& AppServices::speedTest() {
+    if (!speedTest_) {
+        speedTestBackend_ = makeSpeedTestBackend(settings_, clock_);
+        speedTest_ =
+            std::make_unique<NetworkSpeedTestViewModel>(*speedTestBackend_, settings_, clock_);
+        NetworkSpeedTestViewModel* model = speedTest_.get();
+        QObject::connect(model, &NetworkSpeedTestViewModel::changed, &status_,
+                         [this, model, wasTesting = false]() mutable {
+                             if (model->isTesting() && !wasTesting)
+                                 status_.report(model->statusMessage(), true);
+                             else if (wasTesting && !model->isTesting() &&
+                                      model->statusMessage() ==
+                                          NetworkSpeedTestViewModel::cancelledMessage)
+                                 status_.report(model->statusMessage(), false);
+                             wasTesting = model->isTesting();
+                         });
+        QObject::connect(model, &NetworkSpeedTestViewModel::runEnded, &status_,
+                         [this, model](bool succeeded) {
+                             status_.report((succeeded ? QStringLiteral("Success: ")
+                                                       : QStringLiteral("Error: ")) +
+                                                model->statusMessage(),
+                                            false);
+                         });
+    }
+    return *speedTest_;
 }
 
 AppLanguageManager& AppServices::languages() {

@@ -16,11 +16,13 @@ class AppLanguageManager;
 class Clock;
 class KeychainHelper;
 class MonitorDemand;
+class NetworkSpeedTestViewModel;
 class OptimizationTaskRunner;
 class PromptElevation;
 class ScanCenter;
 class SecretStore;
 class ShellHelper;
+class SpeedTestBackend;
 class SystemMonitorEngine;
 
 // The composition root: every object the window, the pages and the tray share is made
@@ -50,6 +52,8 @@ public:
     // The shared monitor engine, made on first use; it runs while a watcher holds it.
     MonitorDemand& monitor();
     OptimizationTaskRunner& taskRunner();
+    // The speed test, made on first use; its start and end reach the status line.
+    NetworkSpeedTestViewModel& speedTest();
     // Finds tasks in the maintenance task registry; they run through taskRunner().
     MaintenanceTaskLookup maintenanceTasks();
     // Runs the short checks of the settings panes (the keyring, sudo) off the main thread.
@@ -72,6 +76,8 @@ private:
     std::unique_ptr<ScanCenter> scanCenter_;
     std::unique_ptr<SystemMonitorEngine> monitorEngine_;
     std::unique_ptr<MonitorDemand> monitorDemand_;
+    std::unique_ptr<SpeedTestBackend> speedTestBackend_;
+    std::unique_ptr<NetworkSpeedTestViewModel> speedTest_; // after its back end: goes first
     // Last, so it goes first: it waits for its runs, which use the shell helper and the log.
     std::unique_ptr<OptimizationTaskRunner> taskRunner_;
     QThreadPool checks_; // last: destroyed, and so waited for, first

@@ -7,6 +7,7 @@
 #include "app/pages/MaintenancePage.h"
 #include "app/pages/PlaceholderPage.h"
 #include "app/pages/PowerUserPage.h"
+#include "app/pages/SpeedTestPage.h"
 #include "app/pages/StorageManagerPage.h"
 #include "services/ShellHelper.h"
 
@@ -31,6 +32,8 @@ QWidget* createPage(Category category, AppServices& services) {
                 return shell.runPrivileged(line, true);
             },
             &services.settings());
+    case Category::networkTools:
+        return new SpeedTestPage(services.speedTest());
     default:
         return new PlaceholderPage(category);
     }
