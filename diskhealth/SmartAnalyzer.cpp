@@ -51,7 +51,7 @@ void addNvmeFacts(const NVMeHealth& log, QList<SmartFact>& facts) {
             QStringLiteral("%1 % (threshold %2 %)").arg(log.spare).arg(log.spareThreshold);
         if (log.spareThreshold > 0 && log.spare <= log.spareThreshold)
             grade = HealthGrade::critical;
-        else if (log.spareThreshold > 0 && log.spare < log.spareThreshold + 10)
+        else if (log.spare < 100 && log.spare < log.spareThreshold + 10)
             grade = HealthGrade::warning;
         facts.append(
             {QStringLiteral("Available spare"), value, fraction(log.spare / 100.0), grade});
