@@ -28,7 +28,7 @@ QStringList topLevelKeys(const QByteArray& json) {
 
 TEST(SmartCommand, GradesASavedSmartctlOutputAsJson) {
     const auto run = runVelmox({QStringLiteral("smart"), QStringLiteral("--file"),
-                                fixture("usb-jmicron-hdd-failing.json"), QStringLiteral("--json")});
+                                fixture("sata-hdd-st2000dm006.json"), QStringLiteral("--json")});
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(topLevelKeys(run.out),
               (QStringList{"source", "protocolName", "model", "serial", "firmware", "verdict",
@@ -36,17 +36,28 @@ TEST(SmartCommand, GradesASavedSmartctlOutputAsJson) {
                            "diskutilStatus", "status"}));
     const QJsonObject report = QJsonDocument::fromJson(run.out).object();
     EXPECT_EQ(report.value("source").toString(), QStringLiteral("Read with smartmontools"));
-    EXPECT_EQ(report.value("verdict").toInt(-1), 3);
-    EXPECT_EQ(report.value("status").toString(), QStringLiteral("critical"));
+    EXPECT_EQ(report.value("verdict").toInt(-1), 2);
+    EXPECT_EQ(report.value("status").toString(), QStringLiteral("watch"));
     EXPECT_TRUE(report.value("healthLog").isNull());
-    const QJsonObject reallocated = report.value("attributes").toArray().at(3).toObject();
-    EXPECT_EQ(reallocated.keys().size(), 10);
-    EXPECT_EQ(reallocated.value("id").toInt(), 5);
-    EXPECT_EQ(reallocated.value("thresh").toInt(), 140);
-    EXPECT_TRUE(reallocated.value("prefailure").toBool());
-    EXPECT_EQ(reallocated.value("rawValue").toInteger(), 535);
-    EXPECT_EQ(reallocated.value("grade").toInt(), 3);
-    EXPECT_EQ(reallocated.value("label").toString(), QStringLiteral("Below limit"));
+    const QJsonObject spinRetry = report.value("attributes").toArray().at(6).toObject();
+    EXPECT_EQ(spinRetry.keys().size(), 10);
+    EXPECT_EQ(spinRetry.value("id").toInt(), 10);
+    EXPECT_EQ(spinRetry.value("thresh").toInt(), 97);
+    EXPECT_TRUE(spinRetry.value("prefailure").toBool());
+    EXPECT_EQ(spinRetry.value("grade").toInt(), 2);
+    EXPECT_EQ(spinRetry.value("label").toString(), QStringLiteral("Near limit"));
+    const QJsonObject flying = report.value("attributes").toArray().at(21).toObject();
+    EXPECT_EQ(flying.value("rawValue").toInteger(), 12884541110758725);
+    EXPECT_EQ(flying.value("rawString").toString(), QStringLiteral("11589h+49m+59.916s"));
+
+    const auto nvme = runVelmox({QStringLiteral("smart"), QStringLiteral("--file"),
+                                 fixture("nvme-wds100t1x0e.json"), QStringLiteral("--json")});
+    ASSERT_EQ(nvme.exitCode, 0) << nvme.err.toStdString();
+    const QJsonObject log =
+        QJsonDocument::fromJson(nvme.out).object().value("healthLog").toObject();
+    EXPECT_EQ(log.value("spareThreshold").toInt(), 10);
+    EXPECT_EQ(log.value("dataUnitsWritten").toInteger(), 31999484);
+    EXPECT_EQ(log.value("powerOnHours").toInteger(), 10531);
 
     const auto unavailable = runVelmox({QStringLiteral("smart"), QStringLiteral("--json"),
                                         QStringLiteral("--file"), fixture("open-failed.json")});
