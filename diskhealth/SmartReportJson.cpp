@@ -3,6 +3,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonValue>
+#include <limits>
 #include <vector>
 
 namespace velmox {
@@ -70,8 +71,10 @@ private:
     bool afterKey_ = false;
 };
 
+// Counters are written as integers with all their digits (QJsonValue(double) keeps 53 bits).
 QJsonValue number(std::uint64_t value) {
-    return static_cast<double>(value);
+    return QJsonValue(static_cast<qint64>(
+        std::min<std::uint64_t>(value, std::numeric_limits<qint64>::max())));
 }
 
 } // namespace
@@ -112,7 +115,7 @@ QByteArray smartReportJson(const SmartReport& report) {
         json.field("worst", row.worst);
         json.field("thresh", row.threshold);
         json.field("prefailure", row.prefailure);
-        json.field("rawValue", static_cast<double>(row.rawValue));
+        json.field("rawValue", static_cast<qint64>(row.rawValue));
         json.field("rawString", row.rawString);
         json.field("grade", static_cast<int>(row.grade));
         json.field("label", row.label);

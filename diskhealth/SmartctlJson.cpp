@@ -16,14 +16,16 @@ QString firstString(const QJsonObject& root, const char* key, const char* fallba
     return value.isEmpty() ? root.value(QLatin1String(fallback)).toString() : value;
 }
 
-// JSON numbers arrive as doubles; anything out of range or not a number is left out.
+// A JSON number as an integer; anything out of range or not a number is left out.
 std::optional<std::int64_t> integer(const QJsonValue& value) {
     if (!value.isDouble())
         return std::nullopt;
     const double number = value.toDouble();
     if (!std::isfinite(number) || number < -9.2e18 || number > 9.2e18)
         return std::nullopt;
-    return static_cast<std::int64_t>(number);
+    // Raw attribute values pack several fields into 48 bits and more: an integer keeps all of
+    // its digits, a double only 53 bits of them.
+    return value.toInteger(static_cast<qint64>(number));
 }
 
 int small(const QJsonValue& value) {
