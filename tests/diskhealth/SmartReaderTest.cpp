@@ -1,5 +1,7 @@
 #include "diskhealth/SmartReader.h"
 
+#include "diskhealth/DiskHealthMonitor.h"
+
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -170,6 +172,16 @@ TEST(SmartTarget, DescribesADiskFromSysfs) {
         EXPECT_FALSE(disk->internal);
         EXPECT_TRUE(disk->needsSatPassThrough());
     }
+    // The monitor's list of disks leaves out loop and RAM devices, and partitions.
+    ASSERT_TRUE(root.mkpath(QStringLiteral("devices/virtual/block/loop0")));
+    ASSERT_TRUE(QFile::link(root.filePath(QStringLiteral("devices/virtual/block/loop0")),
+                            root.filePath(QStringLiteral("block/loop0"))));
+    ASSERT_TRUE(QFile::link(root.filePath(QStringLiteral("devices/virtual/block/loop0")),
+                            root.filePath(QStringLiteral("class/block/loop0"))));
+    const QList<SmartTarget> disks = linuxWholeDisks(sys.path());
+    ASSERT_EQ(disks.size(), 1);
+    EXPECT_EQ(disks.first().devicePath, QByteArray("/dev/sdb"));
+
     EXPECT_FALSE(SmartTarget::fromDeviceName(QStringLiteral("sdc"), sys.path()));
     EXPECT_FALSE(SmartTarget::fromDeviceName(QStringLiteral("../etc"), sys.path()));
 }
