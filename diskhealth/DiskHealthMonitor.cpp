@@ -117,9 +117,17 @@ DiskHealthMonitor::DiskHealthMonitor(Settings& settings, Clock& clock,
 }
 
 DiskHealthMonitor::~DiskHealthMonitor() {
-    // The thread ends after a check under way and then deletes itself; that check holds only
-    // the shared reader and lister, and its result finds no monitor to go to.
+    if (checking_) {
+        // The check under way holds only the shared reader and lister; the thread ends after
+        // it, deletes itself, and the result finds no monitor to go to.
+        thread_->quit();
+        return;
+    }
+    QObject::disconnect(thread_, &QThread::finished, nullptr, nullptr);
     thread_->quit();
+    thread_->wait();
+    delete workerContext_;
+    delete thread_;
 }
 
 void DiskHealthMonitor::start() {

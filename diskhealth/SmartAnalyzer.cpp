@@ -160,13 +160,9 @@ void SmartAnalyzer::gradeAttribute(SmartAttributeRow& row, bool solidState) {
 void SmartAnalyzer::grade(SmartReport& report, std::optional<bool> rotational) {
     const bool nvme = report.healthLog.has_value() ||
                       report.protocolName.compare(QLatin1String("NVMe"), Qt::CaseInsensitive) == 0;
-    bool rotating = false;
-    if (nvme)
-        rotating = false;
-    else if (report.rotationRate)
-        rotating = *report.rotationRate > 0;
-    else
-        rotating = rotational.value_or(true);
+    // Where neither the output nor the caller knows, the lower limit of rotating disks applies.
+    const bool rotating =
+        !nvme && (report.rotationRate ? *report.rotationRate > 0 : rotational.value_or(true));
 
     for (SmartAttributeRow& row : report.attributes)
         gradeAttribute(row, !rotating);

@@ -73,8 +73,8 @@ private:
 
 // Counters are written as integers with all their digits (QJsonValue(double) keeps 53 bits).
 QJsonValue number(std::uint64_t value) {
-    return QJsonValue(static_cast<qint64>(
-        std::min<std::uint64_t>(value, std::numeric_limits<qint64>::max())));
+    return QJsonValue(
+        static_cast<qint64>(std::min<std::uint64_t>(value, std::numeric_limits<qint64>::max())));
 }
 
 } // namespace
