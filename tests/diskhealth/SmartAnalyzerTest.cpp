@@ -50,6 +50,27 @@ const SmartAttributeRow* row(const SmartReport& report, int id) {
     return nullptr;
 }
 
+TEST(SmartctlJson, ReadsTheDriveIdentityOfEveryProtocol) {
+    struct Case {
+        const char* file;
+        const char* protocol;
+        const char* model;
+        const char* firmware;
+    };
+    for (const Case& c : std::vector<Case>{
+             {"sata-hdd-st2000dm006.json", "ATA", "ST2000DM006-2DM164", "ABCD"},
+             {"nvme-wds100t1x0e.json", "NVMe", "WDS100T1X0E-00AFY0", "ABCDEFGH"},
+             {"sas-hdd-st600mp0036.json", "SCSI", "SEAGATE ST600MP0036", "KT3A"},
+         }) {
+        SCOPED_TRACE(c.file);
+        const SmartReport report = gradedFixture(QString::fromLatin1(c.file));
+        EXPECT_EQ(report.protocolName, QString::fromLatin1(c.protocol));
+        EXPECT_EQ(report.model, QString::fromLatin1(c.model));
+        EXPECT_EQ(report.firmware, QString::fromLatin1(c.firmware));
+        EXPECT_FALSE(report.serial.isEmpty());
+    }
+}
+
 TEST(SmartAnalyzer, GradesRecordedSmartctlOutputs) {
     struct Case {
         const char* file;
@@ -76,6 +97,16 @@ TEST(SmartAnalyzer, GradesRecordedSmartctlOutputs) {
           {194, "OK"}},
          "Spin retry count (Near limit)"},
         {"nvme-wds100t1x0e.json",
+         DiskHealthStatus::healthy,
+         HealthGrade::ok,
+         {},
+         "within its limits"},
+        {"sas-hdd-st600mp0036.json",
+         DiskHealthStatus::healthy,
+         HealthGrade::ok,
+         {},
+         "within its limits"},
+        {"sas-ssd-kpm5xmug400g.json",
          DiskHealthStatus::healthy,
          HealthGrade::ok,
          {},
