@@ -11,9 +11,13 @@ namespace velmox {
 
 namespace {
 
-QString firstString(const QJsonObject& root, const char* key, const char* fallback) {
-    const QString value = root.value(QLatin1String(key)).toString();
-    return value.isEmpty() ? root.value(QLatin1String(fallback)).toString() : value;
+// The first of `keys` that holds a text: SCSI drives name their model and firmware in keys of
+// their own.
+QString firstString(const QJsonObject& root, std::initializer_list<const char*> keys) {
+    for (const char* key : keys)
+        if (const QString value = root.value(QLatin1String(key)).toString(); !value.isEmpty())
+            return value;
+    return {};
 }
 
 // A JSON number as an integer; anything out of range or not a number is left out.
@@ -101,9 +105,9 @@ Result<SmartReport> parseSmartctlJson(const QByteArray& bytes) {
     report.source = SmartSource::smartmontools;
     report.protocolName =
         root.value(QLatin1String("device")).toObject().value(QLatin1String("protocol")).toString();
-    report.model = firstString(root, "model_name", "model");
-    report.serial = firstString(root, "serial_number", "serial");
-    report.firmware = firstString(root, "firmware_version", "firmware");
+    report.model = firstString(root, {"model_name", "model", "scsi_model_name"});
+    report.serial = firstString(root, {"serial_number", "serial"});
+    report.firmware = firstString(root, {"firmware_version", "firmware", "scsi_revision"});
     if (const auto rate = integer(root.value(QLatin1String("rotation_rate"))))
         report.rotationRate = static_cast<int>(std::clamp<std::int64_t>(*rate, 0, 1000000));
 
