@@ -1,0 +1,232 @@
+#include "diskhealth/DiskHealthMonitor.h"
+
+#include "diskhealth/SmartAnalyzer.h"
+#include "services/Settings.h"
+#include "tests/support/ManualClock.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QEventLoop>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <atomic>
+#include <gtest/gtest.h>
+#include <mutex>
+
+namespace velmox {
+namespace {
+
+// A notification server on a private bus, as a desktop shell provides one.
+class NotificationServer : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+public:
+    QStringList summaries;
+    QStringList bodies;
+    int markers = 0;
+
+public slots:
+    uint Notify(const QString& appName, uint, const QString&, const QString& summary,
+                const QString& body, const QStringList&, const QVariantMap&, int) {
+        if (appName == QLatin1String("marker")) {
+            ++markers;
+            return 0;
+        }
+        summaries.append(summary);
+        bodies.append(body);
+        return static_cast<uint>(summaries.size());
+    }
+};
+
+// Drives read like real ones, with a temperature the test sets per disk; the grade comes from
+// the analyzer.
+class TemperatureReader final : public SmartReader {
+public:
+    Outcome read(const SmartTarget& target) override {
+        ++reads;
+        SmartReport report;
+        report.protocolName = QStringLiteral("ATA");
+        report.model = QStringLiteral("Disk ") + QString::fromLatin1(target.devicePath.mid(5));
+        report.serial = QString::fromLatin1(target.devicePath);
+        report.rotationRate = 0;
+        report.passed = true;
+        {
+            std::lock_guard lock(mutex);
+            report.temperatureC = temperatures.value(target.devicePath, 30);
+        }
+        SmartAnalyzer::grade(report);
+        return report;
+    }
+    void set(const QByteArray& device, int celsius) {
+        std::lock_guard lock(mutex);
+        temperatures[device] = celsius;
+    }
+    std::atomic<int> reads{0};
+
+private:
+    std::mutex mutex;
+    QMap<QByteArray, int> temperatures;
+};
+
+SmartTarget disk(const QByteArray& device) {
+    SmartTarget target;
+    target.devicePath = device;
+    return target;
+}
+
+bool waitFor(const std::function<bool()>& done) {
+    QEventLoop loop;
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+        if (done())
+            loop.quit();
+    });
+    poll.start(5);
+    QTimer::singleShot(20000, &loop, &QEventLoop::quit);
+    if (!done())
+        loop.exec();
+    return done();
+}
+
+class DiskHealthMonitorTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        daemon.start(QStringLiteral("dbus-daemon"),
+                     {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                      QStringLiteral("--print-address=1")});
+        ASSERT_TRUE(daemon.waitForReadyRead(10000)) << "dbus-daemon did not start";
+        const QString address = QString::fromUtf8(daemon.readLine().trimmed());
+        serverBus = std::make_unique<QDBusConnection>(
+            QDBusConnection::connectToBus(address, QStringLiteral("server")));
+        clientBus = std::make_unique<QDBusConnection>(
+            QDBusConnection::connectToBus(address, QStringLiteral("client")));
+        ASSERT_TRUE(serverBus->isConnected() && clientBus->isConnected());
+        ASSERT_TRUE(serverBus->registerService(QStringLiteral("org.freedesktop.Notifications")));
+        ASSERT_TRUE(serverBus->registerObject(QStringLiteral("/org/freedesktop/Notifications"),
+                                              &server, QDBusConnection::ExportAllSlots));
+        notifier = std::make_unique<FreedesktopNotifier>(*clientBus);
+        settings = std::make_unique<Settings>(dir.filePath(QStringLiteral("Velmox.conf")));
+        monitor = std::make_unique<DiskHealthMonitor>(
+            *settings, clock, reader,
+            [] {
+                return QList<SmartTarget>{disk("/dev/sda"), disk("/dev/sdb")};
+            },
+            *notifier);
+    }
+    void TearDown() override {
+        monitor.reset();
+        QDBusConnection::disconnectFromBus(QStringLiteral("server"));
+        QDBusConnection::disconnectFromBus(QStringLiteral("client"));
+        daemon.kill();
+        daemon.waitForFinished();
+    }
+
+    // Runs one check and returns the notifications it sent, all of them: a marker sent after
+    // the check arrives after every notification the check sent.
+    QStringList check() {
+        const int before = static_cast<int>(server.summaries.size());
+        bool finished = false;
+        const auto connection =
+            QObject::connect(monitor.get(), &DiskHealthMonitor::checked, [&] { finished = true; });
+        monitor->checkNow();
+        EXPECT_TRUE(waitFor([&] { return finished; }));
+        QObject::disconnect(connection);
+        const int markers = server.markers;
+        QDBusMessage marker = QDBusMessage::createMethodCall(
+            QStringLiteral("org.freedesktop.Notifications"),
+            QStringLiteral("/org/freedesktop/Notifications"),
+            QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
+        marker << QStringLiteral("marker") << 0u << QString() << QString() << QString()
+               << QStringList() << QVariantMap() << -1;
+        clientBus->call(marker, QDBus::NoBlock);
+        EXPECT_TRUE(waitFor([&] { return server.markers > markers; }));
+        return server.summaries.mid(before);
+    }
+
+    void setSetting(const char* key, const QVariant& value) {
+        ASSERT_TRUE(settings->setValue(QLatin1String(key), value));
+    }
+
+    QProcess daemon;
+    std::unique_ptr<QDBusConnection> serverBus;
+    std::unique_ptr<QDBusConnection> clientBus;
+    NotificationServer server;
+    QTemporaryDir dir;
+    test::ManualClock clock;
+    std::shared_ptr<TemperatureReader> reader = std::make_shared<TemperatureReader>();
+    std::unique_ptr<FreedesktopNotifier> notifier;
+    std::unique_ptr<Settings> settings;
+    std::unique_ptr<DiskHealthMonitor> monitor;
+};
+
+TEST_F(DiskHealthMonitorTest, NotifiesWhenAGradeRisesToTheChosenLevel) {
+    // First check: sda already needs a look and notifies once; sdb is only recorded.
+    reader->set("/dev/sda", 72);
+    EXPECT_EQ(check(), QStringList{QStringLiteral("S.M.A.R.T. needs a look: Disk sda")});
+    EXPECT_TRUE(server.bodies.last().contains(QStringLiteral("72 °C")));
+    EXPECT_EQ(settings->value(QStringLiteral("diskHealthLastLevels")).toMap(),
+              (QVariantMap{{QStringLiteral("Disk sda /dev/sda"), 2},
+                           {QStringLiteral("Disk sdb /dev/sdb"), 0}}));
+    EXPECT_EQ(monitor->disks().size(), 2);
+    EXPECT_EQ(monitor->lastChecked(), clock.now());
+
+    // Unchanged: nothing. sdb rising to critical: one notification.
+    EXPECT_EQ(check(), QStringList());
+    reader->set("/dev/sdb", 80);
+    EXPECT_EQ(check(), QStringList{QStringLiteral("S.M.A.R.T. critical: Disk sdb")});
+
+    // Getting better says nothing unless recovery is asked for.
+    reader->set("/dev/sdb", 30);
+    EXPECT_EQ(check(), QStringList());
+    setSetting("diskHealthNotifyRecovery", true);
+    reader->set("/dev/sda", 30);
+    EXPECT_EQ(check(), QStringList{QStringLiteral("S.M.A.R.T. OK: Disk sda")});
+    EXPECT_EQ(server.bodies.last(),
+              QStringLiteral("The disk's S.M.A.R.T. grade went from Watch to OK."));
+
+    // "Serious problems only": a rise to a warning stays quiet, critical does not.
+    setSetting("diskHealthNotifyLevel", QStringLiteral("critical"));
+    reader->set("/dev/sda", 72);
+    EXPECT_EQ(check(), QStringList());
+    reader->set("/dev/sda", 76);
+    EXPECT_EQ(check(), QStringList{QStringLiteral("S.M.A.R.T. critical: Disk sda")});
+
+    // With notifications off the levels are still kept.
+    setSetting("diskHealthNotify", false);
+    reader->set("/dev/sdb", 90);
+    EXPECT_EQ(check(), QStringList());
+    EXPECT_EQ(settings->value(QStringLiteral("diskHealthLastLevels"))
+                  .toMap()
+                  .value(QStringLiteral("Disk sdb /dev/sdb")),
+              QVariant(3));
+}
+
+TEST_F(DiskHealthMonitorTest, ChecksTwentySecondsAfterStartThenEveryInterval) {
+    setSetting("diskHealthCheckMinutes", 30);
+    monitor->start();
+    clock.advance(std::chrono::seconds(19));
+    EXPECT_FALSE(monitor->isChecking());
+    clock.advance(std::chrono::seconds(1));
+    EXPECT_TRUE(monitor->isChecking());
+    EXPECT_TRUE(waitFor([&] { return !monitor->isChecking(); }));
+    EXPECT_EQ(reader->reads, 2);
+    clock.advance(std::chrono::minutes(30) - std::chrono::seconds(20));
+    EXPECT_TRUE(waitFor([&] { return !monitor->isChecking() && reader->reads == 4; }));
+
+    // Switched off, it checks nothing in the background.
+    monitor->stop();
+    setSetting("diskHealthMonitorEnabled", false);
+    monitor->start();
+    EXPECT_EQ(clock.pendingJobs(), 0);
+    clock.advance(std::chrono::hours(25));
+    EXPECT_EQ(reader->reads, 4);
+
+    setSetting("diskHealthCheckMinutes", 0);
+    EXPECT_EQ(DiskHealthMonitor::intervalMinutes(*settings), 60);
+}
+
+} // namespace
+} // namespace velmox
+
+#include "DiskHealthMonitorTest.moc"
