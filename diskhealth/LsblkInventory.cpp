@@ -1,0 +1,304 @@
+#include "diskhealth/LsblkInventory.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace velmox {
+
+namespace {
+
+QString text(const QJsonObject& object, QLatin1StringView key) {
+    return object.value(key).toString().trimmed();
+}
+
+// lsblk before 2.33 wrote every value as a string ("1", "0"); later ones write true/false
+// and numbers.
+bool flag(const QJsonObject& object, QLatin1StringView key) {
+    const QJsonValue value = object.value(key);
+    return value.isBool() ? value.toBool() : value.toString() == QLatin1String("1");
+}
+
+std::optional<int64_t> number(const QJsonObject& object, QLatin1StringView key) {
+    const QJsonValue value = object.value(key);
+    if (value.isDouble())
+        return static_cast<int64_t>(value.toDouble());
+    bool ok = false;
+    const qlonglong parsed = value.toString().toLongLong(&ok);
+    return ok ? std::optional<int64_t>(parsed) : std::nullopt;
+}
+
+LsblkDevice parseDevice(const QJsonObject& object) {
+    LsblkDevice device;
+    device.name = text(object, QLatin1StringView("name"));
+    device.path = text(object, QLatin1StringView("path"));
+    if (device.path.isEmpty() && !device.name.isEmpty())
+        device.path = QStringLiteral("/dev/") + device.name;
+    device.majMin = text(object, QLatin1StringView("maj:min"));
+    device.type = text(object, QLatin1StringView("type"));
+    device.size = number(object, QLatin1StringView("size")).value_or(0);
+    device.logicalSectorSize =
+        static_cast<int>(number(object, QLatin1StringView("log-sec")).value_or(512));
+    if (const QJsonValue rota = object.value(QLatin1StringView("rota"));
+        !rota.isNull() && !rota.isUndefined())
+        device.rotational = flag(object, QLatin1StringView("rota"));
+    device.removable = flag(object, QLatin1StringView("rm"));
+    device.readOnly = flag(object, QLatin1StringView("ro"));
+    device.hotplug = flag(object, QLatin1StringView("hotplug"));
+    device.transport = text(object, QLatin1StringView("tran"));
+    device.model = text(object, QLatin1StringView("model"));
+    device.vendor = text(object, QLatin1StringView("vendor"));
+    device.serial = text(object, QLatin1StringView("serial"));
+    device.partitionTableType = text(object, QLatin1StringView("pttype"));
+    device.partitionType = text(object, QLatin1StringView("parttype"));
+    device.partitionTypeName = text(object, QLatin1StringView("parttypename"));
+    device.partitionLabel = text(object, QLatin1StringView("partlabel"));
+    device.fileSystemType = text(object, QLatin1StringView("fstype"));
+    device.label = text(object, QLatin1StringView("label"));
+    // Older versions have one "mountpoint"; newer ones a list with null for none.
+    QJsonArray mounts = object.value(QLatin1StringView("mountpoints")).toArray();
+    if (mounts.isEmpty())
+        mounts.append(object.value(QLatin1StringView("mountpoint")));
+    for (const QJsonValue& mount : std::as_const(mounts))
+        if (const QString point = mount.toString(); !point.isEmpty())
+            device.mountPoints.append(point.toUtf8());
+    device.fsSize = number(object, QLatin1StringView("fssize"));
+    device.fsAvailable = number(object, QLatin1StringView("fsavail"));
+    device.fsUsed = number(object, QLatin1StringView("fsused"));
+    for (const QJsonValue& child : object.value(QLatin1StringView("children")).toArray())
+        if (child.isObject())
+            device.children.append(parseDevice(child.toObject()));
+    return device;
+}
+
+QString busName(const LsblkDevice& disk) {
+    static const QHash<QString, QString> names = {
+        {QStringLiteral("sata"), QStringLiteral("SATA")},
+        {QStringLiteral("ata"), QStringLiteral("ATA")},
+        {QStringLiteral("usb"), QStringLiteral("USB")},
+        {QStringLiteral("nvme"), QStringLiteral("NVMe")},
+        {QStringLiteral("sas"), QStringLiteral("SAS")},
+        {QStringLiteral("scsi"), QStringLiteral("SCSI")},
+        {QStringLiteral("mmc"), QStringLiteral("SD/MMC")},
+        {QStringLiteral("ieee1394"), QStringLiteral("FireWire")},
+        {QStringLiteral("fc"), QStringLiteral("Fibre Channel")},
+        {QStringLiteral("iscsi"), QStringLiteral("iSCSI")},
+        {QStringLiteral("virtio"), QStringLiteral("Virtio")},
+        {QStringLiteral("xen"), QStringLiteral("Xen")},
+    };
+    if (disk.type == QLatin1String("loop"))
+        return QStringLiteral("Disk image");
+    if (disk.name.startsWith(QLatin1String("zram")))
+        return QStringLiteral("Memory");
+    const QString bus = disk.transport.isEmpty() ? disk.bus : disk.transport;
+    return names.value(bus.toLower(), bus);
+}
+
+bool isVirtualDisk(const LsblkDevice& disk) {
+    const QString bus = (disk.transport.isEmpty() ? disk.bus : disk.transport).toLower();
+    const QString model = disk.model.toLower();
+    return disk.name.startsWith(QLatin1String("zram")) || bus == QLatin1String("virtio") ||
+           bus == QLatin1String("xen") || model.contains(QLatin1String("qemu")) ||
+           model.contains(QLatin1String("vbox")) || model.contains(QLatin1String("vmware")) ||
+           model.contains(QLatin1String("virtual"));
+}
+
+QString modelName(const LsblkDevice& disk) {
+    if (!disk.model.isEmpty())
+        return disk.model;
+    if (disk.type == QLatin1String("loop"))
+        return QStringLiteral("Loop device");
+    if (disk.name.startsWith(QLatin1String("zram")))
+        return QStringLiteral("Compressed RAM disk (zram)");
+    const QString bus = disk.transport.isEmpty() ? disk.bus : disk.transport;
+    if (!bus.isEmpty())
+        return QStringLiteral("%1 disk").arg(busName(disk));
+    return disk.vendor.startsWith(QLatin1String("0x")) ? QString() : disk.vendor;
+}
+
+QString schemeName(const QString& pttype) {
+    if (pttype == QLatin1String("gpt"))
+        return QStringLiteral("GPT");
+    if (pttype == QLatin1String("dos"))
+        return QStringLiteral("MBR");
+    return pttype;
+}
+
+// The partition's type by name, and the kind its table entry gives.
+std::pair<QString, DiskPartitionKind> tableType(const LsblkDevice& partition,
+                                                const QString& scheme) {
+    const QString& type = partition.partitionType;
+    if (type.isEmpty())
+        return {partition.partitionTypeName, DiskPartitionKind::other};
+    bool isByte = false;
+    const int typeByte = type.startsWith(QLatin1String("0x")) ? type.mid(2).toInt(&isByte, 16) : 0;
+    if (scheme == QLatin1String("dos") || (scheme.isEmpty() && isByte)) {
+        if (isByte)
+            return {mbrTypeName(typeByte), mbrTypeKind(typeByte)};
+        return {type, DiskPartitionKind::other};
+    }
+    const QString name = gptTypeName(type);
+    if (!name.isEmpty())
+        return {name, gptTypeKind(type)};
+    return {partition.partitionTypeName.isEmpty() ? type.toUpper() : partition.partitionTypeName,
+            DiskPartitionKind::other};
+}
+
+// The kind the content signature gives overrides the table entry where it says more (a
+// "Linux filesystem" partition that holds LUKS).
+DiskPartitionKind partitionKind(DiskPartitionKind fromTable, const QString& signature) {
+    const DiskPartitionKind fromContent = signatureKind(signature);
+    return fromContent == DiskPartitionKind::other ? fromTable : fromContent;
+}
+
+QString holderName(const LsblkDevice& device) {
+    for (const LsblkDevice& child : device.children)
+        if (child.type != QLatin1String("part"))
+            return child.name;
+    return {};
+}
+
+QByteArray lastPart(const QByteArray& path) {
+    const qsizetype slash = path.lastIndexOf('/');
+    return slash >= 0 && slash + 1 < path.size() ? path.mid(slash + 1) : path;
+}
+
+void collectVolumes(const LsblkDevice& device, PhysicalDisk& disk) {
+    for (const QByteArray& mount : device.mountPoints) {
+        if (!mount.startsWith('/'))
+            continue; // "[SWAP]"
+        DiskVolume volume;
+        volume.mountPath = mount;
+        volume.name = device.label.isEmpty() ? QString::fromUtf8(lastPart(mount)) : device.label;
+        volume.bsdName = device.name;
+        volume.fileSystem = device.fileSystemType;
+        volume.totalBytes = device.fsSize.value_or(0);
+        volume.availableBytes = device.fsAvailable.value_or(0);
+        volume.freeBytes = device.fsFree.value_or(
+            device.fsSize && device.fsUsed ? *device.fsSize - *device.fsUsed : 0);
+        volume.isInternal = disk.isInternal;
+        volume.isReadOnly = device.readOnly || device.mountedReadOnly;
+        volume.isEjectable = disk.isEjectable;
+        volume.parentWholeDisk = disk.identifier;
+        disk.volumes.append(volume);
+    }
+    for (const LsblkDevice& child : device.children)
+        collectVolumes(child, disk);
+}
+
+void appendNote(QString& note, const QString& sentence) {
+    if (sentence.isEmpty() || note.contains(sentence))
+        return;
+    if (!note.isEmpty())
+        note += u' ';
+    note += sentence;
+}
+
+PhysicalDisk diskFrom(const LsblkDevice& device, const FileSystemSupport& support) {
+    PhysicalDisk disk;
+    disk.identifier = device.name;
+    disk.modelName = modelName(device);
+    disk.busProtocol = busName(device);
+    disk.partitionScheme = schemeName(device.partitionTableType);
+    disk.totalBytes = device.size;
+    disk.blockSize = device.logicalSectorSize;
+    disk.isDiskImage = device.type == QLatin1String("loop");
+    disk.isVirtual = isVirtualDisk(device);
+    disk.isEjectable = device.removable || device.hotplug;
+    disk.isInternal = !disk.isEjectable && !disk.isDiskImage &&
+                      device.transport != QLatin1String("usb") &&
+                      device.transport != QLatin1String("ieee1394");
+    disk.isSolidState = device.rotational == false && !disk.isVirtual && !disk.isDiskImage;
+
+    if (device.name.startsWith(QLatin1String("zram")))
+        appendNote(disk.note, QStringLiteral("Compressed space in memory (zram), used for swap; "
+                                             "it holds nothing after a restart."));
+    if (disk.isDiskImage)
+        appendNote(disk.note,
+                   device.backingFile.isEmpty()
+                       ? QStringLiteral("A disk image attached as a loop device.")
+                       : QStringLiteral("A disk image attached as a loop device from %1.")
+                             .arg(QString::fromUtf8(device.backingFile)));
+
+    for (const LsblkDevice& child : device.children) {
+        if (child.type != QLatin1String("part"))
+            continue;
+        DiskPartition partition;
+        partition.identifier = child.name;
+        partition.name = child.partitionLabel.isEmpty() ? child.label : child.partitionLabel;
+        const auto [content, tableKind] = tableType(child, device.partitionTableType);
+        partition.content = content;
+        partition.kind = partitionKind(tableKind, child.fileSystemType);
+        partition.sizeBytes = child.size;
+        if (!child.mountPoints.isEmpty()) {
+            partition.mountPoint = child.mountPoints.first();
+            partition.usedBytes = child.fsUsed.value_or(0);
+        }
+        partition.fileSystem = child.fileSystemType;
+        partition.detail =
+            linuxPartitionNote(partition.kind, child.fileSystemType, holderName(child), support);
+        partition.parentID = device.name;
+        appendNote(disk.note, linuxDiskNote(partition.kind));
+        disk.partitions.append(partition);
+    }
+    // A file system or container written over the whole disk, without a partition table.
+    if (device.partitionTableType.isEmpty() && !device.fileSystemType.isEmpty()) {
+        const DiskPartitionKind kind = signatureKind(device.fileSystemType);
+        appendNote(disk.note, linuxDiskNote(kind));
+        const QString unreadable =
+            linuxPartitionNote(kind, device.fileSystemType, holderName(device), support);
+        appendNote(disk.note,
+                   QStringLiteral("The whole disk holds one %1, without a partition table.")
+                       .arg(kind == DiskPartitionKind::luks       ? QStringLiteral("LUKS container")
+                            : kind == DiskPartitionKind::linuxLvm ? QStringLiteral("LVM member")
+                            : kind == DiskPartitionKind::linuxRaid
+                                ? QStringLiteral("md RAID member")
+                            : kind == DiskPartitionKind::linuxSwap
+                                ? QStringLiteral("swap area")
+                                : QStringLiteral("%1 file system")
+                                      .arg(fileSystemDisplayName(device.fileSystemType))));
+        if (!unreadable.isEmpty() && kind != DiskPartitionKind::luks &&
+            kind != DiskPartitionKind::linuxLvm && kind != DiskPartitionKind::linuxRaid)
+            appendNote(disk.note, unreadable + u'.');
+    }
+    collectVolumes(device, disk);
+    return disk;
+}
+
+} // namespace
+
+QString lsblkColumns() {
+    return QStringLiteral("NAME,PATH,MAJ:MIN,TYPE,SIZE,LOG-SEC,ROTA,RM,RO,HOTPLUG,TRAN,MODEL,"
+                          "VENDOR,SERIAL,PTTYPE,PARTTYPE,PARTTYPENAME,PARTLABEL,FSTYPE,LABEL,"
+                          "MOUNTPOINTS,FSSIZE,FSAVAIL,FSUSED");
+}
+
+Result<QList<LsblkDevice>> parseLsblkJson(const QByteArray& json) {
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    const QJsonValue list = document.object().value(QLatin1StringView("blockdevices"));
+    if (error.error != QJsonParseError::NoError || !list.isArray())
+        return failure(QStringLiteral("The disk list from lsblk could not be read: it is not "
+                                      "lsblk's JSON form with a list of block devices."));
+    QList<LsblkDevice> devices;
+    for (const QJsonValue& device : list.toArray())
+        if (device.isObject())
+            devices.append(parseDevice(device.toObject()));
+    return devices;
+}
+
+QList<PhysicalDisk> inventoryFromLsblk(const QList<LsblkDevice>& roots,
+                                       const FileSystemSupport& support) {
+    QList<PhysicalDisk> disks;
+    for (const LsblkDevice& device : roots) {
+        const bool wholeDisk = device.type == QLatin1String("disk") ||
+                               device.type == QLatin1String("loop") ||
+                               device.type == QLatin1String("rom");
+        // An unconfigured zram device, a detached loop device, a drive without a medium.
+        if (wholeDisk && device.size > 0)
+            disks.append(diskFrom(device, support));
+    }
+    return disks;
+}
+
+} // namespace velmox
