@@ -71,6 +71,16 @@ LsblkDevice parseDevice(const QJsonObject& object) {
     return device;
 }
 
+// The bus lsblk names, else the one sysfs names; a virtio disk has neither in a replayed
+// listing, but lsblk gives its PCI vendor (Red Hat's 0x1af4).
+QString busOf(const LsblkDevice& disk) {
+    if (!disk.transport.isEmpty())
+        return disk.transport.toLower();
+    if (!disk.bus.isEmpty())
+        return disk.bus.toLower();
+    return disk.vendor == QLatin1String("0x1af4") ? QStringLiteral("virtio") : QString();
+}
+
 QString busName(const LsblkDevice& disk) {
     static const QHash<QString, QString> names = {
         {QStringLiteral("sata"), QStringLiteral("SATA")},
@@ -90,12 +100,12 @@ QString busName(const LsblkDevice& disk) {
         return QStringLiteral("Disk image");
     if (disk.name.startsWith(QLatin1String("zram")))
         return QStringLiteral("Memory");
-    const QString bus = disk.transport.isEmpty() ? disk.bus : disk.transport;
-    return names.value(bus.toLower(), bus);
+    const QString bus = busOf(disk);
+    return names.value(bus, bus);
 }
 
 bool isVirtualDisk(const LsblkDevice& disk) {
-    const QString bus = (disk.transport.isEmpty() ? disk.bus : disk.transport).toLower();
+    const QString bus = busOf(disk);
     const QString model = disk.model.toLower();
     return disk.name.startsWith(QLatin1String("zram")) || bus == QLatin1String("virtio") ||
            bus == QLatin1String("xen") || model.contains(QLatin1String("qemu")) ||
@@ -110,8 +120,7 @@ QString modelName(const LsblkDevice& disk) {
         return QStringLiteral("Loop device");
     if (disk.name.startsWith(QLatin1String("zram")))
         return QStringLiteral("Compressed RAM disk (zram)");
-    const QString bus = disk.transport.isEmpty() ? disk.bus : disk.transport;
-    if (!bus.isEmpty())
+    if (!busOf(disk).isEmpty())
         return QStringLiteral("%1 disk").arg(busName(disk));
     return disk.vendor.startsWith(QLatin1String("0x")) ? QString() : disk.vendor;
 }

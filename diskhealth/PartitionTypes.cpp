@@ -282,20 +282,16 @@ QString linuxPartitionNote(DiskPartitionKind kind, QStringView type, const QStri
     default:
         break;
     }
-    if (!support.canRead(type))
+    // Without a signature (blkid needs root) the partition type stands for its file system.
+    const QString fileSystem = !type.isEmpty()                   ? type.toString()
+                               : kind == DiskPartitionKind::apfs ? QStringLiteral("apfs")
+                               : kind == DiskPartitionKind::hfs  ? QStringLiteral("hfsplus")
+                               : kind == DiskPartitionKind::zfs  ? QStringLiteral("zfs_member")
+                                                                 : QString();
+    if (!support.canRead(fileSystem))
         return QStringLiteral("This Linux system cannot read %1 file systems without a driver "
                               "or module")
-            .arg(fileSystemDisplayName(type));
-    if (type.isEmpty() && (kind == DiskPartitionKind::apfs || kind == DiskPartitionKind::hfs ||
-                           kind == DiskPartitionKind::zfs)) {
-        const QString name = kind == DiskPartitionKind::apfs  ? QStringLiteral("apfs")
-                             : kind == DiskPartitionKind::hfs ? QStringLiteral("hfsplus")
-                                                              : QStringLiteral("zfs_member");
-        if (!support.canRead(name))
-            return QStringLiteral("This Linux system cannot read %1 file systems without a "
-                                  "driver or module")
-                .arg(fileSystemDisplayName(name));
-    }
+            .arg(fileSystemDisplayName(fileSystem));
     return {};
 }
 
