@@ -75,7 +75,7 @@ void probeWithBlkid(QList<LsblkDevice>& devices) {
         blkid,
         QStringList{QStringLiteral("-p"), QStringLiteral("-o"), QStringLiteral("export")} + paths,
         std::nullopt, 10.0);
-    const auto probed = parseBlkidExport(run.standardOutput.toUtf8());
+    const auto probed = parseBlkidExport(run.outputBytes);
     forEachDevice(devices, [&](LsblkDevice& device) {
         const auto found = probed.constFind(device.path);
         if (found == probed.cend())
@@ -162,7 +162,7 @@ Result<QList<LsblkDevice>> LinuxDiskInventory::readDevices() {
                            .arg(run.standardError.trimmed().isEmpty()
                                     ? QStringLiteral("exit status %1").arg(run.status)
                                     : run.standardError.trimmed()));
-    auto devices = parseLsblkJson(run.standardOutput.toUtf8());
+    auto devices = parseLsblkJson(run.outputBytes);
     if (!devices)
         return devices;
     probeWithBlkid(*devices);

@@ -8,6 +8,53 @@ namespace velmox {
 
 namespace {
 
+// lsblk writes names and paths as the bytes they are, valid UTF-8 or not, which JSON parsers
+// refuse. Each byte that is not part of a UTF-8 sequence becomes the escape of a lone
+// surrogate U+DC80...U+DCFF, which bytesOf() turns back into the byte.
+QByteArray escapeStrayBytes(const QByteArray& bytes) {
+    QByteArray result;
+    result.reserve(bytes.size());
+    const auto continuation = [&](qsizetype at) {
+        return at < bytes.size() && (static_cast<uchar>(bytes[at]) & 0xC0) == 0x80;
+    };
+    for (qsizetype i = 0; i < bytes.size();) {
+        const auto lead = static_cast<uchar>(bytes[i]);
+        const int length = lead < 0x80                    ? 1
+                           : lead >= 0xC2 && lead <= 0xDF ? 2
+                           : lead >= 0xE0 && lead <= 0xEF ? 3
+                           : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                          : 0;
+        bool valid = length > 0;
+        for (int k = 1; valid && k < length; ++k)
+            valid = continuation(i + k);
+        if (valid) {
+            result.append(bytes.constData() + i, length);
+            i += length;
+        } else {
+            result.append(QStringLiteral("\\udc%1").arg(lead, 2, 16, QLatin1Char('0')).toLatin1());
+            ++i;
+        }
+    }
+    return result;
+}
+
+QByteArray bytesOf(const QString& text) {
+    QByteArray result;
+    qsizetype start = 0;
+    for (qsizetype i = 0; i <= text.size(); ++i) {
+        const bool stray = i < text.size() && text[i].unicode() >= 0xDC80 &&
+                           text[i].unicode() <= 0xDCFF &&
+                           (i == 0 || !text[i - 1].isHighSurrogate());
+        if (i == text.size() || stray) {
+            result += QStringView(text).mid(start, i - start).toUtf8();
+            if (stray)
+                result += static_cast<char>(text[i].unicode() - 0xDC00);
+            start = i + 1;
+        }
+    }
+    return result;
+}
+
 QString text(const QJsonObject& object, QLatin1StringView key) {
     return object.value(key).toString().trimmed();
 }
@@ -61,7 +108,7 @@ LsblkDevice parseDevice(const QJsonObject& object) {
         mounts.append(object.value(QLatin1StringView("mountpoint")));
     for (const QJsonValue& mount : std::as_const(mounts))
         if (const QString point = mount.toString(); !point.isEmpty())
-            device.mountPoints.append(point.toUtf8());
+            device.mountPoints.append(bytesOf(point));
     device.fsSize = number(object, QLatin1StringView("fssize"));
     device.fsAvailable = number(object, QLatin1StringView("fsavail"));
     device.fsUsed = number(object, QLatin1StringView("fsused"));
@@ -284,7 +331,7 @@ QString lsblkColumns() {
 
 Result<QList<LsblkDevice>> parseLsblkJson(const QByteArray& json) {
     QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    const QJsonDocument document = QJsonDocument::fromJson(escapeStrayBytes(json), &error);
     const QJsonValue list = document.object().value(QLatin1StringView("blockdevices"));
     if (error.error != QJsonParseError::NoError || !list.isArray())
         return failure(QStringLiteral("The disk list from lsblk could not be read: it is not "

@@ -62,6 +62,14 @@ TEST(LsblkInventory, LoopDevicesAreDiskImagesWithTheirPartitionsAndMounts) {
     EXPECT_TRUE(disks[1].volumes.isEmpty());
 }
 
+TEST(LsblkInventory, AMountPointThatIsNotUtf8KeepsItsBytes) {
+    // lsblk writes the byte 0xFF as it is, which no JSON parser takes.
+    const QList<PhysicalDisk> disks = inventory("lsblk-loop-mount-not-utf8.json");
+    ASSERT_EQ(disks.size(), 1);
+    ASSERT_EQ(disks[0].volumes.size(), 1);
+    EXPECT_EQ(disks[0].volumes[0].mountPath, "/tmp/tmp.PqKYoDZyes/data dir\xff");
+}
+
 TEST(LsblkInventory, OutputThatIsNotAnLsblkListingIsRefusedInASentence) {
     for (const QByteArray& bytes : {QByteArray(), QByteArray("not json"),
                                     QByteArray(R"({"devices": []})"), QByteArray("[1, 2]")}) {
