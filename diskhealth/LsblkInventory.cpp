@@ -250,6 +250,21 @@ void appendNote(QString& note, const QString& sentence) {
     note += sentence;
 }
 
+QString wholeDiskContent(DiskPartitionKind kind, const QString& signature) {
+    switch (kind) {
+    case DiskPartitionKind::luks:
+        return QStringLiteral("a LUKS container");
+    case DiskPartitionKind::linuxLvm:
+        return QStringLiteral("an LVM physical volume");
+    case DiskPartitionKind::linuxRaid:
+        return QStringLiteral("an md RAID member");
+    case DiskPartitionKind::linuxSwap:
+        return QStringLiteral("a swap area");
+    default:
+        return QStringLiteral("one %1 file system").arg(fileSystemDisplayName(signature));
+    }
+}
+
 PhysicalDisk diskFrom(const LsblkDevice& device, const FileSystemSupport& support) {
     PhysicalDisk disk;
     disk.identifier = device.name;
@@ -297,25 +312,16 @@ PhysicalDisk diskFrom(const LsblkDevice& device, const FileSystemSupport& suppor
         appendNote(disk.note, linuxDiskNote(partition.kind));
         disk.partitions.append(partition);
     }
-    // A file system or container written over the whole disk, without a partition table.
+    // A file system or container written over the whole disk, without a partition table:
+    // the disk says what it holds, then what a partition holding it would say.
     if (device.partitionTableType.isEmpty() && !device.fileSystemType.isEmpty()) {
         const DiskPartitionKind kind = signatureKind(device.fileSystemType);
-        appendNote(disk.note, linuxDiskNote(kind));
-        const QString unreadable =
+        appendNote(disk.note, QStringLiteral("The whole disk holds %1, without a partition table.")
+                                  .arg(wholeDiskContent(kind, device.fileSystemType)));
+        const QString detail =
             linuxPartitionNote(kind, device.fileSystemType, holderName(device), support);
-        appendNote(disk.note,
-                   QStringLiteral("The whole disk holds one %1, without a partition table.")
-                       .arg(kind == DiskPartitionKind::luks       ? QStringLiteral("LUKS container")
-                            : kind == DiskPartitionKind::linuxLvm ? QStringLiteral("LVM member")
-                            : kind == DiskPartitionKind::linuxRaid
-                                ? QStringLiteral("md RAID member")
-                            : kind == DiskPartitionKind::linuxSwap
-                                ? QStringLiteral("swap area")
-                                : QStringLiteral("%1 file system")
-                                      .arg(fileSystemDisplayName(device.fileSystemType))));
-        if (!unreadable.isEmpty() && kind != DiskPartitionKind::luks &&
-            kind != DiskPartitionKind::linuxLvm && kind != DiskPartitionKind::linuxRaid)
-            appendNote(disk.note, unreadable + u'.');
+        if (!detail.isEmpty())
+            appendNote(disk.note, detail + u'.');
     }
     collectVolumes(device, disk);
     return disk;
