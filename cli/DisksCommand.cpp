@@ -59,6 +59,7 @@ Result<QList<PhysicalDisk>> replay(const QStringList& files) {
         }
     }
     QList<PhysicalDisk> disks;
+    // The drivers of the machine a listing comes from are unknown: no note guesses at them.
     if (haveLsblk)
         disks = inventoryFromLsblk(lsblkRoots, FileSystemSupport::everything());
     const bool haveDiskutil = !diskutil.apfsList.isEmpty() || !diskutil.infos.isEmpty() ||
@@ -100,15 +101,17 @@ void printDisk(const PhysicalDisk& disk, QTextStream& out) {
     if (!disk.note.isEmpty())
         out << "  " << disk.note << '\n';
     for (const DiskPartition& partition : disk.partitions) {
-        out << "  " << partition.identifier << "  " << partition.content << ", "
-            << byteText(partition.sizeBytes);
+        QStringList parts;
+        if (!partition.content.isEmpty())
+            parts << partition.content;
+        parts << byteText(partition.sizeBytes);
         if (!partition.name.isEmpty())
-            out << ", “" << partition.name << "”";
+            parts << QStringLiteral("“%1”").arg(partition.name);
         if (!partition.fileSystem.isEmpty())
-            out << ", " << partition.fileSystem;
+            parts << partition.fileSystem;
         if (!partition.mountPoint.isEmpty())
-            out << ", on " << shownName(QByteArrayView(partition.mountPoint));
-        out << '\n';
+            parts << QStringLiteral("on ") + shownName(QByteArrayView(partition.mountPoint));
+        out << "  " << partition.identifier << "  " << parts.join(QStringLiteral(", ")) << '\n';
         if (!partition.detail.isEmpty())
             out << "      " << partition.detail << '\n';
     }

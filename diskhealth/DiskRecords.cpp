@@ -45,6 +45,14 @@ QString kindRawValue(DiskPartitionKind kind) {
     return QStringLiteral("other");
 }
 
+void appendNote(QString& note, const QString& sentence) {
+    if (sentence.isEmpty() || note.contains(sentence))
+        return;
+    if (!note.isEmpty())
+        note += u' ';
+    note += sentence;
+}
+
 QJsonObject toJson(const DiskVolume& volume) {
     return {{QStringLiteral("mountPath"), QString::fromUtf8(volume.mountPath)},
             {QStringLiteral("name"), volume.name},

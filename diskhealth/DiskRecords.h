@@ -44,6 +44,9 @@ enum class DiskPartitionKind {
 
 QString kindRawValue(DiskPartitionKind kind);
 
+// Adds a sentence to a disk's note, once.
+void appendNote(QString& note, const QString& sentence);
+
 // One mounted file system.
 struct DiskVolume {
     QByteArray mountPath; // bytes from the system: a mount point need not be valid UTF-8

@@ -78,12 +78,6 @@ QList<plist_t> array(plist_t dict, const char* key) {
     return items;
 }
 
-struct Container {
-    DiskContainerSummary summary;
-    QList<QByteArray> mountPoints;
-    QList<plist_t> volumes;
-};
-
 // `diskutil apfs list`: the containers with their stores and volumes.
 QList<DiskContainerSummary> containersFromApfsList(plist_t root) {
     QList<DiskContainerSummary> containers;
@@ -195,14 +189,6 @@ void applyInfoText(PhysicalDisk& disk, const DiskutilInfoText& text) {
     if (text.diskSize && disk.totalBytes == 0)
         disk.totalBytes = *text.diskSize;
     disk.isInternal = disk.isInternal || text.isInternal;
-}
-
-void appendNote(QString& note, const QString& sentence) {
-    if (sentence.isEmpty() || note.contains(sentence))
-        return;
-    if (!note.isEmpty())
-        note += u' ';
-    note += sentence;
 }
 
 DiskVolume volumeFrom(plist_t entry, const QString& parent, const PhysicalDisk& disk,

@@ -242,14 +242,6 @@ void collectVolumes(const LsblkDevice& device, PhysicalDisk& disk) {
         collectVolumes(child, disk);
 }
 
-void appendNote(QString& note, const QString& sentence) {
-    if (sentence.isEmpty() || note.contains(sentence))
-        return;
-    if (!note.isEmpty())
-        note += u' ';
-    note += sentence;
-}
-
 QString wholeDiskContent(DiskPartitionKind kind, const QString& signature) {
     switch (kind) {
     case DiskPartitionKind::luks:
