@@ -1,5 +1,7 @@
 #include "diskhealth/LsblkInventory.h"
 
+#include "services/ShownText.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -281,7 +283,7 @@ PhysicalDisk diskFrom(const LsblkDevice& device, const FileSystemSupport& suppor
                    device.backingFile.isEmpty()
                        ? QStringLiteral("A disk image attached as a loop device.")
                        : QStringLiteral("A disk image attached as a loop device from %1.")
-                             .arg(QString::fromUtf8(device.backingFile)));
+                             .arg(shownName(QByteArrayView(device.backingFile))));
 
     for (const LsblkDevice& child : device.children) {
         if (child.type != QLatin1String("part"))
