@@ -9,11 +9,12 @@ packages=(
     cmake ninja-build g++ ccache pkg-config python3-pip
     qt6-base-dev qt6-base-dev-tools qt6-svg-dev qtkeychain-qt6-dev libgl-dev libxcb1-dev
     libgtest-dev libgmock-dev libbenchmark-dev libicu-dev
+    libplist-dev
     # run time
     libqt6svg6 qt6-qpa-plugins libsecret-1-0 adwaita-icon-theme
     zsh sudo pkexec procps util-linux smartmontools nftables iproute2 dbus dbus-x11 btrfs-progs
     # tests and benchmarks
-    gnome-keyring xvfb xauth passwd hyperfine python3-dbus python3-gi appstream desktop-file-utils
+    gnome-keyring xvfb xauth passwd fdisk e2fsprogs hyperfine python3-dbus python3-gi appstream desktop-file-utils
     # fuzzing: clang with libFuzzer
     clang-16 libclang-rt-16-dev
 )

@@ -28,7 +28,7 @@ ToolRunResult ToolRunner::run(const QString& executable, const QStringList& argu
                               double timeoutSeconds) {
     auto started = ChildProcess::start({executable, arguments, standardInput});
     if (!started)
-        return {-1, QString(), started.error(), false};
+        return {-1, QString(), started.error(), false, {}};
     ChildProcess& child = **started;
 
     ToolRunResult result;
@@ -41,7 +41,8 @@ ToolRunResult ToolRunner::run(const QString& executable, const QStringList& argu
     }
     child.waitForStreamsClosed(kOutputWaitAfterExit);
     result.status = child.status();
-    result.standardOutput = ChildProcess::decodeUtf8(child.standardOutput());
+    result.outputBytes = child.standardOutput();
+    result.standardOutput = ChildProcess::decodeUtf8(result.outputBytes);
     result.standardError = ChildProcess::decodeUtf8(child.standardError());
     return result;
 }

@@ -16,6 +16,9 @@ struct ToolRunResult {
     QString standardError;
     // The run was stopped because it exceeded its time-out.
     bool timedOut = false;
+    // Standard output as the program wrote it, for output that carries paths or names
+    // (which need not be UTF-8).
+    QByteArray outputBytes;
 
     bool operator==(const ToolRunResult&) const = default;
 };
