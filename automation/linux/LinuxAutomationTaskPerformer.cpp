@@ -6,6 +6,7 @@
 #include "cleaning/TaskRunResult.h"
 #include "platform/PlatformPaths.h"
 #include "platform/Trash.h"
+#include "services/KeychainHelper.h"
 #include "services/ShellHelper.h"
 #include "services/ShownText.h"
 #include "services/SudoRunner.h"
@@ -110,14 +111,16 @@ QString failedTool(const QString& what, const ToolRunResult& run) {
 
 } // namespace
 
-LinuxAutomationTaskPerformer::LinuxAutomationTaskPerformer(ShellHelper& shell,
+LinuxAutomationTaskPerformer::LinuxAutomationTaskPerformer(KeychainHelper& keychain,
+                                                           ShellHelper& shell,
                                                            LogindKeepAwake& keepAwake)
-    : LinuxAutomationTaskPerformer(shell, keepAwake, Options{}) {}
+    : LinuxAutomationTaskPerformer(keychain, shell, keepAwake, Options{}) {}
 
-LinuxAutomationTaskPerformer::LinuxAutomationTaskPerformer(ShellHelper& shell,
+LinuxAutomationTaskPerformer::LinuxAutomationTaskPerformer(KeychainHelper& keychain,
+                                                           ShellHelper& shell,
                                                            LogindKeepAwake& keepAwake,
                                                            Options options)
-    : shell_(shell), keepAwake_(keepAwake), options_(std::move(options)) {
+    : keychain_(keychain), shell_(shell), keepAwake_(keepAwake), options_(std::move(options)) {
     if (!options_.rootFreeBytes)
         options_.rootFreeBytes = &freeBytesOfRoot;
 }
@@ -188,14 +191,23 @@ bool LinuxAutomationTaskPerformer::isProtected(const QString& path, const QStrin
     return false;
 }
 
-CommandResult LinuxAutomationTaskPerformer::runAsRoot(const QString& shellLine) {
-    if (::geteuid() != 0)
-        return shell_.runPrivileged(shellLine, false);
-    // Root needs neither sudo nor a password.
-    const PrivilegedRunResult run = SudoRunner::run(QString(), shellLine);
-    if (run.succeeded)
-        return run.output;
-    return commandFailure(run.errorMessage.value_or(QString()));
+Result<QString> LinuxAutomationTaskPerformer::runAsRoot(const QString& shellLine,
+                                                        const QString& failedPrefix) {
+    if (::geteuid() == 0) {
+        // Root needs neither sudo nor a password.
+        const PrivilegedRunResult run = SudoRunner::run(QString(), shellLine);
+        if (run.succeeded)
+            return run.output;
+        return failure(failedPrefix + run.errorMessage.value_or(QString()));
+    }
+    // Unattended work never asks; a missing password is told apart from a failed command.
+    if (const Result<bool> saved = keychain_.hasSavedPassword(); saved && !*saved)
+        return failure(QStringLiteral("Needs a saved administrator password (%1).")
+                           .arg(PlatformPaths::accessSettingsDisplay()));
+    const CommandResult run = shell_.runPrivileged(shellLine, false);
+    if (!run)
+        return failure(failedPrefix + run.error().description());
+    return *run;
 }
 
 QString LinuxAutomationTaskPerformer::tool(const QStringList& names) const {
@@ -222,6 +234,7 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::cleanUserCaches(bool dryRun)
     struct Item {
         QByteArray path;
         QByteArray name;
+        qint64 bytes = 0;
     };
     QList<Item> items;
     qsizetype skipped = 0;
@@ -233,8 +246,8 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::cleanUserCaches(bool dryRun)
             ++skipped;
             continue;
         }
-        items.append({path, name});
-        bytes += FolderSize::allocatedBytes(QFile::decodeName(path));
+        items.append({path, name, FolderSize::allocatedBytes(QFile::decodeName(path))});
+        bytes += items.last().bytes;
     }
     if (items.isEmpty())
         return succeeded(QStringLiteral("Nothing to clean in %1.").arg(shown) +
@@ -248,14 +261,13 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::cleanUserCaches(bool dryRun)
     qsizetype movedCount = 0;
     QStringList failures;
     for (const Item& item : items) {
-        const qint64 size = FolderSize::allocatedBytes(QFile::decodeName(item.path));
         const Result<QByteArray> trashName = Trash::moveToTrashBytes(item.path);
         if (!trashName) {
             failures << trashName.error();
             continue;
         }
         ++movedCount;
-        movedBytes += size;
+        movedBytes += item.bytes;
         // The activity log holds names as text; other names are restored with a file manager.
         if (QUtf8StringView(item.name).isValidUtf8() && QUtf8StringView(*trashName).isValidUtf8())
             moved_.append({QString::fromUtf8(item.name), QString::fromUtf8(*trashName)});
@@ -356,9 +368,9 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::flushDns(bool dryRun) {
     const QString line = !resolvectl.isEmpty()
                              ? quoted(resolvectl) + QStringLiteral(" flush-caches")
                              : quoted(nscd) + QStringLiteral(" --invalidate=hosts");
-    const CommandResult run = runAsRoot(line);
+    const Result<QString> run = runAsRoot(line, QStringLiteral("DNS flush failed: "));
     if (!run)
-        return failed(QStringLiteral("DNS flush failed: ") + run.error().description());
+        return failed(run.error());
     return succeeded(QStringLiteral("DNS cache flushed."));
 }
 
@@ -369,10 +381,9 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::purgeMemory(bool dryRun) {
     const QString line = (sync.isEmpty() ? QString() : quoted(sync) + QStringLiteral("; ")) +
                          QStringLiteral("echo 1 > ") +
                          quoted(options_.systemRoot + QStringLiteral("/proc/sys/vm/drop_caches"));
-    const CommandResult run = runAsRoot(line);
+    const Result<QString> run = runAsRoot(line, QStringLiteral("Purging inactive memory failed: "));
     if (!run)
-        return failed(QStringLiteral("Purging inactive memory failed: ") +
-                      run.error().description());
+        return failed(run.error());
     return succeeded(QStringLiteral("Inactive memory purged."));
 }
 
@@ -425,9 +436,10 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::reindexFileSearch(bool dryRu
     if (dryRun)
         return succeeded(
             unchanged(QStringLiteral("rebuild the file search index of the whole system")));
-    const CommandResult run = runAsRoot(quoted(updatedb));
+    const Result<QString> run =
+        runAsRoot(quoted(updatedb), QStringLiteral("File search reindex failed: "));
     if (!run)
-        return failed(QStringLiteral("File search reindex failed: ") + run.error().description());
+        return failed(run.error());
     return succeeded(QStringLiteral("The file search index was rebuilt."));
 }
 
@@ -479,10 +491,10 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::verifyRootFileSystem(bool dr
                mountPoint + QStringLiteral(" >&2");
     else
         line = quoted(program) + QStringLiteral(" -n ") + mountPoint;
-    const CommandResult run = runAsRoot(line);
+    const Result<QString> run =
+        runAsRoot(line, QStringLiteral("Disk verification reported a problem: "));
     if (!run)
-        return failed(QStringLiteral("Disk verification reported a problem: ") +
-                      run.error().description());
+        return failed(run.error());
     const std::optional<QString> problem =
         ext ? RootFileSystemCheck::ext4Problem(*run)
             : (type == QLatin1String("btrfs") ? RootFileSystemCheck::btrfsProblem(*run)
@@ -521,9 +533,9 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::thinSnapshots(bool dryRun) {
                               "{ print $3 }'); if [ $# -gt 1 ]; then ") +
                quoted(timeshift) + QStringLiteral(" --delete --snapshot \"$1\" --scripted; fi");
     }
-    const CommandResult run = runAsRoot(line);
+    const Result<QString> run = runAsRoot(line, QStringLiteral("Thinning snapshots failed: "));
     if (!run)
-        return failed(QStringLiteral("Thinning snapshots failed: ") + run.error().description());
+        return failed(run.error());
     return succeeded(
         QStringLiteral("Thinned snapshots (%1 was free before).").arg(byteText(*free)));
 }

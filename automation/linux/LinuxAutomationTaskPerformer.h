@@ -2,7 +2,7 @@
 
 #include "automation/AutomationTaskPerformer.h"
 #include "services/ActionHistoryStore.h"
-#include "services/CommandExecutorError.h"
+#include "services/Result.h"
 
 #include <QMutex>
 #include <QStringList>
@@ -11,6 +11,7 @@
 
 namespace velmox {
 
+class KeychainHelper;
 class LogindKeepAwake;
 class ShellHelper;
 
@@ -22,7 +23,7 @@ class ShellHelper;
 // Administrator work runs as root through sudo with the saved password (ShellHelper, never
 // with a prompt), or directly when the process already is root. A tool this system lacks gives
 // a sentence saying so. perform() blocks and runs on the automation worker thread; the shell
-// helper and the keep-awake lock must outlive this object.
+// helper, the keychain and the keep-awake lock must outlive this object.
 class LinuxAutomationTaskPerformer final : public AutomationTaskPerformer {
 public:
     static constexpr qint64 kThinSnapshotsBelowBytes = 30'000'000'000;
@@ -38,8 +39,10 @@ public:
         std::function<std::optional<qint64>()> rootFreeBytes;
     };
 
-    LinuxAutomationTaskPerformer(ShellHelper& shell, LogindKeepAwake& keepAwake);
-    LinuxAutomationTaskPerformer(ShellHelper& shell, LogindKeepAwake& keepAwake, Options options);
+    LinuxAutomationTaskPerformer(KeychainHelper& keychain, ShellHelper& shell,
+                                 LogindKeepAwake& keepAwake);
+    LinuxAutomationTaskPerformer(KeychainHelper& keychain, ShellHelper& shell,
+                                 LogindKeepAwake& keepAwake, Options options);
 
     AutomationTaskOutcome perform(const QString& taskId, bool dryRun) override;
 
@@ -63,12 +66,15 @@ private:
     AutomationTaskOutcome thinSnapshots(bool dryRun);
     AutomationTaskOutcome keepAwake(bool on, bool dryRun);
 
-    CommandResult runAsRoot(const QString& shellLine);
+    // The line's output, or the whole message of its failure: "Needs a saved administrator
+    // password ..." when none is saved, else `failedPrefix` and why.
+    Result<QString> runAsRoot(const QString& shellLine, const QString& failedPrefix);
     // The first of `names` found as an executable in the tool folders; empty when none is.
     QString tool(const QStringList& names) const;
     QStringList trashFolders() const;
     bool isProtected(const QString& path, const QString& name) const;
 
+    KeychainHelper& keychain_;
     ShellHelper& shell_;
     LogindKeepAwake& keepAwake_;
     Options options_;

@@ -54,7 +54,8 @@ struct PerformerWorld {
     }
 
     AutomationTaskOutcome perform(const QString& task, bool dryRun = false) {
-        LinuxAutomationTaskPerformer performer(privilege.shell, keepAwake, options);
+        LinuxAutomationTaskPerformer performer(privilege.keychain, privilege.shell, keepAwake,
+                                               options);
         return performer.perform(task, dryRun);
     }
 };

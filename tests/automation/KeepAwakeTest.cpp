@@ -113,7 +113,7 @@ protected:
 TEST_F(KeepAwakeTest, TheLockIsHeldFromOnUntilOffOrTheEnd) {
     serve();
     auto keepAwake = std::make_unique<LogindKeepAwake>(*client);
-    LinuxAutomationTaskPerformer performer(privilege.shell, *keepAwake);
+    LinuxAutomationTaskPerformer performer(privilege.keychain, privilege.shell, *keepAwake);
 
     EXPECT_EQ(perform(performer, "preventSleepOn"),
               (AutomationTaskOutcome{true, "Sleep prevention is on."}));
@@ -138,7 +138,7 @@ TEST_F(KeepAwakeTest, TheLockIsHeldFromOnUntilOffOrTheEnd) {
 
 TEST_F(KeepAwakeTest, WithoutLogindTheFailureIsASentence) {
     LogindKeepAwake keepAwake(*client);
-    LinuxAutomationTaskPerformer performer(privilege.shell, keepAwake);
+    LinuxAutomationTaskPerformer performer(privilege.keychain, privilege.shell, keepAwake);
     const AutomationTaskOutcome outcome = perform(performer, "preventSleepOn");
     EXPECT_FALSE(outcome.success);
     EXPECT_TRUE(outcome.message.startsWith(

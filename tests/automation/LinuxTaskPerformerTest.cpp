@@ -30,7 +30,8 @@ TEST(LinuxTaskPerformerTest, CachesGoToTheTrashRestorablyAndProtectedItemsStay) 
     ASSERT_TRUE(Trash::moveToTrash(caches + "/taken"));
     writeFile(caches + "/taken", "new");
 
-    LinuxAutomationTaskPerformer performer(world.privilege.shell, world.keepAwake, world.options);
+    LinuxAutomationTaskPerformer performer(world.privilege.keychain, world.privilege.shell,
+                                           world.keepAwake, world.options);
     performer.setProtection({caches + "/keep/inner/", ""}, {"com.example.App", " "});
 
     const AutomationTaskOutcome dry = performer.perform("cleanUserCaches", true);
