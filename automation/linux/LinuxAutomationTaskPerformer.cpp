@@ -329,7 +329,8 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::emptyTrash(bool dryRun) {
     const QString find = tool({QStringLiteral("find")});
     const QString remove = tool({QStringLiteral("rm")});
     if (find.isEmpty() || remove.isEmpty())
-        return failed(QStringLiteral("find or rm is missing, so the Trash can't be emptied."));
+        return failed(
+            QStringLiteral("The find or rm tool is missing, so the Trash can't be emptied."));
     QStringList problems;
     qsizetype left = 0;
     for (const QString& folder : folders) {
@@ -461,20 +462,20 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::verifyRootFileSystem(bool dr
     QString missing;
     if (ext) {
         program = tool({QStringLiteral("tune2fs")});
-        missing = QStringLiteral("tune2fs (e2fsprogs)");
+        missing = QStringLiteral("tune2fs tool (e2fsprogs)");
     } else if (type == QLatin1String("btrfs")) {
         program = tool({QStringLiteral("btrfs")});
-        missing = QStringLiteral("btrfs (btrfs-progs)");
+        missing = QStringLiteral("btrfs tool (btrfs-progs)");
     } else if (type == QLatin1String("xfs")) {
         program = tool({QStringLiteral("xfs_scrub")});
-        missing = QStringLiteral("xfs_scrub (xfsprogs)");
+        missing = QStringLiteral("xfs_scrub tool (xfsprogs)");
     } else {
         return failed(QStringLiteral("The startup volume's file system (%1) has no check that is "
                                      "safe while it is mounted.")
                           .arg(type));
     }
     if (program.isEmpty())
-        return failed(QStringLiteral("%1 isn't installed, so the startup volume (%2) can't be "
+        return failed(QStringLiteral("The %1 isn't installed, so the startup volume (%2) can't be "
                                      "checked.")
                           .arg(missing, type));
     if (dryRun)

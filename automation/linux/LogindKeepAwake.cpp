@@ -28,7 +28,7 @@ Status LogindKeepAwake::turnOn() {
     const QDBusMessage reply = bus_.call(call, QDBus::Block, 25000);
     if (reply.type() != QDBusMessage::ReplyMessage)
         return failure(
-            QStringLiteral("logind refused the inhibitor lock: %1")
+            QStringLiteral("logind did not give an inhibitor lock: %1")
                 .arg(reply.errorMessage().isEmpty() ? reply.errorName() : reply.errorMessage()));
     const QList<QVariant> arguments = reply.arguments();
     const auto fd = arguments.isEmpty() ? QDBusUnixFileDescriptor()

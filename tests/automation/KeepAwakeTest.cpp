@@ -50,103 +50,67 @@ public slots:
     }
 };
 
-class KeepAwakeTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        daemon.start("/usr/bin/dbus-daemon", {"--session", "--nofork", "--print-address"});
-        ASSERT_TRUE(daemon.waitForStarted());
-        ASSERT_TRUE(daemon.waitForReadyRead(10000));
-        address = QString::fromUtf8(daemon.readLine().trimmed());
-        service = std::make_unique<QDBusConnection>(
-            QDBusConnection::connectToBus(address, "logind-stand-in"));
-        client =
-            std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(address, "client"));
-        ASSERT_TRUE(service->isConnected() && client->isConnected());
-    }
-    void TearDown() override {
-        QDBusConnection::disconnectFromBus("logind-stand-in");
-        QDBusConnection::disconnectFromBus("client");
-        daemon.kill();
-        daemon.waitForFinished();
-    }
+// Runs a task on a worker thread, as the automation queue does, while this thread serves the
+// stand-in.
+AutomationTaskOutcome perform(LinuxAutomationTaskPerformer& performer, const QString& task) {
+    auto done = std::async(std::launch::async, [&] { return performer.perform(task, false); });
+    while (done.wait_for(std::chrono::milliseconds(5)) != std::future_status::ready)
+        QCoreApplication::processEvents();
+    return done.get();
+}
 
-    void serve() {
-        ASSERT_TRUE(service->registerObject("/org/freedesktop/login1", &logind,
-                                            QDBusConnection::ExportAllSlots));
-        ASSERT_TRUE(service->registerService("org.freedesktop.login1"));
-    }
+// Serves the bus for a moment, long enough for it to let go of its own copies of a lock.
+void settle() {
+    for (QDeadlineTimer deadline(300); !deadline.hasExpired();)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+}
 
-    // Runs a task on a worker thread, as the automation queue does, while this thread serves
-    // the stand-in.
-    AutomationTaskOutcome perform(LinuxAutomationTaskPerformer& performer, const QString& task) {
-        auto done = std::async(std::launch::async, [&] { return performer.perform(task, false); });
-        while (done.wait_for(std::chrono::milliseconds(5)) != std::future_status::ready)
-            QCoreApplication::processEvents();
-        return done.get();
-    }
-
-    // Serves the bus for a moment, long enough for it to let go of its copies of a lock.
-    void settle() {
-        for (QDeadlineTimer deadline(300); !deadline.hasExpired();)
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    }
-
-    // The pipe reports the hang-up as soon as the last copy closes; allow for the bus to let go
-    // of its own copy.
-    bool releasedSoon(int lock) {
-        for (QDeadlineTimer deadline(5000); !deadline.hasExpired();) {
-            QCoreApplication::processEvents();
-            if (logind.released(lock))
-                return true;
-        }
-        return false;
-    }
-
+TEST(KeepAwakeTest, TheLockIsHeldFromOnUntilOffOrTheEnd) {
     QProcess daemon;
-    QString address;
-    std::unique_ptr<QDBusConnection> service;
-    std::unique_ptr<QDBusConnection> client;
-    StandInLogind logind;
+    daemon.start("/usr/bin/dbus-daemon", {"--session", "--nofork", "--print-address"});
+    ASSERT_TRUE(daemon.waitForStarted() && daemon.waitForReadyRead(10000));
+    const QString address = QString::fromUtf8(daemon.readLine().trimmed());
+    QDBusConnection service = QDBusConnection::connectToBus(address, "logind-stand-in");
+    QDBusConnection client = QDBusConnection::connectToBus(address, "client");
+    ASSERT_TRUE(service.isConnected() && client.isConnected());
     PrivilegeWorld privilege;
-};
-
-TEST_F(KeepAwakeTest, TheLockIsHeldFromOnUntilOffOrTheEnd) {
-    serve();
-    auto keepAwake = std::make_unique<LogindKeepAwake>(*client);
+    auto keepAwake = std::make_unique<LogindKeepAwake>(client);
     LinuxAutomationTaskPerformer performer(privilege.keychain, privilege.shell, *keepAwake);
 
+    const AutomationTaskOutcome absent = perform(performer, "preventSleepOn");
+    EXPECT_FALSE(absent.success);
+    EXPECT_TRUE(absent.message.startsWith("Couldn't start sleep prevention. logind did not give an "
+                                          "inhibitor lock: ") &&
+                absent.message.endsWith('.'))
+        << absent.message.toStdString();
+
+    StandInLogind logind;
+    ASSERT_TRUE(service.registerObject("/org/freedesktop/login1", &logind,
+                                       QDBusConnection::ExportAllSlots));
+    ASSERT_TRUE(service.registerService("org.freedesktop.login1"));
     EXPECT_EQ(perform(performer, "preventSleepOn"),
               (AutomationTaskOutcome{true, "Sleep prevention is on."}));
     EXPECT_EQ(perform(performer, "preventSleepOn").message, "Sleep prevention is on.");
-    ASSERT_EQ(logind.calls.size(), 1) << "a held lock is not taken twice";
-    EXPECT_EQ(logind.calls.first(),
-              "sleep:idle|Velmox|Keeping the computer awake on request|block");
+    ASSERT_EQ(logind.calls, QStringList{"sleep:idle|Velmox|Keeping the computer awake on "
+                                        "request|block"})
+        << "a held lock is not taken twice";
     settle();
     EXPECT_FALSE(logind.released(0));
-
     EXPECT_EQ(perform(performer, "preventSleepOff"),
               (AutomationTaskOutcome{true, "Sleep prevention is off."}));
-    EXPECT_TRUE(releasedSoon(0));
+    EXPECT_TRUE(logind.released(0));
 
     perform(performer, "preventSleepOn");
-    ASSERT_EQ(logind.readEnds.size(), 2);
     settle();
+    ASSERT_EQ(logind.readEnds.size(), 2);
     EXPECT_FALSE(logind.released(1));
     keepAwake.reset(); // quitting
-    EXPECT_TRUE(releasedSoon(1));
-}
+    EXPECT_TRUE(logind.released(1));
 
-TEST_F(KeepAwakeTest, WithoutLogindTheFailureIsASentence) {
-    LogindKeepAwake keepAwake(*client);
-    LinuxAutomationTaskPerformer performer(privilege.keychain, privilege.shell, keepAwake);
-    const AutomationTaskOutcome outcome = perform(performer, "preventSleepOn");
-    EXPECT_FALSE(outcome.success);
-    EXPECT_TRUE(outcome.message.startsWith(
-        "Couldn't start sleep prevention. logind refused the inhibitor lock: "))
-        << outcome.message.toStdString();
-    EXPECT_TRUE(outcome.message.endsWith('.'));
-    EXPECT_FALSE(keepAwake.isOn());
-    EXPECT_EQ(perform(performer, "preventSleepOff").message, "Sleep prevention is off.");
+    QDBusConnection::disconnectFromBus("logind-stand-in");
+    QDBusConnection::disconnectFromBus("client");
+    daemon.kill();
+    daemon.waitForFinished();
 }
 
 } // namespace
