@@ -359,16 +359,22 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::emptyTrash(bool dryRun) {
 }
 
 AutomationTaskOutcome LinuxAutomationTaskPerformer::flushDns(bool dryRun) {
+    // A cache service is in use when it runs: its socket is there.
+    const auto running = [&](const QString& program, const char* socket) {
+        return !program.isEmpty() && QFileInfo::exists(options_.systemRoot + QLatin1String(socket));
+    };
     const QString resolvectl = tool({QStringLiteral("resolvectl")});
     const QString nscd = tool({QStringLiteral("nscd")});
-    if (resolvectl.isEmpty() && nscd.isEmpty())
+    QString line;
+    if (running(resolvectl, "/run/systemd/resolve/io.systemd.Resolve"))
+        line = quoted(resolvectl) + QStringLiteral(" flush-caches");
+    else if (running(nscd, "/run/nscd/socket"))
+        line = quoted(nscd) + QStringLiteral(" --invalidate=hosts");
+    else
         return succeeded(QStringLiteral("No DNS cache service (systemd-resolved or nscd) is "
-                                        "installed, so there is no DNS cache to flush."));
+                                        "running, so there is no DNS cache to flush."));
     if (dryRun)
         return succeeded(unchanged(QStringLiteral("flush the DNS cache")));
-    const QString line = !resolvectl.isEmpty()
-                             ? quoted(resolvectl) + QStringLiteral(" flush-caches")
-                             : quoted(nscd) + QStringLiteral(" --invalidate=hosts");
     const Result<QString> run = runAsRoot(line, QStringLiteral("DNS flush failed: "));
     if (!run)
         return failed(run.error());
