@@ -1,0 +1,37 @@
+#pragma once
+
+#include "services/Result.h"
+
+#include <QByteArray>
+#include <QFileDevice>
+#include <QString>
+
+namespace velmox {
+
+enum class AgentInterval { daily, weekly };
+
+// What the background agent does on its own, daily or weekly, while Velmox need not run.
+struct MaintenanceAgentSettings {
+    bool caches = false; // move the user caches to the Trash
+    bool trash = false;  // permanently remove Trash items older than 30 days
+    bool purge = false;  // drop the page cache, only where sudo needs no password
+    AgentInterval interval = AgentInterval::daily;
+
+    bool operator==(const MaintenanceAgentSettings&) const = default;
+};
+
+// Texts shared by both systems' agents.
+struct MaintenanceAgentTexts {
+    static QString notificationTitle() { return QStringLiteral("Automated Maintenance"); }
+    static QString installed() { return QStringLiteral("Background agent installed"); }
+    static QString installFailed() { return QStringLiteral("Failed to install background agent"); }
+    static QString removed() { return QStringLiteral("Background agent removed"); }
+    // "Installed: runs daily."
+    static QString runs(AgentInterval interval);
+};
+
+// Replaces `path` with `content` atomically and gives it `permissions`.
+Status writeAgentFile(const QString& path, const QByteArray& content,
+                      QFileDevice::Permissions permissions);
+
+} // namespace velmox
