@@ -189,10 +189,11 @@ QList<BlockRule> decodeBlockRules(const QByteArray& encoded) {
         const auto rule = blockRuleFromJson(entry.toObject());
         if (!rule)
             continue;
-        // Only a value that reads back as itself, with the same kind, is trusted.
+        // Only a value that reads back as a whole rule of the same kind is trusted, and it is
+        // kept in its canonical form.
         const auto checked = parseBlockInput(rule->value);
-        if (checked && checked->kind == rule->kind && checked->value == rule->value)
-            rules.append(*rule);
+        if (checked && checked->kind == rule->kind)
+            rules.append({checked->value, rule->kind, rule->source, rule->enabled});
     }
     return rules;
 }
