@@ -92,6 +92,16 @@ std::optional<HostsBackupRecord> HostsBackupManager::find(const QString& name) c
     return std::nullopt;
 }
 
+QString HostsBackupManager::unsignedQuestion() {
+    return QStringLiteral("Restore a backup that can't be verified?");
+}
+
+QString HostsBackupManager::unsignedDetail() {
+    return QStringLiteral("This backup was made by an older version and has no signature, so "
+                          "Velmox can't tell whether it was changed. Only continue if you trust "
+                          "it.");
+}
+
 Result<QByteArray> HostsBackupManager::verifiedContents(const HostsBackupRecord& backup,
                                                         const ConfirmUnsigned& confirmUnsigned) {
     QFile file(backup.folder + QLatin1Char('/') + QLatin1String(kBackupFile));
@@ -111,11 +121,7 @@ Result<QByteArray> HostsBackupManager::verifiedContents(const HostsBackupRecord&
                 "This backup was changed after it was made, so it was not restored."));
         return contents;
     }
-    if (!confirmUnsigned ||
-        !confirmUnsigned(QStringLiteral("Restore a backup that can't be verified?"),
-                         QStringLiteral("This backup was made by an older version and has no "
-                                        "signature, so Velmox can't tell whether it was changed. "
-                                        "Only continue if you trust it.")))
+    if (!confirmUnsigned || !confirmUnsigned(unsignedQuestion(), unsignedDetail()))
         return failure(
             QStringLiteral("The restore was canceled: this backup could not be verified."));
     return contents;

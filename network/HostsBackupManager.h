@@ -45,6 +45,8 @@ public:
     // Whether a restore may go on, and with which bytes.
     // `confirmUnsigned` is asked only for a backup without a signature, with the question and
     // its explanation; it returns true to go on.
+    static QString unsignedQuestion();
+    static QString unsignedDetail();
     using ConfirmUnsigned = std::function<bool(const QString& question, const QString& detail)>;
     Result<QByteArray> verifiedContents(const HostsBackupRecord& backup,
                                         const ConfirmUnsigned& confirmUnsigned);
