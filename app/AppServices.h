@@ -16,6 +16,7 @@ class AppLanguageManager;
 class Clock;
 class KeychainHelper;
 class MonitorDemand;
+class NetworkBlockerModel;
 class OptimizationTaskRunner;
 class PromptElevation;
 class ScanCenter;
@@ -50,6 +51,8 @@ public:
     // The shared monitor engine, made on first use; it runs while a watcher holds it.
     MonitorDemand& monitor();
     OptimizationTaskRunner& taskRunner();
+    // The address blocker's list, apply and backups, made on first use.
+    NetworkBlockerModel& blocker();
     // Finds tasks in the maintenance task registry; they run through taskRunner().
     MaintenanceTaskLookup maintenanceTasks();
     // Runs the short checks of the settings panes (the keyring, sudo) off the main thread.
@@ -72,6 +75,7 @@ private:
     std::unique_ptr<ScanCenter> scanCenter_;
     std::unique_ptr<SystemMonitorEngine> monitorEngine_;
     std::unique_ptr<MonitorDemand> monitorDemand_;
+    std::unique_ptr<NetworkBlockerModel> blocker_; // its runs use the shell helper and the log
     // Last, so it goes first: it waits for its runs, which use the shell helper and the log.
     std::unique_ptr<OptimizationTaskRunner> taskRunner_;
     QThreadPool checks_; // last: destroyed, and so waited for, first

@@ -1,6 +1,7 @@
 #include "app/pages/PageFactory.h"
 
 #include "app/AppServices.h"
+#include "app/pages/AddressBlockerPage.h"
 #include "app/pages/CleanupPage.h"
 #include "app/pages/DashboardPage.h"
 #include "app/pages/FanTempPage.h"
@@ -8,6 +9,7 @@
 #include "app/pages/PlaceholderPage.h"
 #include "app/pages/PowerUserPage.h"
 #include "app/pages/StorageManagerPage.h"
+#include "network/NetworkBlockerModel.h"
 #include "services/ShellHelper.h"
 
 namespace velmox {
@@ -31,6 +33,8 @@ QWidget* createPage(Category category, AppServices& services) {
                 return shell.runPrivileged(line, true);
             },
             &services.settings());
+    case Category::networkTools:
+        return new AddressBlockerPage(services.blocker());
     default:
         return new PlaceholderPage(category);
     }
