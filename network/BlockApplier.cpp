@@ -11,12 +11,18 @@ namespace velmox {
 
 namespace {
 
+// Which firewall and hosts path this system has. Both back ends are plain text and build
+// everywhere.
+#ifdef Q_OS_MACOS
+constexpr bool kPacketFilter = true;
+#else
+constexpr bool kPacketFilter = false;
+#endif
+
 Status writeFile(const QString& path, const QByteArray& bytes) {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush())
         return failure(file.errorString());
-    // Root reads these files; the mode must let it whatever the umask.
-    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
     return Done{};
 }
 
@@ -34,11 +40,7 @@ BlockApplier::BlockApplier(HostsBackupManager& backups, PrivilegedRun runPrivile
     : backups_(backups), runPrivileged_(std::move(runPrivileged)) {}
 
 QString BlockApplier::hostsPath() {
-#ifdef Q_OS_MACOS
-    return QStringLiteral("/private/etc/hosts");
-#else
-    return QStringLiteral("/etc/hosts");
-#endif
+    return kPacketFilter ? QStringLiteral("/private/etc/hosts") : QStringLiteral("/etc/hosts");
 }
 
 QString BlockApplier::resultMessage(qsizetype names, qsizetype addresses) {
@@ -68,9 +70,6 @@ Result<QString> BlockApplier::apply(const QList<BlockRule>& rules, bool blocking
     QTemporaryDir folder;
     if (!folder.isValid())
         return failure(QStringLiteral("Could not prepare the hosts file: ") + folder.errorString());
-    // Root must be able to reach the files from inside the folder.
-    QFile::setPermissions(folder.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
-                                             QFile::ExeGroup | QFile::ExeOther);
     const BlockChainFiles files{folder.filePath(QStringLiteral("hosts")),
                                 folder.filePath(QStringLiteral("rules"))};
     if (const Status written =
@@ -80,13 +79,11 @@ Result<QString> BlockApplier::apply(const QList<BlockRule>& rules, bool blocking
 
     const FirewallAddresses addresses =
         blockingOn ? firewallAddresses(rules, resolver_) : FirewallAddresses{};
-#ifdef Q_OS_MACOS
-    const QByteArray ruleText = PfAnchor::ruleFile(addresses);
-    const QString chain = PfAnchor::applyChain(files);
-#else
-    const QByteArray ruleText = NftRuleset::script(addresses.isEmpty() ? nullptr : &addresses);
-    const QString chain = NftRuleset::applyChain(files);
-#endif
+    const QByteArray ruleText =
+        kPacketFilter ? PfAnchor::ruleFile(addresses)
+                      : NftRuleset::script(addresses.isEmpty() ? nullptr : &addresses);
+    const QString chain =
+        kPacketFilter ? PfAnchor::applyChain(files) : NftRuleset::applyChain(files);
     if (const Status written = writeFile(files.rules, ruleText); !written)
         return failure(QStringLiteral("Could not prepare the firewall rules: ") + written.error());
 
@@ -105,18 +102,13 @@ Result<QString> BlockApplier::restore(const HostsBackupRecord& backup,
         return failure(contents.error());
     QTemporaryDir folder;
     const QString copy = folder.filePath(QStringLiteral("hosts"));
-    QFile::setPermissions(folder.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
-                                             QFile::ExeGroup | QFile::ExeOther);
     const Status written =
         folder.isValid() ? writeFile(copy, *contents) : Status(failure(folder.errorString()));
     if (!written)
         return failure(
             QStringLiteral("Could not prepare the backup for restoring: %1").arg(written.error()));
-#ifdef Q_OS_MACOS
-    const QString chain = PfAnchor::restoreChain(copy);
-#else
-    const QString chain = NftRuleset::restoreChain(copy);
-#endif
+    const QString chain =
+        kPacketFilter ? PfAnchor::restoreChain(copy) : NftRuleset::restoreChain(copy);
     const CommandResult ran = runPrivileged_(chain);
     if (!ran || !ran->contains(QLatin1String(kBlockerOkMarker)))
         return failure(QStringLiteral("Could not restore the hosts file: ") + outputOf(ran));

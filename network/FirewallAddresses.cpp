@@ -45,6 +45,10 @@ QStringList resolveThroughDns(const QString& host) {
     struct __res_state state {};
     if (res_ninit(&state) != 0)
         return found;
+    // One short try per server: an apply with many names must not wait minutes for a
+    // network that does not answer.
+    state.retrans = 2;
+    state.retry = 1;
     const QByteArray name = host.toLatin1();
     for (const int type : {ns_t_a, ns_t_aaaa}) {
         unsigned char answer[4096];
