@@ -93,8 +93,7 @@ int applyBlocking(bool on, CliIO& io) {
     world.history.record(on ? QStringLiteral("Blocker: Apply") : QStringLiteral("Blocker: Off"),
                          result ? *result : result.error(), result.has_value());
     if (!result) {
-        io.err << result.error() << ' '
-               << (on ? "Blocking was not turned on." : "Blocking was not turned off.") << '\n';
+        io.err << result.error() << '\n';
         return 1;
     }
     if (const Status saved = world.settings.setValue(BlockerKeys::kEnabled, on); !saved) {

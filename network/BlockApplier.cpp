@@ -55,6 +55,15 @@ QString BlockApplier::resultMessage(qsizetype names, qsizetype addresses) {
 }
 
 Result<QString> BlockApplier::apply(const QList<BlockRule>& rules, bool blockingOn) {
+    const Result<QString> applied = install(rules, blockingOn);
+    if (applied)
+        return applied;
+    return failure(applied.error() + (blockingOn
+                                          ? QStringLiteral(" Blocking was not turned on.")
+                                          : QStringLiteral(" Blocking was not turned off.")));
+}
+
+Result<QString> BlockApplier::install(const QList<BlockRule>& rules, bool blockingOn) {
     QFile hosts(hostsPath());
     if (!hosts.open(QIODevice::ReadOnly))
         return failure(QStringLiteral("Could not read /etc/hosts."));

@@ -27,7 +27,7 @@ public:
 
     // Turns blocking on with `rules`, or off (the managed block and the firewall table
     // removed). Returns the result sentence; a failure leaves the hosts file and the
-    // firewall as they were.
+    // firewall as they were, and says that the switch did not change.
     Result<QString> apply(const QList<BlockRule>& rules, bool blockingOn);
 
     // Copies a backup's verified contents over the hosts file.
@@ -40,6 +40,8 @@ public:
     static QString hostsPath();
 
 private:
+    Result<QString> install(const QList<BlockRule>& rules, bool blockingOn);
+
     HostsBackupManager& backups_;
     PrivilegedRun runPrivileged_;
     HostResolver resolver_;

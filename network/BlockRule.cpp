@@ -131,21 +131,16 @@ Result<BlockRule> parseBlockInput(const QString& typed) {
 
     const bool hasScheme = text.contains(QLatin1String("://"));
     const qsizetype slash = text.indexOf(QLatin1Char('/'));
-    if (!hasScheme && slash > 0 && !text.left(slash).contains(QLatin1Char(':')) &&
-        text.left(slash).contains(QRegularExpression(QStringLiteral("^[0-9.]+$")))) {
-        if (const auto range = canonicalRange(text))
-            return BlockRule{*range, BlockKind::range, text, true};
-        return failure(QStringLiteral("“%1” is not a valid IP range; write it as an address and "
-                                      "a prefix length, such as 10.0.0.0/8.")
-                           .arg(text));
-    }
-    if (!hasScheme && text.contains(QLatin1Char('/')) && text.contains(QLatin1Char(':')) &&
-        !text.contains(QLatin1Char('.'))) {
-        if (const auto range = canonicalRange(text))
-            return BlockRule{*range, BlockKind::range, text, true};
-        return failure(QStringLiteral("“%1” is not a valid IP range; write it as an address and "
-                                      "a prefix length, such as 2001:db8::/32.")
-                           .arg(text));
+    if (!hasScheme && slash > 0) {
+        const QString left = text.left(slash);
+        if (canonicalAddress(left) ||
+            left.contains(QRegularExpression(QStringLiteral("^[0-9.]+$")))) {
+            if (const auto range = canonicalRange(text))
+                return BlockRule{*range, BlockKind::range, text, true};
+            return failure(QStringLiteral("“%1” is not a valid IP range; write it as an address "
+                                          "and a prefix length, such as 10.0.0.0/8.")
+                               .arg(text));
+        }
     }
     if (hasScheme || text.contains(QLatin1Char('/')) || text.contains(QLatin1Char('?'))) {
         const QUrl url = QUrl::fromUserInput(text);

@@ -120,15 +120,10 @@ void NetworkBlockerModel::apply(bool blockingOn) {
     run(
         blockingOn ? QStringLiteral("Blocker: Apply") : QStringLiteral("Blocker: Off"),
         QStringLiteral("Applying blocking rules..."),
-        [rules, blockingOn, resolve](BlockApplier& applier) -> Result<QString> {
+        [rules, blockingOn, resolve](BlockApplier& applier) {
             if (resolve)
                 applier.setResolver(resolveThroughDns);
-            const Result<QString> result = applier.apply(rules, blockingOn);
-            if (!result)
-                return failure(result.error() + QLatin1Char(' ') +
-                               (blockingOn ? QStringLiteral("Blocking was not turned on.")
-                                           : QStringLiteral("Blocking was not turned off.")));
-            return result;
+            return applier.apply(rules, blockingOn);
         },
         blockingOn);
 }
