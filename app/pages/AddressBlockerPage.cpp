@@ -127,7 +127,7 @@ AddressBlockerPage::AddressBlockerPage(NetworkBlockerModel& model, QWidget* pare
         if (const Status removed =
                 model_.remove(rules_->indexOfTopLevelItem(rules_->currentItem()));
             !removed)
-            inputError_->setText(removed.error()), inputError_->show();
+            showError(removed);
     });
     connect(rules_, &QTreeWidget::itemChanged, this, [this](QTreeWidgetItem* item, int column) {
         if (column != 0)
@@ -135,14 +135,14 @@ AddressBlockerPage::AddressBlockerPage(NetworkBlockerModel& model, QWidget* pare
         const Status changed = model_.setRuleEnabled(rules_->indexOfTopLevelItem(item),
                                                      item->checkState(0) == Qt::Checked);
         if (!changed)
-            inputError_->setText(changed.error()), inputError_->show();
+            showError(changed);
     });
     connect(rules_, &QTreeWidget::currentItemChanged, this,
             [this] { remove_->setEnabled(rules_->currentItem() != nullptr); });
     connect(apply_, &QPushButton::clicked, this, [this] { model_.apply(blocking_->isChecked()); });
     connect(resolve_, &QCheckBox::toggled, this, [this](bool on) {
         if (const Status saved = model_.setResolveIPs(on); !saved)
-            inputError_->setText(saved.error()), inputError_->show();
+            showError(saved);
     });
     connect(backups_, &QListWidget::currentRowChanged, this,
             [this] { restore_->setEnabled(backups_->currentRow() >= 0 && !model_.pending()); });
@@ -159,14 +159,17 @@ AddressBlockerPage::AddressBlockerPage(NetworkBlockerModel& model, QWidget* pare
     model_.refreshBackups();
 }
 
+void AddressBlockerPage::showError(const Status& status) {
+    inputError_->setVisible(!status);
+    if (!status)
+        inputError_->setText(status.error());
+}
+
 void AddressBlockerPage::addTyped() {
     const Status added = model_.add(input_->text());
-    inputError_->setVisible(!added);
-    if (!added) {
-        inputError_->setText(added.error());
-        return;
-    }
-    input_->clear();
+    showError(added);
+    if (added)
+        input_->clear();
 }
 
 void AddressBlockerPage::showRules() {
@@ -219,8 +222,8 @@ void AddressBlockerPage::restoreSelected() {
     const HostsBackupRecord backup = list.at(row);
     bool vouched = false;
     if (!backup.signedBackup)
-        vouched = question_(HostsBackupManager::unsignedQuestion(),
-                            HostsBackupManager::unsignedDetail());
+        vouched =
+            question_(HostsBackupManager::unsignedQuestion(), HostsBackupManager::unsignedDetail());
     model_.restore(backup, vouched);
 }
 

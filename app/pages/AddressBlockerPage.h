@@ -1,5 +1,7 @@
 #pragma once
 
+#include "services/Result.h"
+
 #include <QWidget>
 #include <functional>
 
@@ -27,6 +29,8 @@ public:
     void setQuestion(Question question) { question_ = std::move(question); }
 
 private:
+    // Shows a refusal under the input field, or hides the last one.
+    void showError(const Status& status);
     void addTyped();
     void showRules();
     void showStatus();
