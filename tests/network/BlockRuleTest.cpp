@@ -80,7 +80,9 @@ TEST(BlockRule, SavedListKeepsOnlyRulesThatReadBackAsThemselves) {
             {"value":"1.2.3.4 }; flush ruleset","kind":"ip","source":"","enabled":true},
             {"value":"example.com","kind":"ip","source":"","enabled":true},
             {"value":"10.1.0.0/16","kind":"range","source":"x","enabled":false},
+            {"value":"2001:DB8:0::/48","kind":"range","source":"y","enabled":true},
             {"value":"good.example","kind":"weird"}])";
     EXPECT_EQ(decodeBlockRules(tampered),
-              (QList<BlockRule>{{"10.1.0.0/16", BlockKind::range, "x", false}}));
+              (QList<BlockRule>{{"10.1.0.0/16", BlockKind::range, "x", false},
+                                {"2001:db8::/48", BlockKind::range, "y", true}}));
 }
