@@ -6,6 +6,7 @@
 #include "cleaning/OptimizationTaskRunner.h"
 #include "monitor/SystemMonitorEngine.h"
 #include "network/NetworkSpeedTestViewModel.h"
+#include "network/NetworkBlockerModel.h"
 #include "platform/PromptElevation.h"
 #include "platform/QtKeychainSecretStore.h"
 #include "services/ActionHistoryStore.h"
@@ -99,6 +100,27 @@ OptimizationTaskRunner& AppServices::taskRunner() {
     if (!taskRunner_)
         taskRunner_ = std::make_unique<OptimizationTaskRunner>(shell(), history(), &status_);
     return *taskRunner_;
+}
+
+NetworkBlockerModel& AppServices::blocker() {
+    if (!blocker_) {
+        blocker_ = std::make_unique<NetworkBlockerModel>(
+            settings_, keychain(),
+            [&shell = shell()](const QString& line) { return shell.runPrivileged(line, true); });
+        QObject::connect(blocker_.get(), &NetworkBlockerModel::statusChanged, &status_, [this] {
+            if (blocker_->pending())
+                status_.report(blocker_->statusMessage(), true);
+        });
+        QObject::connect(
+            blocker_.get(), &NetworkBlockerModel::finished, &status_,
+            [this](const QString& action, const QString& message, bool success) {
+                status_.report((success ? QStringLiteral("Success: ") : QStringLiteral("Error: ")) +
+                                   message,
+                               false);
+                history().record(action, message, success);
+            });
+    }
+    return *blocker_;
 }
 
 MaintenanceTaskLookup AppServices::maintenanceTasks() {

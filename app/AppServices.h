@@ -17,6 +17,7 @@ class Clock;
 class KeychainHelper;
 class MonitorDemand;
 class NetworkSpeedTestViewModel;
+class NetworkBlockerModel;
 class OptimizationTaskRunner;
 class PromptElevation;
 class ScanCenter;
@@ -54,6 +55,8 @@ public:
     OptimizationTaskRunner& taskRunner();
     // The speed test, made on first use; its start and end reach the status line.
     NetworkSpeedTestViewModel& speedTest();
+    // The address blocker's list, apply and backups, made on first use.
+    NetworkBlockerModel& blocker();
     // Finds tasks in the maintenance task registry; they run through taskRunner().
     MaintenanceTaskLookup maintenanceTasks();
     // Runs the short checks of the settings panes (the keyring, sudo) off the main thread.
@@ -78,6 +81,7 @@ private:
     std::unique_ptr<MonitorDemand> monitorDemand_;
     std::unique_ptr<SpeedTestBackend> speedTestBackend_;
     std::unique_ptr<NetworkSpeedTestViewModel> speedTest_; // after its back end: goes first
+    std::unique_ptr<NetworkBlockerModel> blocker_; // its runs use the shell helper and the log
     // Last, so it goes first: it waits for its runs, which use the shell helper and the log.
     std::unique_ptr<OptimizationTaskRunner> taskRunner_;
     QThreadPool checks_; // last: destroyed, and so waited for, first

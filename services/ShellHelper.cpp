@@ -26,6 +26,13 @@ QString ShellHelper::adminUsername() const {
 }
 
 CommandResult ShellHelper::runPrivileged(const QString& shellLine, bool allowPrompt) {
+    // Root (`sudo velmox ...`) needs neither a saved password nor a prompt.
+    if (::geteuid() == 0) {
+        const PrivilegedRunResult result = SudoRunner::run(QString(), shellLine);
+        if (result.succeeded)
+            return result.output;
+        return commandFailure(result.errorMessage.value_or(QString()));
+    }
     const QString access = PlatformPaths::accessSettingsDisplay();
     const QString noPassword =
         QStringLiteral("No administrator password is saved. Add it in %1.").arg(access);

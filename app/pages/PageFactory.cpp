@@ -5,9 +5,9 @@
 #include "app/pages/DashboardPage.h"
 #include "app/pages/FanTempPage.h"
 #include "app/pages/MaintenancePage.h"
+#include "app/pages/NetworkToolsPage.h"
 #include "app/pages/PlaceholderPage.h"
 #include "app/pages/PowerUserPage.h"
-#include "app/pages/SpeedTestPage.h"
 #include "app/pages/StorageManagerPage.h"
 #include "services/ShellHelper.h"
 
@@ -33,7 +33,7 @@ QWidget* createPage(Category category, AppServices& services) {
             },
             &services.settings());
     case Category::networkTools:
-        return new SpeedTestPage(services.speedTest());
+        return new NetworkToolsPage(services);
     default:
         return new PlaceholderPage(category);
     }
