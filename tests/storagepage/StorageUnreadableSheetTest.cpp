@@ -80,6 +80,19 @@ TEST_F(StorageUnreadableSheetTest, ReadBlockedFoldersRunsTheAdministratorPassAnd
     EXPECT_EQ(page->messageText(), outcome->message);
     EXPECT_TRUE(sheet->readBlockedButton()->isEnabled());
     EXPECT_EQ(page->job()->unreadableCount(), 1);
+
+    // The answer does not stay on the page: another pass takes it away while it runs, and the
+    // user can close it.
+    sheet->readBlockedButton()->click();
+    ASSERT_TRUE(page->job()->awaitingProtected());
+    EXPECT_EQ(page->messageText(), "");
+    ASSERT_TRUE(waitFor([&] { return !page->job()->awaitingProtected(); }));
+    EXPECT_EQ(page->messageText(), outcome->message);
+    sheet->close();
+    auto* dismiss = page->findChild<QPushButton*>("dismissMessage");
+    ASSERT_NE(dismiss, nullptr);
+    dismiss->click();
+    EXPECT_EQ(page->messageText(), "");
 }
 
 } // namespace
