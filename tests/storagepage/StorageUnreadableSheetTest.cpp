@@ -1,5 +1,6 @@
 #include "app/pages/StorageUnreadableSheet.h"
 
+#include "tests/app/MacWords.h"
 #include "tests/storagepage/StoragePageFixture.h"
 
 #include <QPushButton>
@@ -93,6 +94,20 @@ TEST_F(StorageUnreadableSheetTest, ReadBlockedFoldersRunsTheAdministratorPassAnd
     ASSERT_NE(dismiss, nullptr);
     dismiss->click();
     EXPECT_EQ(page->messageText(), "");
+}
+
+TEST(UnreadableReasonTest, WhatLinuxScansGiveIsSaidInLinuxWords) {
+#ifdef Q_OS_MACOS
+    GTEST_SKIP() << "the Mac's own words are right there";
+#endif
+    using Kind = UnreadableReason::Kind;
+    for (const UnreadableReason reason :
+         {UnreadableReason::fromOpenError(EACCES), UnreadableReason::fromOpenError(EIO),
+          UnreadableReason{Kind::ownPermissions, 0}, UnreadableReason{Kind::readableNow, 0},
+          UnreadableReason{Kind::gone, 0}}) {
+        EXPECT_EQ(macWordIn(reason.label()), "") << reason.label().toStdString();
+        EXPECT_EQ(macWordIn(reason.explanation()), "") << reason.explanation().toStdString();
+    }
 }
 
 } // namespace
