@@ -82,6 +82,7 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
       resume_(new QPushButton(QStringLiteral("Resume"), this)),
       cancel_(new QPushButton(QStringLiteral("Cancel"), this)), progress_(new QLabel(this)),
       messageBar_(new QFrame(this)), message_(new QLabel(messageBar_)),
+      dismissMessage_(new QPushButton(QStringLiteral("Dismiss"), messageBar_)),
       breadcrumbLayout_(new QHBoxLayout),
       allocated_(segmentButton(QStringLiteral("Allocated"), this)),
       logical_(segmentButton(QStringLiteral("Logical"), this)),
@@ -125,10 +126,9 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     message_->setWordWrap(true);
     message_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     messageLayout->addWidget(message_, 1);
-    auto* dismiss = new QPushButton(QStringLiteral("Dismiss"), messageBar_);
-    dismiss->setObjectName(QStringLiteral("dismissMessage"));
-    messageLayout->addWidget(dismiss, 0, Qt::AlignTop);
-    connect(dismiss, &QPushButton::clicked, this, &StorageManagerPage::dismissMessage);
+    dismissMessage_->setObjectName(QStringLiteral("dismissMessage"));
+    messageLayout->addWidget(dismissMessage_, 0, Qt::AlignTop);
+    connect(dismissMessage_, &QPushButton::clicked, this, &StorageManagerPage::dismissMessage);
     messageBar_->hide();
     layout->addWidget(messageBar_);
 
@@ -493,6 +493,20 @@ void StorageManagerPage::rebuildBreadcrumb() {
         connect(button, &QToolButton::clicked, this, [this, levels] { goUp(levels); });
         breadcrumbLayout_->addWidget(button);
     }
+    orderTabs();
+}
+
+// Tab goes through the controls row by row as they are laid out, the breadcrumb (made anew for
+// every folder) in its place.
+void StorageManagerPage::orderTabs() {
+    QList<QWidget*> order{scopes_, chooseFolder_, scan_,       pause_,
+                          resume_, cancel_,       unreadable_, dismissMessage_};
+    for (int i = 0; i < breadcrumbLayout_->count(); ++i)
+        if (auto* button = qobject_cast<QToolButton*>(breadcrumbLayout_->itemAt(i)->widget()))
+            order << button;
+    order << allocated_ << logical_ << rescan_ << reveal_ << list_;
+    for (qsizetype i = 1; i < order.size(); ++i)
+        setTabOrder(order[i - 1], order[i]);
 }
 
 void StorageManagerPage::setSizeKey(TreeSortKey key) {

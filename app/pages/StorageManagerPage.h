@@ -89,6 +89,7 @@ private:
     void updateProgress();
     void showMessage(const QString& message);
     void rebuildBreadcrumb();
+    void orderTabs();
     void publishDetail();
     void revealSelection();
     void activateRow(const QModelIndex& index);
@@ -114,6 +115,7 @@ private:
     QLabel* progress_;
     QWidget* messageBar_;
     QLabel* message_;
+    QPushButton* dismissMessage_;
     QHBoxLayout* breadcrumbLayout_;
     QPushButton* allocated_;
     QPushButton* logical_;

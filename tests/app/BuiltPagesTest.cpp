@@ -3,6 +3,8 @@
 #include "app/SidebarItems.h"
 #include "app/SidebarView.h"
 #include "app/pages/PlaceholderPage.h"
+#include "app/pages/StorageChildModel.h"
+#include "app/pages/StorageManagerPage.h"
 #include "tests/app/MacWords.h"
 #include "tests/app/WindowFixture.h"
 
@@ -13,12 +15,16 @@
 #include <QApplication>
 #include <QButtonGroup>
 #include <QComboBox>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
 #include <QGroupBox>
 #include <QHash>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPushButton>
 #include <QScrollBar>
 #include <QTabBar>
 #include <QTest>
@@ -220,6 +226,34 @@ TEST_F(BuiltPagesTest, TabReachesEveryControlInReadingOrder) {
     forEachSettingsPane([](QWidget* sections, QWidget* pane, const QString& section) {
         expectReachableInOrder(sections, pane, QStringLiteral("Settings > ") + section);
     });
+}
+
+TEST_F(BuiltPagesTest, TabFollowsTheStorageManagerThroughAScannedFolder) {
+    const QString root = QDir::homePath() + QStringLiteral("/tree");
+    QDir().mkpath(root + QStringLiteral("/inner/deeper"));
+    QFile file(root + QStringLiteral("/inner/deeper/notes.txt"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.close();
+    window.showPage(Category::storageManager);
+    auto* page = qobject_cast<StorageManagerPage*>(window.currentPage());
+    ASSERT_NE(page, nullptr);
+    page->setScope(StorageManagerPage::folderScope(root));
+    page->startScan();
+    const QDeadlineTimer deadline(60000);
+    while (page->job()->state() != ScanJob::State::finished && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    ASSERT_EQ(page->job()->state(), ScanJob::State::finished);
+    // Two levels down, the breadcrumb has a button; a rescan that fails leaves its message.
+    page->enterFolder(page->model()->nodeAt(0));
+    page->enterFolder(page->model()->nodeAt(0));
+    ASSERT_EQ(page->breadcrumb().size(), 3);
+    QDir(root + QStringLiteral("/inner")).removeRecursively();
+    for (QPushButton* button : page->findChildren<QPushButton*>())
+        if (button->text() == QStringLiteral("Rescan Folder"))
+            button->click();
+    ASSERT_NE(page->messageText(), "");
+    QCoreApplication::processEvents();
+    expectReachableInOrder(window.sidebar(), page, QStringLiteral("Storage Manager, scanned"));
 }
 
 TEST_F(BuiltPagesTest, LinuxPagesUseLinuxWords) {
