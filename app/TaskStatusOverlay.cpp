@@ -17,8 +17,9 @@ namespace velmox {
 
 TaskStatusOverlay::TaskStatusOverlay(QWidget* covered)
     : QWidget(covered), icon_(new QLabel(this)), text_(new QLabel(this)),
-      bar_(new QProgressBar(this)), done_(new QPushButton(QStringLiteral("Done"), this)),
-      activity_(new QPushButton(QStringLiteral("Show Activity"), this)) {
+      bar_(new QProgressBar(this)),
+      activity_(new QPushButton(QStringLiteral("Show Activity"), this)),
+      done_(new QPushButton(QStringLiteral("Done"), this)) {
     auto* card = new QFrame(this);
     card->setObjectName(QStringLiteral("card"));
     card->setFixedWidth(360);

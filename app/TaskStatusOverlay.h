@@ -46,8 +46,9 @@ private:
     QLabel* icon_;
     QLabel* text_;
     QProgressBar* bar_;
-    QPushButton* done_;
+    // Made in the order Tab visits them, left to right.
     QPushButton* activity_;
+    QPushButton* done_;
 };
 
 } // namespace velmox
