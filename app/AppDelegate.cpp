@@ -8,6 +8,7 @@
 #include "app/StatusPopover.h"
 #include "app/TrayIcon.h"
 #include "app/WeeklyAutoClean.h"
+#include "app/pages/PowerUserPage.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -95,6 +96,8 @@ bool AppDelegate::createStatusItem() {
         if (!item->show())
             return false;
         connect(item.get(), &TrayIcon::openWindowRequested, this, &AppDelegate::reopen);
+        connect(item.get(), &TrayIcon::activityRequested, this,
+                [this] { PowerUserPage::openActivity(services_.navigation()); });
         connect(item.get(), &TrayIcon::settingsRequested, this, &AppDelegate::showSettings);
         connect(item.get(), &TrayIcon::quitRequested, this, &AppDelegate::requestQuit);
         statusItem_ = std::move(item);

@@ -104,7 +104,7 @@ void GlobalStatusBar::refresh() {
     // nowhere to go.
     const auto origin = center_.originPage();
     arrow_->setVisible(origin.has_value() && navigation_.currentPage() != origin);
-    activity_->setVisible(line.text.contains(QLatin1String("Activity")) &&
+    activity_->setVisible(PowerUserPage::pointsToActivity(line.text) &&
                           !PowerUserPage::showsActivity(navigation_));
 }
 

@@ -63,15 +63,17 @@ void MainWindow::buildMenus() {
     app->addAction(QStringLiteral("&Quit Velmox"), QKeySequence::Quit, this,
                    &MainWindow::quitRequested);
 
-    // Ctrl+1...9 go to the sidebar's rows in order, as shown.
+    // Ctrl+1...9, or Alt+1...9, go to the sidebar's rows in order, as shown.
     QMenu* view = menuBar()->addMenu(QStringLiteral("V&iew"));
     int number = 0;
     for (const SidebarGroup& group : sidebarGroups()) {
         for (const SidebarRow& row : group.rows) {
             QAction* go = view->addAction(row.title, this,
                                           [this, category = row.category] { showPage(category); });
-            if (++number <= 9)
-                go->setShortcut(QKeySequence(Qt::CTRL | Qt::Key(Qt::Key_0 + number)));
+            if (++number <= 9) {
+                const auto digit = Qt::Key(Qt::Key_0 + number);
+                go->setShortcuts({QKeySequence(Qt::CTRL | digit), QKeySequence(Qt::ALT | digit)});
+            }
         }
     }
     view->addSeparator();

@@ -16,6 +16,7 @@
 #include "app/PopoverHeight.h"
 #include "app/SymbolIcons.h"
 #include "app/pages/LiveReadoutsView.h"
+#include "app/pages/PowerUserPage.h"
 #include "services/AppStatusCenter.h"
 
 #include <algorithm>
@@ -96,6 +97,16 @@ void StatusPopover::buildContent() {
     state->setText(message ? statusLineText(*message, status_.isActive()).text
                            : QStringLiteral("Everything is quiet."));
     layout->addWidget(state);
+    if (PowerUserPage::pointsToActivity(state->text())) {
+        auto* activity = new QPushButton(QStringLiteral("Show Activity"), content_);
+        activity->setObjectName(QStringLiteral("showActivity"));
+        layout->addWidget(activity, 0, Qt::AlignLeft);
+        connect(activity, &QPushButton::clicked, this, [this] {
+            hide();
+            emit openWindowRequested();
+            emit activityRequested();
+        });
+    }
 
     // The live readouts of the monitor go here.
     auto* readouts = new QWidget(content_);

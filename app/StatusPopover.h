@@ -34,6 +34,8 @@ public:
 
 signals:
     void openWindowRequested();
+    // After openWindowRequested, when the state shown points to the activity log.
+    void activityRequested();
     void settingsRequested();
     void quitRequested();
 

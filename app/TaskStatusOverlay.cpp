@@ -1,9 +1,11 @@
 #include "app/TaskStatusOverlay.h"
 
 #include "app/SymbolIcons.h"
+#include "app/pages/PowerUserPage.h"
 
 #include <QEvent>
 #include <QFrame>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
 #include <QProgressBar>
@@ -15,7 +17,9 @@ namespace velmox {
 
 TaskStatusOverlay::TaskStatusOverlay(QWidget* covered)
     : QWidget(covered), icon_(new QLabel(this)), text_(new QLabel(this)),
-      bar_(new QProgressBar(this)), done_(new QPushButton(QStringLiteral("Done"), this)) {
+      bar_(new QProgressBar(this)),
+      activity_(new QPushButton(QStringLiteral("Show Activity"), this)),
+      done_(new QPushButton(QStringLiteral("Done"), this)) {
     auto* card = new QFrame(this);
     card->setObjectName(QStringLiteral("card"));
     card->setFixedWidth(360);
@@ -30,10 +34,19 @@ TaskStatusOverlay::TaskStatusOverlay(QWidget* covered)
     cardLayout->addWidget(icon_);
     cardLayout->addWidget(text_);
     cardLayout->addWidget(bar_);
-    cardLayout->addWidget(done_, 0, Qt::AlignCenter);
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch(1);
+    buttons->addWidget(activity_);
+    buttons->addWidget(done_);
+    buttons->addStretch(1);
+    cardLayout->addLayout(buttons);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(card, 0, Qt::AlignCenter);
     connect(done_, &QPushButton::clicked, this, &TaskStatusOverlay::dismiss);
+    connect(activity_, &QPushButton::clicked, this, [this] {
+        dismiss();
+        emit activityRequested();
+    });
     covered->installEventFilter(this);
     setGeometry(covered->rect());
     hide();
@@ -46,6 +59,7 @@ void TaskStatusOverlay::showProgress(const QString& message, std::optional<doubl
     text_->setText(message);
     icon_->hide();
     done_->hide();
+    activity_->hide();
     bar_->show();
     if (progress) {
         bar_->setRange(0, 1000);
@@ -70,6 +84,7 @@ void TaskStatusOverlay::showFinished(const QString& message, bool isSuccess) {
     icon_->show();
     bar_->hide();
     done_->show();
+    activity_->setVisible(PowerUserPage::pointsToActivity(message));
     setGeometry(parentWidget()->rect());
     raise();
     show();

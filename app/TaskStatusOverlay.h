@@ -12,7 +12,8 @@ namespace velmox {
 
 // A veil a page lays over itself while a task runs: a progress bar (or a busy bar
 // without a fraction) and a message; when the task has finished, a tick or a warning
-// sign and a "Done" button that runs dismissAction.
+// sign and a "Done" button that runs dismissAction, and, when the message sends the user to
+// the activity log, a "Show Activity" button that closes the veil and asks for it.
 class TaskStatusOverlay : public QWidget {
     Q_OBJECT
 public:
@@ -27,6 +28,10 @@ public:
     QString message() const { return message_; }
     bool isError() const { return isError_; }
     bool isSuccess() const { return isSuccess_; }
+    QPushButton* activityButton() const { return activity_; }
+
+signals:
+    void activityRequested();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -41,6 +46,8 @@ private:
     QLabel* icon_;
     QLabel* text_;
     QProgressBar* bar_;
+    // Made in the order Tab visits them, left to right.
+    QPushButton* activity_;
     QPushButton* done_;
 };
 

@@ -38,6 +38,7 @@ TrayIcon::TrayIcon(AppStatusCenter& status, QObject* parent)
       menu_(std::make_unique<QMenu>()) {
     connect(popover_.get(), &StatusPopover::openWindowRequested, this,
             &TrayIcon::openWindowRequested);
+    connect(popover_.get(), &StatusPopover::activityRequested, this, &TrayIcon::activityRequested);
     connect(popover_.get(), &StatusPopover::settingsRequested, this, &TrayIcon::settingsRequested);
     connect(popover_.get(), &StatusPopover::quitRequested, this, &TrayIcon::quitRequested);
     menu_->addAction(QStringLiteral("Open Velmox"), this, &TrayIcon::openWindowRequested);

@@ -35,6 +35,7 @@ public:
 
 signals:
     void openWindowRequested();
+    void activityRequested();
     void settingsRequested();
     void quitRequested();
 

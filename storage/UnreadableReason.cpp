@@ -40,10 +40,13 @@ QString UnreadableReason::label() const {
 QString UnreadableReason::explanation() const {
     switch (kind) {
     case Kind::needsAdministrator:
-        return QStringLiteral(
-            "Only root (or its owner) may open this folder. Full Disk Access does not change "
-            "file permissions. Scans read it with administrator rights when a password is "
-            "saved in Settings > Access; otherwise use \"Read Blocked Folders\".");
+        return QStringLiteral("Only root (or its owner) may open this folder.")
+#ifdef Q_OS_MACOS
+               + QStringLiteral(" Full Disk Access does not change file permissions.")
+#endif
+               + QStringLiteral(" Scans read it with administrator rights when a password is "
+                                "saved in Settings > Access; otherwise use \"Read Blocked "
+                                "Folders\".");
     case Kind::ownPermissions:
         return QStringLiteral(
             "This folder is yours, but its permissions do not let you open it. You can change "

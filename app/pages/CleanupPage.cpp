@@ -1,7 +1,9 @@
 #include "app/pages/CleanupPage.h"
 
 #include "app/SidebarItems.h"
+#include "app/TaskStatusOverlay.h"
 #include "app/pages/PageHeader.h"
+#include "app/pages/PowerUserPage.h"
 #include "app/pages/TaskListPanel.h"
 
 #include <QHBoxLayout>
@@ -17,11 +19,12 @@ const QList<TaskCategory>& CleanupPage::categories() {
     return shown;
 }
 
-CleanupPage::CleanupPage(OptimizationTaskRunner& runner, Settings& settings, Clock& clock,
-                         const OptimizationRegistry& registry, QWidget* parent)
-    : QWidget(parent), settings_(settings), registry_(registry),
-      panel_(new TaskListPanel(registry.allTasks(), categories(), runner, clock, this)),
-      smartScan_(new QPushButton(QStringLiteral("Smart Scan"), this)) {
+CleanupPage::CleanupPage(OptimizationTaskRunner& runner, AppNavigationState& navigation,
+                         Settings& settings, Clock& clock, const OptimizationRegistry& registry,
+                         QWidget* parent)
+    : QWidget(parent), settings_(settings), registry_(registry), putBackNote_(new QLabel(this)),
+      smartScan_(new QPushButton(QStringLiteral("Smart Scan"), this)),
+      panel_(new TaskListPanel(registry.allTasks(), categories(), runner, clock, this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 24);
     layout->setSpacing(12);
@@ -32,14 +35,14 @@ CleanupPage::CleanupPage(OptimizationTaskRunner& runner, Settings& settings, Clo
     auto* bar = new QHBoxLayout;
     bar->setSpacing(16);
     // Put Back is not what every task here offers: say which one does.
-    auto* undo = new QLabel(QStringLiteral("What User Cache Cleaner moves to the Trash can be put "
-                                           "back from the Activity tab. Tasks marked “Deletes "
-                                           "permanently” ask first, saying what goes and how "
-                                           "much."),
-                            this);
-    undo->setObjectName(QStringLiteral("pageSubtitle"));
-    undo->setWordWrap(true);
-    bar->addWidget(undo, 1);
+    putBackNote_->setText(QStringLiteral("What User Cache Cleaner moves to the Trash can be put "
+                                         "back from <a href=\"activity\">the Activity tab</a>. "
+                                         "Tasks marked “Deletes permanently” ask first, saying "
+                                         "what goes and how much."));
+    putBackNote_->setObjectName(QStringLiteral("pageSubtitle"));
+    putBackNote_->setWordWrap(true);
+    putBackNote_->setTextInteractionFlags(Qt::TextBrowserInteraction);
+    bar->addWidget(putBackNote_, 1);
     smartScan_->setObjectName(QStringLiteral("smartScan"));
     smartScan_->setToolTip(QStringLiteral("Shows the Smart Scan's tasks, on this page and on "
                                           "Maintenance, with what each would touch; runs the "
@@ -48,6 +51,9 @@ CleanupPage::CleanupPage(OptimizationTaskRunner& runner, Settings& settings, Clo
     layout->addLayout(bar);
     layout->addWidget(panel_, 1);
     connect(smartScan_, &QPushButton::clicked, this, &CleanupPage::startSmartScan);
+    const auto openActivity = [&navigation] { PowerUserPage::openActivity(navigation); };
+    connect(putBackNote_, &QLabel::linkActivated, this, openActivity);
+    connect(panel_->overlay(), &TaskStatusOverlay::activityRequested, this, openActivity);
 }
 
 bool CleanupPage::startSmartScan() {

@@ -4,10 +4,12 @@
 
 #include <QWidget>
 
+class QLabel;
 class QPushButton;
 
 namespace velmox {
 
+class AppNavigationState;
 class Clock;
 class OptimizationTaskRunner;
 class Settings;
@@ -21,20 +23,24 @@ public:
     static const QList<TaskCategory>& categories();
 
     // `runner` is the application's one task runner, shared with every other page.
-    // `settings` keeps the Smart Scan's choices, `clock` paces the measuring of the cards; both
-    // must outlive the page.
-    CleanupPage(OptimizationTaskRunner& runner, Settings& settings, Clock& clock,
-                const OptimizationRegistry& registry = OptimizationRegistry(),
+    // `navigation` opens the activity log, `settings` keeps the Smart Scan's choices, `clock`
+    // paces the measuring of the cards; all three must outlive the page.
+    CleanupPage(OptimizationTaskRunner& runner, AppNavigationState& navigation, Settings& settings,
+                Clock& clock, const OptimizationRegistry& registry = OptimizationRegistry(),
                 QWidget* parent = nullptr);
 
     TaskListPanel* tasks() const { return panel_; }
+    // The line above the tasks that says what can be put back, with its link to the log.
+    QLabel* putBackNote() const { return putBackNote_; }
     bool startSmartScan();
 
 private:
     Settings& settings_;
     OptimizationRegistry registry_;
-    TaskListPanel* panel_;
+    // Made in the order Tab visits them.
+    QLabel* putBackNote_;
     QPushButton* smartScan_;
+    TaskListPanel* panel_;
 };
 
 } // namespace velmox

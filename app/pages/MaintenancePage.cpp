@@ -2,7 +2,9 @@
 
 #include "app/SidebarItems.h"
 #include "app/SymbolIcons.h"
+#include "app/TaskStatusOverlay.h"
 #include "app/pages/PageHeader.h"
+#include "app/pages/PowerUserPage.h"
 #include "app/pages/TaskListPanel.h"
 #include "services/AppNavigationState.h"
 
@@ -33,6 +35,13 @@ QFrame* powerUserCard(AppNavigationState& navigation, QWidget* parent) {
     line->setWordWrap(true);
     texts->addWidget(line);
     layout->addLayout(texts, 1);
+    auto* activity = new QPushButton(QStringLiteral("Show Activity"), card);
+    activity->setObjectName(QStringLiteral("showActivity"));
+    activity->setToolTip(QStringLiteral("Opens the activity log, where moved items can be put "
+                                        "back (Ctrl+Shift+A)"));
+    layout->addWidget(activity);
+    QObject::connect(activity, &QPushButton::clicked, card,
+                     [&navigation] { PowerUserPage::openActivity(navigation); });
     auto* open = new QPushButton(QStringLiteral("Open Power User"), card);
     open->setObjectName(QStringLiteral("openPowerUser"));
     layout->addWidget(open);
@@ -53,8 +62,7 @@ const QList<TaskCategory>& MaintenancePage::categories() {
 MaintenancePage::MaintenancePage(OptimizationTaskRunner& runner, AppNavigationState& navigation,
                                  Clock& clock, const OptimizationRegistry& registry,
                                  QWidget* parent)
-    : QWidget(parent),
-      panel_(new TaskListPanel(registry.allTasks(), categories(), runner, clock, this)) {
+    : QWidget(parent) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 24);
     layout->setSpacing(12);
@@ -64,7 +72,11 @@ MaintenancePage::MaintenancePage(OptimizationTaskRunner& runner, AppNavigationSt
                                                     "the system's own maintenance jobs."),
                                      this));
     layout->addWidget(powerUserCard(navigation, this));
+    // Made after the card, so that Tab reaches the card first.
+    panel_ = new TaskListPanel(registry.allTasks(), categories(), runner, clock, this);
     layout->addWidget(panel_, 1);
+    connect(panel_->overlay(), &TaskStatusOverlay::activityRequested, this,
+            [&navigation] { PowerUserPage::openActivity(navigation); });
 }
 
 } // namespace velmox

@@ -27,7 +27,7 @@ public:
     TaskListPanel* tasks() const { return panel_; }
 
 private:
-    TaskListPanel* panel_;
+    TaskListPanel* panel_ = nullptr;
 };
 
 } // namespace velmox

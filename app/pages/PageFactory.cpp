@@ -20,7 +20,8 @@ QWidget* createPage(Category category, AppServices& services) {
     case Category::fanTemp:
         return new FanTempPage(services.monitor());
     case Category::cleanup:
-        return new CleanupPage(services.taskRunner(), services.settings(), services.clock());
+        return new CleanupPage(services.taskRunner(), services.navigation(), services.settings(),
+                               services.clock());
     case Category::maintenance:
         return new MaintenancePage(services.taskRunner(), services.navigation(), services.clock());
     case Category::powerUser:

@@ -63,6 +63,10 @@ bool PowerUserPage::showsActivity(const AppNavigationState& navigation) {
     return navigation.currentPage() == kPage && navigation.detail(kPage) == kTabs.first();
 }
 
+bool PowerUserPage::pointsToActivity(const QString& text) {
+    return text.contains(QLatin1String("the Activity tab"));
+}
+
 QString PowerUserPage::currentTab() const {
     return kTabs.value(tabs_->currentIndex());
 }

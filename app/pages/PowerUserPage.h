@@ -19,6 +19,9 @@ public:
     // Shows the activity log wherever the user is.
     static void openActivity(AppNavigationState& navigation);
     static bool showsActivity(const AppNavigationState& navigation);
+    // Whether `text` sends the user to the activity log ("... from the Activity tab."), so the
+    // place showing it offers a way there.
+    static bool pointsToActivity(const QString& text);
 
     QString currentTab() const;
     void showTab(const QString& tab);

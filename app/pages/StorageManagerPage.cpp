@@ -19,6 +19,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QFrame>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QJsonDocument>
@@ -80,7 +81,9 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
       pause_(new QPushButton(QStringLiteral("Pause"), this)),
       resume_(new QPushButton(QStringLiteral("Resume"), this)),
       cancel_(new QPushButton(QStringLiteral("Cancel"), this)), progress_(new QLabel(this)),
-      message_(new QLabel(this)), breadcrumbLayout_(new QHBoxLayout),
+      messageBar_(new QFrame(this)), message_(new QLabel(messageBar_)),
+      dismissMessage_(new QPushButton(QStringLiteral("Dismiss"), messageBar_)),
+      breadcrumbLayout_(new QHBoxLayout),
       allocated_(segmentButton(QStringLiteral("Allocated"), this)),
       logical_(segmentButton(QStringLiteral("Logical"), this)),
       rescan_(new QPushButton(QStringLiteral("Rescan Folder"), this)),
@@ -116,9 +119,18 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
 
     progress_->setObjectName(QStringLiteral("pageSubtitle"));
     layout->addWidget(progress_);
+    // The last rescan's or administrator pass's answer stays until the user closes it.
+    messageBar_->setObjectName(QStringLiteral("card"));
+    auto* messageLayout = new QHBoxLayout(messageBar_);
+    messageLayout->setContentsMargins(12, 6, 6, 6);
     message_->setWordWrap(true);
-    message_->hide();
-    layout->addWidget(message_);
+    message_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    messageLayout->addWidget(message_, 1);
+    dismissMessage_->setObjectName(QStringLiteral("dismissMessage"));
+    messageLayout->addWidget(dismissMessage_, 0, Qt::AlignTop);
+    connect(dismissMessage_, &QPushButton::clicked, this, &StorageManagerPage::dismissMessage);
+    messageBar_->hide();
+    layout->addWidget(messageBar_);
 
     auto* folderBar = new QHBoxLayout;
     folderBar->setSpacing(6);
@@ -330,12 +342,10 @@ void StorageManagerPage::setScope(const ScanScope& scope) {
     connect(job_, &ScanJob::progressChanged, this, &StorageManagerPage::updateProgress);
     connect(job_, &ScanJob::treeChanged, this, &StorageManagerPage::showTree);
     connect(job_, &ScanJob::messageChanged, this, [this](const QString& message) {
-        message_->setText(message);
-        message_->setVisible(!message.isEmpty());
+        showMessage(message);
         updateControls();
     });
-    message_->clear();
-    message_->hide();
+    dismissMessage();
     showTree();
     publishDetail();
 }
@@ -345,7 +355,7 @@ void StorageManagerPage::startScan() {
         return;
     // The status line leads back here, to this scope, while the scan runs.
     publishDetail();
-    message_->hide();
+    dismissMessage();
     job_->start();
     updateControls();
 }
@@ -483,6 +493,20 @@ void StorageManagerPage::rebuildBreadcrumb() {
         connect(button, &QToolButton::clicked, this, [this, levels] { goUp(levels); });
         breadcrumbLayout_->addWidget(button);
     }
+    orderTabs();
+}
+
+// Tab goes through the controls row by row as they are laid out, the breadcrumb (made anew for
+// every folder) in its place.
+void StorageManagerPage::orderTabs() {
+    QList<QWidget*> order{scopes_, chooseFolder_, scan_,       pause_,
+                          resume_, cancel_,       unreadable_, dismissMessage_};
+    for (int i = 0; i < breadcrumbLayout_->count(); ++i)
+        if (auto* button = qobject_cast<QToolButton*>(breadcrumbLayout_->itemAt(i)->widget()))
+            order << button;
+    order << allocated_ << logical_ << rescan_ << reveal_ << list_;
+    for (qsizetype i = 1; i < order.size(); ++i)
+        setTabOrder(order[i - 1], order[i]);
 }
 
 void StorageManagerPage::setSizeKey(TreeSortKey key) {
@@ -501,6 +525,9 @@ void StorageManagerPage::updateControls() {
     const bool paused = job_ && job_->isPaused();
     const bool hasTree = static_cast<bool>(model_->tree());
     const bool busy = job_ && job_->isBusy();
+    // A new rescan or administrator pass answers for itself when it ends.
+    if (busy)
+        dismissMessage();
     scan_->setEnabled(!scanning && !busy);
     scan_->setText(hasTree ? QStringLiteral("Scan Again") : QStringLiteral("Scan"));
     pause_->setEnabled(scanning);
@@ -578,7 +605,16 @@ QString StorageManagerPage::progressText() const {
 }
 
 QString StorageManagerPage::messageText() const {
-    return message_->isHidden() ? QString() : message_->text();
+    return messageBar_->isHidden() ? QString() : message_->text();
+}
+
+void StorageManagerPage::showMessage(const QString& message) {
+    message_->setText(message);
+    messageBar_->setVisible(!message.isEmpty());
+}
+
+void StorageManagerPage::dismissMessage() {
+    showMessage({});
 }
 
 void StorageManagerPage::revealSelection() {
@@ -587,11 +623,9 @@ void StorageManagerPage::revealSelection() {
         return;
     const QModelIndex current = list_->currentIndex();
     const int32_t node = current.isValid() ? model_->nodeAt(current.row()) : model_->folder();
-    if (!StorageRevealer::reveal(tree->path(node))) {
-        message_->setText(
+    if (!StorageRevealer::reveal(tree->path(node)))
+        showMessage(
             QStringLiteral("No file manager could be asked to show \"%1\".").arg(tree->path(node)));
-        message_->show();
-    }
 }
 
 StorageUnreadableSheet* StorageManagerPage::openUnreadableSheet() {

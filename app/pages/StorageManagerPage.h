@@ -63,7 +63,10 @@ public:
     QSplitter* splitter() const { return split_; }
     QTreeView* list() const { return list_; }
     QString progressText() const;
+    // The message of the last rescan or administrator pass, until the user dismisses it or
+    // another one starts; empty when none is shown.
     QString messageText() const;
+    void dismissMessage();
     // Why the selected folder was not entered by the scan, when it was not.
     QString explanationText() const;
     StorageUnreadableSheet* openUnreadableSheet();
@@ -84,7 +87,9 @@ private:
     void showFolder(int32_t node);
     void updateControls();
     void updateProgress();
+    void showMessage(const QString& message);
     void rebuildBreadcrumb();
+    void orderTabs();
     void publishDetail();
     void revealSelection();
     void activateRow(const QModelIndex& index);
@@ -108,7 +113,9 @@ private:
     QPushButton* resume_;
     QPushButton* cancel_;
     QLabel* progress_;
+    QWidget* messageBar_;
     QLabel* message_;
+    QPushButton* dismissMessage_;
     QHBoxLayout* breadcrumbLayout_;
     QPushButton* allocated_;
     QPushButton* logical_;

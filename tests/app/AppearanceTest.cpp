@@ -5,6 +5,11 @@
 #include "tests/app/WindowFixture.h"
 
 #include <QApplication>
+#include <QComboBox>
+#include <QHBoxLayout>
+#include <QPushButton>
+#include <QTest>
+#include <QToolButton>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -53,5 +58,57 @@ TEST(AppearancePaletteTest, DisabledTextStaysReadableButDimmerInBothAppearances)
         const int disabled = qGray(palette.color(QPalette::Disabled, QPalette::WindowText).rgb());
         EXPECT_GT(std::abs(active - background), std::abs(disabled - background));
         EXPECT_GT(std::abs(disabled - background), 40);
+    }
+}
+
+// A control the keyboard reached wears a ring of the highlight colour around it, one that the
+// eye finds at once (Fusion's own is a faint line, like a default button's).
+TEST_F(AppearanceTest, KeyboardFocusDrawsAHighlightRingInBothAppearances) {
+    AppearanceController appearance(services.settings());
+    for (const char* raw : {"light", "dark"}) {
+        EXPECT_TRUE(services.settings().setValue(kAppearanceKey, QString::fromLatin1(raw)));
+        QWidget window;
+        auto* layout = new QHBoxLayout(&window);
+        auto* button = new QPushButton(QStringLiteral("Run"), &window);
+        auto* tool = new QToolButton(&window);
+        tool->setText(QStringLiteral("Home"));
+        tool->setAutoRaise(true);
+        auto* combo = new QComboBox(&window);
+        combo->addItem(QStringLiteral("Home Folder"));
+        auto* elsewhere = new QPushButton(QStringLiteral("Elsewhere"), &window);
+        const QList<QWidget*> controls{button, tool, combo};
+        for (QWidget* widget : controls)
+            layout->addWidget(widget);
+        layout->addWidget(elsewhere);
+        window.show();
+        window.activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+        const QColor highlight = window.palette().color(QPalette::Highlight);
+        const auto ringPixels = [&](QWidget* widget) {
+            const QImage image = widget->grab().toImage();
+            int count = 0;
+            for (int y = 0; y < image.height(); ++y)
+                for (int x = 0; x < image.width(); ++x) {
+                    const QColor pixel = image.pixelColor(x, y);
+                    const int distance = std::abs(pixel.red() - highlight.red()) +
+                                         std::abs(pixel.green() - highlight.green()) +
+                                         std::abs(pixel.blue() - highlight.blue());
+                    count += distance < 60 ? 1 : 0;
+                }
+            return count;
+        };
+        elsewhere->setFocus();
+        QList<int> without;
+        for (QWidget* widget : controls)
+            without << ringPixels(widget);
+        // Tab goes round from the last control to the first, then on.
+        for (QWidget* widget : controls) {
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+            ASSERT_TRUE(widget->hasFocus());
+            // Two pixels wide, all the way round.
+            EXPECT_GE(ringPixels(widget) - without.takeFirst(),
+                      2 * (widget->width() + widget->height()))
+                << raw << " " << widget->metaObject()->className();
+        }
     }
 }

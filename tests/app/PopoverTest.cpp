@@ -4,6 +4,8 @@
 #include "tests/app/WindowFixture.h"
 
 #include <QLabel>
+#include <QPushButton>
+#include <QSignalSpy>
 #include <QToolButton>
 #include <gtest/gtest.h>
 
@@ -57,6 +59,26 @@ TEST_F(PopoverTest, ContentIsMadeOnOpeningAndDroppedOnClosing) {
     popover.hide();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_FALSE(popover.hasContent());
+}
+
+TEST_F(PopoverTest, AStateThatPointsToTheActivityLogOpensItInTheWindow) {
+    StatusPopover popover(services.status());
+    QSignalSpy window(&popover, &StatusPopover::openWindowRequested);
+    QSignalSpy activity(&popover, &StatusPopover::activityRequested);
+    services.status().report("Success: Flushed the DNS cache.", false);
+    popover.buildContent();
+    EXPECT_EQ(popover.findChild<QPushButton*>("showActivity"), nullptr);
+
+    services.status().report("Success: Smart Scan finished. 2 can be put back from the Activity "
+                             "tab.",
+                             false);
+    popover.open(QRect());
+    auto* show = popover.findChild<QPushButton*>("showActivity");
+    ASSERT_NE(show, nullptr);
+    show->click();
+    EXPECT_FALSE(popover.isVisible());
+    EXPECT_EQ(window.size(), 1);
+    EXPECT_EQ(activity.size(), 1);
 }
 
 TEST(MenuBarUtilityTest, UtilitiesResolveToTheFirstInstalledCandidate) {

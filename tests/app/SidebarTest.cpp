@@ -47,6 +47,8 @@ TEST_F(SidebarTest, KeyboardReachesEveryRowActivityAndSettings) {
     EXPECT_EQ(window.sidebar()->selection(), rows.at(1));
     ASSERT_TRUE(runShortcut(window, QKeySequence("Ctrl+9")));
     EXPECT_EQ(window.sidebar()->selection(), rows.at(8));
+    ASSERT_TRUE(runShortcut(window, QKeySequence("Alt+3")));
+    EXPECT_EQ(window.sidebar()->selection(), rows.at(2));
 
     window.sidebar()->setFocus();
     QTest::keyClick(window.sidebar(), Qt::Key_End);

@@ -15,6 +15,8 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QDeadlineTimer>
+#include <QKeyEvent>
+#include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTimer>
@@ -82,7 +84,7 @@ protected:
 
 TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
     writeFile(caches + "/app one/blob", QByteArray(120000, 'a'));
-    CleanupPage page(runner, world.privilege.settings, world.clock, world.registry);
+    CleanupPage page(runner, navigation, world.privilege.settings, world.clock, world.registry);
     page.resize(900, 700);
     page.show();
     TaskListPanel& panel = *page.tasks();
@@ -116,6 +118,38 @@ TEST_F(TaskPagesTest, CleanupPageRunsATaskFromItsRowAndShowsTheResultInline) {
     saveShots(page, "cleanup-page");
 }
 
+TEST_F(TaskPagesTest, ThePagesThatMentionTheActivityLogLeadThere) {
+    const auto opensActivity = [&](auto follow) {
+        navigation.navigate("cleanup", std::nullopt);
+        navigation.setDetail("powerUser", "automation");
+        follow();
+        return navigation.currentPage() == "powerUser" &&
+               navigation.detail("powerUser") == "activity";
+    };
+    CleanupPage cleanup(runner, navigation, world.privilege.settings, world.clock, world.registry);
+    cleanup.show();
+    cleanup.activateWindow();
+    ASSERT_TRUE(waitFor([&] { return cleanup.isActiveWindow(); }));
+    QLabel* note = cleanup.putBackNote();
+    EXPECT_TRUE(note->text().contains("<a href=\"activity\">the Activity tab</a>"));
+    EXPECT_TRUE(opensActivity([&] {
+        // The window gave the note the focus; Tab selects its link, Return follows it.
+        ASSERT_TRUE(note->hasFocus());
+        for (const Qt::Key key : {Qt::Key_Tab, Qt::Key_Return}) {
+            QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
+            QCoreApplication::sendEvent(note, &press);
+        }
+    }));
+
+    MaintenancePage maintenance(runner, navigation, world.clock, world.registry);
+    auto* show = maintenance.findChild<QPushButton*>("showActivity");
+    ASSERT_NE(show, nullptr);
+    EXPECT_TRUE(opensActivity([&] { show->click(); }));
+    // A result that does not mention the log has no such button.
+    maintenance.tasks()->overlay()->showFinished("Done.", true);
+    EXPECT_TRUE(maintenance.tasks()->overlay()->activityButton()->isHidden());
+}
+
 TEST_F(TaskPagesTest, RiskyTasksAskFirstAndDecliningRunsNothing) {
     MaintenancePage page(runner, navigation, world.clock, world.registry);
     TaskListPanel& panel = *page.tasks();
@@ -147,7 +181,7 @@ TEST_F(TaskPagesTest, DeletingTasksSayWhatAndHowMuchBeforeDeletingAnything) {
         ASSERT_TRUE(Trash::moveToTrash(caches + "/" + name).has_value());
     const QString speech = caches + "/speech-dispatcher";
     writeFile(speech + "/log/speech.log", QByteArray(20000, 's'));
-    CleanupPage page(runner, world.privilege.settings, world.clock, world.registry);
+    CleanupPage page(runner, navigation, world.privilege.settings, world.clock, world.registry);
     TaskListPanel& panel = *page.tasks();
 
     // The real question, declined.
@@ -191,7 +225,7 @@ TEST_F(TaskPagesTest, SmartScanPreviewsItsTasksAndRunsAndRemembersTheTickedOnes)
     writeFile(caches + "/two", QByteArray(50000, 'b'));
     Settings& settings = world.privilege.settings;
     EXPECT_TRUE(settings.setValue(SmartScan::choicesKey, {}));
-    CleanupPage page(runner, settings, world.clock, world.registry);
+    CleanupPage page(runner, navigation, settings, world.clock, world.registry);
     TaskListPanel& panel = *page.tasks();
     answer(panel, true);
     std::optional<SmartScan::Plan> shown;
@@ -239,6 +273,12 @@ TEST_F(TaskPagesTest, SmartScanPreviewsItsTasksAndRunsAndRemembersTheTickedOnes)
     EXPECT_TRUE(summary->text().contains(" kB moved to the Trash."))
         << summary->text().toStdString();
     EXPECT_EQ(panel.overlay()->message(), summary->text());
+    // The summary says the moved items can be put back from the log: its button goes there.
+    ASSERT_FALSE(panel.overlay()->activityButton()->isHidden());
+    panel.overlay()->activityButton()->click();
+    EXPECT_EQ(navigation.currentPage(), "powerUser");
+    EXPECT_EQ(navigation.detail("powerUser"), "activity");
+    EXPECT_TRUE(panel.overlay()->isHidden());
     QCoreApplication::processEvents();
     EXPECT_EQ(world.history.entries().size(), ticked);
     for (const ActionHistoryEntry& entry : world.history.entries())
@@ -253,7 +293,7 @@ TEST_F(TaskPagesTest, SmartScanPreviewsItsTasksAndRunsAndRemembersTheTickedOnes)
 
 TEST_F(TaskPagesTest, RowsFollowRunsAndTheDiskWhileThePageIsShown) {
     writeFile(caches + "/weekly/blob", QByteArray(60000, 'w'));
-    CleanupPage page(runner, world.privilege.settings, world.clock, world.registry);
+    CleanupPage page(runner, navigation, world.privilege.settings, world.clock, world.registry);
     TaskRow* row = page.tasks()->row("User Cache Cleaner");
     TaskRow* trash = page.tasks()->row("Trash Management");
     ASSERT_NE(row, nullptr);
@@ -298,8 +338,8 @@ TEST_F(TaskPagesTest, RowsFollowRunsAndTheDiskWhileThePageIsShown) {
     EXPECT_FALSE(row->sizeText().endsWith(" MB")) << sizes().toStdString();
 
     // A page that goes while it measures stops its worker first; nothing arrives afterwards.
-    auto gone = std::make_unique<CleanupPage>(runner, world.privilege.settings, world.clock,
-                                              world.registry);
+    auto gone = std::make_unique<CleanupPage>(runner, navigation, world.privilege.settings,
+                                              world.clock, world.registry);
     gone->show();
     gone.reset();
     QCoreApplication::processEvents();

@@ -1,5 +1,6 @@
 #include "app/pages/StorageUnreadableSheet.h"
 
+#include "tests/app/MacWords.h"
 #include "tests/storagepage/StoragePageFixture.h"
 
 #include <QPushButton>
@@ -80,6 +81,33 @@ TEST_F(StorageUnreadableSheetTest, ReadBlockedFoldersRunsTheAdministratorPassAnd
     EXPECT_EQ(page->messageText(), outcome->message);
     EXPECT_TRUE(sheet->readBlockedButton()->isEnabled());
     EXPECT_EQ(page->job()->unreadableCount(), 1);
+
+    // The answer does not stay on the page: another pass takes it away while it runs, and the
+    // user can close it.
+    sheet->readBlockedButton()->click();
+    ASSERT_TRUE(page->job()->awaitingProtected());
+    EXPECT_EQ(page->messageText(), "");
+    ASSERT_TRUE(waitFor([&] { return !page->job()->awaitingProtected(); }));
+    EXPECT_EQ(page->messageText(), outcome->message);
+    sheet->close();
+    auto* dismiss = page->findChild<QPushButton*>("dismissMessage");
+    ASSERT_NE(dismiss, nullptr);
+    dismiss->click();
+    EXPECT_EQ(page->messageText(), "");
+}
+
+TEST(UnreadableReasonTest, WhatLinuxScansGiveIsSaidInLinuxWords) {
+#ifdef Q_OS_MACOS
+    GTEST_SKIP() << "the Mac's own words are right there";
+#endif
+    using Kind = UnreadableReason::Kind;
+    for (const UnreadableReason reason :
+         {UnreadableReason::fromOpenError(EACCES), UnreadableReason::fromOpenError(EIO),
+          UnreadableReason{Kind::ownPermissions, 0}, UnreadableReason{Kind::readableNow, 0},
+          UnreadableReason{Kind::gone, 0}}) {
+        EXPECT_EQ(macWordIn(reason.label()), "") << reason.label().toStdString();
+        EXPECT_EQ(macWordIn(reason.explanation()), "") << reason.explanation().toStdString();
+    }
 }
 
 } // namespace
