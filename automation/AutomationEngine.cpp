@@ -23,9 +23,9 @@ bool notifies(const QString& label) {
     return label.startsWith(QLatin1String("rule")) || label.startsWith(QLatin1String("schedule"));
 }
 
-// Plans are compared with slots to the second, and stored to the second.
+// Runs are stored to the second, in UTC like the dates read from the store.
 QDateTime wholeSeconds(const QDateTime& time) {
-    return QDateTime::fromSecsSinceEpoch(time.toSecsSinceEpoch()).toLocalTime();
+    return QDateTime::fromSecsSinceEpoch(time.toSecsSinceEpoch(), Qt::UTC);
 }
 
 void startPlan(AutomationSchedulePlan& plan, const QDateTime& now) {
@@ -129,6 +129,7 @@ void AutomationEngine::evaluateRules(AutomationTrigger trigger) {
 void AutomationEngine::evaluateRules(AutomationTrigger trigger,
                                      const AutomationMeasurements& measured) {
     const QDateTime time = now();
+    const qint64 nowSecs = time.toSecsSinceEpoch();
     // Runs change the list (lastRun); walk a copy and look each rule up again by id.
     const QList<AutomationRule> rules = data_.rules;
     for (const AutomationRule& rule : rules) {
@@ -139,8 +140,8 @@ void AutomationEngine::evaluateRules(AutomationTrigger trigger,
             continue;
         if (rule.onlyOnAC && !measured.onAC)
             continue;
-        if (rule.lastRun &&
-            rule.lastRun->secsTo(time) < qint64(rule.effectiveCooldownMinutes()) * 60)
+        if (rule.lastRun && nowSecs - rule.lastRun->toSecsSinceEpoch() <
+                                qint64(rule.effectiveCooldownMinutes()) * 60)
             continue;
         for (AutomationRule& stored : data_.rules)
             if (stored.id == rule.id)

@@ -233,18 +233,14 @@ QString onlyOnACLabel() {
     return QStringLiteral("Only on AC power");
 }
 
-QString isoDate(const QDateTime& date) {
-    const QDateTime local = date.toLocalTime();
-    return local.toOffsetFromUtc(local.offsetFromUtc()).toString(Qt::ISODate);
-}
-
 std::optional<QDateTime> dateFromIso(const QString& text) {
     if (text.isEmpty())
         return std::nullopt;
     QDateTime date = QDateTime::fromString(text, Qt::ISODateWithMs);
     if (!date.isValid())
         return std::nullopt;
-    return date.toLocalTime();
+    // Kept in UTC: comparing is then cheap; isoDate writes local time again.
+    return date.toUTC();
 }
 
 QJsonObject toJson(const AutomationSchedulePlan& plan) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "services/ShownText.h"
+
 #include <QDateTime>
 #include <QJsonObject>
 #include <QList>
@@ -118,8 +120,8 @@ struct AutomationStoreData {
     bool operator==(const AutomationStoreData&) const = default;
 };
 
-// Dates are ISO 8601 text with the local offset, to the second.
-QString isoDate(const QDateTime& date);
+// Dates are ISO 8601 text with the local offset, to the second (isoDate); this reads any
+// ISO 8601 form.
 std::optional<QDateTime> dateFromIso(const QString& text);
 
 QJsonObject toJson(const AutomationSchedulePlan& plan);
