@@ -326,3 +326,27 @@ TEST_F(EngineTest, RoutinePlansRunOnceAndMissingRoutinesFail) {
 }
 
 } // namespace
+
+namespace {
+
+TEST_F(EngineTest, PutBackDataGoesToTheActivityLogButIsNeverShown) {
+    makeEngine();
+    const QString moved = "Moved 1 item(s) (4 kB) from ~/.cache to the Trash.";
+    const QString payload = ActionHistoryStore::undoPayload({{"thumbnails", "thumbnails 1"}});
+    ASSERT_FALSE(payload.isEmpty());
+    performer.answer("cleanUserCaches", {true, moved + payload});
+    QString finishedMessage;
+    QObject::connect(
+        engine.get(), &AutomationEngine::taskFinished,
+        [&](const QString&, bool, const QString& message) { finishedMessage = message; });
+    std::optional<AutomationRunResult> result;
+    engine->run("cleanUserCaches", "manual", "Clean User Caches",
+                [&](const AutomationRunResult& r) { result = r; });
+    ASSERT_TRUE(waitUntil([&] { return result.has_value(); }));
+    EXPECT_EQ(result->lines, QStringList{moved});
+    EXPECT_EQ(finishedMessage, moved);
+    ASSERT_TRUE(waitUntil([&] { return !history->entries().isEmpty(); }));
+    EXPECT_TRUE(history->canPutBack(history->entries().first()));
+}
+
+} // namespace

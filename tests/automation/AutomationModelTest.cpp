@@ -1,5 +1,6 @@
 #include "automation/AutomationCatalogue.h"
 #include "automation/AutomationEnvironment.h"
+#include "automation/AutomationProtection.h"
 #include "automation/AutomationStore.h"
 
 #include <QDir>
@@ -223,6 +224,29 @@ TEST(AutomationPower, PowerSupplyTreesOfLaptopsAndDesktops) {
     EXPECT_EQ(powerFromSysfs(root + "laptop-charging"), (PowerState{true, 64, true}));
     EXPECT_EQ(powerFromSysfs(root + "desktop"), (PowerState{false, 0, true}));
     EXPECT_EQ(powerFromSysfs(root + "absent"), (PowerState{false, 0, true}));
+}
+
+} // namespace
+
+namespace {
+
+TEST(AutomationProtection, FoldersAreKeptWithWhatIsInsideAndAboveThem) {
+    const AutomationProtection protection({"/home/u/.cache/keep/", "/srv/a b"},
+                                          {"org.example.App"});
+    for (const char* path : {"/home/u/.cache/keep", "/home/u/.cache/keep/x/y", "/home/u/.cache",
+                             "/home/u/", "/", "/srv/a b/c"})
+        EXPECT_TRUE(protection.protectsPath(path)) << path;
+    for (const char* path : {"/home/u/.cache/keeper", "/home/u/.cache/kee", "/srv/a", "/srv/a bc"})
+        EXPECT_FALSE(protection.protectsPath(path)) << path;
+
+    EXPECT_TRUE(protection.protectsCacheName("org.example.App"));
+    EXPECT_TRUE(protection.protectsCacheName("org.example.App.helper"));
+    EXPECT_FALSE(protection.protectsCacheName("org.example.Apple"));
+    EXPECT_FALSE(protection.protectsCacheName("org.example"));
+    EXPECT_TRUE(protection.protectsCacheItem("/home/u/.cache/", "keep"));
+    EXPECT_FALSE(protection.protectsCacheItem("/home/u/.cache", "thumbnails"));
+    // Names are bytes: one that is not UTF-8 is compared as it is.
+    EXPECT_FALSE(protection.protectsCacheItem("/home/u/.cache", "caf\xe9"));
 }
 
 } // namespace
