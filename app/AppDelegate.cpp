@@ -8,6 +8,7 @@
 #include "app/StatusPopover.h"
 #include "app/TrayIcon.h"
 #include "app/WeeklyAutoClean.h"
+#include "automation/AutomationEngine.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -69,6 +70,7 @@ void AppDelegate::didFinishLaunching() {
                     services_.status().report(QStringLiteral("Error: ") + message, false);
                 });
         autoClean_->start();
+        services_.automation().start();
     }
 
     connect(&services_.notifications(), &AppNotifications::toggleMenuBarIcon, this,

@@ -12,6 +12,7 @@
 namespace velmox {
 
 class ActionHistoryStore;
+class AutomationEngine;
 class AppLanguageManager;
 class Clock;
 class KeychainHelper;
@@ -50,6 +51,8 @@ public:
     // The shared monitor engine, made on first use; it runs while a watcher holds it.
     MonitorDemand& monitor();
     OptimizationTaskRunner& taskRunner();
+    // The automation engine of this process, made on first use; start() begins its checks.
+    AutomationEngine& automation();
     // Finds tasks in the maintenance task registry; they run through taskRunner().
     MaintenanceTaskLookup maintenanceTasks();
     // Runs the short checks of the settings panes (the keyring, sudo) off the main thread.
@@ -72,6 +75,8 @@ private:
     std::unique_ptr<ScanCenter> scanCenter_;
     std::unique_ptr<SystemMonitorEngine> monitorEngine_;
     std::unique_ptr<MonitorDemand> monitorDemand_;
+    struct Automation;
+    std::unique_ptr<Automation> automation_; // uses the log and the keyring
     // Last, so it goes first: it waits for its runs, which use the shell helper and the log.
     std::unique_ptr<OptimizationTaskRunner> taskRunner_;
     QThreadPool checks_; // last: destroyed, and so waited for, first
