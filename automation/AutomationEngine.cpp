@@ -8,6 +8,7 @@
 #include "services/KeychainHelper.h"
 #include "services/Settings.h"
 
+#include <QPointer>
 #include <unistd.h>
 
 namespace velmox {

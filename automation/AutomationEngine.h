@@ -7,7 +7,6 @@
 #include "services/Result.h"
 
 #include <QObject>
-#include <QPointer>
 #include <QSet>
 #include <QThread>
 #include <functional>
@@ -73,7 +72,6 @@ public:
 
     // Starts the minute timer, the wake subscription and the check after launch; once.
     void start();
-    bool isStarted() const { return started_; }
     void evaluateRules(AutomationTrigger trigger);
     // What the minute timer does: rules, then the custom schedule, then the routines' plans.
     void tick();
@@ -96,7 +94,6 @@ public:
     const QStringList& protectedFolders() const { return data_.protectedFolders; }
     const QStringList& protectedBundleIDs() const { return data_.protectedBundleIDs; }
     const AutomationCustomSchedule& customSchedule() const { return data_.customSchedule; }
-    const AutomationStoreData& data() const { return data_; }
     const QSet<QString>& runningTargets() const { return runningTargets_; }
 
     // Each change is saved at once. A plan that is switched on without a lastRun gets the
@@ -158,17 +155,14 @@ public:
                           StepRunner runStep,
                           std::function<void(const AutomationRunResult&)> finished);
     void start();
-
-    const AutomationChain& chain() const { return chain_; }
     const QString& source() const { return source_; }
-    const QString& label() const { return label_; }
 
 private:
     void runNext();
     void finish();
 
     AutomationChain chain_;
-    QString source_;
+    QString source_; // "manual", "rule" or "schedule"
     QString label_;
     bool stopOnFailure_ = true;
     StepRunner runStep_;
