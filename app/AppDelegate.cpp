@@ -9,6 +9,7 @@
 #include "app/TrayIcon.h"
 #include "app/WeeklyAutoClean.h"
 #include "app/pages/PowerUserPage.h"
+#include "automation/AutomationEngine.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -70,6 +71,7 @@ void AppDelegate::didFinishLaunching() {
                     services_.status().report(QStringLiteral("Error: ") + message, false);
                 });
         autoClean_->start();
+        services_.automation().start();
     }
 
     connect(&services_.notifications(), &AppNotifications::toggleMenuBarIcon, this,

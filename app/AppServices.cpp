@@ -2,6 +2,10 @@
 
 #include "app/AppLanguageManager.h"
 #include "app/pages/MonitorDemand.h"
+#include "automation/AutomationEngine.h"
+#include "automation/AutomationNotifier.h"
+#include "automation/AutomationStore.h"
+#include "automation/UnavailableTaskPerformer.h"
 #include "cleaning/OptimizationRegistry.h"
 #include "cleaning/OptimizationTaskRunner.h"
 #include "monitor/SystemMonitorEngine.h"
@@ -15,6 +19,20 @@
 #include "storage/ScanCenter.h"
 
 namespace velmox {
+
+// What the automation engine works with, in the order it needs them.
+struct AppServices::Automation {
+    explicit Automation(AppServices& services)
+        : environment(SystemAutomationEnvironment::systemSources(services.clock())),
+          engine({services.settings(), services.clock(), services.history(), performer, store,
+                  environment, notifier,
+                  AutomationEngine::rootOrSavedPassword(services.keychain())}) {}
+    AutomationStore store;
+    UnavailableTaskPerformer performer;
+    SystemAutomationEnvironment environment;
+    DesktopNotifier notifier;
+    AutomationEngine engine;
+};
 
 AppServices::AppServices(Clock& clock, const QString& settingsFile)
     : clock_(clock), settings_(settingsFile), status_(navigation_, clock) {}
@@ -94,6 +112,20 @@ MonitorDemand& AppServices::monitor() {
         monitorDemand_ = std::make_unique<MonitorDemand>(*monitorEngine_);
     }
     return *monitorDemand_;
+}
+
+AutomationEngine& AppServices::automation() {
+    if (!automation_) {
+        automation_ = std::make_unique<Automation>(*this);
+        const auto reportError = [this](const QString& message) {
+            status_.report(QStringLiteral("Error: ") + message, false);
+        };
+        QObject::connect(&automation_->engine, &AutomationEngine::saveFailed, &status_,
+                         reportError);
+        if (!automation_->engine.loadProblem().isEmpty())
+            reportError(automation_->engine.loadProblem());
+    }
+    return automation_->engine;
 }
 
 OptimizationTaskRunner& AppServices::taskRunner() {

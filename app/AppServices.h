@@ -12,6 +12,7 @@
 namespace velmox {
 
 class ActionHistoryStore;
+class AutomationEngine;
 class AppLanguageManager;
 class Clock;
 class KeychainHelper;
@@ -57,6 +58,8 @@ public:
     NetworkSpeedTestViewModel& speedTest();
     // The address blocker's list, apply and backups, made on first use.
     NetworkBlockerModel& blocker();
+    // The automation engine of this process, made on first use; start() begins its checks.
+    AutomationEngine& automation();
     // Finds tasks in the maintenance task registry; they run through taskRunner().
     MaintenanceTaskLookup maintenanceTasks();
     // Runs the short checks of the settings panes (the keyring, sudo) off the main thread.
@@ -82,6 +85,8 @@ private:
     std::unique_ptr<SpeedTestBackend> speedTestBackend_;
     std::unique_ptr<NetworkSpeedTestViewModel> speedTest_; // after its back end: goes first
     std::unique_ptr<NetworkBlockerModel> blocker_; // its runs use the shell helper and the log
+    struct Automation;
+    std::unique_ptr<Automation> automation_; // uses the log and the keyring
     // Last, so it goes first: it waits for its runs, which use the shell helper and the log.
     std::unique_ptr<OptimizationTaskRunner> taskRunner_;
     QThreadPool checks_; // last: destroyed, and so waited for, first

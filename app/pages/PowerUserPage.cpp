@@ -3,6 +3,7 @@
 #include "app/AppServices.h"
 #include "app/SidebarItems.h"
 #include "app/pages/ActivityPage.h"
+#include "app/pages/AutomationPage.h"
 #include "app/pages/PageHeader.h"
 
 #include <QLabel>
@@ -16,18 +17,6 @@ namespace {
 const QString kPage = QStringLiteral("powerUser");
 const QStringList kTabs{QStringLiteral("activity"), QStringLiteral("automation")};
 
-QWidget* automationPlaceholder() {
-    auto* widget = new QWidget;
-    auto* layout = new QVBoxLayout(widget);
-    auto* line = new QLabel(QStringLiteral("Rules, routines, profiles and a custom schedule for "
-                                           "maintenance tasks will be set up here."));
-    line->setObjectName(QStringLiteral("emptyState"));
-    line->setAlignment(Qt::AlignCenter);
-    line->setWordWrap(true);
-    layout->addWidget(line);
-    return widget;
-}
-
 } // namespace
 
 PowerUserPage::PowerUserPage(AppServices& services, QWidget* parent)
@@ -40,7 +29,7 @@ PowerUserPage::PowerUserPage(AppServices& services, QWidget* parent)
                                      QStringLiteral("The activity log and automation."), this));
     tabs_->setDocumentMode(true);
     tabs_->addTab(new ActivityPage(services.history(), this), QStringLiteral("Activity"));
-    tabs_->addTab(automationPlaceholder(), QStringLiteral("Automation"));
+    tabs_->addTab(new AutomationPage(services.automation(), this), QStringLiteral("Automation"));
     layout->addWidget(tabs_, 1);
 
     AppNavigationState& navigation = services_.navigation();

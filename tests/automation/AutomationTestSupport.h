@@ -1,63 +1,235 @@
 #pragma once
 
-#include "automation/linux/LinuxAutomationTaskPerformer.h"
-#include "automation/linux/LogindKeepAwake.h"
-#include "platform/PlatformPaths.h"
-#include "tests/runners/PrivilegeWorld.h"
+#include "automation/AutomationTaskPerformer.h"
 
+#include <QCoreApplication>
 #include <QDBusConnection>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QTemporaryDir>
+#include <QDeadlineTimer>
+#include <QMutex>
+#include <QProcess>
+#include <QSemaphore>
+#include <QThread>
+#include <QVariantMap>
+#include <atomic>
+#include <functional>
+#include <gtest/gtest.h>
 
 namespace velmox::test {
 
-inline void writeFile(const QString& path, const QByteArray& content) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
-    file.write(content);
+// Runs queued work of this thread until `done` holds; gives up after a minute.
+inline bool waitUntil(const std::function<bool()>& done) {
+    const QDeadlineTimer deadline(60000);
+    while (!done() && !deadline.hasExpired()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(1);
+    }
+    return done();
 }
 
-inline QByteArray readFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-// A task performer on the real keyring and sudo, whose system files (the mount table, the
-// kernel's drop_caches) live in a temporary tree.
-struct PerformerWorld {
-    PrivilegeWorld privilege;
-    QTemporaryDir systemTree{QDir::tempPath() + QStringLiteral("/system 'root' XXXXXX")};
-    LogindKeepAwake keepAwake{QDBusConnection(QStringLiteral("none"))};
-    LinuxAutomationTaskPerformer::Options options = [this] {
-        LinuxAutomationTaskPerformer::Options made;
-        made.systemRoot = systemTree.path();
-        return made;
-    }();
-
-    // The test binary's home lives on between its tests: each starts with no caches and an
-    // empty Trash.
-    PerformerWorld() {
-        QDir(PlatformPaths::userCaches()).removeRecursively();
-        QDir(PlatformPaths::appDataParent() + QStringLiteral("/Trash")).removeRecursively();
+// A message bus of the test's own, standing in for the system and session buses.
+class PrivateBus {
+public:
+    PrivateBus() {
+        daemon_.start(QStringLiteral("dbus-daemon"),
+                      {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                       QStringLiteral("--print-address=1")});
+        if (daemon_.waitForReadyRead(10000))
+            address_ = QString::fromUtf8(daemon_.readLine()).trimmed();
+    }
+    ~PrivateBus() {
+        daemon_.kill();
+        daemon_.waitForFinished();
+    }
+    const QString& address() const { return address_; }
+    // A client connection of the calling thread under `name`.
+    QDBusConnection connect(const QString& name) const {
+        return QDBusConnection::connectToBus(address_, name);
     }
 
-    QString system(const QString& path) const { return systemTree.path() + path; }
+private:
+    QProcess daemon_;
+    QString address_;
+};
 
-    // "/" as the given file system on `source`, below the mounts in `others`.
-    void mountRoot(const QByteArray& type, const QString& source, const QByteArray& others = {}) {
-        writeFile(system("/proc/self/mountinfo"),
-                  others + "29 1 8:2 / / rw,relatime shared:1 - " + type + ' ' +
-                      source.toUtf8().replace(' ', "\\040") + " rw\n");
+// logind's manager object: idle hints and the sleep signal.
+class Login1StandIn : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.login1.Manager")
+    Q_PROPERTY(bool IdleHint READ idleHint)
+    Q_PROPERTY(qulonglong IdleSinceHint READ idleSinceHint)
+public:
+    std::atomic<bool> idle{false};
+    std::atomic<qulonglong> idleSinceUs{0};
+    bool idleHint() const { return idle; }
+    qulonglong idleSinceHint() const { return idleSinceUs; }
+signals:
+    void PrepareForSleep(bool start);
+};
+
+class UPowerStandIn : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.UPower")
+    Q_PROPERTY(bool OnBattery READ onBattery)
+public:
+    std::atomic<bool> battery{false};
+    bool onBattery() const { return battery; }
+};
+
+class UPowerDeviceStandIn : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.UPower.Device")
+    Q_PROPERTY(bool IsPresent READ isPresent)
+    Q_PROPERTY(double Percentage READ percentage)
+    Q_PROPERTY(uint Type READ type)
+public:
+    std::atomic<bool> present{true};
+    std::atomic<double> percent{80.0};
+    bool isPresent() const { return present; }
+    double percentage() const { return percent; }
+    uint type() const { return 2; }
+};
+
+struct ShownNotification {
+    QString title;
+    QString body;
+    bool operator==(const ShownNotification&) const = default;
+};
+
+class NotificationsStandIn : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+public:
+    QList<ShownNotification> shown() const {
+        QMutexLocker lock(&mutex_);
+        return shown_;
+    }
+public slots:
+    uint Notify(const QString&, uint, const QString&, const QString& summary, const QString& body,
+                const QStringList&, const QVariantMap&, int) {
+        QMutexLocker lock(&mutex_);
+        shown_.append({summary, body});
+        return uint(shown_.size());
     }
 
-    AutomationTaskOutcome perform(const QString& task, bool dryRun = false) {
-        LinuxAutomationTaskPerformer performer(privilege.keychain, privilege.shell, keepAwake,
-                                               options);
-        return performer.perform(task, dryRun);
+private:
+    mutable QMutex mutex_;
+    QList<ShownNotification> shown_;
+};
+
+// The stand-in services on a thread of their own, so that the code under test can make
+// blocking calls to them from the main thread.
+class StandInServices {
+public:
+    explicit StandInServices(const PrivateBus& bus) {
+        context_.moveToThread(&thread_);
+        for (QObject* object : owned_)
+            object->moveToThread(&thread_);
+        thread_.start();
+        onThread([&] {
+            connection_ =
+                std::make_unique<QDBusConnection>(bus.connect(QStringLiteral("stand-ins")));
+            const auto all = QDBusConnection::ExportAllProperties |
+                             QDBusConnection::ExportAllSignals | QDBusConnection::ExportAllSlots;
+            connection_->registerObject(QStringLiteral("/org/freedesktop/login1"), &login1, all);
+            connection_->registerService(QStringLiteral("org.freedesktop.login1"));
+            connection_->registerObject(QStringLiteral("/org/freedesktop/UPower"), &upower, all);
+            connection_->registerObject(
+                QStringLiteral("/org/freedesktop/UPower/devices/DisplayDevice"), &device, all);
+            connection_->registerObject(QStringLiteral("/org/freedesktop/Notifications"),
+                                        &notifications, all);
+            connection_->registerService(QStringLiteral("org.freedesktop.Notifications"));
+        });
     }
+    ~StandInServices() {
+        onThread([&] {
+            for (const char* path : {"/org/freedesktop/login1", "/org/freedesktop/UPower",
+                                     "/org/freedesktop/UPower/devices/DisplayDevice",
+                                     "/org/freedesktop/Notifications"})
+                connection_->unregisterObject(QString::fromLatin1(path));
+            qDeleteAll(owned_);
+            connection_.reset();
+            QDBusConnection::disconnectFromBus(QStringLiteral("stand-ins"));
+        });
+        thread_.quit();
+        thread_.wait();
+    }
+    void setUPowerRunning(bool running) {
+        onThread([&] {
+            if (running)
+                connection_->registerService(QStringLiteral("org.freedesktop.UPower"));
+            else
+                connection_->unregisterService(QStringLiteral("org.freedesktop.UPower"));
+        });
+    }
+    void emitWake() {
+        onThread([&] { emit login1.PrepareForSleep(false); });
+    }
+
+    Login1StandIn& login1 = *new Login1StandIn;
+    UPowerStandIn& upower = *new UPowerStandIn;
+    UPowerDeviceStandIn& device = *new UPowerDeviceStandIn;
+    NotificationsStandIn& notifications = *new NotificationsStandIn;
+
+private:
+    void onThread(const std::function<void()>& work) {
+        QMetaObject::invokeMethod(&context_, work, Qt::BlockingQueuedConnection);
+    }
+    // Made and deleted on the services' thread, where the bus delivers to them.
+    const QList<QObject*> owned_{&login1, &upower, &device, &notifications};
+    QThread thread_;
+    QObject context_;
+    std::unique_ptr<QDBusConnection> connection_;
+};
+
+// Records what the engine asked for; answers "Done: <id>" unless told otherwise, and can
+// hold a task until released.
+class RecordingPerformer final : public AutomationTaskPerformer {
+public:
+    struct Call {
+        QString taskId;
+        bool dryRun = false;
+        bool operator==(const Call&) const = default;
+    };
+    AutomationTaskOutcome perform(const QString& taskId, bool dryRun) override {
+        {
+            QMutexLocker lock(&mutex_);
+            calls_.append({taskId, dryRun});
+        }
+        if (holding_ && taskId == held_)
+            gate_.acquire();
+        QMutexLocker lock(&mutex_);
+        return outcomes_.value(taskId, {true, QStringLiteral("Done: ") + taskId});
+    }
+    void answer(const QString& taskId, AutomationTaskOutcome outcome) {
+        QMutexLocker lock(&mutex_);
+        outcomes_.insert(taskId, std::move(outcome));
+    }
+    void hold(const QString& taskId) {
+        held_ = taskId;
+        holding_ = true;
+    }
+    void release() {
+        holding_ = false;
+        gate_.release();
+    }
+    QList<Call> calls() const {
+        QMutexLocker lock(&mutex_);
+        return calls_;
+    }
+    QStringList taskIds() const {
+        QStringList ids;
+        for (const Call& call : calls())
+            ids.append(call.taskId);
+        return ids;
+    }
+
+private:
+    mutable QMutex mutex_;
+    QList<Call> calls_;
+    QHash<QString, AutomationTaskOutcome> outcomes_;
+    QString held_;
+    std::atomic<bool> holding_{false};
+    QSemaphore gate_;
 };
 
 } // namespace velmox::test

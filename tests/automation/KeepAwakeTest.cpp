@@ -1,6 +1,6 @@
 // Keeping the computer awake through logind's Inhibit call, against a stand-in logind on a
 // private bus: the lock is held exactly from "on" until "off" or the end of its owner.
-#include "tests/automation/AutomationTestSupport.h"
+#include "tests/automation/PerformerWorld.h"
 
 #include <QCoreApplication>
 #include <QDBusAbstractAdaptor>

@@ -2,7 +2,7 @@
 // every Trash of the user, and what each task says where its tool is missing.
 #include "platform/PlatformPaths.h"
 #include "platform/Trash.h"
-#include "tests/automation/AutomationTestSupport.h"
+#include "tests/automation/PerformerWorld.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,7 +1,7 @@
 // The root file system check's readings of the mount table and of recorded tool outputs.
 #include "automation/linux/RootFileSystemCheck.h"
 
-#include "tests/automation/AutomationTestSupport.h"
+#include "tests/automation/PerformerWorld.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Administrator tasks for real as root: sudo with the test administrator's saved password,
 // never a prompt, on files standing in for the kernel setting and the root file system.
-#include "tests/automation/AutomationTestSupport.h"
+#include "tests/automation/PerformerWorld.h"
 
 #include <QProcess>
 #include <gtest/gtest.h>

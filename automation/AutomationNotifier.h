@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QString>
+
+namespace velmox {
+
+// Shows the user a notification about an unattended run.
+class AutomationNotifier {
+public:
+    virtual ~AutomationNotifier() = default;
+    virtual void notify(const QString& title, const QString& body) = 0;
+};
+
+// Through the desktop's notification server (org.freedesktop.Notifications on the session
+// bus). Does not wait for the server's answer; without a server nothing is shown.
+class DesktopNotifier final : public AutomationNotifier {
+public:
+    explicit DesktopNotifier(QDBusConnection sessionBus = QDBusConnection::sessionBus());
+    void notify(const QString& title, const QString& body) override;
+
+private:
+    QDBusConnection bus_;
+};
+
+} // namespace velmox

@@ -1,0 +1,54 @@
+#include "automation/AutomationProtection.h"
+
+#include <QFile>
+#include <algorithm>
+
+namespace velmox {
+
+namespace {
+
+QByteArray withoutTrailingSlashes(QByteArray path) {
+    while (path.size() > 1 && path.endsWith('/'))
+        path.chop(1);
+    return path;
+}
+
+// True when `inner` lies inside `outer` (both without trailing slashes).
+bool isInside(const QByteArray& inner, const QByteArray& outer) {
+    if (outer == "/")
+        return inner.size() > 1 && inner.startsWith('/');
+    return inner.size() > outer.size() && inner.startsWith(outer) && inner.at(outer.size()) == '/';
+}
+
+} // namespace
+
+AutomationProtection::AutomationProtection(const QStringList& protectedFolders,
+                                           QStringList protectedAppIds) {
+    for (const QString& folder : protectedFolders)
+        if (!folder.isEmpty())
+            folders_.append(withoutTrailingSlashes(QFile::encodeName(folder)));
+    for (const QString& id : protectedAppIds)
+        if (!id.isEmpty())
+            appIds_.append(id.toUtf8());
+}
+
+bool AutomationProtection::protectsPath(const QByteArray& path) const {
+    const QByteArray normal = withoutTrailingSlashes(path);
+    return std::any_of(folders_.begin(), folders_.end(), [&](const QByteArray& folder) {
+        return normal == folder || isInside(normal, folder) || isInside(folder, normal);
+    });
+}
+
+bool AutomationProtection::protectsCacheName(const QByteArray& name) const {
+    return std::any_of(appIds_.begin(), appIds_.end(), [&](const QByteArray& id) {
+        return name == id ||
+               (name.startsWith(id) && name.size() > id.size() && name.at(id.size()) == '.');
+    });
+}
+
+bool AutomationProtection::protectsCacheItem(const QByteArray& folder,
+                                             const QByteArray& name) const {
+    return protectsCacheName(name) || protectsPath(withoutTrailingSlashes(folder) + '/' + name);
+}
+
+} // namespace velmox
