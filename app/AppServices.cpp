@@ -5,7 +5,7 @@
 #include "automation/AutomationEngine.h"
 #include "automation/AutomationNotifier.h"
 #include "automation/AutomationStore.h"
-#include "automation/UnavailableTaskPerformer.h"
+#include "automation/SystemTaskPerformer.h"
 #include "cleaning/OptimizationRegistry.h"
 #include "cleaning/OptimizationTaskRunner.h"
 #include "monitor/SystemMonitorEngine.h"
@@ -23,12 +23,13 @@ namespace velmox {
 // What the automation engine works with, in the order it needs them.
 struct AppServices::Automation {
     explicit Automation(AppServices& services)
-        : environment(SystemAutomationEnvironment::systemSources(services.clock())),
-          engine({services.settings(), services.clock(), services.history(), performer, store,
+        : performer(makeSystemTaskPerformer(services.keychain(), services.shell())),
+          environment(SystemAutomationEnvironment::systemSources(services.clock())),
+          engine({services.settings(), services.clock(), services.history(), *performer, store,
                   environment, notifier,
                   AutomationEngine::rootOrSavedPassword(services.keychain())}) {}
     AutomationStore store;
-    UnavailableTaskPerformer performer;
+    std::unique_ptr<AutomationTaskPerformer> performer;
     SystemAutomationEnvironment environment;
     DesktopNotifier notifier;
     AutomationEngine engine;

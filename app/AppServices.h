@@ -86,7 +86,7 @@ private:
     std::unique_ptr<NetworkSpeedTestViewModel> speedTest_; // after its back end: goes first
     std::unique_ptr<NetworkBlockerModel> blocker_; // its runs use the shell helper and the log
     struct Automation;
-    std::unique_ptr<Automation> automation_; // uses the log and the keyring
+    std::unique_ptr<Automation> automation_; // uses the log, the keyring and the shell helper
     // Last, so it goes first: it waits for its runs, which use the shell helper and the log.
     std::unique_ptr<OptimizationTaskRunner> taskRunner_;
     QThreadPool checks_; // last: destroyed, and so waited for, first

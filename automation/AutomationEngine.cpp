@@ -295,7 +295,9 @@ void AutomationEngine::runTask(const QString& taskId, bool dryRun,
     const auto adminAvailable = services_.adminAvailable;
     QMetaObject::invokeMethod(
         worker_,
-        [engine, performer, adminAvailable, task = *task, dryRun, done = std::move(done)] {
+        [engine, performer, adminAvailable, task = *task, dryRun, done = std::move(done),
+         folders = data_.protectedFolders, appIds = data_.protectedBundleIDs] {
+            performer->setProtection(folders, appIds);
             AutomationTaskOutcome outcome;
             const Result<bool> admin =
                 task.needsAdmin && adminAvailable ? adminAvailable() : Result<bool>(true);

@@ -1,5 +1,6 @@
 #pragma once
 #include <QString>
+#include <QStringList>
 namespace velmox {
 // What one automation task run did: success and the message shown to the user.
 struct AutomationTaskOutcome {
@@ -15,5 +16,11 @@ public:
     // dryRun: describe, change nothing. Administrator work runs directly when the
     // process is root, else with the saved password; never with a prompt.
     virtual AutomationTaskOutcome perform(const QString& taskId, bool dryRun) = 0;
+    // What cache cleaning leaves alone: folders, and items named after these app IDs. The
+    // engine sets it on the worker thread before each task.
+    virtual void setProtection(const QStringList& folders, const QStringList& appIds) {
+        (void)folders;
+        (void)appIds;
+    }
 };
 } // namespace velmox

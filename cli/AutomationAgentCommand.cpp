@@ -1,13 +1,14 @@
-// velmox automation-agent: installs, removes and shows the background maintenance agent.
+// velmox automation agent: installs, removes and shows the background maintenance agent.
+#include "cli/AutomationAgentCommand.h"
+
 #include "automation/agent/LinuxMaintenanceAgent.h"
-#include "cli/CliCommand.h"
 
 namespace velmox {
 
 namespace {
 
 int usage(CliIO& io) {
-    io.err << usageLine(QStringLiteral("automation-agent")) << '\n';
+    io.err << "Usage: velmox " << automationAgentUsage << '\n';
     return 2;
 }
 
@@ -57,7 +58,9 @@ int install(const QStringList& options, CliIO& io) {
     return 0;
 }
 
-int runAgent(const QStringList& args, CliIO& io) {
+} // namespace
+
+int runAutomationAgent(const QStringList& args, CliIO& io) {
     const QString verb = args.value(0);
     const QStringList rest = args.mid(1);
     if (verb == QLatin1String("install"))
@@ -85,19 +88,5 @@ int runAgent(const QStringList& args, CliIO& io) {
     }
     return usage(io);
 }
-
-// The name holds a dash, which the registration macro's identifier can't.
-const bool registered = [] {
-    CliRegistry::shared().add(
-        {QStringLiteral("automation-agent"),
-         QStringLiteral("automation-agent install --daily|--weekly [--caches] [--trash] "
-                        "[--purge] | automation-agent remove | automation-agent status"),
-         QStringLiteral("Installs, removes or shows the background agent that runs maintenance "
-                        "on its own, daily or weekly."),
-         runAgent});
-    return true;
-}();
-
-} // namespace
 
 } // namespace velmox

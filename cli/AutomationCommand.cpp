@@ -3,12 +3,14 @@
 #include "automation/AutomationEngine.h"
 #include "automation/AutomationNotifier.h"
 #include "automation/AutomationStore.h"
-#include "automation/UnavailableTaskPerformer.h"
-#include "cli/CliCommand.h"
+#include "automation/SystemTaskPerformer.h"
+#include "cli/AutomationAgentCommand.h"
+#include "platform/PromptElevation.h"
 #include "platform/QtKeychainSecretStore.h"
 #include "services/ActionHistoryStore.h"
 #include "services/Clock.h"
 #include "services/KeychainHelper.h"
+#include "services/ShellHelper.h"
 #include "services/Settings.h"
 
 #include <QEventLoop>
@@ -174,8 +176,11 @@ int run(const RunOptions& options, CliIO& io) {
     KeychainHelper keychain(secrets);
     SystemAutomationEnvironment environment(SystemAutomationEnvironment::systemSources(clock));
     DesktopNotifier notifier;
-    UnavailableTaskPerformer performer;
-    AutomationEngine engine({settings, clock, history, performer, store, environment, notifier,
+    const std::unique_ptr<PromptElevation> prompt = PromptElevation::forThisSystem();
+    ShellHelper shell(keychain, settings, *prompt);
+    const std::unique_ptr<AutomationTaskPerformer> performer =
+        makeSystemTaskPerformer(keychain, shell);
+    AutomationEngine engine({settings, clock, history, *performer, store, environment, notifier,
                              AutomationEngine::rootOrSavedPassword(keychain)});
 
     std::optional<AutomationRunResult> result;
@@ -212,15 +217,6 @@ int run(const RunOptions& options, CliIO& io) {
     return 0;
 }
 
-// The background agent's verbs belong to their own command; `automation agent ...` hands
-// them over unchanged.
-int agent(const QStringList& args, CliIO& io) {
-    if (const CliCommand* command = CliRegistry::shared().find(QStringLiteral("automation-agent")))
-        return command->run(args, io);
-    io.err << "The background agent can't be managed from this build of Velmox.\n";
-    return 1;
-}
-
 int runAutomation(const QStringList& args, CliIO& io) {
     const QString verb = args.value(0);
     if (verb == QLatin1String("list") && args.size() <= 2) {
@@ -248,7 +244,7 @@ int runAutomation(const QStringList& args, CliIO& io) {
         return run(options, io);
     }
     if (verb == QLatin1String("agent"))
-        return agent(args.mid(1), io);
+        return runAutomationAgent(args.mid(1), io);
     return usage(io);
 }
 
@@ -256,7 +252,7 @@ int runAutomation(const QStringList& args, CliIO& io) {
 
 VELMOX_CLI_COMMAND(automation,
                    "automation list [--json] | automation run ACTION [--dry-run] [--yes] [--json] "
-                   "| automation agent ...",
+                   "| automation agent install --daily|--weekly [--caches] [--trash] [--purge] | automation agent remove | automation agent status",
                    "Lists the automation rules, routines and profiles, or runs a task id, "
                    "\"chain:ID\" or a profile id.",
                    runAutomation);

@@ -131,6 +131,8 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::perform(const QString& taskI
     const QString dry = QStringLiteral("Dry run: ");
     if (dryRun && !outcome.message.startsWith(dry))
         outcome.message.prepend(dry);
+    if (!dryRun && taskId == QLatin1String("cleanUserCaches") && !moved_.isEmpty())
+        outcome.message += ActionHistoryStore::undoPayload(moved_);
     return outcome;
 }
 

@@ -205,18 +205,18 @@ TEST(LinuxMaintenanceAgentTest, ScriptMovesCachesToTheTrashAndExpiresOldItems) {
               "cached name with spaces");
 }
 
-// Install, update, status and removal through `velmox automation-agent` in child processes.
+// Install, update, status and removal through `velmox automation agent` in child processes.
 // The test's runtime folder has no user service manager: the units are written, verified and
 // enabled for the next login, and the failure to start them is said in a sentence.
 TEST(LinuxMaintenanceAgentTest, CommandLineInstallsUpdatesAndRemovesTheUnits) {
     using test::runVelmox;
     const auto out = [](const QStringList& args) { return QString::fromUtf8(runVelmox(args).out); };
     const QString folder = LinuxMaintenanceAgent::unitFolder();
-    EXPECT_EQ(runVelmox({"automation-agent", "install", "--trash"}).exitCode, 2);
-    EXPECT_EQ(runVelmox({"automation-agent", "install", "--daily", "--weekly"}).exitCode, 2);
+    EXPECT_EQ(runVelmox({"automation", "agent", "install", "--trash"}).exitCode, 2);
+    EXPECT_EQ(runVelmox({"automation", "agent", "install", "--daily", "--weekly"}).exitCode, 2);
 
     const test::VelmoxRun install =
-        runVelmox({"automation-agent", "install", "--daily", "--trash"});
+        runVelmox({"automation", "agent", "install", "--daily", "--trash"});
     EXPECT_EQ(install.exitCode, 1);
     EXPECT_TRUE(QString::fromUtf8(install.err)
                     .startsWith("The background agent was written to " + folder +
@@ -234,14 +234,14 @@ TEST(LinuxMaintenanceAgentTest, CommandLineInstallsUpdatesAndRemovesTheUnits) {
         EXPECT_EQ(verify.readAllStandardError(), "");
     }
 
-    runVelmox({"automation-agent", "install", "--weekly", "--caches", "--purge"});
+    runVelmox({"automation", "agent", "install", "--weekly", "--caches", "--purge"});
     EXPECT_TRUE(readFile(folder + "/velmox-maintenance.timer").contains("\nOnCalendar=weekly\n"));
-    EXPECT_TRUE(out({"automation-agent", "status"})
+    EXPECT_TRUE(out({"automation", "agent", "status"})
                     .startsWith("Installed: runs weekly. It moves the user caches to the Trash, "
                                 "drops the page cache where sudo needs no password. "));
 
-    EXPECT_EQ(out({"automation-agent", "remove"}), "Background agent removed.\n");
-    EXPECT_EQ(out({"automation-agent", "status"}), "The background agent is not installed.\n");
+    EXPECT_EQ(out({"automation", "agent", "remove"}), "Background agent removed.\n");
+    EXPECT_EQ(out({"automation", "agent", "status"}), "The background agent is not installed.\n");
     EXPECT_TRUE(QDir(folder).entryList(QDir::Files).isEmpty());
     EXPECT_FALSE(QFileInfo::exists(LinuxMaintenanceAgent::scriptPath()));
 }
