@@ -10,8 +10,8 @@
 #include "services/ActionHistoryStore.h"
 #include "services/Clock.h"
 #include "services/KeychainHelper.h"
-#include "services/ShellHelper.h"
 #include "services/Settings.h"
+#include "services/ShellHelper.h"
 
 #include <QEventLoop>
 #include <QJsonArray>
@@ -252,7 +252,8 @@ int runAutomation(const QStringList& args, CliIO& io) {
 
 VELMOX_CLI_COMMAND(automation,
                    "automation list [--json] | automation run ACTION [--dry-run] [--yes] [--json] "
-                   "| automation agent install --daily|--weekly [--caches] [--trash] [--purge] | automation agent remove | automation agent status",
+                   "| automation agent install --daily|--weekly [--caches] [--trash] [--purge] | "
+                   "automation agent remove | automation agent status",
                    "Lists the automation rules, routines and profiles, or runs a task id, "
                    "\"chain:ID\" or a profile id.",
                    runAutomation);

@@ -16,7 +16,8 @@ public:
 
     // Adds a tab named `key` in the navigation state. Call for every tab, then `restore()`.
     void addPageTab(QWidget* widget, const QString& title, const QString& key);
-    // Shows the tab the navigation state remembers (the first one when none).
+    // Shows the tab the navigation state remembers (the first one when none); from then on
+    // the tab picked is recorded. Call once.
     void restore();
 
     QString currentKey() const;

@@ -5,9 +5,8 @@
 #include "app/pages/ActivityPage.h"
 #include "app/pages/AutomationPage.h"
 #include "app/pages/PageHeader.h"
+#include "app/pages/PageTabs.h"
 
-#include <QLabel>
-#include <QTabWidget>
 #include <QVBoxLayout>
 
 namespace velmox {
@@ -20,28 +19,19 @@ const QStringList kTabs{QStringLiteral("activity"), QStringLiteral("automation")
 } // namespace
 
 PowerUserPage::PowerUserPage(AppServices& services, QWidget* parent)
-    : QWidget(parent), services_(services), tabs_(new QTabWidget(this)) {
+    : QWidget(parent), tabs_(new PageTabs(services.navigation(), kPage, this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 16);
     layout->setSpacing(16);
     layout->addWidget(new PageHeader(pageSymbol(Category::powerUser),
                                      pageTitle(Category::powerUser),
                                      QStringLiteral("The activity log and automation."), this));
-    tabs_->setDocumentMode(true);
-    tabs_->addTab(new ActivityPage(services.history(), this), QStringLiteral("Activity"));
-    tabs_->addTab(new AutomationPage(services.automation(), this), QStringLiteral("Automation"));
+    tabs_->addPageTab(new ActivityPage(services.history(), this), QStringLiteral("Activity"),
+                      kTabs.first());
+    tabs_->addPageTab(new AutomationPage(services.automation(), this), QStringLiteral("Automation"),
+                      kTabs.last());
+    tabs_->restore();
     layout->addWidget(tabs_, 1);
-
-    AppNavigationState& navigation = services_.navigation();
-    showTab(navigation.detail(kPage).value_or(kTabs.first()));
-    connect(tabs_, &QTabWidget::currentChanged, this,
-            [this](int index) { services_.navigation().setDetail(kPage, kTabs.value(index)); });
-    connect(&navigation, &AppNavigationState::detailChanged, this,
-            [this](const QString& page, const QString& detail) {
-                if (page == kPage && !detail.isEmpty())
-                    showTab(detail);
-            });
-    navigation.setDetail(kPage, currentTab());
 }
 
 void PowerUserPage::openActivity(AppNavigationState& navigation) {
@@ -57,13 +47,11 @@ bool PowerUserPage::pointsToActivity(const QString& text) {
 }
 
 QString PowerUserPage::currentTab() const {
-    return kTabs.value(tabs_->currentIndex());
+    return tabs_->currentKey();
 }
 
 void PowerUserPage::showTab(const QString& tab) {
-    const int index = kTabs.indexOf(tab);
-    if (index >= 0)
-        tabs_->setCurrentIndex(index);
+    tabs_->showKey(tab);
 }
 
 } // namespace velmox

@@ -2,14 +2,13 @@
 
 #include <QWidget>
 
-class QTabWidget;
-
 namespace velmox {
 
 class AppNavigationState;
 class AppServices;
+class PageTabs;
 
-// The Power User page: the activity log now, automation later. Its tab is its sub-view
+// The Power User page: the activity log and automation. Its tab is its sub-view
 // in the navigation state ("activity", "automation").
 class PowerUserPage : public QWidget {
     Q_OBJECT
@@ -27,8 +26,7 @@ public:
     void showTab(const QString& tab);
 
 private:
-    AppServices& services_;
-    QTabWidget* tabs_;
+    PageTabs* tabs_;
 };
 
 } // namespace velmox

@@ -2,6 +2,8 @@
 #include "app/MainWindow.h"
 #include "app/StatusReporter.h"
 #include "app/TaskStatusOverlay.h"
+#include "app/pages/NetworkToolsPage.h"
+#include "app/pages/PageTabs.h"
 #include "app/pages/PowerUserPage.h"
 #include "tests/app/WindowFixture.h"
 
@@ -103,4 +105,15 @@ TEST_F(StatusLineTest, InlineReporterAndOverlayShowTheirStates) {
     overlay.dismiss();
     EXPECT_EQ(dismissed, 1);
     EXPECT_FALSE(overlay.isVisibleTo(&page));
+}
+
+TEST_F(StatusLineTest, APageOpensAtTheTabItWasSentToAndRecordsTheTabPicked) {
+    MainWindow window(services);
+    window.show();
+    services.navigation().navigate(QStringLiteral("networkTools"), QStringLiteral("speedTest"));
+    auto* tools = qobject_cast<NetworkToolsPage*>(window.currentPage());
+    ASSERT_NE(tools, nullptr);
+    EXPECT_EQ(tools->tabs().currentKey(), "speedTest");
+    tools->tabs().setCurrentIndex(0);
+    EXPECT_EQ(services.navigation().detail(QStringLiteral("networkTools")), "blocker");
 }
