@@ -120,6 +120,11 @@ AddressBlockerPage::AddressBlockerPage(NetworkBlockerModel& model, QWidget* pare
     restoreRow->addWidget(restore_);
     groupLayout->addLayout(restoreRow);
     layout->addWidget(group, 1);
+    // Tab follows the page from top to bottom, not the order the members were made in.
+    QWidget* const readingOrder[] = {input_, add, rules_, remove_, blocking_,
+                                     apply_, resolve_, backups_, restore_};
+    for (std::size_t i = 1; i < std::size(readingOrder); ++i)
+        setTabOrder(readingOrder[i - 1], readingOrder[i]);
 
     connect(add, &QPushButton::clicked, this, &AddressBlockerPage::addTyped);
     connect(input_, &QLineEdit::returnPressed, this, &AddressBlockerPage::addTyped);

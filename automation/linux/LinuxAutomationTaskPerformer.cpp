@@ -174,10 +174,6 @@ void LinuxAutomationTaskPerformer::setProtection(const QStringList& folders,
             protectedIds_ << id.trimmed();
 }
 
-QList<ActionHistoryStore::UndoPair> LinuxAutomationTaskPerformer::takeMovedItems() {
-    return std::exchange(moved_, {});
-}
-
 bool LinuxAutomationTaskPerformer::isProtected(const QString& path, const QString& name) const {
     const QMutexLocker lock(&protectionMutex_);
     const QString item = QDir::cleanPath(path);

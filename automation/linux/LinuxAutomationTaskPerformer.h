@@ -49,10 +49,6 @@ public:
     // What cache cleaning leaves alone: a folder, everything inside it and every folder above
     // it; and cache items named after an app ID or starting with the ID and ".". Any thread.
     void setProtection(const QStringList& folders, const QStringList& appIds) override;
-    // The items the last cache cleaning moved to the Trash that Put Back can bring back
-    // (name in the caches, name in the Trash); handed over once. Call on the thread that ran
-    // it, right after perform(). perform() also ends its message with them as Put Back data.
-    QList<ActionHistoryStore::UndoPair> takeMovedItems();
 
 private:
     AutomationTaskOutcome performTask(const QString& taskId, bool dryRun);

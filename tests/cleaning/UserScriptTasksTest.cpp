@@ -2,6 +2,7 @@
 
 #include <QProcess>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -70,8 +71,10 @@ TEST_F(UserScriptTasksTest, FailingScriptReportsItsErrorAndExitStatus) {
 TEST_F(UserScriptTasksTest, RootTaskWithoutSavedPasswordGoesToThePromptUnchanged) {
     const OptimizationTask task = world.task("Log File Scrubber");
     const TaskRunResult result = world.runner.runBlocking(task);
-    EXPECT_TRUE(result.success);
-    EXPECT_EQ(world.privilege.prompt.lines, QStringList{task.shellScript});
+    EXPECT_TRUE(result.success) << result.output.toStdString();
+    // Velmox running as root runs the script itself and never asks.
+    EXPECT_EQ(world.privilege.prompt.lines,
+              ::geteuid() == 0 ? QStringList() : QStringList{task.shellScript});
 }
 
 } // namespace
