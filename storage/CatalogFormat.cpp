@@ -177,7 +177,8 @@ std::expected<std::vector<T>, QString> Reader::column(const Tag& tag, uint64_t e
         static_cast<uint64_t>(block.data.size()) != expected * sizeof(T))
         return std::unexpected(QStringLiteral("a column has the wrong length"));
     std::vector<T> values(expected);
-    std::memcpy(values.data(), block.data.constData(), block.data.size());
+    if (expected > 0)
+        std::memcpy(values.data(), block.data.constData(), block.data.size());
     return values;
 }
 
