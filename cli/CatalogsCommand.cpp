@@ -94,7 +94,7 @@ int show(StorageCatalogStore& store, const CatalogArgs& args, CliIO& io) {
     int64_t unreadable = 0;
     for (uint16_t flags : tree.columns().flags)
         unreadable += (flags & NodeFlag::blocked) ? 1 : 0;
-    const QString name = StorageCatalogStore::catalogFileName(args.words.at(1)).chopped(10);
+    const QString name = StorageCatalogStore::catalogName(args.words.at(1));
     if (args.json) {
         const QJsonObject result{
             {QStringLiteral("name"), name},
@@ -167,7 +167,7 @@ int runCatalogs(const QStringList& rawArgs, CliIO& io) {
     }
     if (verb == QLatin1String("rename"))
         io.out << "Renamed \"" << args->words.at(1) << "\" to \""
-               << StorageCatalogStore::catalogFileName(args->words.at(2)).chopped(10) << "\".\n";
+               << StorageCatalogStore::catalogName(args->words.at(2)) << "\".\n";
     else
         io.out << "Deleted the catalog \"" << args->words.at(1) << "\".\n";
     return 0;

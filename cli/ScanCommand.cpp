@@ -155,8 +155,9 @@ int runScan(const QStringList& args, CliIO& io) {
     const auto options = parseOptions(args, io.err);
     if (!options)
         return 2;
-    StorageCatalogStore store;
+    std::unique_ptr<StorageCatalogStore> store;
     if (!options->saveAs.isEmpty()) {
+        store = std::make_unique<StorageCatalogStore>();
         const QString file = StorageCatalogStore::catalogFileName(options->saveAs);
         if (file.isEmpty()) {
             io.err << "velmox scan: \"" << options->saveAs
@@ -165,8 +166,8 @@ int runScan(const QStringList& args, CliIO& io) {
         }
         // Refused before the walk, not after it.
         if (!options->replace &&
-            QFileInfo::exists(store.catalogsFolder() + QLatin1Char('/') + file)) {
-            io.err << "A catalog named \"" << file.chopped(10)
+            QFileInfo::exists(store->catalogsFolder() + QLatin1Char('/') + file)) {
+            io.err << "A catalog named \"" << StorageCatalogStore::catalogName(options->saveAs)
                    << "\" already exists. Add --replace to save over it.\n";
             return 1;
         }
@@ -206,16 +207,16 @@ int runScan(const QStringList& args, CliIO& io) {
     const auto shown = std::min<size_t>(order->size(), static_cast<size_t>(options->top));
 
     QString saved;
-    if (!options->saveAs.isEmpty() && !partial) {
+    if (store && !partial) {
         CatalogMeta meta = catalogMetaFor(*tree, volume, QDateTime::currentDateTime());
         meta.scanStamp = ScanStamp{1, 0, {}, volume.uuid, meta.scanDate};
         const Status written =
-            store.saveCatalog(options->saveAs, tree, meta, options->replace).get();
+            store->saveCatalog(options->saveAs, tree, meta, options->replace).get();
         if (!written) {
             io.err << written.error() << '\n';
             return 1;
         }
-        saved = StorageCatalogStore::catalogFileName(options->saveAs).chopped(10);
+        saved = StorageCatalogStore::catalogName(options->saveAs);
     }
 
     if (options->json) {

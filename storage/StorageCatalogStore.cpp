@@ -110,6 +110,10 @@ QString StorageCatalogStore::catalogFileName(const QString& name) {
     return safe.left(200) + kCatalogExtension;
 }
 
+QString StorageCatalogStore::catalogName(const QString& name) {
+    return catalogFileName(name).chopped(kCatalogExtension.size());
+}
+
 Status StorageCatalogStore::writeFile(const QString& path, const CatalogContents& contents) {
     const auto bytes = CatalogFormat::encode(contents);
     if (!bytes)

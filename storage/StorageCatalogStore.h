@@ -53,6 +53,8 @@ public:
     static uint64_t fnv1a64(QByteArrayView bytes);
     // NAME made safe for a file name plus ".vxcatalog"; empty for a name that cannot be one.
     static QString catalogFileName(const QString& name);
+    // The name a catalog saved as `name` is listed under: catalogFileName() without ".vxcatalog".
+    static QString catalogName(const QString& name);
 
     // Writes `contents` to `path` as described above; the error is a reason ("the compact copy
     // did not verify", a check of the tree, or the system's message).
