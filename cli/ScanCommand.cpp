@@ -1,12 +1,17 @@
 // velmox scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N]
+//                  [--save NAME [--replace]]
 //
-// Exit status 3: the memory cap stopped the walk, so the totals cover only what was read.
+// Exit status 3: the memory cap stopped the walk, so the totals cover only what was read
+// (and nothing is saved).
 
 #include "cli/CliCommand.h"
+#include "cli/TreeJson.h"
 #include "services/ShownText.h"
 #include "storage/DiskScanner.h"
+#include "storage/StorageCatalogStore.h"
 #include "storage/VolumeInfo.h"
 
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -22,6 +27,8 @@ struct ScanOptions {
     int top = 10;
     int workers = 0;      // 0: chosen from the disk
     int64_t maxItems = 0; // 0: the memory cap of this machine
+    QString saveAs;       // the catalog to save the finished scan as
+    bool replace = false; // of that name
 };
 
 std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& err) {
@@ -57,6 +64,14 @@ std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& er
             if (!value)
                 return std::nullopt;
             options.maxItems = *value;
+        } else if (arg == QLatin1String("--save")) {
+            if (i + 1 >= args.size() || args.at(i + 1).startsWith(QLatin1String("--"))) {
+                err << "velmox scan: --save needs the name of the catalog.\n";
+                return std::nullopt;
+            }
+            options.saveAs = args.at(++i);
+        } else if (arg == QLatin1String("--replace")) {
+            options.replace = true;
         } else if (arg.startsWith(QLatin1String("--")) || !options.path.isEmpty()) {
             err << "velmox scan: '" << arg << "' is not an option of this command.\n";
             return std::nullopt;
@@ -66,6 +81,10 @@ std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& er
     }
     if (options.path.isEmpty()) {
         err << "velmox scan: name the folder to scan.\n";
+        return std::nullopt;
+    }
+    if (options.replace && options.saveAs.isEmpty()) {
+        err << "velmox scan: --replace goes with --save NAME.\n";
         return std::nullopt;
     }
     return options;
@@ -100,10 +119,59 @@ QJsonArray unreadableJson(const DiskScanner& scanner) {
     return folders;
 }
 
+} // namespace
+
+int64_t folderCount(const FileTree& tree) {
+    int64_t folders = 0;
+    for (uint16_t flags : tree.columns().flags)
+        folders += (flags & NodeFlag::directory) ? 1 : 0;
+    return folders;
+}
+
+QJsonArray topJson(const FileTree& tree, TreeSortKey key, int count) {
+    const auto order = tree.sortedChildren(0, key);
+    const auto shown = std::min<size_t>(order->size(), static_cast<size_t>(count));
+    QJsonArray top;
+    for (size_t i = 0; i < shown; ++i) {
+        const int32_t child = (*order)[i];
+        top.append(QJsonObject{{QStringLiteral("name"), tree.name(child)},
+                               {QStringLiteral("allocated"), qint64(tree.alloc(child))},
+                               {QStringLiteral("logical"), qint64(tree.logical(child))}});
+    }
+    return top;
+}
+
+QJsonObject volumeJson(const QString& name, const QString& format, int64_t capacity,
+                       int64_t available) {
+    return {{QStringLiteral("name"), name},
+            {QStringLiteral("format"), format},
+            {QStringLiteral("capacity"), qint64(capacity)},
+            {QStringLiteral("available"), qint64(available)}};
+}
+
+namespace {
+
 int runScan(const QStringList& args, CliIO& io) {
     const auto options = parseOptions(args, io.err);
     if (!options)
         return 2;
+    std::unique_ptr<StorageCatalogStore> store;
+    if (!options->saveAs.isEmpty()) {
+        store = std::make_unique<StorageCatalogStore>();
+        const QString file = StorageCatalogStore::catalogFileName(options->saveAs);
+        if (file.isEmpty()) {
+            io.err << "velmox scan: \"" << options->saveAs
+                   << "\" cannot be the name of a catalog.\n";
+            return 2;
+        }
+        // Refused before the walk, not after it.
+        if (!options->replace &&
+            QFileInfo::exists(store->catalogsFolder() + QLatin1Char('/') + file)) {
+            io.err << "A catalog named \"" << StorageCatalogStore::catalogName(options->saveAs)
+                   << "\" already exists. Add --replace to save over it.\n";
+            return 1;
+        }
+    }
     ScanConfiguration config =
         ScanConfiguration::build({ScanScope::Kind::folder, options->path, options->path, {}});
     if (options->workers > 0)
@@ -133,21 +201,25 @@ int runScan(const QStringList& args, CliIO& io) {
     const int status = partial ? 3 : 0;
     const bool isFolder = tree->hasFlag(0, NodeFlag::directory);
     const TreeSortKey key = options->logical ? TreeSortKey::logical : TreeSortKey::real;
-    int64_t folders = 0;
-    for (uint16_t flags : tree->columns().flags)
-        folders += (flags & NodeFlag::directory) ? 1 : 0;
+    const int64_t folders = folderCount(*tree);
     const VolumeInfo volume = VolumeInfo::of(options->path);
     const auto order = tree->sortedChildren(0, key);
     const auto shown = std::min<size_t>(order->size(), static_cast<size_t>(options->top));
 
-    if (options->json) {
-        QJsonArray top;
-        for (size_t i = 0; i < shown; ++i) {
-            const int32_t child = (*order)[i];
-            top.append(QJsonObject{{QStringLiteral("name"), tree->name(child)},
-                                   {QStringLiteral("allocated"), qint64(tree->alloc(child))},
-                                   {QStringLiteral("logical"), qint64(tree->logical(child))}});
+    QString saved;
+    if (store && !partial) {
+        CatalogMeta meta = catalogMetaFor(*tree, volume, QDateTime::currentDateTime());
+        meta.scanStamp = ScanStamp{1, 0, {}, volume.uuid, meta.scanDate};
+        const Status written =
+            store->saveCatalog(options->saveAs, tree, meta, options->replace).get();
+        if (!written) {
+            io.err << written.error() << '\n';
+            return 1;
         }
+        saved = StorageCatalogStore::catalogName(options->saveAs);
+    }
+
+    if (options->json) {
         QJsonObject result{
             {QStringLiteral("path"), tree->rootPath},
             {QStringLiteral("kind"), isFolder ? QStringLiteral("folder") : QStringLiteral("file")},
@@ -161,14 +233,13 @@ int runScan(const QStringList& args, CliIO& io) {
             {QStringLiteral("unreadableFolders"), unreadableJson(scanner)},
             {QStringLiteral("workers"), workers},
             {QStringLiteral("seconds"), progress.elapsed},
-            {QStringLiteral("top"), top},
+            {QStringLiteral("top"), topJson(*tree, key, options->top)},
             {QStringLiteral("volume"),
-             QJsonObject{{QStringLiteral("name"), volume.name},
-                         {QStringLiteral("format"), volume.format},
-                         {QStringLiteral("capacity"), qint64(volume.total)},
-                         {QStringLiteral("available"), qint64(volume.freeAvailable)}}}};
+             volumeJson(volume.name, volume.format, volume.total, volume.freeAvailable)}};
         if (partial)
             result.insert(QStringLiteral("note"), scanner.note());
+        if (!saved.isEmpty())
+            result.insert(QStringLiteral("savedAs"), saved);
         io.out << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
         return status;
     }
@@ -198,15 +269,22 @@ int runScan(const QStringList& args, CliIO& io) {
                << qSetFieldWidth(0) << Qt::left << "  " << shownName(tree->nameBytes(child))
                << (tree->hasFlag(child, NodeFlag::directory) ? "/" : "") << '\n';
     }
+    if (!saved.isEmpty())
+        io.out << QStringLiteral("Saved %1").arg(saved) << '\n';
+    else if (!options->saveAs.isEmpty())
+        io.err << "velmox scan: the scan stopped early, so it was not saved as a catalog.\n";
     return status;
 }
 
 } // namespace
 
 VELMOX_CLI_COMMAND(
-    scan, "scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N]",
+    scan,
+    "scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N] [--save NAME "
+    "[--replace]]",
     "Scans a folder or a file: sizes, items, unreadable folders, the volume, the largest "
-    "items. Exit status 3 when the item cap stopped the scan early.",
+    "items; --save keeps the finished scan as a catalog. Exit status 3 when the item cap "
+    "stopped the scan early.",
     runScan);
 
 } // namespace velmox

@@ -39,23 +39,37 @@ std::optional<TreeSortKey> treeSortKeyFromString(const QString& text) {
 FileTree::FileTree(QString rootPath, QString rootName)
     : rootPath(std::move(rootPath)), rootName(std::move(rootName)) {}
 
-FileTree::FileTree(const FileTree& other)
-    : rootPath(other.rootPath), rootName(other.rootName), pathRedirects(other.pathRedirects),
-      cachesSortedChildren(other.cachesSortedChildren), columns_(other.columns_),
-      linkedFiles_(other.linkedFiles_), sizesSummed_(other.sizesSummed_) {}
+FileTree::FileTree(FileTree&& other) noexcept
+    : rootPath(std::move(other.rootPath)), rootName(std::move(other.rootName)),
+      pathRedirects(std::move(other.pathRedirects)),
+      cachesSortedChildren(other.cachesSortedChildren), columns_(std::move(other.columns_)),
+      linkedFiles_(std::move(other.linkedFiles_)), sizesSummed_(other.sizesSummed_) {
+    other.clearSortCache();
+}
 
-FileTree& FileTree::operator=(const FileTree& other) {
+FileTree& FileTree::operator=(FileTree&& other) noexcept {
     if (this == &other)
         return *this;
-    rootPath = other.rootPath;
-    rootName = other.rootName;
-    pathRedirects = other.pathRedirects;
+    rootPath = std::move(other.rootPath);
+    rootName = std::move(other.rootName);
+    pathRedirects = std::move(other.pathRedirects);
     cachesSortedChildren = other.cachesSortedChildren;
-    columns_ = other.columns_;
-    linkedFiles_ = other.linkedFiles_;
+    columns_ = std::move(other.columns_);
+    linkedFiles_ = std::move(other.linkedFiles_);
     sizesSummed_ = other.sizesSummed_;
     clearSortCache();
+    other.clearSortCache();
     return *this;
+}
+
+FileTree FileTree::copy() const {
+    FileTree result(rootPath, rootName);
+    result.pathRedirects = pathRedirects;
+    result.cachesSortedChildren = cachesSortedChildren;
+    result.columns_ = columns_;
+    result.linkedFiles_ = linkedFiles_;
+    result.sizesSummed_ = sizesSummed_;
+    return result;
 }
 
 Result<FileTree> FileTree::fromColumns(QString rootPath, QString rootName, FileTreeColumns columns,
@@ -65,6 +79,13 @@ Result<FileTree> FileTree::fromColumns(QString rootPath, QString rootName, FileT
     tree.sizesSummed_ = sizesSummed;
     if (Status valid = tree.validate(); !valid)
         return failure(valid.error());
+    if (sizesSummed) {
+        // Item counts follow from the ranges; whatever the columns held is replaced.
+        std::vector<uint32_t>& items = tree.columns_.items;
+        std::fill(items.begin(), items.end(), 0u);
+        for (int32_t node = tree.size() - 1; node > 0; --node)
+            items[tree.columns_.parent[node]] += items[node] + 1;
+    }
     return tree;
 }
 
@@ -264,7 +285,7 @@ void FileTree::replaceSubtrees(const std::vector<Replacement>& replacements) {
     size_t nodes = static_cast<size_t>(size());
     qsizetype names = columns_.names.size();
     for (const Replacement& replacement : replacements) {
-        FileTree& own = freshOwn.emplace_back(*replacement.fresh);
+        FileTree& own = freshOwn.emplace_back(replacement.fresh->copy());
         own.unsumFolderSizes();
         freshFor.insert(replacement.node, &own);
         nodes += static_cast<size_t>(own.size());
@@ -380,6 +401,10 @@ Status FileTree::validate() const {
             return outside(first);
         if (end > n)
             return outside(n);
+        // Each index belongs to one range at most, so these checks stay linear overall.
+        for (uint64_t child = first; child < end; ++child)
+            if (c.parent[child] != static_cast<int32_t>(node))
+                return outside(child);
         const int32_t up = c.parent[node];
         if (node == 0 ? up != -1 : (up < 0 || static_cast<size_t>(up) >= node))
             return outside(node);
@@ -390,7 +415,8 @@ Status FileTree::validate() const {
             return failure(QStringLiteral("negative size at %1").arg(node));
         if (node > 0 && !(c.flags[up] & NodeFlag::directory))
             return failure(QStringLiteral("the parent of node %1 is not a directory").arg(node));
-        if (c.nameOffset[node] + c.nameLength[node] > static_cast<uint64_t>(c.names.size()))
+        const auto nameBytes = static_cast<uint64_t>(c.names.size());
+        if (c.nameOffset[node] > nameBytes || c.nameLength[node] > nameBytes - c.nameOffset[node])
             return failure(QStringLiteral("bad name range at %1").arg(node));
     }
     return Done{};

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <type_traits>
 #include <vector>
 
 namespace velmox {
@@ -94,10 +95,15 @@ class FileTree {
 public:
     FileTree() = default;
     FileTree(QString rootPath, QString rootName);
-    FileTree(const FileTree& other);
-    FileTree& operator=(const FileTree& other);
+    // A tree can be tens of millions of rows: it moves, and copies only when asked to.
+    FileTree(FileTree&& other) noexcept;
+    FileTree& operator=(FileTree&& other) noexcept;
+    FileTree(const FileTree&) = delete;
+    FileTree& operator=(const FileTree&) = delete;
+    FileTree copy() const;
 
-    // Checks a tree built elsewhere (a catalog, an administrator listing).
+    // Checks a tree built elsewhere (a catalog, an administrator listing). With summed sizes
+    // the item counts are counted again from the child ranges.
     static Result<FileTree> fromColumns(QString rootPath, QString rootName, FileTreeColumns columns,
                                         bool sizesSummed);
 
@@ -193,5 +199,8 @@ private:
     mutable QHash<quint64, std::shared_ptr<const std::vector<int32_t>>> sortCache_;
     mutable size_t sortCacheElements_ = 0;
 };
+
+static_assert(std::is_nothrow_move_constructible_v<FileTree> &&
+              !std::is_copy_constructible_v<FileTree>);
 
 } // namespace velmox

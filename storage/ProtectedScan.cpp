@@ -51,7 +51,7 @@ ProtectedScanListing::Section scanAsRoot(const QByteArray& path) {
         return section;
     }
     scanner.waitForFinished();
-    section.tree = *scanner.tree();
+    section.tree = std::move(*scanner.tree());
     return section;
 }
 
@@ -146,10 +146,10 @@ ProtectedScanOutcome ProtectedScan::run(FileTree& tree, const QList<QByteArray>&
     return merge(tree, *sections, blockedPaths, phase);
 }
 
-ProtectedScanOutcome ProtectedScan::merge(FileTree& tree,
-                                          const QList<ProtectedScanListing::Section>& sections,
-                                          const QList<QByteArray>& blockedPaths,
-                                          const std::function<void(const QString&)>& phase) {
+ProtectedScanOutcome
+ProtectedScan::merge(FileTree& tree, const std::vector<ProtectedScanListing::Section>& sections,
+                     const QList<QByteArray>& blockedPaths,
+                     const std::function<void(const QString&)>& phase) {
     // Only folders that the walk could not open and that were asked for are replaced.
     const QSet<QByteArray> asked(blockedPaths.cbegin(), blockedPaths.cend());
     QHash<QByteArray, int32_t> blockedNodes;
@@ -199,9 +199,9 @@ int runProtectedScanHelper(const QStringList& args) {
         std::fprintf(stderr, "velmox: the request could not be read.\n");
         return 1;
     }
-    QList<ProtectedScanListing::Section> sections;
+    std::vector<ProtectedScanListing::Section> sections;
     for (const QByteArray& path : splitPaths(pathsFile.readAll()))
-        sections.append(scanAsRoot(path));
+        sections.push_back(scanAsRoot(path));
 
     const QString listingPath =
         folder + QLatin1Char('/') + QLatin1String(ProtectedScan::kListingFile);

@@ -48,7 +48,7 @@ public:
     // Puts the subtrees of a listing in place of the blocked folders of `tree` that were
     // asked for (`blockedPaths`), in one rebuild of the tree however many there are.
     static ProtectedScanOutcome merge(FileTree& tree,
-                                      const QList<ProtectedScanListing::Section>& sections,
+                                      const std::vector<ProtectedScanListing::Section>& sections,
                                       const QList<QByteArray>& blockedPaths,
                                       const std::function<void(const QString&)>& phase = {});
 

@@ -60,7 +60,7 @@ private:
 
 } // namespace
 
-QByteArray ProtectedScanListing::encode(const QList<Section>& sections) {
+QByteArray ProtectedScanListing::encode(const std::vector<Section>& sections) {
     Writer writer;
     writer.bytes.append(kMagic, sizeof(kMagic));
     writer.put(kVersion);
@@ -69,7 +69,7 @@ QByteArray ProtectedScanListing::encode(const QList<Section>& sections) {
         writer.put(static_cast<uint32_t>(section.path.size()));
         writer.bytes.append(section.path);
         writer.put(static_cast<int32_t>(section.errorNumber));
-        FileTree own = section.tree.value_or(FileTree());
+        FileTree own = section.tree ? section.tree->copy() : FileTree();
         own.unsumFolderSizes();
         const FileTreeColumns& c = own.columns();
         writer.put(static_cast<uint32_t>(c.parent.size()));
@@ -94,7 +94,8 @@ QByteArray ProtectedScanListing::encode(const QList<Section>& sections) {
     return writer.bytes;
 }
 
-Result<QList<ProtectedScanListing::Section>> ProtectedScanListing::decode(const QByteArray& bytes) {
+Result<std::vector<ProtectedScanListing::Section>>
+ProtectedScanListing::decode(const QByteArray& bytes) {
     const auto damaged = [] {
         return failure(QStringLiteral("The administrator scan's result is damaged."));
     };
@@ -109,7 +110,7 @@ Result<QList<ProtectedScanListing::Section>> ProtectedScanListing::decode(const 
     uint32_t count = 0;
     if (!reader.get(version) || version != kVersion || !reader.get(count))
         return damaged();
-    QList<Section> sections;
+    std::vector<Section> sections;
     for (uint32_t i = 0; i < count; ++i) {
         Section section;
         uint32_t pathLength = 0;
@@ -160,7 +161,7 @@ Result<QList<ProtectedScanListing::Section>> ProtectedScanListing::decode(const 
             tree->sumFolderSizes();
             section.tree = std::move(*tree);
         }
-        sections.append(std::move(section));
+        sections.push_back(std::move(section));
     }
     if (!reader.atEnd())
         return damaged();

@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QList>
 #include <optional>
+#include <vector>
 
 namespace velmox {
 
@@ -20,8 +21,8 @@ struct ProtectedScanListing {
         std::optional<FileTree> tree; // root node = the folder itself
     };
 
-    static QByteArray encode(const QList<Section>& sections);
-    static Result<QList<Section>> decode(const QByteArray& bytes);
+    static QByteArray encode(const std::vector<Section>& sections);
+    static Result<std::vector<Section>> decode(const QByteArray& bytes);
 };
 
 } // namespace velmox

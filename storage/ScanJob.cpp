@@ -196,7 +196,7 @@ void ScanJob::rescanFolder(int32_t node) {
             const std::stop_callback cancelWalk(stop, [&scanner] { scanner.cancel(); });
             scanner.waitForFinished();
             if (scanner.state() == DiskScanner::State::finished) {
-                updated = std::make_shared<FileTree>(*base);
+                updated = std::make_shared<FileTree>(base->copy());
                 updated->replaceSubtree(node, *scanner.tree());
             }
         }
@@ -235,7 +235,7 @@ void ScanJob::readBlockedFolders(const Result<QString>& executable,
     const int generation = generation_;
     // Joined by the next pass or the job's end.
     passThread_ = std::jthread([this, base, blocked, exe = *executable, runner, generation] {
-        auto updated = std::make_shared<FileTree>(*base);
+        auto updated = std::make_shared<FileTree>(base->copy());
         const auto phase = [this](const QString& text) {
             QMetaObject::invokeMethod(
                 this,

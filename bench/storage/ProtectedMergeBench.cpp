@@ -16,7 +16,7 @@ constexpr int kFilesPerFolder = 49; // 2,000 x 50 nodes
 struct Fixture {
     FileTree tree{QStringLiteral("/data"), QStringLiteral("data")};
     QList<QByteArray> blockedPaths;
-    QList<ProtectedScanListing::Section> sections;
+    std::vector<ProtectedScanListing::Section> sections;
 };
 
 // The first `blocked` folders are closed (no children); every other folder has its files.
@@ -41,7 +41,7 @@ Fixture makeFixture(int blocked) {
             fresh.append(0, 0, 4096, 3000, 0, "secret" + QByteArray::number(j));
         fresh.sumFolderSizes();
         f.blockedPaths.append(path);
-        f.sections.append({path, 0, std::move(fresh)});
+        f.sections.push_back({path, 0, std::move(fresh)});
     }
     return f;
 }
@@ -50,7 +50,7 @@ void OneRebuild(benchmark::State& state) {
     const Fixture f = makeFixture(int(state.range(0)));
     for (auto _ : state) {
         state.PauseTiming();
-        FileTree tree(f.tree);
+        FileTree tree = f.tree.copy();
         state.ResumeTiming();
         benchmark::DoNotOptimize(ProtectedScan::merge(tree, f.sections, f.blockedPaths));
     }
@@ -60,7 +60,7 @@ void RebuildPerFolder(benchmark::State& state) {
     const Fixture f = makeFixture(int(state.range(0)));
     for (auto _ : state) {
         state.PauseTiming();
-        FileTree tree(f.tree);
+        FileTree tree = f.tree.copy();
         state.ResumeTiming();
         for (const ProtectedScanListing::Section& section : f.sections)
             tree.replaceSubtree(*tree.findPath(section.path), *section.tree);

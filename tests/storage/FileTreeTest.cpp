@@ -83,6 +83,18 @@ TEST(FileTree, RejectsDamagedColumnsWithTheFirstProblem) {
     check([](FileTreeColumns& c) { c.flags[1] = 0; },
           QStringLiteral("the parent of node 4 is not a directory"));
     check([](FileTreeColumns& c) { c.nameLength[2] = 200; }, QStringLiteral("bad name range at 2"));
+    // The root claiming a's first child as its own: the ranges overlap.
+    check([](FileTreeColumns& c) { c.childCount[0] = 4; },
+          QStringLiteral("node 4 is outside its parent's child range"));
+    check(
+        [](FileTreeColumns& c) {
+            c.firstChild[1] = 3;
+            c.childCount[1] = 3;
+        },
+        QStringLiteral("node 3 is outside its parent's child range"));
+    // An offset that wraps past zero when the length is added.
+    check([](FileTreeColumns& c) { c.nameOffset[2] = ~uint64_t{0}; },
+          QStringLiteral("bad name range at 2"));
 }
 
 TEST(FileTree, SortsChildrenByEachKeyAndCachesTheOrder) {
@@ -179,7 +191,7 @@ TEST(FileTree, ReplacingASubtreeStillCountsEachLinkedFileOnce) {
     EXPECT_EQ(sizeAt("a/in4"), 400);
     EXPECT_EQ(sizeAt("a"), 500);
     EXPECT_EQ(tree.linkedFiles().size(), 7u);
-    FileTree copy(tree);
+    const FileTree copy = tree.copy();
     EXPECT_EQ(copy.linkedFiles(), tree.linkedFiles());
 }
 

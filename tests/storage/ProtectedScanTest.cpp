@@ -15,6 +15,7 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
+#include <span>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -177,20 +178,22 @@ TEST_F(BlockedTree, BlockedFoldersMergeInOnePassAsTheyWouldOneByOne) {
     }
     const auto blockedTree = scanFolder(QString::fromUtf8(root_));
     ASSERT_TRUE(blockedTree);
-    QList<ProtectedScanListing::Section> sections;
+    std::vector<ProtectedScanListing::Section> sections;
     for (const QByteArray& folder : closed) {
         ASSERT_EQ(::chmod(folder.constData(), 0755), 0);
         const auto fresh = scanFolder(QString::fromUtf8(folder));
         ASSERT_TRUE(fresh);
-        sections.append({folder, 0, *fresh});
+        sections.push_back({folder, 0, fresh->copy()});
     }
-    sections.append({root_ + "/open", 0, *sections.first().tree}); // never asked for: ignored
+    // Never asked for: ignored.
+    sections.push_back({root_ + "/open", 0, sections.front().tree->copy()});
 
-    FileTree merged = *blockedTree;
+    FileTree merged = blockedTree->copy();
     const ProtectedScanOutcome outcome = ProtectedScan::merge(merged, sections, closed);
     EXPECT_EQ(outcome.indexedFolders, 7);
-    FileTree oneByOne = *blockedTree;
-    for (const ProtectedScanListing::Section& section : sections.first(closed.size()))
+    FileTree oneByOne = blockedTree->copy();
+    for (const ProtectedScanListing::Section& section :
+         std::span(sections).first(static_cast<size_t>(closed.size())))
         oneByOne.replaceSubtree(oneByOne.findPath(section.path).value(), *section.tree);
     ASSERT_TRUE(merged.validate().has_value());
     EXPECT_EQ(merged.columns(), oneByOne.columns());
@@ -228,7 +231,7 @@ TEST_F(BlockedTree, APassHoldsBackAPausedScanAndEndsBeforeItsJob) {
 
 TEST_F(BlockedTree, WithoutASavedPasswordThePassFailsWithTheRunnersMessage) {
     auto tree = scanFolder(QString::fromUtf8(root_));
-    const FileTree before = *tree;
+    const FileTree before = tree->copy();
     const ProtectedScanOutcome outcome =
         ProtectedScan::run(*tree, {secret_}, QStringLiteral(VELMOX_PROTECTED_HELPER), runner());
     EXPECT_FALSE(outcome.success);
@@ -274,12 +277,13 @@ TEST(ProtectedScan, RefusesAnExecutableOnDiskThatIsNotTheRunningCopy) {
 TEST(ProtectedScanListing, RoundTripsAndRejectsADamagedOrCutListing) {
     const auto tree = scanFolder(QStringLiteral("/usr/share/doc"));
     ASSERT_TRUE(tree);
-    const QList<ProtectedScanListing::Section> sections = {
-        {"/usr/share/doc", 0, *tree}, {"/closed\nfolder", EPERM, std::nullopt}};
+    std::vector<ProtectedScanListing::Section> sections;
+    sections.push_back({"/usr/share/doc", 0, tree->copy()});
+    sections.push_back({"/closed\nfolder", EPERM, std::nullopt});
     const QByteArray bytes = ProtectedScanListing::encode(sections);
     const auto decoded = ProtectedScanListing::decode(bytes);
     ASSERT_TRUE(decoded.has_value()) << decoded.error().toStdString();
-    ASSERT_EQ(decoded->size(), 2);
+    ASSERT_EQ(decoded->size(), 2u);
     EXPECT_EQ(decoded->at(0).tree->columns(), tree->columns());
     EXPECT_EQ(decoded->at(1).path, QByteArray("/closed\nfolder"));
     EXPECT_EQ(decoded->at(1).errorNumber, EPERM);
