@@ -118,7 +118,9 @@ int runTask(const QString& name, bool yes, CliIO& io) {
     const TaskRunResult result = runner.runBlocking(*task, appsToEnd);
     (result.success ? io.out : io.err) << task->title << ": " << resultLine(*task, result) << '\n';
     if (result.puttableBack > 0)
-        io.out << result.puttableBack << " can be put back from the Activity tab.\n";
+        io.out << result.puttableBack
+               << " can be put back from the Activity tab of the window (“velmox activity” lists "
+                  "them).\n";
     return result.success ? 0 : 1;
 }
 
