@@ -1,32 +1,13 @@
 #include "cleaning/TaskMeasurer.h"
 
+#include "cleaning/FolderEntries.h"
 #include "cleaning/FolderSize.h"
 #include "cleaning/TaskRunResult.h"
 
 #include <QFile>
 #include <QPointer>
-#include <dirent.h>
 
 namespace velmox {
-
-namespace {
-
-// Entries of `folder` but "." and ".."; 0 for a folder that can't be read.
-qint64 entryCount(const QByteArray& folder) {
-    DIR* listing = ::opendir(folder.constData());
-    if (!listing)
-        return 0;
-    qint64 count = 0;
-    while (const dirent* entry = ::readdir(listing)) {
-        const char* name = entry->d_name;
-        if (!(name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0))))
-            ++count;
-    }
-    ::closedir(listing);
-    return count;
-}
-
-} // namespace
 
 TaskMeasurement TaskMeasurement::of(const OptimizationTask& task, const std::atomic<bool>* cancel) {
     TaskMeasurement measured;
@@ -34,7 +15,8 @@ TaskMeasurement TaskMeasurement::of(const OptimizationTask& task, const std::ato
     if (task.deletion && task.deletion->what.isEmpty()) {
         qint64 items = 0;
         for (const QString& folder : task.deletion->itemFolders)
-            items += entryCount(QFile::encodeName(folder));
+            items +=
+                folderEntryNames(QFile::encodeName(folder)).value_or(QList<QByteArray>()).size();
         measured.items = items;
     }
     return measured;

@@ -2,6 +2,7 @@
 
 #include "automation/linux/LogindKeepAwake.h"
 #include "automation/linux/RootFileSystemCheck.h"
+#include "cleaning/FolderEntries.h"
 #include "cleaning/FolderSize.h"
 #include "cleaning/TaskRunResult.h"
 #include "platform/PlatformPaths.h"
@@ -16,7 +17,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <cerrno>
-#include <dirent.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -62,18 +62,7 @@ std::optional<qint64> freeBytesOfRoot() {
 
 // The names in a folder but "." and ".."; nothing when it can't be listed (errno says why).
 std::optional<QList<QByteArray>> namesIn(const QString& folder) {
-    DIR* listing = ::opendir(QFile::encodeName(folder).constData());
-    if (!listing)
-        return std::nullopt;
-    QList<QByteArray> names;
-    while (const dirent* entry = ::readdir(listing)) {
-        const QByteArray name(entry->d_name);
-        if (name != "." && name != "..")
-            names.append(name);
-    }
-    ::closedir(listing);
-    std::sort(names.begin(), names.end());
-    return names;
+    return folderEntryNames(QFile::encodeName(folder));
 }
 
 // The space a folder's contents take, without the folder itself.

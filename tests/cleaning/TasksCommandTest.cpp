@@ -73,8 +73,9 @@ TEST(TasksCommand, RunsATaskNamedByKeyOrTitleInAnyCase) {
     const CliInvocation run = tasks({"run", "user cache cleaner"});
     ASSERT_EQ(run.code, 0) << run.err.toStdString();
     EXPECT_TRUE(run.out.startsWith("User Cache Cleaner: Moved 1 item (2")) << run.out.toStdString();
-    EXPECT_TRUE(run.out.endsWith(" kB) to the Trash.\n1 can be put back from the "
-                                 "Activity tab.\n"));
+    EXPECT_TRUE(run.out.endsWith(" kB) to the Trash.\n1 can be put back from the Activity tab "
+                                 "of the window (“velmox activity” lists them).\n"))
+        << run.out.toStdString();
     EXPECT_TRUE(exists(Trash::itemPath("big app")));
     const QList<ActionHistoryEntry> history = savedHistory();
     ASSERT_FALSE(history.isEmpty());
