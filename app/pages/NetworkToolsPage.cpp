@@ -15,7 +15,7 @@ NetworkToolsPage::NetworkToolsPage(AppServices& services, QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 8, 0, 0);
     tabs_->addPageTab(new AddressBlockerPage(services.blocker(), tabs_),
-                      QStringLiteral("IP & URL Blocker"), QStringLiteral("blocker"));
+                      QStringLiteral("IP && URL Blocker"), QStringLiteral("blocker"));
     tabs_->addPageTab(new SpeedTestPage(services.speedTest(), tabs_),
                       QStringLiteral("Network Speed Test"), QStringLiteral("speedTest"));
     tabs_->restore();
