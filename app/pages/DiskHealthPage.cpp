@@ -146,9 +146,10 @@ QLabel* wrappedLabel(const QString& text, QWidget* parent) {
 } // namespace
 
 DiskHealthPage::DiskHealthPage(std::shared_ptr<const DiskInventorySource> inventory,
-                               std::shared_ptr<SmartReader> reader, Clock& clock, QWidget* parent)
+                               std::shared_ptr<SmartReader> reader, Clock& clock, QThreadPool& pool,
+                               QWidget* parent)
     : QWidget(parent), inventory_(std::move(inventory)), reader_(std::move(reader)), clock_(clock),
-      checkButton_(new QPushButton(QStringLiteral("Check now"), this)),
+      pool_(pool), checkButton_(new QPushButton(QStringLiteral("Check now"), this)),
       lastChecked_(new QLabel(QStringLiteral("Last checked: never"), this)),
       cards_(new QVBoxLayout) {
     auto* layout = new QVBoxLayout(this);
@@ -194,7 +195,7 @@ void DiskHealthPage::checkNow() {
     auto promise = std::make_shared<QPromise<Disks>>();
     watcher_.setFuture(promise->future());
     promise->start();
-    QThreadPool::globalInstance()->start([promise, inventory = inventory_, reader = reader_] {
+    pool_.start([promise, inventory = inventory_, reader = reader_] {
         promise->addResult(readDisks(*inventory, *reader));
         promise->finish();
     });

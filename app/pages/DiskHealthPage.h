@@ -10,6 +10,7 @@
 
 class QLabel;
 class QPushButton;
+class QThreadPool;
 class QVBoxLayout;
 
 namespace velmox {
@@ -24,8 +25,10 @@ class SmartReader;
 class DiskHealthPage : public QWidget {
     Q_OBJECT
 public:
+    // The reads run on `pool`, which must outlive whatever the reader uses.
     DiskHealthPage(std::shared_ptr<const DiskInventorySource> inventory,
-                   std::shared_ptr<SmartReader> reader, Clock& clock, QWidget* parent = nullptr);
+                   std::shared_ptr<SmartReader> reader, Clock& clock, QThreadPool& pool,
+                   QWidget* parent = nullptr);
 
     // Lists the disks and reads each one again, unless a check is under way ("Check now").
     void checkNow();
@@ -41,6 +44,7 @@ private:
     std::shared_ptr<const DiskInventorySource> inventory_;
     std::shared_ptr<SmartReader> reader_;
     Clock& clock_;
+    QThreadPool& pool_;
     QFutureWatcher<Result<QList<PhysicalDisk>>> watcher_;
     QPushButton* checkButton_;
     QLabel* lastChecked_;

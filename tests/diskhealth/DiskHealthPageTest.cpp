@@ -15,6 +15,7 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTableWidget>
+#include <QThreadPool>
 #include <atomic>
 #include <gtest/gtest.h>
 
@@ -76,7 +77,7 @@ TEST(DiskHealthPage, ShowsEveryDiskWithItsGradeOrWhyThereIsNone) {
     test::ManualClock clock;
     auto inventory = std::make_shared<ReplayedInventory>();
     auto reader = std::make_shared<ReplayedSmartReader>();
-    DiskHealthPage page(inventory, reader, clock);
+    DiskHealthPage page(inventory, reader, clock, *QThreadPool::globalInstance());
     page.resize(900, 1400);
     QSignalSpy checked(&page, &DiskHealthPage::checked);
     ASSERT_TRUE(checked.wait(10000));
@@ -131,7 +132,8 @@ TEST(DiskHealthPage, ShowsEveryDiskWithItsGradeOrWhyThereIsNone) {
 TEST(DiskHealthPage, CheckNowReadsAgainOnceAndStampsTheTime) {
     test::ManualClock clock;
     auto reader = std::make_shared<ReplayedSmartReader>();
-    DiskHealthPage page(std::make_shared<ReplayedInventory>(), reader, clock);
+    DiskHealthPage page(std::make_shared<ReplayedInventory>(), reader, clock,
+                        *QThreadPool::globalInstance());
     QSignalSpy checked(&page, &DiskHealthPage::checked);
     ASSERT_TRUE(checked.wait(10000));
     const int firstReads = reader->reads;
