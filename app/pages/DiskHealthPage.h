@@ -3,7 +3,6 @@
 #include "diskhealth/DiskRecords.h"
 #include "services/Result.h"
 
-#include <QDateTime>
 #include <QFutureWatcher>
 #include <QWidget>
 #include <memory>
