@@ -68,7 +68,7 @@ QString statusColor(const SmartReport& report) {
     case DiskHealthStatus::unavailable:
         break;
     }
-    return QStringLiteral("#616161");
+    return {}; // the text colour of the theme
 }
 
 // "EFI system partition · vfat · 512 MB, 480 MB free"
@@ -240,8 +240,10 @@ QWidget* DiskHealthPage::diskCard(const PhysicalDisk& disk) {
         const bool unavailable = report->status == DiskHealthStatus::unavailable;
         auto* grade = new QLabel(diskHealthStatusTitle(report->status), card);
         grade->setObjectName(QStringLiteral("grade"));
-        grade->setStyleSheet(
-            QStringLiteral("font-weight: bold; color: %1;").arg(statusColor(*report)));
+        const QString color = statusColor(*report);
+        grade->setStyleSheet(color.isEmpty()
+                                 ? QStringLiteral("font-weight: bold;")
+                                 : QStringLiteral("font-weight: bold; color: %1;").arg(color));
         layout->addWidget(grade);
         QString why = report->verdictDetail;
         if (unavailable && disk.isVirtual)
