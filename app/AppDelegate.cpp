@@ -10,6 +10,7 @@
 #include "app/WeeklyAutoClean.h"
 #include "app/pages/PowerUserPage.h"
 #include "automation/AutomationEngine.h"
+#include "diskhealth/DiskHealthMonitor.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -72,6 +73,7 @@ void AppDelegate::didFinishLaunching() {
                 });
         autoClean_->start();
         services_.automation().start();
+        services_.diskHealth().start();
     }
 
     connect(&services_.notifications(), &AppNotifications::toggleMenuBarIcon, this,

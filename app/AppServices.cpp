@@ -8,6 +8,7 @@
 #include "automation/SystemTaskPerformer.h"
 #include "cleaning/OptimizationRegistry.h"
 #include "cleaning/OptimizationTaskRunner.h"
+#include "diskhealth/DiskHealthMonitor.h"
 #include "monitor/SystemMonitorEngine.h"
 #include "network/NetworkSpeedTestViewModel.h"
 #include "network/NetworkBlockerModel.h"
@@ -154,6 +155,25 @@ NetworkBlockerModel& AppServices::blocker() {
             });
     }
     return *blocker_;
+}
+
+std::shared_ptr<SmartReader> AppServices::smartReader() {
+    SmartctlReader::Options options;
+    if (!options.root)
+        options.privileged = [&shell = shell()](const QString& line) {
+            return shell.runPrivileged(line, false);
+        };
+    return std::make_shared<SmartctlReader>(std::move(options));
+}
+
+DiskHealthMonitor& AppServices::diskHealth() {
+    if (!diskHealth_) {
+        diskHealthNotifier_ = std::make_unique<FreedesktopNotifier>();
+        diskHealth_ = std::make_unique<DiskHealthMonitor>(
+            settings_, clock_, smartReader(), [] { return linuxWholeDisks(); },
+            *diskHealthNotifier_);
+    }
+    return *diskHealth_;
 }
 
 MaintenanceTaskLookup AppServices::maintenanceTasks() {

@@ -13,6 +13,9 @@ namespace velmox {
 
 class ActionHistoryStore;
 class AutomationEngine;
+class DiskHealthMonitor;
+class DiskHealthNotifier;
+class SmartReader;
 class AppLanguageManager;
 class Clock;
 class KeychainHelper;
@@ -60,6 +63,10 @@ public:
     NetworkBlockerModel& blocker();
     // The automation engine of this process, made on first use; start() begins its checks.
     AutomationEngine& automation();
+    // Reads and grades one disk at a time on a worker thread; never prompts for a password.
+    std::shared_ptr<SmartReader> smartReader();
+    // The background S.M.A.R.T. checks, made on first use; start() begins them.
+    DiskHealthMonitor& diskHealth();
     // Finds tasks in the maintenance task registry; they run through taskRunner().
     MaintenanceTaskLookup maintenanceTasks();
     // Runs the short checks of the settings panes (the keyring, sudo) off the main thread.
@@ -85,6 +92,8 @@ private:
     std::unique_ptr<SpeedTestBackend> speedTestBackend_;
     std::unique_ptr<NetworkSpeedTestViewModel> speedTest_; // after its back end: goes first
     std::unique_ptr<NetworkBlockerModel> blocker_; // its runs use the shell helper and the log
+    std::unique_ptr<DiskHealthNotifier> diskHealthNotifier_;
+    std::unique_ptr<DiskHealthMonitor> diskHealth_; // uses the reader, which uses the shell helper
     struct Automation;
     std::unique_ptr<Automation> automation_; // uses the log, the keyring and the shell helper
     // Last, so it goes first: it waits for its runs, which use the shell helper and the log.

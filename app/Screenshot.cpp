@@ -8,6 +8,7 @@
 #include "app/SidebarItems.h"
 #include "app/StatusPopover.h"
 #include "app/SymbolIcons.h"
+#include "app/pages/DiskHealthPage.h"
 #include "app/pages/MonitorDemand.h"
 #include "monitor/SystemMonitorEngine.h"
 #include "services/Category.h"
@@ -98,6 +99,14 @@ QImage Screenshot::render(AppServices& services, const QString& target) {
         window.show();
         if (showsLiveFigures(target))
             waitForFigures(services.monitor().engine(), kFiguresDeadlineMs);
+        // The disks are read on a worker: grab them once read (smartctl may take a while).
+        if (auto* disks = qobject_cast<DiskHealthPage*>(window.currentPage());
+            disks && disks->isChecking()) {
+            QEventLoop loop;
+            QObject::connect(disks, &DiskHealthPage::checked, &loop, &QEventLoop::quit);
+            QTimer::singleShot(std::chrono::seconds(20), &loop, &QEventLoop::quit);
+            loop.exec();
+        }
         settle(60);
         return window.grab().toImage();
     }

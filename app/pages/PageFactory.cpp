@@ -3,12 +3,14 @@
 #include "app/AppServices.h"
 #include "app/pages/CleanupPage.h"
 #include "app/pages/DashboardPage.h"
+#include "app/pages/DiskHealthPage.h"
 #include "app/pages/FanTempPage.h"
 #include "app/pages/MaintenancePage.h"
 #include "app/pages/NetworkToolsPage.h"
 #include "app/pages/PlaceholderPage.h"
 #include "app/pages/PowerUserPage.h"
 #include "app/pages/StorageManagerPage.h"
+#include "diskhealth/DiskInventory.h"
 #include "services/ShellHelper.h"
 
 namespace velmox {
@@ -33,6 +35,9 @@ QWidget* createPage(Category category, AppServices& services) {
                 return shell.runPrivileged(line, true);
             },
             &services.settings());
+    case Category::diskHealth:
+        return new DiskHealthPage(makeDiskInventorySource(), services.smartReader(),
+                                  services.clock(), services.checks());
     case Category::networkTools:
         return new NetworkToolsPage(services);
     default:
