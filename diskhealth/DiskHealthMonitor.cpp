@@ -117,12 +117,8 @@ DiskHealthMonitor::DiskHealthMonitor(Settings& settings, Clock& clock,
 }
 
 DiskHealthMonitor::~DiskHealthMonitor() {
-    if (checking_) {
-        // The check under way holds only the shared reader and lister; the thread ends after
-        // it, deletes itself, and the result finds no monitor to go to.
-        thread_->quit();
-        return;
-    }
+    // A check under way is waited for (smartctl has its time-out): its reader may run
+    // through the shell helper, which goes away with the services after this monitor.
     QObject::disconnect(thread_, &QThread::finished, nullptr, nullptr);
     thread_->quit();
     thread_->wait();

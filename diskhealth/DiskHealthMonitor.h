@@ -48,8 +48,8 @@ struct CachedDiskHealth {
 // Watches every disk's S.M.A.R.T. grade in the background and notifies when one gets worse
 // (and, when asked, when it gets better). Lives on the main thread; the checks run on its own
 // worker thread, "Velmox.diskHealthMonitor", one at a time. The reader and the disk lister are
-// shared with that thread and called only there. Destroying the monitor stops its timers; a
-// check under way finishes on the worker and its result is dropped.
+// shared with that thread and called only there. Destroying the monitor stops its timers and
+// waits for a check under way, whose result is dropped.
 class DiskHealthMonitor : public QObject {
     Q_OBJECT
 public:
