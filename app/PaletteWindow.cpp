@@ -145,9 +145,9 @@ void PaletteWindow::addHeader(const QString& title) {
     item->setFont(font);
 }
 
-void PaletteWindow::addRow(int index) {
+void PaletteWindow::addRow(int index, const QStringList& favorites) {
     const PaletteEntry& entry = index_.entries()[index];
-    const bool favorite = favorites().contains(entry.id);
+    const bool favorite = favorites.contains(entry.id);
     auto* item = new QListWidgetItem(
         (favorite ? QStringLiteral("★ ") : QStringLiteral("   ")) + entry.title, list_);
     item->setData(kIdRole, entry.id);
@@ -159,6 +159,7 @@ void PaletteWindow::refill() {
     list_->clear();
     const QString query = field_->text();
     const QList<PaletteMatch> matches = index_.rank(query);
+    const QStringList starred = favorites();
     const bool empty = query.trimmed().isEmpty() || (!matches.isEmpty() && matches[0].score == 0);
     if (empty) {
         message_->setText(
@@ -166,7 +167,7 @@ void PaletteWindow::refill() {
                            "While the search field is empty, the palette also lists the last %1 "
                            "commands you ran under Recent.")
                 .arg(kRecentCount));
-        QStringList pinned = favorites();
+        QStringList pinned = starred;
         for (const QString& id : recents())
             if (!pinned.contains(id))
                 pinned.append(id);
@@ -174,7 +175,7 @@ void PaletteWindow::refill() {
         if (!pinned.isEmpty()) {
             addHeader(QStringLiteral("Favorites & Recents"));
             for (const QString& id : pinned)
-                addRow(positions_.value(id));
+                addRow(positions_.value(id), starred);
             addHeader(QStringLiteral("All Commands"));
         }
     } else if (matches.isEmpty()) {
@@ -190,7 +191,7 @@ void PaletteWindow::refill() {
             addHeader(QStringLiteral("Settings"));
             settingsHeader = true;
         }
-        addRow(match.index);
+        addRow(match.index, starred);
     }
     for (int row = 0; row < list_->count(); ++row) {
         if (list_->item(row)->flags() & Qt::ItemIsEnabled) {

@@ -49,7 +49,7 @@ protected:
 private:
     void refill();
     void addHeader(const QString& title);
-    void addRow(int index);
+    void addRow(int index, const QStringList& favorites);
     void showRowMenu(const QPoint& at);
     void store(const char* key, const QStringList& ids);
     QString currentId() const;
