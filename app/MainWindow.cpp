@@ -4,6 +4,7 @@
 #include "app/AppServices.h"
 #include "app/Appearance.h"
 #include "app/GlobalStatusBar.h"
+#include "app/PaletteWindow.h"
 #include "app/SidebarItems.h"
 #include "app/SidebarView.h"
 #include "app/SoftwareUpdater.h"
@@ -77,6 +78,10 @@ void MainWindow::buildMenus() {
         }
     }
     view->addSeparator();
+    QAction* palette =
+        view->addAction(QStringLiteral("Command &Palette..."), QKeySequence(Qt::CTRL | Qt::Key_K),
+                        this, &MainWindow::showPalette);
+    palette->setShortcutContext(Qt::ApplicationShortcut);
     view->addAction(QStringLiteral("&Activity"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_A),
                     this, [this] { PowerUserPage::openActivity(services_.navigation()); });
 
@@ -179,6 +184,16 @@ QWidget* MainWindow::currentPage() const {
 
 void MainWindow::showPage(Category category) {
     services_.navigation().setCurrentPage(rawValue(category));
+}
+
+PaletteWindow* MainWindow::commandPalette() {
+    if (!commandPalette_)
+        commandPalette_ = new PaletteWindow(services_, this);
+    return commandPalette_;
+}
+
+void MainWindow::showPalette() {
+    commandPalette()->popUp(this);
 }
 
 void MainWindow::followNavigation(const QString& raw) {

@@ -12,6 +12,7 @@ namespace velmox {
 
 class AppServices;
 class GlobalStatusBar;
+class PaletteWindow;
 class SidebarView;
 
 // The main window: the sidebar, the page of the current `Category` (made the first time
@@ -30,6 +31,9 @@ public:
     QWidget* page(Category category);
     QWidget* currentPage() const;
     void showPage(Category category);
+    // The command palette over this window, made the first time it is asked for.
+    PaletteWindow* commandPalette();
+    void showPalette();
 
 signals:
     void settingsRequested();
@@ -50,6 +54,7 @@ private:
     SidebarView* sidebar_;
     QStackedWidget* pages_;
     GlobalStatusBar* statusLine_;
+    PaletteWindow* commandPalette_ = nullptr;
     QHash<int, QWidget*> made_;
 };
 
