@@ -18,6 +18,7 @@
 #include "services/KeychainHelper.h"
 #include "services/ShellHelper.h"
 #include "storage/ScanCenter.h"
+#include "storage/StorageCatalogStore.h"
 
 namespace velmox {
 
@@ -103,8 +104,14 @@ ShellHelper& AppServices::shell() {
 
 ScanCenter& AppServices::scanCenter() {
     if (!scanCenter_)
-        scanCenter_ = std::make_unique<ScanCenter>(clock_, &status_);
+        scanCenter_ = std::make_unique<ScanCenter>(clock_, &status_, &catalogStore());
     return *scanCenter_;
+}
+
+StorageCatalogStore& AppServices::catalogStore() {
+    if (!catalogStore_)
+        catalogStore_ = std::make_unique<StorageCatalogStore>();
+    return *catalogStore_;
 }
 
 MonitorDemand& AppServices::monitor() {

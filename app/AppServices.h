@@ -28,6 +28,7 @@ class ScanCenter;
 class SecretStore;
 class ShellHelper;
 class SpeedTestBackend;
+class StorageCatalogStore;
 class SystemMonitorEngine;
 
 // The composition root: every object the window, the pages and the tray share is made
@@ -54,6 +55,7 @@ public:
     ShellHelper& shell();
     // The one owner of every storage scan, made on first use.
     ScanCenter& scanCenter();
+    StorageCatalogStore& catalogStore();
     // The shared monitor engine, made on first use; it runs while a watcher holds it.
     MonitorDemand& monitor();
     OptimizationTaskRunner& taskRunner();
@@ -86,6 +88,7 @@ private:
     std::unique_ptr<KeychainHelper> keychain_;
     std::unique_ptr<PromptElevation> promptElevation_;
     std::unique_ptr<ShellHelper> shell_;
+    std::unique_ptr<StorageCatalogStore> catalogStore_; // outlives the scan center
     std::unique_ptr<ScanCenter> scanCenter_;
     std::unique_ptr<SystemMonitorEngine> monitorEngine_;
     std::unique_ptr<MonitorDemand> monitorDemand_;

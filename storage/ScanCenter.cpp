@@ -2,14 +2,17 @@
 
 namespace velmox {
 
-ScanCenter::ScanCenter(Clock& clock, AppStatusCenter* status, QObject* parent)
-    : QObject(parent), clock_(clock), status_(status),
+ScanCenter::ScanCenter(Clock& clock, AppStatusCenter* status, StorageCatalogStore* cache,
+                       QObject* parent)
+    : QObject(parent), clock_(clock), status_(status), cache_(cache),
       nodeBudget_(nodeBudgetFor(DiskScanner::physicalMemory())) {}
 
 ScanJob* ScanCenter::job(const ScanScope& scope) {
     ScanJob*& job = jobs_[scope.identifier()];
-    if (!job)
+    if (!job) {
         job = new ScanJob(scope, clock_, status_, this);
+        job->setCacheStore(cache_);
+    }
     return job;
 }
 

@@ -7,11 +7,14 @@
 
 namespace velmox {
 
-// The one owner of every scope's ScanJob (one job per scope, created on first use).
+// The one owner of every scope's ScanJob (one job per scope, created on first use). With a
+// store, every complete scan is kept as its scope's cache and can be shown again from there
+// (ScanJob::openCachedScan()); the store must outlive the center.
 class ScanCenter : public QObject {
     Q_OBJECT
 public:
-    ScanCenter(Clock& clock, AppStatusCenter* status = nullptr, QObject* parent = nullptr);
+    ScanCenter(Clock& clock, AppStatusCenter* status = nullptr,
+               StorageCatalogStore* cache = nullptr, QObject* parent = nullptr);
 
     ScanJob* job(const ScanScope& scope);
     QList<ScanJob*> jobs() const { return jobs_.values(); }
@@ -23,6 +26,7 @@ public:
 private:
     Clock& clock_;
     AppStatusCenter* status_;
+    StorageCatalogStore* cache_;
     QHash<QString, ScanJob*> jobs_;
     int64_t nodeBudget_;
 };

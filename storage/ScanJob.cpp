@@ -2,7 +2,10 @@
 
 #include "services/AppStatusCenter.h"
 #include "storage/DirectoryReader.h"
+#include "storage/StorageCatalogStore.h"
 
+#include <QCoreApplication>
+#include <QPointer>
 #include <stop_token>
 #include <unistd.h>
 
@@ -54,6 +57,7 @@ void ScanJob::start(bool gentle, std::optional<int> workers) {
     unreadableCount_ = 0;
     unreadableSamples_.clear();
     scanNote_.clear();
+    isFromCache_ = false;
     protectedScan_ = {};
     volume_ = VolumeInfo::of(scope_.path);
     setTree(nullptr);
@@ -131,9 +135,84 @@ void ScanJob::scannerFinished(const DiskScanner* which) {
     if (paused)
         pausedScanner_ = std::move(scanner);
     setState(State::finished);
+    if (outcome == DiskScanner::State::finished)
+        writeCache();
     report(paused ? QStringLiteral("Paused the scan of %1.").arg(title())
                   : QStringLiteral("Success: Scanned %1.").arg(title()),
            false);
+}
+
+void ScanJob::writeCache() {
+    if (!cache_ || !tree_)
+        return;
+    CatalogMeta meta = catalogMetaFor(*tree_, volume_, scannedAt_);
+    meta.scanStamp = ScanStamp{1, 0, {}, volume_.uuid, scannedAt_};
+    // The write may end after the job has gone, so its answer goes through the application
+    // object and finds the job again there.
+    const QPointer<ScanJob> job(this);
+    const QString scope = title();
+    cache_->writeCache(scope_.identifier(), tree_, std::move(meta),
+                       [job, scope](const Status& written) {
+                           QCoreApplication* app = QCoreApplication::instance();
+                           if (written || !app)
+                               return;
+                           QMetaObject::invokeMethod(
+                               app,
+                               [job, scope, reason = written.error()] {
+                                   qWarning("Scan cache of %s not written: %s", qPrintable(scope),
+                                            qPrintable(reason));
+                                   if (job)
+                                       emit job->messageChanged(QStringLiteral(
+                                           "This scan could not be saved (disk full or the saved "
+                                           "copy could not be written), so it will have to be "
+                                           "scanned again after a restart."));
+                               },
+                               Qt::QueuedConnection);
+                       });
+}
+
+bool ScanJob::openCachedScan() {
+    if (!cache_ || tree_ || state_ != State::idle)
+        return false;
+    const int generation = ++generation_;
+    setState(State::loadingCache);
+    // Joined by the next load or the job's end.
+    cacheThread_ = std::jthread(
+        [this, generation, store = cache_, key = scope_.identifier(), path = scope_.path] {
+            std::optional<Result<CatalogContents>> cached = store->readCache(key);
+            std::shared_ptr<FileTree> tree;
+            CatalogMeta meta;
+            QString refused;
+            VolumeInfo volume;
+            if (cached && *cached) {
+                tree = std::make_shared<FileTree>(std::move((*cached)->tree));
+                meta = std::move((*cached)->meta);
+                volume = VolumeInfo::of(path);
+            } else if (cached) {
+                refused = cached->error();
+            }
+            QMetaObject::invokeMethod(
+                this,
+                [this, generation, tree, meta, refused, volume] {
+                    if (generation != generation_)
+                        return;
+                    if (!tree) {
+                        setState(State::idle);
+                        if (!refused.isEmpty())
+                            emit messageChanged(refused);
+                        return;
+                    }
+                    scannedAt_ = meta.scanDate;
+                    volume_ = volume;
+                    isFromCache_ = true;
+                    unreadableSamples_.clear();
+                    setTree(tree);
+                    refreshUnreadable({});
+                    setState(State::finished);
+                },
+                Qt::QueuedConnection);
+        });
+    return true;
 }
 
 void ScanJob::pause() {

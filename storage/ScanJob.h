@@ -15,6 +15,7 @@
 namespace velmox {
 
 class AppStatusCenter;
+class StorageCatalogStore;
 
 // The state of "Read Blocked Folders" for one job.
 struct ProtectedScanState {
@@ -68,6 +69,17 @@ public:
     // When the last full scan ended (invalid before one has), on the job's clock.
     const QDateTime& scannedAt() const { return scannedAt_; }
     const Clock& clock() const { return clock_; }
+    // The tree shown is the scope's last scan, read from its cache.
+    bool isFromCache() const { return isFromCache_; }
+
+    // Where complete scans are kept and read back from; none by default. The store must
+    // outlive the job.
+    void setCacheStore(StorageCatalogStore* store) { cache_ = store; }
+    // Shows the scope's last scan from its cache when the job has no scan yet: the job is
+    // `loadingCache` while the file is read on a thread of its own, then `finished`; it goes
+    // back to `idle` when there is no cache, and also says why when the cache is refused.
+    // False when there is nothing to do.
+    bool openCachedScan();
 
     // Starts a full scan; `workers` overrides the count chosen from the disk.
     void start(bool gentle = false, std::optional<int> workers = std::nullopt);
@@ -105,6 +117,8 @@ private:
     // Counts the blocked folders of the current tree again and keeps the samples that are
     // still blocked, followed by `found` (as many as fit).
     void refreshUnreadable(const QList<UnreadableSample>& found);
+    // Hands a complete scan to the cache's write queue.
+    void writeCache();
 
     ScanScope scope_;
     Clock& clock_;
@@ -119,6 +133,8 @@ private:
     QList<UnreadableSample> unreadableSamples_;
     QString scanPhase_;
     QString scanNote_;
+    bool isFromCache_ = false;
+    StorageCatalogStore* cache_ = nullptr;
     ProtectedScanState protectedScan_;
     std::optional<int32_t> rescanningFolder_;
     std::unique_ptr<ScheduledJob> timer_;
@@ -128,6 +144,7 @@ private:
     std::vector<std::unique_ptr<DiskScanner>> retired_; // cancelled, workers still stopping
     std::jthread rescanThread_;                         // stopped (cancelled) and joined
     std::jthread passThread_;                           // joined
+    std::jthread cacheThread_;                          // joined
 };
 
 } // namespace velmox

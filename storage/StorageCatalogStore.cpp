@@ -291,15 +291,24 @@ QString StorageCatalogStore::cacheFile(const QString& scopeKey) const {
     return cacheFolder() + QLatin1Char('/') + scopeStem(scopeKey) + kCacheExtension;
 }
 
-std::future<Status>
-StorageCatalogStore::writeCache(const QString& scopeKey,
-                                std::shared_ptr<const CatalogContents> contents) {
-    return cacheWrites_.run(
-        [path = cacheFile(scopeKey), contents] { return writeFile(path, *contents); });
+std::future<Status> StorageCatalogStore::writeCache(const QString& scopeKey,
+                                                    std::shared_ptr<const FileTree> tree,
+                                                    CatalogMeta meta,
+                                                    std::function<void(const Status&)> done) {
+    return cacheWrites_.run([path = cacheFile(scopeKey), tree, meta, done] {
+        const Status written = writeFile(path, {tree->copy(), meta, std::nullopt, {}});
+        if (done)
+            done(written);
+        return written;
+    });
 }
 
-Result<CatalogContents> StorageCatalogStore::readCache(const QString& scopeKey) const {
-    return readFile(cacheFile(scopeKey));
+std::optional<Result<CatalogContents>>
+StorageCatalogStore::readCache(const QString& scopeKey) const {
+    const QString path = cacheFile(scopeKey);
+    if (!QFileInfo::exists(path))
+        return std::nullopt;
+    return readFile(path);
 }
 
 QString StorageCatalogStore::checkpointFile(const QString& scopeKey) const {

@@ -6,8 +6,10 @@
 
 #include <QObject>
 #include <QString>
+#include <functional>
 #include <future>
 #include <memory>
+#include <optional>
 
 namespace velmox {
 
@@ -74,9 +76,12 @@ public:
 
     // The latest scan of a scope.
     QString cacheFile(const QString& scopeKey) const;
-    std::future<Status> writeCache(const QString& scopeKey,
-                                   std::shared_ptr<const CatalogContents> contents);
-    Result<CatalogContents> readCache(const QString& scopeKey) const;
+    // Writes a finished scan as the scope's cache: the tree is copied once, on the queue, and
+    // `done` is called there with the outcome.
+    std::future<Status> writeCache(const QString& scopeKey, std::shared_ptr<const FileTree> tree,
+                                   CatalogMeta meta, std::function<void(const Status&)> done = {});
+    // std::nullopt when the scope has no cache.
+    std::optional<Result<CatalogContents>> readCache(const QString& scopeKey) const;
 
     // The checkpoint of a running scan of a scope.
     QString checkpointFile(const QString& scopeKey) const;

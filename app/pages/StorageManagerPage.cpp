@@ -346,6 +346,7 @@ void StorageManagerPage::setScope(const ScanScope& scope) {
         updateControls();
     });
     dismissMessage();
+    job_->openCachedScan();
     showTree();
     publishDetail();
 }
@@ -550,6 +551,9 @@ void StorageManagerPage::updateControls() {
         if (scanning)
             emptyState_->show(picture, QStringLiteral("Scanning"),
                               QStringLiteral("Scanning %1...").arg(scope_.path));
+        else if (job_ && job_->state() == ScanJob::State::loadingCache)
+            emptyState_->show(picture, QStringLiteral("Opening the Last Scan"),
+                              QStringLiteral("Reading the last scan of %1...").arg(scope_.path));
         else if (job_ && job_->state() == ScanJob::State::failed)
             emptyState_->show(picture, QStringLiteral("The Scan Could Not Run"), job_->scanNote());
         else

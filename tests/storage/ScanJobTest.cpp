@@ -2,6 +2,7 @@
 #include "services/AppNavigationState.h"
 #include "services/AppStatusCenter.h"
 #include "storage/ScanCenter.h"
+#include "storage/StorageCatalogStore.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -194,4 +195,101 @@ TEST_F(ScanJobTest, OnlyAPausedScanResumesAndARefusedPassIsReported) {
     ASSERT_TRUE(job->protectedScan().outcome);
     EXPECT_EQ(job->protectedScan().outcome->message,
               QStringLiteral("Could not find the app's own executable."));
+}
+
+TEST_F(ScanJobTest, AFinishedScanIsCachedAndShownAgainByTheNextCenter) {
+    QTemporaryDir data;
+    StorageCatalogStore store(data.path());
+    const QString key = scope().identifier();
+    QDateTime scannedAt;
+    int64_t allocated = 0;
+    {
+        ScanCenter center(SystemClock::shared(), &status_, &store);
+        ScanJob* job = center.job(scope());
+        job->start();
+        ASSERT_TRUE(processEventsUntil([&] { return job->state() == ScanJob::State::finished; }));
+        scannedAt = job->scannedAt();
+        allocated = job->tree()->size(0, TreeSortKey::real);
+        ASSERT_TRUE(processEventsUntil([&] { return QFile::exists(store.cacheFile(key)); }));
+    }
+    // What changes on disk afterwards is not in the cached tree.
+    writeFile(root_ + "/added", 50000);
+
+    ScanCenter center(SystemClock::shared(), &status_, &store);
+    ScanJob* job = center.job(scope());
+    EXPECT_FALSE(job->isFromCache());
+    ASSERT_TRUE(job->openCachedScan());
+    EXPECT_EQ(job->state(), ScanJob::State::loadingCache);
+    ASSERT_TRUE(processEventsUntil([&] { return job->state() == ScanJob::State::finished; }));
+    EXPECT_TRUE(job->isFromCache());
+    EXPECT_EQ(job->tree()->items(0), 21u);
+    EXPECT_EQ(job->tree()->size(0, TreeSortKey::real), allocated);
+    EXPECT_EQ(job->scannedAt().toSecsSinceEpoch(), scannedAt.toSecsSinceEpoch());
+    EXPECT_FALSE(job->openCachedScan());
+
+    // A scope that was never scanned goes back to idle without a word.
+    ScanJob* other = center.job({ScanScope::Kind::folder, dir_.path(), {}, {}});
+    int otherMessages = 0;
+    QObject::connect(other, &ScanJob::messageChanged, [&] { ++otherMessages; });
+    ASSERT_TRUE(other->openCachedScan());
+    ASSERT_TRUE(processEventsUntil([&] { return other->state() == ScanJob::State::idle; }));
+    EXPECT_FALSE(other->tree());
+    EXPECT_EQ(otherMessages, 0);
+}
+
+TEST_F(ScanJobTest, ADamagedOrUnwritableCacheIsReportedAndAScanStillRuns) {
+    QTemporaryDir data;
+    StorageCatalogStore store(data.path());
+    const QString file = store.cacheFile(scope().identifier());
+    {
+        ScanCenter center(SystemClock::shared(), &status_, &store);
+        center.job(scope())->start();
+        ASSERT_TRUE(processEventsUntil([&] { return QFile::exists(file); }));
+    }
+    QFile cache(file);
+    ASSERT_TRUE(cache.open(QIODevice::ReadWrite));
+    QByteArray damaged = cache.readAll();
+    damaged[damaged.size() - 3] = char(damaged.at(damaged.size() - 3) ^ 0x5a);
+    ASSERT_TRUE(cache.seek(0));
+    ASSERT_EQ(cache.write(damaged), damaged.size());
+    cache.close();
+
+    ScanCenter center(SystemClock::shared(), &status_, &store);
+    ScanJob* job = center.job(scope());
+    QStringList messages;
+    QObject::connect(job, &ScanJob::messageChanged,
+                     [&](const QString& message) { messages.append(message); });
+    ASSERT_TRUE(job->openCachedScan());
+    ASSERT_TRUE(processEventsUntil([&] { return job->state() == ScanJob::State::idle; }));
+    EXPECT_FALSE(job->tree());
+    ASSERT_EQ(messages.size(), 1);
+    EXPECT_TRUE(messages.at(0).startsWith(QStringLiteral("The catalog file is damaged (")))
+        << messages.at(0).toStdString();
+    // The refused file is left as it was, and a new scan replaces it.
+    ASSERT_TRUE(cache.open(QIODevice::ReadOnly));
+    EXPECT_EQ(cache.readAll(), damaged);
+    cache.close();
+    job->start();
+    ASSERT_TRUE(processEventsUntil([&] {
+        const auto cached = store.readCache(scope().identifier());
+        return cached && cached->has_value();
+    }));
+    EXPECT_EQ(messages.size(), 1);
+
+    // A cache that cannot be written leaves the scan on screen and says so.
+    QTemporaryDir blocked;
+    ASSERT_TRUE(QDir(blocked.path()).mkdir(QStringLiteral("ScanCache")));
+    StorageCatalogStore unwritable(blocked.path());
+    ASSERT_TRUE(QDir(unwritable.cacheFolder()).removeRecursively());
+    writeFile(QFile::encodeName(unwritable.cacheFolder()), 1);
+    ScanCenter full(SystemClock::shared(), &status_, &unwritable);
+    ScanJob* unsaved = full.job(scope());
+    QStringList unsavedMessages;
+    QObject::connect(unsaved, &ScanJob::messageChanged,
+                     [&](const QString& message) { unsavedMessages.append(message); });
+    unsaved->start();
+    ASSERT_TRUE(processEventsUntil([&] { return !unsavedMessages.isEmpty(); }));
+    EXPECT_EQ(unsaved->state(), ScanJob::State::finished);
+    EXPECT_EQ(unsaved->tree()->items(0), 21u);
+    EXPECT_TRUE(unsavedMessages.at(0).startsWith(QStringLiteral("This scan could not be saved")));
 }
