@@ -8,7 +8,7 @@ namespace velmox {
 namespace {
 
 int usage(CliIO& io) {
-    io.err << "Usage: velmox " << automationAgentUsage << '\n';
+    io.err << "Usage: velmox " VELMOX_AUTOMATION_AGENT_USAGE << '\n';
     return 2;
 }
 

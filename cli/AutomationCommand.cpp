@@ -252,8 +252,7 @@ int runAutomation(const QStringList& args, CliIO& io) {
 
 VELMOX_CLI_COMMAND(automation,
                    "automation list [--json] | automation run ACTION [--dry-run] [--yes] [--json] "
-                   "| automation agent install --daily|--weekly [--caches] [--trash] [--purge] | "
-                   "automation agent remove | automation agent status",
+                   "| " VELMOX_AUTOMATION_AGENT_USAGE,
                    "Lists the automation rules, routines and profiles, or runs a task id, "
                    "\"chain:ID\" or a profile id.",
                    runAutomation);

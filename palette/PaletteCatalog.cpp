@@ -51,8 +51,6 @@ constexpr TabRow kTabs[] = {
     {"settings/about", "About Velmox", "about version credits licence license"},
 };
 
-} // namespace
-
 QList<PaletteEntry> palettePageEntries() {
     QList<PaletteEntry> entries;
     for (const PageWords& page : kPageWords)
@@ -61,6 +59,8 @@ QList<PaletteEntry> palettePageEntries() {
                         PaletteSection::entries});
     return entries;
 }
+
+} // namespace
 
 QList<PaletteEntry> builtInPaletteEntries(const OptimizationRegistry& registry) {
     QList<PaletteEntry> entries = palettePageEntries();

@@ -13,7 +13,4 @@ class OptimizationRegistry;
 // Built afresh on each call (the registry's tasks follow the system Velmox runs on).
 QList<PaletteEntry> builtInPaletteEntries(const OptimizationRegistry& registry);
 
-// The pages alone, in sidebar-identifier order ("page:<identifier>").
-QList<PaletteEntry> palettePageEntries();
-
 } // namespace velmox

@@ -1,25 +1,17 @@
 #include "network/BlockChainFiles.h"
 #include "network/FirewallAddresses.h"
 #include "network/PfAnchor.h"
+#include "tests/network/BlockRules.h"
 
 #include <gtest/gtest.h>
 
 using namespace velmox;
 
-namespace {
-
-QList<BlockRule> rules(std::initializer_list<const char*> typed) {
-    QList<BlockRule> list;
-    for (const char* text : typed)
-        list.append(*parseBlockInput(text));
-    return list;
-}
-
-} // namespace
+using test::rules;
 
 TEST(FirewallRules, AddressesAreSplitByFamilyOnceEach) {
-    QList<BlockRule> list = rules({"10.0.0.1", "2001:db8::/32", "example.com", "10.0.0.1/8",
-                                   "192.0.2.9"});
+    QList<BlockRule> list =
+        rules({"10.0.0.1", "2001:db8::/32", "example.com", "10.0.0.1/8", "192.0.2.9"});
     list.append(list.first()); // the same address twice, e.g. typed as a URL too
     list[4].enabled = false;
     EXPECT_EQ(firewallAddresses(list),
@@ -41,8 +33,8 @@ TEST(FirewallRules, ResolvedAddressesOfDomainRulesJoinTheSets) {
     };
     EXPECT_EQ(firewallAddresses(list, resolver),
               (FirewallAddresses{{"198.51.100.1", "203.0.113.7"}, {"2001:db8::5"}}));
-    EXPECT_EQ(asked, (QStringList{"example.com", "www.example.com", "off.example",
-                                  "www.off.example"}));
+    EXPECT_EQ(asked,
+              (QStringList{"example.com", "www.example.com", "off.example", "www.off.example"}));
 }
 
 TEST(PfAnchor, RuleFileBlocksEachAddressBothWays) {

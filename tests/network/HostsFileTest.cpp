@@ -1,19 +1,12 @@
 #include "network/HostsFile.h"
 
+#include "tests/network/BlockRules.h"
+
 #include <gtest/gtest.h>
 
 using namespace velmox;
 
-namespace {
-
-QList<BlockRule> rules(std::initializer_list<const char*> typed) {
-    QList<BlockRule> list;
-    for (const char* text : typed)
-        list.append(*parseBlockInput(text));
-    return list;
-}
-
-} // namespace
+using test::rules;
 
 TEST(HostsFile, TheBlockListsEveryNameOfEnabledDomainRulesInOrder) {
     QList<BlockRule> list = rules({"example.com", "10.0.0.1", "news.example.org", "ads.example"});
@@ -31,7 +24,8 @@ TEST(HostsFile, TheBlockListsEveryNameOfEnabledDomainRulesInOrder) {
 // feed all come through repeated applies unchanged; only the managed blocks change.
 TEST(HostsFile, EveryByteOutsideTheMarkersIsKeptAcrossApplies) {
     const QByteArray before = "127.0.0.1\tlocalhost\r\n# my notes\n\n";
-    const QByteArray foreign = "# BEGIN Other Blocker\n0.0.0.0 other.example\n# END Other Blocker\n";
+    const QByteArray foreign =
+        "# BEGIN Other Blocker\n0.0.0.0 other.example\n# END Other Blocker\n";
     const QByteArray after = "192.168.1.2 nas # no final line feed";
     const QByteArray user = before + foreign + after;
 
