@@ -59,14 +59,17 @@ TEST(SMCHelper, CachesKeyInfoEnumeratesOnceAndNeverAsksABadKeyAgain) {
     EXPECT_EQ(smc.calls().opens, 1);
 }
 
-TEST(SMCHelper, MalformedKeysFailWithoutADriverCall) {
+TEST(SMCHelper, MalformedKeysAndAMissingSmcFailWithoutADriverCall) {
     SimulatedSmc smc = macBookPro();
     SMCHelper helper(smc.opener(), nullptr);
-
-    EXPECT_EQ(helper.readKey(QStringLiteral("TC0")), std::nullopt);
-    EXPECT_EQ(helper.readKey(QString(4, QChar(0))), std::nullopt);
-    EXPECT_EQ(helper.readKey(QStringLiteral("TC0PX")), std::nullopt);
+    for (const QString& key :
+         {QStringLiteral("TC0"), QString(4, QChar(0)), QStringLiteral("TC0PX")})
+        EXPECT_EQ(helper.readKey(key), std::nullopt) << key.toStdString();
     EXPECT_EQ(smc.calls().keyInfo + smc.calls().read, 0);
+
+    SMCHelper none([] { return std::unique_ptr<SmcConnection>(); }, nullptr);
+    EXPECT_EQ(none.readTemperature(QStringLiteral("TC0P")), -1.0);
+    EXPECT_TRUE(none.readAllSensors().isEmpty());
 }
 
 TEST(SMCHelper, AFanlessMacHasNoFanKeysAndSkipsAKeyTheSmcWillNotRead) {
@@ -148,12 +151,6 @@ TEST(SMCHelper, AFruitlessRoundResetsTheConnectionAndForgetsBadKeys) {
     EXPECT_EQ(smc.calls().opens, 2) << "the next round opens a fresh connection";
     EXPECT_EQ(helper.readTemperature(QStringLiteral("TG0P")), -1.0);
     EXPECT_EQ(smc.calls().keyInfoByKey.at("TG0P"), 2) << "bad keys are retried after a reset";
-}
-
-TEST(SMCHelper, WithoutAnSmcOnlyNamedSensorsAreRead) {
-    SMCHelper none([] { return std::unique_ptr<SmcConnection>(); }, nullptr);
-    EXPECT_EQ(none.readTemperature(QStringLiteral("TC0P")), -1.0);
-    EXPECT_TRUE(none.readAllSensors().isEmpty());
 }
 
 } // namespace
