@@ -214,14 +214,6 @@ TEST_F(DiskHealthMonitorTest, ChecksTwentySecondsAfterStartThenEveryInterval) {
     clock.advance(std::chrono::minutes(30) - std::chrono::seconds(20));
     EXPECT_TRUE(waitFor([&] { return !monitor->isChecking() && reader->reads == 4; }));
 
-    // Switched off, it checks nothing in the background.
-    monitor->stop();
-    setSetting("diskHealthMonitorEnabled", false);
-    monitor->start();
-    EXPECT_EQ(clock.pendingJobs(), 0);
-    clock.advance(std::chrono::hours(25));
-    EXPECT_EQ(reader->reads, 4);
-
     setSetting("diskHealthCheckMinutes", 0);
     EXPECT_EQ(DiskHealthMonitor::intervalMinutes(*settings), 60);
 }
