@@ -150,6 +150,8 @@ TEST_F(DiskHealthPageTest, ShowsEveryDiskWithItsGradeOrWhyThereIsNone) {
         EXPECT_EQ(table->item(row, 1)->toolTip(), hdd.attributes[row].description);
     }
     const QString loop0Text = cardText(loop0);
+    ASSERT_EQ(disks[1].partitions.size(), 3);
+    EXPECT_TRUE(loop0Text.contains(QStringLiteral("A disk image attached as a loop device.")));
     for (const DiskPartition& partition : disks[1].partitions) {
         EXPECT_TRUE(loop0Text.contains(partition.identifier) &&
                     loop0Text.contains(partition.content))
