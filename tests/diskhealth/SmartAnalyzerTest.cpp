@@ -103,7 +103,12 @@ TEST(SmartAnalyzer, GradesRecordedSmartctlOutputs) {
          std::nullopt,
          {},
          "Permission denied"},
-        {"open-failed.json", nullptr, DiskHealthStatus::unavailable, std::nullopt, {}, "Open failed"},
+        {"open-failed.json",
+         nullptr,
+         DiskHealthStatus::unavailable,
+         std::nullopt,
+         {},
+         "Open failed"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.file);
