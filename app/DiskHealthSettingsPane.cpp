@@ -11,6 +11,7 @@
 #include <QLabel>
 #include <QLocale>
 #include <QPushButton>
+#include <QSignalBlocker>
 #include <QVBoxLayout>
 
 namespace velmox {
@@ -39,31 +40,22 @@ DiskHealthSettingsPane::DiskHealthSettingsPane(Settings& settings, DiskHealthMon
     layout->setContentsMargins(24, 20, 24, 20);
     layout->setSpacing(8);
 
-    enabled_->setChecked(settings_.boolValue(DiskHealthMonitor::kEnabledKey, true));
     layout->addWidget(enabled_);
     layout->addWidget(note(QStringLiteral("Velmox reads the S.M.A.R.T. values of every disk and "
                                           "grades them while it runs.")));
     auto* intervalForm = new QFormLayout;
     for (int minutes : DiskHealthMonitor::intervalChoices())
         interval_->addItem(DiskHealthMonitor::intervalTitle(minutes), minutes);
-    const int minutes = DiskHealthMonitor::intervalMinutes(settings_);
-    if (interval_->findData(minutes) < 0)
-        interval_->addItem(DiskHealthMonitor::intervalTitle(minutes), minutes);
-    interval_->setCurrentIndex(interval_->findData(minutes));
     intervalForm->addRow(QStringLiteral("Check every:"), interval_);
     layout->addLayout(intervalForm);
     layout->addSpacing(10);
 
-    notify_->setChecked(settings_.boolValue(DiskHealthMonitor::kNotifyKey, true));
     layout->addWidget(notify_);
     auto* notifyForm = new QFormLayout;
     level_->addItem(QStringLiteral("Warnings and serious problems"), QStringLiteral("warning"));
     level_->addItem(QStringLiteral("Serious problems only"), QStringLiteral("critical"));
-    level_->setCurrentIndex(DiskHealthMonitor::notifyLevel(settings_) == HealthGrade::critical ? 1
-                                                                                               : 0);
     notifyForm->addRow(QStringLiteral("Notify about:"), level_);
     layout->addLayout(notifyForm);
-    recovery_->setChecked(settings_.boolValue(DiskHealthMonitor::kNotifyRecoveryKey, false));
     layout->addWidget(recovery_);
     layout->addSpacing(10);
 
@@ -73,7 +65,7 @@ DiskHealthSettingsPane::DiskHealthSettingsPane(Settings& settings, DiskHealthMon
     layout->addLayout(checkRow);
     layout->addWidget(reporter_);
     layout->addStretch(1);
-    enableChoices();
+    showSettings();
     showMonitorState();
 
     connect(enabled_, &QCheckBox::toggled, this, [this](bool on) {
@@ -95,6 +87,26 @@ DiskHealthSettingsPane::DiskHealthSettingsPane(Settings& settings, DiskHealthMon
     connect(check_, &QPushButton::clicked, &monitor_, &DiskHealthMonitor::checkNow);
     connect(&monitor_, &DiskHealthMonitor::checkingChanged, this,
             &DiskHealthSettingsPane::showMonitorState);
+    // The command palette and other windows change these settings too.
+    connect(&settings_, &Settings::valueChanged, this, [this](const QString& key) {
+        if (key.startsWith(QLatin1String("diskHealth")))
+            showSettings();
+    });
+}
+
+void DiskHealthSettingsPane::showSettings() {
+    const QSignalBlocker enabled(enabled_), interval(interval_), notify(notify_), level(level_),
+        recovery(recovery_);
+    enabled_->setChecked(settings_.boolValue(DiskHealthMonitor::kEnabledKey, true));
+    const int minutes = DiskHealthMonitor::intervalMinutes(settings_);
+    if (interval_->findData(minutes) < 0)
+        interval_->addItem(DiskHealthMonitor::intervalTitle(minutes), minutes);
+    interval_->setCurrentIndex(interval_->findData(minutes));
+    notify_->setChecked(settings_.boolValue(DiskHealthMonitor::kNotifyKey, true));
+    level_->setCurrentIndex(DiskHealthMonitor::notifyLevel(settings_) == HealthGrade::critical ? 1
+                                                                                               : 0);
+    recovery_->setChecked(settings_.boolValue(DiskHealthMonitor::kNotifyRecoveryKey, false));
+    enableChoices();
 }
 
 void DiskHealthSettingsPane::save(const QString& key, const QVariant& value) {

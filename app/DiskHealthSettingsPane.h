@@ -16,7 +16,8 @@ class StatusReporter;
 
 // Settings > Disk Health: the background S.M.A.R.T. checks, how often they run, what they
 // notify about, and "Check now" with the time of the last check. Each choice is saved at once
-// and the monitor, which watches the settings, follows it. Both objects must outlive the pane.
+// and the monitor, which watches the settings, follows it; changes saved elsewhere show here. Both
+// objects must outlive the pane.
 class DiskHealthSettingsPane : public QWidget {
     Q_OBJECT
 public:
@@ -33,6 +34,8 @@ public:
 
 private:
     void save(const QString& key, const QVariant& value);
+    // Sets every box from the settings, without saving anything back.
+    void showSettings();
     void showMonitorState();
     void enableChoices();
 

@@ -73,7 +73,8 @@ TEST_F(DiskHealthSettingsTest, ChoicesAreSavedAndTheRunningMonitorFollowsThemAtO
     EXPECT_EQ(pane.levelBox()->currentText(), "Warnings and serious problems");
     EXPECT_FALSE(pane.recoveryBox()->isChecked());
     monitor.start();
-    EXPECT_EQ(checksAfter(std::chrono::seconds(20)), 1);
+    EXPECT_EQ(checksAfter(std::chrono::seconds(19)), 0);
+    EXPECT_EQ(checksAfter(std::chrono::seconds(1)), 1);
 
     // Once a day: the hourly check no longer comes.
     pane.intervalBox()->setCurrentIndex(pane.intervalBox()->findText("Once a day"));
@@ -104,9 +105,13 @@ TEST_F(DiskHealthSettingsTest, ChoicesAreSavedAndTheRunningMonitorFollowsThemAtO
     pane.intervalBox()->setCurrentIndex(0);
     EXPECT_EQ(clock.pendingJobs(), 0);
 
-    // A pane opened later shows what was saved.
+    // A pane opened later shows what was saved, and follows what is saved elsewhere; an
+    // interval below 1 minute means an hour.
     DiskHealthSettingsPane reopened(settings, monitor);
     EXPECT_EQ(reopened.intervalBox()->currentText(), "30 minutes");
+    ASSERT_TRUE(settings.setValue("diskHealthCheckMinutes", 0));
+    EXPECT_EQ(reopened.intervalBox()->currentText(), "1 hour");
+    EXPECT_EQ(settings.value("diskHealthCheckMinutes").toInt(), 0);
     EXPECT_EQ(reopened.levelBox()->currentText(), "Serious problems only");
     EXPECT_TRUE(reopened.recoveryBox()->isChecked());
 }

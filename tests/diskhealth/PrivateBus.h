@@ -33,10 +33,17 @@ public:
             process->waitForFinished(5000);
         }
         bus_.reset();
-        QDBusConnection::disconnectFromBus(QStringLiteral("velmox-private-bus"));
+        names_.append(QStringLiteral("velmox-private-bus"));
+        for (const QString& name : names_)
+            QDBusConnection::disconnectFromBus(name);
     }
 
     const QDBusConnection& bus() const { return *bus_; }
+    // One more connection to the bus, as another program would have it.
+    QDBusConnection connect(const QString& name) {
+        names_.append(name);
+        return QDBusConnection::connectToBus(address_, name);
+    }
 
     // Starts the stand-in UDisks2 and file manager; returns once they answer.
     bool startStandIn() {
@@ -65,6 +72,7 @@ private:
     QProcess standIn_;
     QString address_;
     std::unique_ptr<QDBusConnection> bus_;
+    QStringList names_;
 };
 
 } // namespace velmox::test
