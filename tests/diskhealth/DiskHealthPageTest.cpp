@@ -1,6 +1,5 @@
 #include "app/pages/DiskHealthPage.h"
 
-#include "app/Appearance.h"
 #include "app/pages/DiskHealthWidgets.h"
 #include "diskhealth/DiskEfiActions.h"
 #include "diskhealth/DiskInventory.h"
@@ -16,13 +15,13 @@
 #include "tests/support/ManualClock.h"
 
 #include <QCheckBox>
-#include <QDir>
 #include <QFile>
 #include <QFrame>
 #include <QLabel>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTableWidget>
+#include <QTest>
 #include <QThreadPool>
 #include <atomic>
 #include <gtest/gtest.h>
@@ -218,7 +217,7 @@ TEST_F(DiskHealthPageTest, EfiActionsRunInTheBackgroundAndSayHowTheyEnded) {
     EXPECT_EQ(shown.readAll(), "file:///run/media/velmox/EFI%20disk0s1\n");
 
     // The page lists the disks again; a refusal is shown as UDisks2 gave it.
-    ASSERT_TRUE(checked.wait(10000));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return !page.isChecking(); }, 10000));
     efiButton(QStringLiteral("Mount EFI Partition (disk0s1)"))->click();
     ASSERT_TRUE(finished.wait(10000));
     EXPECT_EQ(page.efiMessage(), "The EFI partition disk0s1 could not be mounted: Device "
