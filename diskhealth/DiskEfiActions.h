@@ -57,12 +57,12 @@ public:
 };
 
 // The EFI actions of a Linux desktop: UDisks2 on the system bus mounts and unmounts where it
-// runs; elsewhere mount and umount run as root through the privileged runner (the saved
-// password, never a prompt). Folders are shown through the file manager on the session bus,
-// else with xdg-open.
+// runs (or can be started); elsewhere mount and umount run as root through `privileged`.
+// Folders are shown through the file manager on the session bus, else with xdg-open.
 class LinuxEfiActions final : public EfiActions {
 public:
-    // Runs a shell line as root and returns its output.
+    // Runs a shell line as root and returns its output (in the application: the shell helper,
+    // which may ask for the password, since the user asked for the action).
     using PrivilegedRun = std::function<CommandResult(const QString& shellLine)>;
     struct Options {
         QDBusConnection systemBus;
