@@ -3,6 +3,7 @@
 #include "app/AppLanguageManager.h"
 #include "app/AppServices.h"
 #include "app/Appearance.h"
+#include "app/DiskHealthBadge.h"
 #include "app/GlobalStatusBar.h"
 #include "app/PaletteWindow.h"
 #include "app/SidebarItems.h"
@@ -45,6 +46,7 @@ MainWindow::MainWindow(AppServices& services, QWidget* parent)
     columns->addLayout(right, 1);
     setCentralWidget(central);
     buildMenus();
+    new DiskHealthBadge(*sidebar_, services_.diskHealth());
 
     AppNavigationState& navigation = services_.navigation();
     connect(sidebar_, &SidebarView::categorySelected, this,

@@ -37,7 +37,8 @@ QWidget* createPage(Category category, AppServices& services) {
             &services.settings());
     case Category::diskHealth:
         return new DiskHealthPage(makeDiskInventorySource(), services.smartReader(),
-                                  services.clock(), services.checks());
+                                  DiskHealthPage::desktopEfiActions(services.shell()),
+                                  services.settings(), services.clock(), services.checks());
     case Category::networkTools:
         return new NetworkToolsPage(services);
     default:
