@@ -25,3 +25,24 @@ TEST(PaletteCommand, PrintsTheRankingAsJsonAndSaysWhenNothingMatches) {
 
     EXPECT_EQ(test::runVelmox({"palette", "--limit", "0"}).exitCode, 2);
 }
+
+TEST(PaletteCommand, RunsOnlyWhatRunsAndAsksFirstWithNoTerminalToAskOn) {
+    const test::VelmoxRun harmful = test::runVelmox({"palette", "--run", "automation:emptyTrash"});
+    EXPECT_EQ(harmful.exitCode, 1);
+    EXPECT_TRUE(harmful.err.startsWith("This runs the automation task “Empty Trash”.\n\nIt can "
+                                       "change or delete data.\n\nNothing was run: confirm with "
+                                       "--yes"))
+        << harmful.err.toStdString();
+
+    const test::VelmoxRun place = test::runVelmox({"palette", "--run", "tab:powerUser/activity"});
+    EXPECT_EQ(place.exitCode, 1);
+    EXPECT_TRUE(place.err.contains("“Activity” is opened in the window")) << place.err.data();
+
+    const test::VelmoxRun unknown = test::runVelmox({"palette", "--run", "automation:nothing"});
+    EXPECT_EQ(unknown.exitCode, 1);
+    EXPECT_TRUE(unknown.err.startsWith("There is no palette entry “automation:nothing”."));
+
+    // --yes belongs to a run; a run takes no query.
+    EXPECT_EQ(test::runVelmox({"palette", "fan", "--yes"}).exitCode, 2);
+    EXPECT_EQ(test::runVelmox({"palette", "fan", "--run", "page:fanTemp"}).exitCode, 2);
+}
