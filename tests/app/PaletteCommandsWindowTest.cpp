@@ -1,11 +1,14 @@
 #include "app/PaletteWindow.h"
+#include "app/SingleInstance.h"
 #include "services/ActionHistoryStore.h"
 #include "tests/app/WindowFixture.h"
+#include "tests/support/VelmoxProcess.h"
 
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QTest>
 #include <gtest/gtest.h>
 
@@ -83,6 +86,24 @@ TEST_F(PaletteCommandsWindowTest, AddedCommandsRunAndChangedOnesWaitForTheUsersW
     QFile ran(marker);
     ASSERT_TRUE(ran.open(QIODevice::ReadOnly));
     EXPECT_EQ(ran.readAll(), "y\n");
+}
+
+struct PaletteFromOutsideTest : test::LaunchFixture {};
+
+TEST_F(PaletteFromOutsideTest, VelmoxPaletteWindowOpensThePaletteOfTheRunningVelmox) {
+    launchDelegate();
+    SingleInstance instance;
+    ASSERT_TRUE(instance.claim());
+    QObject::connect(&instance, &SingleInstance::paletteRequested, delegate.get(),
+                     &AppDelegate::showPalette);
+
+    QProcess command;
+    command.start(QStringLiteral(VELMOX_BINARY), {"palette", "--window"});
+    QTRY_VERIFY_WITH_TIMEOUT(
+        delegate->mainWindow() && delegate->mainWindow()->commandPalette()->isVisible(), 15000);
+    EXPECT_TRUE(windowShown());
+    QTRY_COMPARE_WITH_TIMEOUT(command.state(), QProcess::NotRunning, 15000);
+    EXPECT_EQ(command.exitCode(), 0) << command.readAllStandardError().toStdString();
 }
 
 } // namespace
