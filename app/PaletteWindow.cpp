@@ -27,6 +27,11 @@ namespace {
 
 const QKeySequence kFavoriteKey(Qt::CTRL | Qt::Key_D);
 
+// The status line's final message of a run.
+QString outcomeLine(bool success, const QString& message) {
+    return (success ? QStringLiteral("Success: ") : QStringLiteral("Error: ")) + message;
+}
+
 bool askQuestion(const QString& question) {
     QMessageBox box(QMessageBox::Question, QStringLiteral("Velmox"), question, QMessageBox::Cancel);
     QPushButton* go = box.addButton(QStringLiteral("Run"), QMessageBox::AcceptRole);
@@ -121,11 +126,6 @@ PaletteWindow::~PaletteWindow() {
     commandWork_.waitForDone();
 }
 
-void PaletteWindow::waitForCommandWork() {
-    commandWork_.waitForDone();
-    QCoreApplication::sendPostedEvents(this);
-}
-
 void PaletteWindow::rebuild() {
     const AutomationEngine& engine = services_.automation();
     sources_.chains = engine.chains();
@@ -145,7 +145,6 @@ void PaletteWindow::reloadCommands() {
                 report(false, loaded.problem);
             sources_.commands = loaded.commands;
             rebuild();
-            emit commandsReloaded();
         });
     });
 }
@@ -177,8 +176,7 @@ void PaletteWindow::store(const char* key, const QStringList& ids) {
 }
 
 void PaletteWindow::report(bool success, const QString& message) {
-    services_.status().report(
-        (success ? QStringLiteral("Success: ") : QStringLiteral("Error: ")) + message, false);
+    services_.status().report(outcomeLine(success, message), false);
 }
 
 void PaletteWindow::toggleFavorite(const QString& id) {
@@ -229,9 +227,12 @@ void PaletteWindow::openPlace(const QString& destination) {
 void PaletteWindow::run(const PaletteEntry& entry) {
     const QString kind = paletteKind(entry.id);
     if (kind == QLatin1String("task")) {
-        for (const OptimizationTask& task : sources_.maintenanceTasks)
-            if (OptimizationRegistry::key(task) == paletteKey(entry.id))
+        for (const OptimizationTask& task : sources_.maintenanceTasks) {
+            if (OptimizationRegistry::key(task) == paletteKey(entry.id)) {
                 services_.taskRunner().run(task); // reports and records itself
+                return;
+            }
+        }
         return;
     }
     if (kind == QLatin1String("command")) {
@@ -242,10 +243,7 @@ void PaletteWindow::run(const PaletteEntry& entry) {
     // The engine records the run in the activity log; the status centre outlives it.
     const bool started = runAutomationEntry(
         services_.automation(), entry, [&status = services_.status()](const auto& result) {
-            status.report(
-                (result.success ? QStringLiteral("Success: ") : QStringLiteral("Error: ")) +
-                    shownMessage(result.message()),
-                false);
+            status.report(outcomeLine(result.success, shownMessage(result.message())), false);
         });
     if (!started)
         report(false, QStringLiteral("“%1” no longer exists.").arg(entry.title));

@@ -60,21 +60,16 @@ public:
     QStringList favorites() const;
     QStringList recents() const;
 
-    // The dialogs, replaced by tests.
+    // The dialogs; tests answer them instead.
     void setConfirm(Confirm confirm) { confirm_ = std::move(confirm); }
     void setChangedPrompt(ChangedPrompt prompt) { changedPrompt_ = std::move(prompt); }
     void setNewCommandPrompt(NewCommandPrompt prompt) { newCommandPrompt_ = std::move(prompt); }
-
-    // Waits for the custom commands' file work under way (tests).
-    void waitForCommandWork();
 
 signals:
     // A settings entry was opened: the settings window is to show `pane`.
     void settingsRequested(const QString& pane);
     // The About entry was opened.
     void aboutRequested();
-    // The custom commands were read again and the rows follow them.
-    void commandsReloaded();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -93,8 +88,8 @@ private:
     void runCommand(const QString& id);
     void commandRan(const PaletteCommand& command, const PaletteCommandOutcome& outcome);
     void addCommand();
-    // Runs `work` (the store's file and keyring work) on the worker pool; `done` gets its
-    // sentence on this thread: a failure as "Error: ...", then the rows are read again.
+    // Runs `work` (the store's file and keyring work) on the worker pool, then reports a
+    // failure, or `success` when it is not empty, and reads the commands again.
     void changeCommands(std::function<Status()> work, QString success);
     void report(bool success, const QString& message);
 

@@ -116,14 +116,6 @@ TEST_F(CustomCommandTest, TheCommandLineAddsListsAsksAndRunsThemIntoTheActivityL
     EXPECT_EQ(ran.exitCode, 0) << ran.err.toStdString();
     EXPECT_EQ(ran.out, "“Say hi” finished.\n");
     EXPECT_TRUE(QFile::exists(marker));
-    QFile::remove(marker);
-
-    editBehindVelmox(PaletteCommandStore().filePath(), QStringLiteral("command"),
-                     QStringLiteral("echo changed > '%1'").arg(marker));
-    const test::VelmoxRun changed = test::runVelmox({"palette", "--run", id, "--yes"});
-    EXPECT_EQ(changed.exitCode, 1);
-    EXPECT_EQ(changed.err, PaletteCommandStore::changedOutsideMessage("Say hi").toUtf8() + '\n');
-    EXPECT_FALSE(QFile::exists(marker));
 
     const QJsonArray log =
         QJsonDocument::fromJson(test::runVelmox({"activity", "--json"}).out).array();
@@ -132,7 +124,6 @@ TEST_F(CustomCommandTest, TheCommandLineAddsListsAsksAndRunsThemIntoTheActivityL
         actions << entry.toObject().value("action").toString() +
                        (entry.toObject().value("success").toBool() ? " ok" : " failed");
     EXPECT_TRUE(actions.contains("Custom command: Say hi ok")) << actions.join(", ").toStdString();
-    EXPECT_TRUE(actions.contains("Custom command: Say hi failed"));
 }
 
 } // namespace
