@@ -67,13 +67,17 @@ PaletteCommandStore::Loaded PaletteCommandStore::load() const {
         return {{},
                 QStringLiteral("Couldn't read the custom commands from %1: %2.")
                     .arg(filePath_, file.errorString())};
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+    return parse(file.readAll(), filePath_);
+}
+
+PaletteCommandStore::Loaded PaletteCommandStore::parse(const QByteArray& bytes,
+                                                       const QString& source) {
+    const QJsonDocument document = QJsonDocument::fromJson(bytes);
     if (!document.isArray())
         return {{},
                 QStringLiteral("Couldn't read the custom commands from %1: it is not a list of "
                                "commands.")
-                    .arg(filePath_)};
+                    .arg(source)};
     Loaded loaded;
     for (const QJsonValue& value : document.array()) {
         const PaletteCommand command = commandFromJson(value.toObject());

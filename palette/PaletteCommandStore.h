@@ -52,6 +52,9 @@ public:
         QString problem;
     };
     Loaded load() const;
+    // The commands in the file's bytes; a record without an id is left out. `source` names
+    // the file in the sentence of a failure.
+    static Loaded parse(const QByteArray& bytes, const QString& source);
     std::optional<PaletteCommand> find(const QString& id) const;
 
     // Saves a new command signed under the integrity key; refused when the key cannot be
