@@ -177,6 +177,13 @@ QString PaletteCommandStore::changedOutsideMessage(const QString& name) {
 
 PaletteCommandOutcome PaletteCommandStore::run(KeychainHelper& keychain,
                                                const PaletteCommand& command) {
+    // Without the key no signature verifies, which says nothing about the command.
+    if (!keychain.readOrCreateIntegrityKey())
+        return {false,
+                QStringLiteral("“%1” was not run: the integrity key in the keyring, which "
+                               "checks that it is as you saved it, could not be read.")
+                    .arg(command.name),
+                false};
     if (!verified(keychain, command))
         return {false, changedOutsideMessage(command.name), true};
     const ToolRunResult result = TaskRunner::run(command.command);

@@ -66,8 +66,8 @@ public:
     Status remove(const QString& id);
 
     static bool verified(KeychainHelper& keychain, const PaletteCommand& command);
-    // Checks the signature, then runs the line through the task runner (zsh, fixed search
-    // path, 120-second time-out).
+    // Checks the signature (refused, as not checked, when the keyring cannot be read), then
+    // runs the line through the task runner (zsh, fixed search path, 120-second time-out).
     static PaletteCommandOutcome run(KeychainHelper& keychain, const PaletteCommand& command);
     static QString changedOutsideMessage(const QString& name);
 

@@ -1,8 +1,12 @@
 #include "tests/support/VelmoxProcess.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QStandardPaths>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -45,4 +49,20 @@ TEST(PaletteCommand, RunsOnlyWhatRunsAndAsksFirstWithNoTerminalToAskOn) {
     // --yes belongs to a run; a run takes no query.
     EXPECT_EQ(test::runVelmox({"palette", "fan", "--yes"}).exitCode, 2);
     EXPECT_EQ(test::runVelmox({"palette", "fan", "--run", "page:fanTemp"}).exitCode, 2);
+}
+
+TEST(PaletteCommand, ACustomCommandIsNotRunWhenTheKeyringCannotCheckIt) {
+    // No Secret Service here: the signature cannot be checked, which is not a change.
+    const QString file = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                         QStringLiteral("/Velmox/Palette Commands.json");
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(file).path()));
+    QFile commands(file);
+    ASSERT_TRUE(commands.open(QIODevice::WriteOnly));
+    commands.write(R"([{"id": "c1", "name": "Hi", "command": "echo hi", "signature": "00"}])");
+    commands.close();
+
+    const test::VelmoxRun run = test::runVelmox({"palette", "--run", "command:c1", "--yes"});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains("“Hi” was not run: the integrity key in the keyring"))
+        << run.err.toStdString();
 }
