@@ -102,6 +102,7 @@ bool AppDelegate::createStatusItem() {
         connect(item.get(), &TrayIcon::openWindowRequested, this, &AppDelegate::reopen);
         connect(item.get(), &TrayIcon::activityRequested, this,
                 [this] { PowerUserPage::openActivity(services_.navigation()); });
+        connect(item.get(), &TrayIcon::paletteRequested, this, &AppDelegate::showPalette);
         connect(item.get(), &TrayIcon::settingsRequested, this, &AppDelegate::showSettings);
         connect(item.get(), &TrayIcon::quitRequested, this, &AppDelegate::requestQuit);
         statusItem_ = std::move(item);
@@ -160,6 +161,11 @@ QList<PageWindow*> AppDelegate::pageWindows() const {
         if (window)
             open.append(window);
     return open;
+}
+
+void AppDelegate::showPalette() {
+    reopen();
+    ensureMainWindow().showPalette();
 }
 
 void AppDelegate::showSettings() {
