@@ -156,21 +156,21 @@ QString signedBytes(int64_t change) {
 // One side of a comparison: a saved catalog, or a scan made just now (no name).
 struct DiffSide {
     std::optional<QString> name;
-    FileTree tree;
+    std::shared_ptr<const FileTree> tree;
     QDateTime scanDate;
 
     QJsonObject json() const {
         return {{QStringLiteral("name"), name ? QJsonValue(*name) : QJsonValue()},
-                {QStringLiteral("path"), tree.rootPath},
+                {QStringLiteral("path"), tree->rootPath},
                 {QStringLiteral("scanDate"), isoDate(scanDate)},
-                {QStringLiteral("allocated"), qint64(tree.alloc(0))},
-                {QStringLiteral("logical"), qint64(tree.logical(0))},
-                {QStringLiteral("items"), qint64(tree.items(0))}};
+                {QStringLiteral("allocated"), qint64(tree->alloc(0))},
+                {QStringLiteral("logical"), qint64(tree->logical(0))},
+                {QStringLiteral("items"), qint64(tree->items(0))}};
     }
     QString title() const {
         return name ? QStringLiteral("\"%1\" (scanned %2)")
                           .arg(*name, scanDate.toString(QStringLiteral("yyyy-MM-dd HH:mm")))
-                    : QStringLiteral("a scan of %1 made now").arg(shownName(tree.rootPath));
+                    : QStringLiteral("a scan of %1 made now").arg(shownName(tree->rootPath));
     }
 };
 
@@ -178,7 +178,8 @@ Result<DiffSide> openSide(StorageCatalogStore& store, const QString& name) {
     auto opened = store.openCatalog(name);
     if (!opened)
         return failure(opened.error());
-    return DiffSide{StorageCatalogStore::catalogName(name), std::move(opened->tree),
+    return DiffSide{StorageCatalogStore::catalogName(name),
+                    std::make_shared<const FileTree>(std::move(opened->tree)),
                     opened->meta.scanDate};
 }
 
@@ -199,7 +200,7 @@ Result<DiffSide> scanSide(const QString& path, CliIO& io) {
     if (scanner.unreadableCount() > 0)
         io.err << "velmox catalogs: " << scanner.unreadableCount()
                << " items of the new scan could not be read, so they count as empty.\n";
-    return DiffSide{std::nullopt, scanner.tree()->copy(), QDateTime::currentDateTime()};
+    return DiffSide{std::nullopt, scanner.tree(), QDateTime::currentDateTime()};
 }
 
 int diff(StorageCatalogStore& store, const CatalogArgs& args, CliIO& io) {
@@ -209,12 +210,12 @@ int diff(StorageCatalogStore& store, const CatalogArgs& args, CliIO& io) {
         return 1;
     }
     auto other = args.words.size() == 3 ? openSide(store, args.words.at(2))
-                                        : scanSide(args.path.value_or(base->tree.rootPath), io);
+                                        : scanSide(args.path.value_or(base->tree->rootPath), io);
     if (!other) {
         io.err << other.error() << '\n';
         return 1;
     }
-    const auto compared = CatalogDiff::compare(base->tree, other->tree);
+    const auto compared = CatalogDiff::compare(*base->tree, *other->tree);
     if (!compared) {
         io.err << compared.error() << '\n';
         return 1;
