@@ -244,6 +244,8 @@ DiskCatalogsPage::DiskCatalogsPage(StorageCatalogStore& store, ScanCenter& cente
 }
 
 DiskCatalogsPage::~DiskCatalogsPage() {
+    // A comparison under way stops early rather than keep the page's end waiting.
+    closing_->store(true);
     workers_.waitForDone();
 }
 
@@ -343,11 +345,19 @@ void DiskCatalogsPage::updateButtons() {
                 QDate::currentDate().toString(Qt::ISODate)));
 }
 
-ScanJob* DiskCatalogsPage::currentScan() const {
+ScanJob* DiskCatalogsPage::currentScan(const QString& rootPath) const {
     ScanJob* latest = nullptr;
+    const auto ofRoot = [&rootPath](const ScanJob* job) {
+        return !rootPath.isEmpty() && job->tree()->rootPath == rootPath;
+    };
     for (ScanJob* job : center_.jobs()) {
         if (!job->tree() || job->state() != ScanJob::State::finished)
             continue;
+        if (latest && ofRoot(latest) != ofRoot(job)) {
+            if (ofRoot(job))
+                latest = job;
+            continue;
+        }
         if (!latest || job->lastViewed > latest->lastViewed ||
             (job->lastViewed == latest->lastViewed && job->scannedAt() > latest->scannedAt()))
             latest = job;
@@ -470,7 +480,12 @@ void DiskCatalogsPage::compareSelection() {
 }
 
 void DiskCatalogsPage::compareWithCurrentScan(const QString& name) {
-    ScanJob* job = currentScan();
+    // A scan of the catalog's own folder, when there is one, whichever was viewed last.
+    const auto listed =
+        std::find_if(catalogs_.cbegin(), catalogs_.cend(), [&name](const CatalogListEntry& entry) {
+            return entry.name == StorageCatalogStore::catalogName(name);
+        });
+    ScanJob* job = currentScan(listed == catalogs_.cend() ? QString() : listed->meta.rootPath);
     if (!job || !isCompleteScan(*job)) {
         showMessage(QStringLiteral("Open a finished, complete scan first."), false);
         emit viewReady();
@@ -480,11 +495,12 @@ void DiskCatalogsPage::compareWithCurrentScan(const QString& name) {
     const QString other = QStringLiteral("the scan of %1 from %2")
                               .arg(shownName(current->rootPath), dateText(job->scannedAt()));
     inBackground(
-        [&store = store_, name, current, other]() -> Result<Comparison> {
+        [&store = store_, name, current, other, closing = closing_]() -> Result<Comparison> {
             auto base = openOne(store, name);
             if (!base)
                 return failure(base.error());
-            auto diff = CatalogDiff::compare(*base->tree, *current);
+            auto diff =
+                CatalogDiff::compare(*base->tree, *current, TreeSortKey::real, closing.get());
             if (!diff)
                 return failure(diff.error());
             return Comparison{std::make_shared<const CatalogDiff>(std::move(*diff)),
@@ -502,7 +518,7 @@ void DiskCatalogsPage::compareWithCurrentScan(const QString& name) {
 
 void DiskCatalogsPage::compareCatalogs(const QString& first, const QString& second) {
     inBackground(
-        [&store = store_, first, second]() -> Result<Comparison> {
+        [&store = store_, first, second, closing = closing_]() -> Result<Comparison> {
             auto one = openOne(store, first);
             if (!one)
                 return failure(one.error());
@@ -511,7 +527,8 @@ void DiskCatalogsPage::compareCatalogs(const QString& first, const QString& seco
                 return failure(two.error());
             if (two->meta.scanDate < one->meta.scanDate)
                 std::swap(*one, *two);
-            auto diff = CatalogDiff::compare(*one->tree, *two->tree);
+            auto diff =
+                CatalogDiff::compare(*one->tree, *two->tree, TreeSortKey::real, closing.get());
             if (!diff)
                 return failure(diff.error());
             return Comparison{std::make_shared<const CatalogDiff>(std::move(*diff)),

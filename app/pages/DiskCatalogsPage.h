@@ -5,6 +5,7 @@
 
 #include <QThreadPool>
 #include <QWidget>
+#include <atomic>
 #include <functional>
 #include <memory>
 
@@ -58,8 +59,9 @@ public:
     QString messageText() const;
 
     // The finished scan that "Save" saves and a comparison compares with: the Storage
-    // Manager's most recently viewed one; null when there is none.
-    ScanJob* currentScan() const;
+    // Manager's most recently viewed one, preferring a scan of `rootPath` when one is
+    // given; null when there is none.
+    ScanJob* currentScan(const QString& rootPath = {}) const;
     void saveCurrentScan(const QString& name);
     void renameCatalog(const QString& oldName, const QString& newName);
     void deleteCatalog(const QString& name);
@@ -133,6 +135,7 @@ private:
     QTreeView* diffList_;
     CatalogDiffModel* diffModel_;
 
+    std::shared_ptr<std::atomic_bool> closing_ = std::make_shared<std::atomic_bool>(false);
     QThreadPool workers_; // last: destroyed, and so waited for, first
 };
 
