@@ -14,6 +14,7 @@
 #include "storage/ScanCenter.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QInputDialog>
@@ -57,6 +58,13 @@ QTreeView* makeTable(QAbstractItemModel* model, int stretched, QWidget* parent) 
     view->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
     view->header()->setSectionResizeMode(stretched, QHeaderView::Stretch);
     return view;
+}
+
+// The name a scan is saved under when none is given: its scope and the day, "Home 2026-11-22".
+QString defaultName(const ScanJob& job) {
+    return QStringLiteral("%1 %2").arg(
+        job.scope().title.isEmpty() ? QFileInfo(job.scope().path).fileName() : job.scope().title,
+        job.scannedAt().date().toString(Qt::ISODate));
 }
 
 // A catalog opened on a worker: its tree and descriptive record.
@@ -338,11 +346,8 @@ void DiskCatalogsPage::updateButtons() {
     compare_->setEnabled(selected == 1 || selected == 2);
     compare_->setText(selected == 2 ? QStringLiteral("Compare the Two")
                                     : QStringLiteral("Compare with Current Scan"));
-    if (saveName_->text().isEmpty())
-        if (ScanJob* job = currentScan())
-            saveName_->setPlaceholderText(QStringLiteral("%1 %2").arg(
-                job->scope().title.isEmpty() ? job->scope().path : job->scope().title,
-                QDate::currentDate().toString(Qt::ISODate)));
+    if (ScanJob* job = currentScan())
+        saveName_->setPlaceholderText(defaultName(*job));
 }
 
 ScanJob* DiskCatalogsPage::currentScan(const QString& rootPath) const {
@@ -367,7 +372,7 @@ ScanJob* DiskCatalogsPage::currentScan(const QString& rootPath) const {
 
 void DiskCatalogsPage::saveCurrentScan(const QString& name) {
     ScanJob* job = currentScan();
-    const QString chosen = name.trimmed().isEmpty() ? saveName_->placeholderText() : name;
+    const QString chosen = name.trimmed().isEmpty() && job ? defaultName(*job) : name;
     std::shared_ptr<const FileTree> tree;
     CatalogMeta meta;
     if (job && isCompleteScan(*job)) {

@@ -136,10 +136,11 @@ TEST_F(DiskCatalogsPageTest, ComparesWithTheCurrentScanAndDrillsDownFolderByFold
     page->goUp();
     EXPECT_TRUE(page->diffBreadcrumb().isEmpty());
 
-    // Two catalogs: the older one is the base, whichever is named first.
-    page->saveCurrentScan(QStringLiteral("After"));
-    ASSERT_TRUE(waitForMessage(*page, "Saved After"));
-    ASSERT_TRUE(waitForView(*page, [&] { page->compareCatalogs("After", "Before"); }));
+    // Two catalogs: the older one is the base, whichever is named first. Without a name the
+    // scan is saved under its folder's name and day.
+    page->saveCurrentScan(QString());
+    ASSERT_TRUE(waitForMessage(*page, "Saved fixture 2026-11-08"));
+    ASSERT_TRUE(waitForView(*page, [&] { page->compareCatalogs("fixture 2026-11-08", "Before"); }));
     EXPECT_TRUE(page->comparisonTitle().startsWith("\"Before\""))
         << page->comparisonTitle().toStdString();
     EXPECT_EQ(diffRows(model, CatalogDiffModel::kind), (QStringList{"Grew", "Gone", "New"}));
