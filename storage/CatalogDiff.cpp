@@ -8,11 +8,6 @@ namespace {
 
 const QString kNeedsCompleteScan = QStringLiteral("Open a finished, complete scan first.");
 
-bool isComplete(const FileTree& tree) {
-    return tree.size() > 0 && tree.sizesSummed() &&
-           (tree.flags(0) & NodeFlag::incompleteRoot) != NodeFlag::incompleteRoot;
-}
-
 // A folder whose children the scan holds (one it could not read is known by its size only).
 bool canDescend(const FileTree& tree, int32_t node) {
     return tree.hasFlag(node, NodeFlag::directory) && !tree.hasFlag(node, NodeFlag::notRead);
@@ -42,7 +37,7 @@ int64_t magnitude(int64_t change) {
 
 Result<CatalogDiff> CatalogDiff::compare(const FileTree& base, const FileTree& other,
                                          TreeSortKey key, const std::atomic_bool* cancel) {
-    if (!isComplete(base) || !isComplete(other))
+    if (!canCompare(base) || !canCompare(other))
         return failure(kNeedsCompleteScan);
     CatalogDiff diff;
     diff.baseRoot_ = base.rootPath;
@@ -145,6 +140,11 @@ Result<CatalogDiff> CatalogDiff::compare(const FileTree& base, const FileTree& o
             return l != r ? l > r : left.name < right.name;
         });
     return diff;
+}
+
+bool CatalogDiff::canCompare(const FileTree& tree) {
+    return tree.size() > 0 && tree.sizesSummed() &&
+           (tree.flags(0) & NodeFlag::incompleteRoot) != NodeFlag::incompleteRoot;
 }
 
 QByteArray CatalogDiff::relativePath(int32_t row) const {

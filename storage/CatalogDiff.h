@@ -48,6 +48,9 @@ public:
                                        TreeSortKey key = TreeSortKey::real,
                                        const std::atomic_bool* cancel = nullptr);
 
+    // Whether a tree can be compared: a scan that ended, with its folder sizes summed.
+    static bool canCompare(const FileTree& tree);
+
     // Row 0 is the two roots.
     int32_t size() const { return static_cast<int32_t>(rows_.size()); }
     const Row& row(int32_t row) const { return rows_[static_cast<size_t>(row)]; }

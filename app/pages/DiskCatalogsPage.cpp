@@ -43,8 +43,8 @@ QString dateText(const QDateTime& date) {
 
 bool isCompleteScan(const ScanJob& job) {
     const auto tree = job.tree();
-    return job.state() == ScanJob::State::finished && !job.isPaused() && tree && tree->size() > 0 &&
-           (tree->flags(0) & NodeFlag::incompleteRoot) != NodeFlag::incompleteRoot;
+    return job.state() == ScanJob::State::finished && !job.isPaused() && tree &&
+           CatalogDiff::canCompare(*tree);
 }
 
 QTreeView* makeTable(QAbstractItemModel* model, int stretched, QWidget* parent) {
