@@ -82,12 +82,25 @@ Result<Opened> openOne(StorageCatalogStore& store, const QString& name) {
                   std::make_shared<FileTree>(std::move(opened->tree)), opened->meta};
 }
 
-struct Comparison {
+} // namespace
+
+struct DiskCatalogsPage::Comparison {
     std::shared_ptr<const CatalogDiff> diff;
     QString title;
+    QStringList catalogs; // the ones compared
 };
 
-} // namespace
+template <typename Work> void DiskCatalogsPage::compare(Work work) {
+    inBackground(work, [](DiskCatalogsPage& page, Result<Comparison> compared) {
+        if (compared) {
+            page.shownCatalogs_ = compared->catalogs;
+            page.showComparison(compared->diff, compared->title);
+        } else {
+            page.showMessage(compared.error(), false);
+        }
+        emit page.viewReady();
+    });
+}
 
 template <typename Work, typename Done> void DiskCatalogsPage::inBackground(Work work, Done done) {
     using Value = decltype(work());
@@ -282,6 +295,7 @@ void DiskCatalogsPage::refresh() {
                  [](DiskCatalogsPage& page, QList<CatalogListEntry> catalogs) {
                      page.catalogs_ = std::move(catalogs);
                      page.fillList();
+                     page.noteShownGone();
                      emit page.listChanged();
                  });
 }
@@ -329,6 +343,21 @@ void DiskCatalogsPage::fillList() {
             QStringLiteral("Scan a folder or a volume in Storage Manager, then save the scan "
                            "here by name to open it later or compare it with a newer scan."));
     updateButtons();
+}
+
+void DiskCatalogsPage::noteShownGone() {
+    if (view() == View::list)
+        return;
+    for (const QString& shown : std::as_const(shownCatalogs_))
+        if (std::none_of(catalogs_.cbegin(), catalogs_.cend(),
+                         [&shown](const CatalogListEntry& entry) { return entry.name == shown; })) {
+            // Said on the page only: nothing failed.
+            message_->setText(QStringLiteral("\"%1\" was renamed or deleted since it was "
+                                             "opened; this is the copy read then.")
+                                  .arg(shown));
+            message_->show();
+            return;
+        }
 }
 
 QStringList DiskCatalogsPage::selectedNames() const {
@@ -453,6 +482,7 @@ void DiskCatalogsPage::openCatalog(const QString& name) {
                      page.browserTitle_->setText(
                          QStringLiteral("%1, scanned %2")
                              .arg(opened->name, dateText(opened->meta.scanDate)));
+                     page.shownCatalogs_ = {opened->name};
                      page.browserModel_->setTree(opened->tree);
                      page.showBrowserFolder(0);
                      page.views_->setCurrentIndex(static_cast<int>(View::browser));
@@ -499,55 +529,39 @@ void DiskCatalogsPage::compareWithCurrentScan(const QString& name) {
     const std::shared_ptr<const FileTree> current = job->tree();
     const QString other = QStringLiteral("the scan of %1 from %2")
                               .arg(shownName(current->rootPath), dateText(job->scannedAt()));
-    inBackground(
-        [&store = store_, name, current, other, closing = closing_]() -> Result<Comparison> {
-            auto base = openOne(store, name);
-            if (!base)
-                return failure(base.error());
-            auto diff =
-                CatalogDiff::compare(*base->tree, *current, TreeSortKey::real, closing.get());
-            if (!diff)
-                return failure(diff.error());
-            return Comparison{std::make_shared<const CatalogDiff>(std::move(*diff)),
-                              QStringLiteral("\"%1\" (%2) compared with %3")
-                                  .arg(base->name, dateText(base->meta.scanDate), other)};
-        },
-        [](DiskCatalogsPage& page, Result<Comparison> compared) {
-            if (compared)
-                page.showComparison(compared->diff, compared->title);
-            else
-                page.showMessage(compared.error(), false);
-            emit page.viewReady();
-        });
+    compare([&store = store_, name, current, other, closing = closing_]() -> Result<Comparison> {
+        auto base = openOne(store, name);
+        if (!base)
+            return failure(base.error());
+        auto diff = CatalogDiff::compare(*base->tree, *current, TreeSortKey::real, closing.get());
+        if (!diff)
+            return failure(diff.error());
+        return Comparison{std::make_shared<const CatalogDiff>(std::move(*diff)),
+                          QStringLiteral("\"%1\" (%2) compared with %3")
+                              .arg(base->name, dateText(base->meta.scanDate), other),
+                          {base->name}};
+    });
 }
 
 void DiskCatalogsPage::compareCatalogs(const QString& first, const QString& second) {
-    inBackground(
-        [&store = store_, first, second, closing = closing_]() -> Result<Comparison> {
-            auto one = openOne(store, first);
-            if (!one)
-                return failure(one.error());
-            auto two = openOne(store, second);
-            if (!two)
-                return failure(two.error());
-            if (two->meta.scanDate < one->meta.scanDate)
-                std::swap(*one, *two);
-            auto diff =
-                CatalogDiff::compare(*one->tree, *two->tree, TreeSortKey::real, closing.get());
-            if (!diff)
-                return failure(diff.error());
-            return Comparison{std::make_shared<const CatalogDiff>(std::move(*diff)),
-                              QStringLiteral("\"%1\" (%2) compared with \"%3\" (%4)")
-                                  .arg(one->name, dateText(one->meta.scanDate), two->name,
-                                       dateText(two->meta.scanDate))};
-        },
-        [](DiskCatalogsPage& page, Result<Comparison> compared) {
-            if (compared)
-                page.showComparison(compared->diff, compared->title);
-            else
-                page.showMessage(compared.error(), false);
-            emit page.viewReady();
-        });
+    compare([&store = store_, first, second, closing = closing_]() -> Result<Comparison> {
+        auto one = openOne(store, first);
+        if (!one)
+            return failure(one.error());
+        auto two = openOne(store, second);
+        if (!two)
+            return failure(two.error());
+        if (two->meta.scanDate < one->meta.scanDate)
+            std::swap(*one, *two);
+        auto diff = CatalogDiff::compare(*one->tree, *two->tree, TreeSortKey::real, closing.get());
+        if (!diff)
+            return failure(diff.error());
+        return Comparison{std::make_shared<const CatalogDiff>(std::move(*diff)),
+                          QStringLiteral("\"%1\" (%2) compared with \"%3\" (%4)")
+                              .arg(one->name, dateText(one->meta.scanDate), two->name,
+                                   dateText(two->meta.scanDate)),
+                          {one->name, two->name}};
+    });
 }
 
 void DiskCatalogsPage::showComparison(std::shared_ptr<const CatalogDiff> diff,

@@ -94,6 +94,9 @@ private:
     // Runs `work` on a worker of the page and hands its result to `done` on the main
     // thread, if the page is still there.
     template <typename Work, typename Done> void inBackground(Work work, Done done);
+    struct Comparison;
+    // Runs a comparison made by `work` off the main thread and shows it.
+    template <typename Work> void compare(Work work);
     void showMessage(const QString& message, bool success);
     void fillList();
     void updateButtons();
@@ -104,11 +107,14 @@ private:
     void showComparison(std::shared_ptr<const CatalogDiff> diff, const QString& title);
     void showBrowserFolder(int32_t node);
     void updateDiffFolder();
+    // Says so when a catalog shown in the browser or a comparison is no longer listed.
+    void noteShownGone();
 
     StorageCatalogStore& store_;
     ScanCenter& center_;
     AppStatusCenter* status_;
     QList<CatalogListEntry> catalogs_;
+    QStringList shownCatalogs_; // in the browser or the comparison
 
     QLineEdit* saveName_;
     QPushButton* save_;

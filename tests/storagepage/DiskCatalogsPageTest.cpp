@@ -75,8 +75,13 @@ TEST_F(DiskCatalogsPageTest, SavesRenamesAndDeletesWithEveryPageInStep) {
 
     page->saveCurrentScan(QStringLiteral("Week 1"));
     EXPECT_TRUE(waitForMessage(*page, "A catalog named \"Week 1\" already exists."));
+    // Renamed on one page while another shows it.
+    ASSERT_TRUE(waitForView(*page, [&] { page->openCatalog(QStringLiteral("Week 1")); }));
     other->renameCatalog(QStringLiteral("Week 1"), QStringLiteral("Week/2"));
     EXPECT_TRUE(waitForMessage(*other, "Renamed \"Week 1\" to \"Week-2\"."));
+    EXPECT_TRUE(waitForMessage(*page, "\"Week 1\" was renamed or deleted since it was opened; "
+                                      "this is the copy read then."));
+    page->showList();
     EXPECT_TRUE(waitFor([&] { return listed(*page, 0) == QStringList{"Week-2"}; }));
 
     // A file that is no catalog is listed with the reason it cannot be opened.
