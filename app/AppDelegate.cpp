@@ -11,6 +11,7 @@
 #include "app/pages/PowerUserPage.h"
 #include "automation/AutomationEngine.h"
 #include "diskhealth/DiskHealthMonitor.h"
+#include "storage/CatalogReindexer.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -74,6 +75,7 @@ void AppDelegate::didFinishLaunching() {
         autoClean_->start();
         services_.automation().start();
         services_.diskHealth().start();
+        services_.catalogReindexer().schedule(services_.clock());
     }
 
     connect(&services_.notifications(), &AppNotifications::toggleMenuBarIcon, this,

@@ -17,6 +17,7 @@
 #include "services/ActionHistoryStore.h"
 #include "services/KeychainHelper.h"
 #include "services/ShellHelper.h"
+#include "storage/CatalogReindexer.h"
 #include "storage/ScanCenter.h"
 #include "storage/StorageCatalogStore.h"
 
@@ -112,6 +113,16 @@ StorageCatalogStore& AppServices::catalogStore() {
     if (!catalogStore_)
         catalogStore_ = std::make_unique<StorageCatalogStore>();
     return *catalogStore_;
+}
+
+CatalogReindexer& AppServices::catalogReindexer() {
+    if (!catalogReindexer_)
+        catalogReindexer_ = std::make_unique<CatalogReindexer>(
+            catalogStore(),
+            [&history = history()](const QString& action, const QString& detail, bool success) {
+                history.record(action, detail, success);
+            });
+    return *catalogReindexer_;
 }
 
 MonitorDemand& AppServices::monitor() {

@@ -17,6 +17,7 @@ class DiskHealthMonitor;
 class DiskHealthNotifier;
 class SmartReader;
 class AppLanguageManager;
+class CatalogReindexer;
 class Clock;
 class KeychainHelper;
 class MonitorDemand;
@@ -56,6 +57,9 @@ public:
     // The one owner of every storage scan, made on first use.
     ScanCenter& scanCenter();
     StorageCatalogStore& catalogStore();
+    // The start-up pass over the catalog folders, made on first use; its notes go to the
+    // activity log.
+    CatalogReindexer& catalogReindexer();
     // The shared monitor engine, made on first use; it runs while a watcher holds it.
     MonitorDemand& monitor();
     OptimizationTaskRunner& taskRunner();
@@ -90,6 +94,7 @@ private:
     std::unique_ptr<ShellHelper> shell_;
     std::unique_ptr<StorageCatalogStore> catalogStore_; // outlives the scan center
     std::unique_ptr<ScanCenter> scanCenter_;
+    std::unique_ptr<CatalogReindexer> catalogReindexer_; // uses the store and the log
     std::unique_ptr<SystemMonitorEngine> monitorEngine_;
     std::unique_ptr<MonitorDemand> monitorDemand_;
     std::unique_ptr<SpeedTestBackend> speedTestBackend_;

@@ -185,32 +185,41 @@ QList<CatalogListEntry> StorageCatalogStore::listCatalogs() const {
     const QDir folder(catalogsFolder());
     for (const QFileInfo& info :
          folder.entryInfoList({QLatin1Char('*') + kCatalogExtension}, QDir::Files, QDir::Name)) {
-        QFile file(info.filePath());
-        if (!file.open(QIODevice::ReadOnly))
-            continue;
-        QByteArray head = file.read(64);
         CatalogListEntry entry;
         entry.name = info.fileName().chopped(kCatalogExtension.size());
         entry.file = info.filePath();
-        if (hasSignature(head)) {
+        const auto damaged = [](const QString& reason) {
+            return CatalogReadError{CatalogReadError::Kind::damaged, reason}.message();
+        };
+        QFile file(info.filePath());
+        QByteArray head;
+        if (!file.open(QIODevice::ReadOnly)) {
+            entry.error = QStringLiteral("The file could not be read (%1)").arg(file.errorString());
+        } else if (head = file.read(64); hasSignature(head)) {
             head += file.read(CatalogFormat::summaryLength(head) - head.size());
             const auto summary = CatalogFormat::decodeSummary(head);
-            if (!summary)
-                continue;
-            entry.meta = summary->meta;
-            entry.allocated = summary->allocated;
-            entry.logical = summary->logical;
-            entry.items = summary->items;
+            if (summary) {
+                entry.meta = summary->meta;
+                entry.allocated = summary->allocated;
+                entry.logical = summary->logical;
+                entry.items = summary->items;
+            } else {
+                entry.error = summary.error().message();
+            }
+        } else if (static_cast<uint64_t>(file.size()) > CatalogFormat::maxFileSize()) {
+            entry.error = QStringLiteral("The catalog file is too large to open.");
         } else {
             // The older form has no summary of its own: it is read whole until converted.
             head += file.readAll();
             const auto legacy = LegacyCatalog::read(head);
-            if (!legacy)
-                continue;
-            entry.meta = legacy->meta;
-            entry.allocated = legacy->tree.alloc(0);
-            entry.logical = legacy->tree.logical(0);
-            entry.items = legacy->tree.items(0);
+            if (legacy) {
+                entry.meta = legacy->meta;
+                entry.allocated = legacy->tree.alloc(0);
+                entry.logical = legacy->tree.logical(0);
+                entry.items = legacy->tree.items(0);
+            } else {
+                entry.error = damaged(QStringLiteral("unknown file format"));
+            }
         }
         entries.append(entry);
     }
@@ -285,6 +294,13 @@ std::future<Status> StorageCatalogStore::deleteCatalog(const QString& name) {
         announceChange();
         return Done{};
     });
+}
+
+std::future<void> StorageCatalogStore::afterWrites(FileKind kind, std::function<void()> job) {
+    SerialQueue& queue = kind == FileKind::catalog ? catalogWrites_
+                         : kind == FileKind::cache ? cacheWrites_
+                                                   : checkpoints_;
+    return queue.run(std::move(job));
 }
 
 QString StorageCatalogStore::cacheFile(const QString& scopeKey) const {

@@ -3,6 +3,7 @@
 #include "app/AppServices.h"
 #include "app/pages/CleanupPage.h"
 #include "app/pages/DashboardPage.h"
+#include "app/pages/DiskCatalogsPage.h"
 #include "app/pages/DiskHealthPage.h"
 #include "app/pages/FanTempPage.h"
 #include "app/pages/MaintenancePage.h"
@@ -35,6 +36,9 @@ QWidget* createPage(Category category, AppServices& services) {
                 return shell.runPrivileged(line, true);
             },
             &services.settings());
+    case Category::diskCatalogs:
+        return new DiskCatalogsPage(services.catalogStore(), services.scanCenter(),
+                                    &services.status());
     case Category::diskHealth:
         return new DiskHealthPage(makeDiskInventorySource(), services.smartReader(),
                                   DiskHealthPage::desktopEfiActions(services.shell()),
