@@ -1,6 +1,8 @@
 #include "app/SettingsWindow.h"
 
 #include "app/AccessSettingsPane.h"
+#include "app/AppServices.h"
+#include "app/AutomationSettingsPane.h"
 #include "app/GeneralSettingsPane.h"
 #include "app/SymbolIcons.h"
 
@@ -11,7 +13,8 @@
 namespace velmox {
 
 const QStringList& SettingsView::sectionIds() {
-    static const QStringList ids{QStringLiteral("general"), QStringLiteral("access")};
+    static const QStringList ids{QStringLiteral("general"), QStringLiteral("access"),
+                                 QStringLiteral("automation")};
     return ids;
 }
 
@@ -24,13 +27,15 @@ SettingsView::SettingsView(AppServices& services, const QString& executable, QWi
     sections_->setFixedWidth(170);
     sections_->setIconSize(QSize(18, 18));
     const std::pair<QString, QString> titles[] = {{QStringLiteral("General"), "gearshape"},
-                                                  {QStringLiteral("Access"), "person.badge.key"}};
+                                                  {QStringLiteral("Access"), "person.badge.key"},
+                                                  {QStringLiteral("Automation"), "gearshape.2"}};
     for (const auto& [title, symbol] : titles) {
         auto* item = new QListWidgetItem(symbolIcon(symbol, title), title, sections_);
         item->setSizeHint(QSize(0, 30));
     }
     panes_->addWidget(new GeneralSettingsPane(services, executable));
     panes_->addWidget(new AccessSettingsPane(services));
+    panes_->addWidget(new AutomationSettingsPane(services.checks()));
     layout->addWidget(sections_);
     layout->addWidget(panes_, 1);
     connect(sections_, &QListWidget::currentRowChanged, panes_, &QStackedWidget::setCurrentIndex);
