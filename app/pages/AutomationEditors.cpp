@@ -43,6 +43,15 @@ QLabel* makeDryRunBanner(QWidget* parent) {
     return banner;
 }
 
+QLabel* makePlanNote(QWidget* parent) {
+    auto* note = new QLabel(QStringLiteral("If the computer was asleep at that time, it runs as "
+                                           "soon as possible afterwards."),
+                            parent);
+    note->setObjectName(QStringLiteral("pageSubtitle"));
+    note->setWordWrap(true);
+    return note;
+}
+
 QLabel* makeWarningNote(const QString& text, QWidget* parent) {
     auto* note = new QLabel(text, parent);
     note->setWordWrap(true);
@@ -120,23 +129,21 @@ void AutomationStepEditor::showSteps(int current) {
 
 AutomationPlanEditor::AutomationPlanEditor(const AutomationSchedulePlan& plan, bool allowOff,
                                            QWidget* parent)
-    : QWidget(parent), plan_(plan), kind_(new QComboBox(this)), time_(new QTimeEdit(this)),
+    : QWidget(parent), kind_(new QComboBox(this)), time_(new QTimeEdit(this)),
       weekday_(new QComboBox(this)) {
     if (allowOff)
         kind_->addItem(QStringLiteral("Only by hand or from a rule"),
                        rawValue(AutomationScheduleKind::off));
     kind_->addItem(QStringLiteral("Daily"), rawValue(AutomationScheduleKind::daily));
     kind_->addItem(QStringLiteral("Weekly"), rawValue(AutomationScheduleKind::weekly));
-    kind_->setCurrentIndex(qMax(0, kind_->findData(rawValue(plan.kind))));
     // Plans run to the minute.
     time_->setDisplayFormat(
         QLocale().timeFormat(QLocale::ShortFormat).remove(QStringLiteral(":ss")));
-    time_->setTime(QTime(plan.hour, plan.minute));
     // The plan counts 1 = Sunday ... 7 = Saturday; QLocale counts 7 = Sunday.
     const QLocale locale;
     for (int weekday = 1; weekday <= 7; ++weekday)
         weekday_->addItem(locale.dayName(weekday == 1 ? 7 : weekday - 1), weekday);
-    weekday_->setCurrentIndex(qBound(0, plan.weekday - 1, 6));
+    setPlan(plan);
 
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -148,6 +155,12 @@ AutomationPlanEditor::AutomationPlanEditor(const AutomationSchedulePlan& plan, b
     showKind();
 }
 
+void AutomationPlanEditor::setPlan(const AutomationSchedulePlan& plan) {
+    kind_->setCurrentIndex(qMax(0, kind_->findData(rawValue(plan.kind))));
+    time_->setTime(QTime(plan.hour, plan.minute));
+    weekday_->setCurrentIndex(qBound(0, plan.weekday - 1, 6));
+}
+
 void AutomationPlanEditor::showKind() {
     const auto kind = automationScheduleKindFromRaw(kind_->currentData().toString())
                           .value_or(AutomationScheduleKind::off);
@@ -155,17 +168,18 @@ void AutomationPlanEditor::showKind() {
     weekday_->setVisible(kind == AutomationScheduleKind::weekly);
 }
 
-AutomationSchedulePlan AutomationPlanEditor::plan() const {
-    AutomationSchedulePlan edited = plan_;
-    edited.kind = automationScheduleKindFromRaw(kind_->currentData().toString())
-                      .value_or(AutomationScheduleKind::off);
-    edited.hour = time_->time().hour();
-    edited.minute = time_->time().minute();
-    edited.weekday = weekday_->currentData().toInt();
-    // A plan switched off and on again starts afresh from the moment it is saved.
-    if (edited.kind == AutomationScheduleKind::off)
-        edited.lastRun.reset();
-    return edited;
+AutomationSchedulePlan AutomationPlanEditor::edited(const AutomationSchedulePlan& before) const {
+    AutomationSchedulePlan plan = before;
+    plan.kind = automationScheduleKindFromRaw(kind_->currentData().toString())
+                    .value_or(AutomationScheduleKind::off);
+    plan.hour = time_->time().hour();
+    plan.minute = time_->time().minute();
+    plan.weekday = weekday_->currentData().toInt();
+    if (plan.kind == AutomationScheduleKind::off || plan.kind != before.kind ||
+        plan.hour != before.hour || plan.minute != before.minute ||
+        (plan.kind == AutomationScheduleKind::weekly && plan.weekday != before.weekday))
+        plan.lastRun.reset();
+    return plan;
 }
 
 AutomationRoutineEditor::AutomationRoutineEditor(const AutomationChain& chain, QWidget* parent)
@@ -174,17 +188,11 @@ AutomationRoutineEditor::AutomationRoutineEditor(const AutomationChain& chain, Q
       plan_(new AutomationPlanEditor(chain.plan, true, this)), buttons_(saveCancelButtons(this)) {
     setWindowTitle(chain.name.isEmpty() ? QStringLiteral("New Routine") : chain.name);
     name_->setPlaceholderText(QStringLiteral("Routine name"));
-    auto* note = new QLabel(
-        QStringLiteral("If the computer was asleep at that time, it runs as soon as possible "
-                       "afterwards."),
-        this);
-    note->setObjectName(QStringLiteral("pageSubtitle"));
-    note->setWordWrap(true);
     auto* form = new QFormLayout;
     form->addRow(QStringLiteral("Name"), name_);
     form->addRow(QStringLiteral("Steps"), steps_);
     form->addRow(QStringLiteral("Runs"), plan_);
-    form->addRow(QString(), note);
+    form->addRow(QString(), makePlanNote(this));
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
     layout->addWidget(buttons_);
@@ -202,12 +210,7 @@ AutomationChain AutomationRoutineEditor::chain() const {
     AutomationChain edited = chain_;
     edited.name = name_->text().trimmed();
     edited.steps = steps_->steps();
-    const AutomationSchedulePlan before = chain_.plan;
-    edited.plan = plan_->plan();
-    // A new time starts counting from the save, not from the old plan's last run.
-    if (edited.plan.kind != before.kind || edited.plan.hour != before.hour ||
-        edited.plan.minute != before.minute || edited.plan.weekday != before.weekday)
-        edited.plan.lastRun.reset();
+    edited.plan = plan_->edited(chain_.plan);
     return edited;
 }
 

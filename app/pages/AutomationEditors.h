@@ -20,6 +20,9 @@ QLabel* makeDryRunBanner(QWidget* parent);
 // A line in the warning colour, for notes such as the one on deleting steps.
 QLabel* makeWarningNote(const QString& text, QWidget* parent);
 
+// "If the computer was asleep at that time, it runs as soon as possible afterwards."
+QLabel* makePlanNote(QWidget* parent);
+
 // An ordered list of task ids: a task picker adds to the end, the chosen step moves up or
 // down or goes. Shows "No steps yet. Add at least one." while empty and, when a step
 // permanently deletes data, the note that says so.
@@ -60,8 +63,11 @@ public:
     AutomationPlanEditor(const AutomationSchedulePlan& plan, bool allowOff,
                          QWidget* parent = nullptr);
 
-    // The plan as edited; lastRun is kept as given.
-    AutomationSchedulePlan plan() const;
+    // The plan as edited from `before`. Its lastRun stays only while the timing is unchanged:
+    // a new time counts from the moment it is saved, so an earlier slot of it is not due.
+    AutomationSchedulePlan edited(const AutomationSchedulePlan& before) const;
+    // Shows `plan`.
+    void setPlan(const AutomationSchedulePlan& plan);
     QComboBox* kindPicker() const { return kind_; }
     QTimeEdit* timeField() const { return time_; }
     QComboBox* weekdayPicker() const { return weekday_; }
@@ -69,7 +75,6 @@ public:
 private:
     void showKind();
 
-    AutomationSchedulePlan plan_;
     QComboBox* kind_;
     QTimeEdit* time_;
     QComboBox* weekday_;

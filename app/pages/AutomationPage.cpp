@@ -117,16 +117,10 @@ CustomScheduleEditor::CustomScheduleEditor(AutomationEngine& engine, QWidget* pa
       target_(new QComboBox(this)), idle_(new QCheckBox(onlyWhenIdleLabel(), this)),
       ac_(new QCheckBox(onlyOnACLabel(), this)),
       runNow_(new QPushButton(QStringLiteral("Run Now"), this)) {
-    auto* note = new QLabel(
-        QStringLiteral("If the computer was asleep at that time, it runs as soon as possible "
-                       "afterwards."),
-        this);
-    note->setObjectName(QStringLiteral("pageSubtitle"));
-    note->setWordWrap(true);
     auto* form = new QFormLayout(this);
     form->addRow(QString(), enabled_);
     form->addRow(QStringLiteral("Runs"), plan_);
-    form->addRow(QString(), note);
+    form->addRow(QString(), makePlanNote(this));
     form->addRow(QStringLiteral("Run"), target_);
     form->addRow(QString(), idle_);
     form->addRow(QString(), ac_);
@@ -157,13 +151,9 @@ CustomScheduleEditor::CustomScheduleEditor(AutomationEngine& engine, QWidget* pa
 AutomationCustomSchedule CustomScheduleEditor::edited() const {
     AutomationCustomSchedule schedule = engine_.customSchedule();
     schedule.enabled = enabled_->isChecked();
-    const AutomationSchedulePlan before = schedule.plan;
-    schedule.plan = plan_->plan();
-    schedule.plan.lastRun = before.lastRun;
-    // A new time counts from the moment it is saved, so an earlier slot of it is not due.
-    if (!schedule.enabled || schedule.plan.kind != before.kind ||
-        schedule.plan.hour != before.hour || schedule.plan.minute != before.minute ||
-        schedule.plan.weekday != before.weekday)
+    schedule.plan = plan_->edited(schedule.plan);
+    // Switched off, it starts afresh when switched on again.
+    if (!schedule.enabled)
         schedule.plan.lastRun.reset();
     schedule.target = target_->currentData().toString();
     schedule.onlyWhenIdle = idle_->isChecked();
@@ -185,11 +175,7 @@ void CustomScheduleEditor::show() {
     showing_ = true;
     const AutomationCustomSchedule& schedule = engine_.customSchedule();
     enabled_->setChecked(schedule.enabled);
-    const AutomationSchedulePlan& plan = schedule.plan;
-    plan_->kindPicker()->setCurrentIndex(
-        qMax(0, plan_->kindPicker()->findData(rawValue(plan.kind))));
-    plan_->timeField()->setTime(QTime(plan.hour, plan.minute));
-    plan_->weekdayPicker()->setCurrentIndex(qBound(0, plan.weekday - 1, 6));
+    plan_->setPlan(schedule.plan);
     target_->clear();
     for (const AutomationActionChoice& choice : actionChoices(engine_.chains()))
         target_->addItem(choice.title, choice.actionId);
