@@ -4,7 +4,6 @@
 #include "automation/agent/MaintenanceAgentSettings.h"
 
 #include <QWidget>
-#include <functional>
 #include <optional>
 
 class QCheckBox;

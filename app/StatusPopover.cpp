@@ -1,14 +1,5 @@
 #include "app/StatusPopover.h"
 
-#include "app/GlobalStatusBar.h"
-#include "app/MenuBarUtility.h"
-#include "app/PopoverHeight.h"
-#include "app/SymbolIcons.h"
-#include "app/pages/LiveReadoutsView.h"
-#include "app/pages/PowerUserPage.h"
-#include "automation/AutomationEngine.h"
-#include "services/AppStatusCenter.h"
-
 #include <QCursor>
 #include <QGridLayout>
 #include <QGuiApplication>
@@ -20,6 +11,16 @@
 #include <QScreen>
 #include <QToolButton>
 #include <QVBoxLayout>
+
+#include "app/GlobalStatusBar.h"
+#include "app/MenuBarUtility.h"
+#include "app/PopoverHeight.h"
+#include "app/SymbolIcons.h"
+#include "app/pages/LiveReadoutsView.h"
+#include "app/pages/PowerUserPage.h"
+#include "automation/AutomationEngine.h"
+#include "services/AppStatusCenter.h"
+
 #include <algorithm>
 #include <cmath>
 
