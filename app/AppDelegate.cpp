@@ -98,6 +98,7 @@ bool AppDelegate::createStatusItem() {
     if (!statusItem_) {
         auto item = std::make_unique<TrayIcon>(services_.status());
         item->popover().setMonitor(&services_.monitor());
+        item->popover().setAutomation(&services_.automation());
         item->showFigures(services_.settings(), services_.monitor());
         if (!item->show())
             return false;

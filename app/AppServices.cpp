@@ -148,6 +148,11 @@ AutomationEngine& AppServices::automation() {
     return automation_->engine;
 }
 
+DesktopNotifier& AppServices::automationNotifier() {
+    automation();
+    return automation_->notifier;
+}
+
 OptimizationTaskRunner& AppServices::taskRunner() {
     if (!taskRunner_)
         taskRunner_ = std::make_unique<OptimizationTaskRunner>(shell(), history(), &status_);

@@ -13,6 +13,7 @@ namespace velmox {
 
 class ActionHistoryStore;
 class AutomationEngine;
+class DesktopNotifier;
 class DiskHealthMonitor;
 class DiskHealthNotifier;
 class SmartReader;
@@ -69,6 +70,8 @@ public:
     NetworkBlockerModel& blocker();
     // The automation engine of this process, made on first use; start() begins its checks.
     AutomationEngine& automation();
+    // The desktop notifications the automation engine sends through.
+    DesktopNotifier& automationNotifier();
     // Reads and grades one disk at a time on a worker thread; never prompts for a password.
     std::shared_ptr<SmartReader> smartReader();
     // The background S.M.A.R.T. checks, made on first use; start() begins them.

@@ -2,6 +2,7 @@
 
 #include "app/AccessSettingsPane.h"
 #include "app/AppServices.h"
+#include "app/AutomationSettingsPane.h"
 #include "app/DiskHealthSettingsPane.h"
 #include "app/GeneralSettingsPane.h"
 #include "app/SymbolIcons.h"
@@ -14,7 +15,7 @@ namespace velmox {
 
 const QStringList& SettingsView::sectionIds() {
     static const QStringList ids{QStringLiteral("general"), QStringLiteral("access"),
-                                 QStringLiteral("diskHealth")};
+                                 QStringLiteral("automation"), QStringLiteral("diskHealth")};
     return ids;
 }
 
@@ -28,6 +29,7 @@ SettingsView::SettingsView(AppServices& services, const QString& executable, QWi
     sections_->setIconSize(QSize(18, 18));
     const std::pair<QString, QString> titles[] = {{QStringLiteral("General"), "gearshape"},
                                                   {QStringLiteral("Access"), "person.badge.key"},
+                                                  {QStringLiteral("Automation"), "gearshape.2"},
                                                   {QStringLiteral("Disk Health"), "internaldrive"}};
     for (const auto& [title, symbol] : titles) {
         auto* item = new QListWidgetItem(symbolIcon(symbol, title), title, sections_);
@@ -35,6 +37,7 @@ SettingsView::SettingsView(AppServices& services, const QString& executable, QWi
     }
     panes_->addWidget(new GeneralSettingsPane(services, executable));
     panes_->addWidget(new AccessSettingsPane(services));
+    panes_->addWidget(new AutomationSettingsPane(services.checks()));
     panes_->addWidget(new DiskHealthSettingsPane(services.settings(), services.diskHealth()));
     layout->addWidget(sections_);
     layout->addWidget(panes_, 1);
