@@ -488,6 +488,7 @@ void ScanJob::readBlockedFolders(const Result<QString>& executable,
                 if (generation == generation_ && base == tree_ && outcome.success) {
                     setTree(updated);
                     refreshUnreadable({});
+                    writeCache();
                 }
                 emit stateChanged();
                 emit messageChanged(outcome.message);

@@ -41,7 +41,7 @@ CatalogContents makeContents(int version, const QString& kind) {
     CatalogContents contents;
     contents.meta.volumeName = QStringLiteral("version %1").arg(version);
     contents.meta.rootPath = tree.rootPath;
-    contents.meta.scanDate = QDateTime::fromSecsSinceEpoch(1'700'000'000 + version, QTimeZone::UTC);
+    contents.meta.scanDate = QDateTime::fromSecsSinceEpoch(1'700'000'000 + version, Qt::UTC);
     if (checkpoint) {
         contents.checkpoint = ScanCheckpointInfo{
             kScope, tree.size(), folders, 0, {}, 1.5, contents.meta.scanDate, false};
