@@ -224,6 +224,9 @@ ScanOutcome walk(DiskScanner& scanner, StorageCatalogStore& store, const QString
     if (io.progress)
         *io.progress << "\r\033[K" << Qt::flush;
     checkpoints.finishWrite();
+    // A walk stopped at the memory cap is kept for --resume.
+    if (scanner.state() == DiskScanner::State::stoppedForSize && checkpoints.checkpointNow(scanner))
+        checkpoints.finishWrite();
     ScanOutcome outcome;
     outcome.tree = scanner.tree();
     outcome.partial = scanner.state() == DiskScanner::State::stoppedForSize;
@@ -354,7 +357,8 @@ int runScan(const QStringList& args, CliIO& io) {
     if (partial)
         io.err << "velmox scan: the scan stopped after " << tree->size()
                << " items to protect this computer's memory, so the totals cover only what "
-                  "was read. Scan a smaller folder for complete totals.\n";
+                  "was read. Scan a smaller folder for complete totals, or add --resume to read "
+                  "more.\n";
     reportUnreadable(outcome, io.err);
     const int status = partial ? 3 : 0;
     const bool isFolder = tree->hasFlag(0, NodeFlag::directory);

@@ -297,18 +297,29 @@ void DiskScanner::finishRun() {
             outcome = State::cancelled;
         else if (!stack_.empty())
             outcome = stoppedForSize_ ? State::stoppedForSize : State::paused;
-        if (!stack_.empty()) {
-            tree_->setFlags(0, tree_->flags(0) | NodeFlag::incompleteRoot);
-            for (const PendingFolder& folder : stack_)
-                tree_->setFlags(folder.node, tree_->flags(folder.node) | NodeFlag::notRead);
-        }
-        tree_->sumFolderSizes();
+        markStopped();
         state_ = outcome;
     }
     if (onFinish)
         onFinish(*this);
     QMutexLocker locker(&condition_);
     finished_.wakeAll();
+}
+
+void DiskScanner::markStopped() {
+    if (!stack_.empty()) {
+        tree_->setFlags(0, tree_->flags(0) | NodeFlag::incompleteRoot);
+        for (const PendingFolder& folder : stack_)
+            tree_->setFlags(folder.node, tree_->flags(folder.node) | NodeFlag::notRead);
+    }
+    tree_->sumFolderSizes();
+}
+
+void DiskScanner::unmarkStopped() {
+    tree_->unsumFolderSizes();
+    tree_->setFlags(0, tree_->flags(0) & ~NodeFlag::incompleteRoot);
+    for (const PendingFolder& folder : stack_)
+        tree_->setFlags(folder.node, tree_->flags(folder.node) & ~NodeFlag::notRead);
 }
 
 void DiskScanner::cancel() {
@@ -340,10 +351,7 @@ bool DiskScanner::resume() {
     QMutexLocker locker(&condition_);
     if (!resumable())
         return false;
-    tree_->unsumFolderSizes();
-    tree_->setFlags(0, tree_->flags(0) & ~NodeFlag::incompleteRoot);
-    for (const PendingFolder& folder : stack_)
-        tree_->setFlags(folder.node, tree_->flags(folder.node) & ~NodeFlag::notRead);
+    unmarkStopped();
     if (stoppedForSize_)
         entryCap_ = entries_ + std::max(baseEntryCap_ / 10, kMinimumCapGrowth);
     stoppedForSize_ = false;
@@ -395,21 +403,22 @@ DiskScanner::restore(ScanConfiguration config, RestoredScan&& restored, int64_t 
         s.stack_.push_back({folder.node, std::move(folder.path), nullptr, 0});
     // Left as a paused walk leaves it.
     s.tree_ = std::make_shared<FileTree>(std::move(tree));
-    if (!s.stack_.empty()) {
-        s.tree_->setFlags(0, s.tree_->flags(0) | NodeFlag::incompleteRoot);
-        for (const PendingFolder& folder : s.stack_)
-            s.tree_->setFlags(folder.node, s.tree_->flags(folder.node) | NodeFlag::notRead);
-    }
-    s.tree_->sumFolderSizes();
+    s.markStopped();
     s.state_ = s.stack_.empty() ? State::finished : State::paused;
     return scanner;
 }
 
 std::optional<WalkSnapshot> DiskScanner::snapshot(FileTree& mirror) {
     QMutexLocker locker(&condition_);
-    if (state_ != State::running)
+    const bool stopped = state_ == State::paused || state_ == State::stoppedForSize;
+    if (state_ != State::running && !stopped)
         return std::nullopt;
+    // A stopped walk's rows are taken as they were while it ran.
+    if (stopped)
+        unmarkStopped();
     tree_->updateMirror(mirror, changedRows_);
+    if (stopped)
+        markStopped();
     changedRows_.clear();
     tracksChanges_ = true;
     WalkSnapshot snapshot;

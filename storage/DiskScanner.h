@@ -95,11 +95,13 @@ public:
     restore(ScanConfiguration config, RestoredScan&& restored,
             int64_t baseEntryCap = defaultBaseEntryCap());
 
-    // While the walk runs: brings `mirror` up to date with the tree (FileTree::updateMirror)
-    // and returns the folders still to read and the counters that go with those rows. The
-    // workers wait only while the rows added since the previous snapshot are copied. The
-    // mirror must be empty at the first call and then only be given back to this walk.
-    // std::nullopt when the walk is not running.
+    // While the walk runs or is stopped (paused or at the memory cap): brings `mirror` up to
+    // date with the tree (FileTree::updateMirror) and returns the folders still to read and
+    // the counters that go with those rows. The workers wait only while the rows added since
+    // the previous snapshot are copied. A stopped walk's tree is changed and changed back
+    // meanwhile, so then only its owner's thread may be reading it. The mirror must be empty
+    // at the first call and then only be given back to this walk. std::nullopt when the walk
+    // has not started or has ended.
     std::optional<WalkSnapshot> snapshot(FileTree& mirror);
 
     // Waits for the current run; false on time-out.
@@ -170,6 +172,10 @@ private:
     // A folder that could not be opened, or an entry that could not be looked at.
     void markBlocked(int32_t node, const QByteArray& path, int errorNumber);
     void finishRun();
+    // Under the lock: a stopped walk's tree shows like a finished one (sizes summed, the root
+    // and the folders still to read marked as not read), and back.
+    void markStopped();
+    void unmarkStopped();
     bool isExcluded(const QByteArray& path) const;
 
     const ScanConfiguration config_;

@@ -38,8 +38,21 @@ bool ScanCheckpointer::poll(DiskScanner& scanner) {
     if (inFlight())
         return false;
     finishWrite();
-    if (now < due_)
+    return now >= due_ && take(scanner);
+}
+
+bool ScanCheckpointer::checkpointNow(DiskScanner& scanner) {
+    if (&scanner != scanner_) {
+        scanner_ = &scanner;
+        contents_.reset();
+    }
+    if (inFlight())
         return false;
+    finishWrite();
+    return take(scanner);
+}
+
+bool ScanCheckpointer::take(DiskScanner& scanner) {
     if (!contents_) {
         contents_ = std::make_shared<CatalogContents>();
         contents_->meta = meta_;

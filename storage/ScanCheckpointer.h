@@ -35,6 +35,9 @@ public:
     // Takes a checkpoint of `scanner` when one is due and none is in flight; true when one
     // was handed to the queue. A walk other than the last one seen starts a new mirror.
     bool poll(DiskScanner& scanner);
+    // Takes a checkpoint now, due or not, unless one is in flight (a walk that has just
+    // stopped, so that it can be continued after a restart).
+    bool checkpointNow(DiskScanner& scanner);
     // The write of the last checkpoint is still running.
     bool inFlight() const;
     // Waits for the checkpoint in flight; its outcome, or success when there was none.
@@ -43,6 +46,8 @@ public:
     std::future<Status> discard();
 
 private:
+    bool take(DiskScanner& scanner);
+
     using SteadyClock = std::chrono::steady_clock;
 
     StorageCatalogStore& store_;

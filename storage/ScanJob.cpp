@@ -233,8 +233,12 @@ void ScanJob::scannerFinished(const DiskScanner* which) {
     scanNote_ = scanner->note();
     const bool paused =
         outcome == DiskScanner::State::paused || outcome == DiskScanner::State::stoppedForSize;
-    if (paused)
+    if (paused) {
+        // So that the paused scan can be continued after a restart too.
+        if (checkpoints_)
+            checkpoints_->checkpointNow(*scanner);
         pausedScanner_ = std::move(scanner);
+    }
     setState(State::finished);
     if (outcome == DiskScanner::State::finished) {
         discardCheckpoint();

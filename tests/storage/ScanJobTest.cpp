@@ -384,3 +384,25 @@ TEST_F(ScanJobTest, ScansNotOnScreenShrinkToTheirTopLevelsWithinTheBudgetAndCome
     ASSERT_TRUE(cached && *cached);
     EXPECT_EQ((*cached)->tree.items(0), 4u);
 }
+
+// A paused scan leaves a checkpoint at once; declining the offer (cancel) deletes it.
+TEST_F(ScanJobTest, APausedScanIsOfferedAfterARestartUntilItIsCancelled) {
+    QTemporaryDir data;
+    StorageCatalogStore store(data.path());
+    const QString checkpoint = store.checkpointFile(scope().identifier());
+    addFolders(200);
+    {
+        ScanCenter center(SystemClock::shared(), &status_, &store);
+        ASSERT_TRUE(startPaused(*center.job(scope())));
+        ASSERT_TRUE(processEventsUntil([&] { return QFile::exists(checkpoint); }));
+    }
+    ScanCenter center(SystemClock::shared(), &status_, &store);
+    ScanJob* job = center.job(scope());
+    ASSERT_TRUE(job->openCachedScan());
+    ASSERT_TRUE(processEventsUntil([&] { return job->state() == ScanJob::State::finished; }));
+    EXPECT_TRUE(job->restoredFromCheckpoint());
+    EXPECT_TRUE(job->canResume());
+    job->cancel();
+    EXPECT_FALSE(job->restoredFromCheckpoint());
+    EXPECT_TRUE(processEventsUntil([&] { return !QFile::exists(checkpoint); }));
+}

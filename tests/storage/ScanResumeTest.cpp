@@ -47,8 +47,8 @@ void expectSameTotals(const QJsonObject& actual, const QJsonObject& expected) {
 
 } // namespace
 
-// A scan killed with SIGKILL goes on from its last checkpoint and ends with the totals of a
-// full scan; the scope's cache then answers without scanning.
+// A scan stopped at the item cap or killed with SIGKILL goes on from its last checkpoint and
+// ends with the totals of a full scan; the scope's cache then answers without scanning.
 TEST(ScanResume, AKilledScanResumesFromItsCheckpointWithTheTotalsOfAFullScan) {
     QTemporaryDir data;
     QTemporaryDir appData;
@@ -77,6 +77,19 @@ TEST(ScanResume, AKilledScanResumesFromItsCheckpointWithTheTotalsOfAFullScan) {
     EXPECT_EQ(nothing.value(QStringLiteral("note")).toString(),
               QStringLiteral("There was no interrupted scan to continue. Everything was read "
                              "again."));
+
+    // A walk stopped at the item cap is kept too; resuming it lifts the cap.
+    const VelmoxRun capped = velmox({QStringLiteral("--max-items"), QStringLiteral("3000")});
+    EXPECT_EQ(capped.exitCode, 3);
+    EXPECT_LT(jsonOf(capped).value(QStringLiteral("items")).toInteger(),
+              jsonOf(full).value(QStringLiteral("items")).toInteger());
+    ASSERT_TRUE(QFile::exists(checkpoint));
+    const VelmoxRun uncapped =
+        velmox({QStringLiteral("--resume"), QStringLiteral("--max-items"), QStringLiteral("3000")});
+    ASSERT_EQ(uncapped.exitCode, 0) << uncapped.err.toStdString();
+    EXPECT_EQ(jsonOf(uncapped).value(QStringLiteral("mode")).toString(), QStringLiteral("resumed"));
+    expectSameTotals(jsonOf(uncapped), jsonOf(full));
+    EXPECT_FALSE(QFile::exists(checkpoint));
 
     // A fast machine may finish the walk before its first checkpoint: then it grows.
     bool killed = false;
