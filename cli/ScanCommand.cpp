@@ -264,13 +264,9 @@ Result<ScanOutcome> fromCache(StorageCatalogStore& store, const QString& scopeKe
     outcome.mode = ScanMode::cache;
     outcome.scanDate = (*cached)->meta.scanDate;
     auto tree = std::make_shared<FileTree>(std::move((*cached)->tree));
-    for (int32_t node = 0; node < tree->size(); ++node)
-        if (tree->hasFlag(node, NodeFlag::blocked)) {
-            ++outcome.unreadableCount;
-            if (outcome.unreadableSamples.size() < DiskScanner::kMaxUnreadableSamples)
-                outcome.unreadableSamples.append(
-                    {tree->pathBytes(node), UnreadableReason::fromOpenError(EACCES)});
-        }
+    // The cache keeps which folders were blocked, not why, so none is listed.
+    for (const uint16_t flags : tree->columns().flags)
+        outcome.unreadableCount += (flags & NodeFlag::blocked) ? 1 : 0;
     outcome.note = QStringLiteral("Answered from the saved scan of %1.")
                        .arg(QLocale().toString(*outcome.scanDate, QLocale::ShortFormat));
     outcome.tree = std::move(tree);

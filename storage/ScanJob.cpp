@@ -140,10 +140,9 @@ void ScanJob::start(bool gentle, std::optional<int> workers) {
 void ScanJob::keepCheckpoints() {
     if (!cache_ || checkpoints_)
         return;
-    const QString root = scope_.path;
     checkpoints_ = std::make_unique<ScanCheckpointer>(
         *cache_, scope_.identifier(),
-        catalogMetaFor(FileTree(root, title()), volume_, clock_.now()), checkpointInterval_);
+        catalogMetaFor(FileTree(scope_.path, title()), volume_, clock_.now()), checkpointInterval_);
 }
 
 void ScanJob::discardCheckpoint() {
