@@ -17,8 +17,9 @@ for kind in catalog cache checkpoint; do
     for ((i = 0; i < kills; i++)); do
         "$driver" write "$kind" "$folder" &
         pid=$!
-        # 20 to 400 ms: through the first write and into later ones at any point.
-        sleep "0.$(printf '%03d' $((20 + RANDOM % 380)))"
+        # 20 to 1500 ms: before the first write has ended, and into later ones at any point.
+        delay=$((20 + RANDOM % 1480))
+        sleep "$((delay / 1000)).$(printf '%03d' $((delay % 1000)))"
         kill -KILL "$pid"
         wait "$pid" 2>/dev/null || true
         if result=$("$driver" verify "$kind" "$folder"); then
