@@ -1,5 +1,9 @@
 // velmox scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N]
-//                  [--save NAME [--replace]]
+//                  [--save NAME [--replace]] [--resume | --cached] [--checkpoint-every SECONDS]
+//
+// A walk writes a checkpoint of the scope now and then (ScanCheckpointer) and deletes it
+// when it ends complete, leaving the scope's scan cache instead. --resume continues the
+// checkpoint of a walk that was killed; --cached answers from the cache without scanning.
 //
 // Exit status 3: the memory cap stopped the walk, so the totals cover only what was read
 // (and nothing is saved).
@@ -8,6 +12,7 @@
 #include "cli/TreeJson.h"
 #include "services/ShownText.h"
 #include "storage/DiskScanner.h"
+#include "storage/ScanCheckpointer.h"
 #include "storage/StorageCatalogStore.h"
 #include "storage/VolumeInfo.h"
 
@@ -29,6 +34,9 @@ struct ScanOptions {
     int64_t maxItems = 0; // 0: the memory cap of this machine
     QString saveAs;       // the catalog to save the finished scan as
     bool replace = false; // of that name
+    bool resume = false;
+    bool cached = false;
+    std::chrono::milliseconds checkpointEvery = ScanCheckpointer::kDefaultInterval;
 };
 
 std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& err) {
@@ -72,6 +80,20 @@ std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& er
             options.saveAs = args.at(++i);
         } else if (arg == QLatin1String("--replace")) {
             options.replace = true;
+        } else if (arg == QLatin1String("--resume")) {
+            options.resume = true;
+        } else if (arg == QLatin1String("--cached")) {
+            options.cached = true;
+        } else if (arg == QLatin1String("--checkpoint-every")) {
+            bool ok = false;
+            const double seconds = args.value(i + 1).toDouble(&ok);
+            if (!ok || seconds < 0.01) {
+                err << "velmox scan: --checkpoint-every needs a number of seconds of at least "
+                       "0.01.\n";
+                return std::nullopt;
+            }
+            options.checkpointEvery = std::chrono::milliseconds(qRound64(seconds * 1000));
+            ++i;
         } else if (arg.startsWith(QLatin1String("--")) || !options.path.isEmpty()) {
             err << "velmox scan: '" << arg << "' is not an option of this command.\n";
             return std::nullopt;
@@ -81,6 +103,10 @@ std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& er
     }
     if (options.path.isEmpty()) {
         err << "velmox scan: name the folder to scan.\n";
+        return std::nullopt;
+    }
+    if (options.resume && options.cached) {
+        err << "velmox scan: --resume and --cached do not go together.\n";
         return std::nullopt;
     }
     if (options.replace && options.saveAs.isEmpty()) {
@@ -95,12 +121,40 @@ void drawProgress(QTextStream& terminal, const ScanProgress& progress) {
              << ", " << progress.pendingFolders << " waiting" << Qt::flush;
 }
 
+// How the result of `velmox scan` came about, and what it covers.
+enum class ScanMode { full, resumed, cache };
+
+QString toString(ScanMode mode) {
+    switch (mode) {
+    case ScanMode::full:
+        return QStringLiteral("full");
+    case ScanMode::resumed:
+        return QStringLiteral("resumed");
+    case ScanMode::cache:
+        return QStringLiteral("cache");
+    }
+    return {};
+}
+
+struct ScanOutcome {
+    std::shared_ptr<const FileTree> tree;
+    ScanMode mode = ScanMode::full;
+    // Why the scan was done as it was, or what its result covers; empty for none.
+    QString note;
+    bool partial = false; // the memory cap stopped the walk
+    int64_t unreadableCount = 0;
+    QList<UnreadableSample> unreadableSamples;
+    int workers = 0;
+    double seconds = 0;
+    std::optional<QDateTime> scanDate; // of a result taken from the cache
+};
+
 // Says on standard error which folders the totals leave out.
-void reportUnreadable(const DiskScanner& scanner, QTextStream& err) {
-    const int64_t count = scanner.unreadableCount();
+void reportUnreadable(const ScanOutcome& outcome, QTextStream& err) {
+    const int64_t count = outcome.unreadableCount;
     if (count == 0)
         return;
-    const QList<UnreadableSample> samples = scanner.unreadableSamples();
+    const QList<UnreadableSample>& samples = outcome.unreadableSamples;
     const qsizetype shown = std::min<qsizetype>(samples.size(), 10);
     err << "velmox scan: " << count << (count == 1 ? " item" : " items")
         << " could not be read, so the totals leave them out:\n";
@@ -111,9 +165,9 @@ void reportUnreadable(const DiskScanner& scanner, QTextStream& err) {
         err << "  and " << count - shown << " more.\n";
 }
 
-QJsonArray unreadableJson(const DiskScanner& scanner) {
+QJsonArray unreadableJson(const QList<UnreadableSample>& samples) {
     QJsonArray folders;
-    for (const UnreadableSample& sample : scanner.unreadableSamples())
+    for (const UnreadableSample& sample : samples)
         folders.append(QJsonObject{{QStringLiteral("path"), QString::fromUtf8(sample.path)},
                                    {QStringLiteral("reason"), sample.reason.label()}});
     return folders;
@@ -151,13 +205,80 @@ QJsonObject volumeJson(const QString& name, const QString& format, int64_t capac
 
 namespace {
 
+// Walks until the end, writing checkpoints on the way; a walk that ends complete leaves the
+// scope's cache instead of its checkpoint.
+ScanOutcome walk(DiskScanner& scanner, StorageCatalogStore& store, const QString& scopeKey,
+                 const ScanOptions& options, CliIO& io) {
+    const VolumeInfo volume = VolumeInfo::of(options.path);
+    const QDateTime started = QDateTime::currentDateTime();
+    ScanCheckpointer checkpoints(
+        store, scopeKey,
+        catalogMetaFor(FileTree(QString::fromUtf8(scanner.config().rootPath), {}), volume, started),
+        options.checkpointEvery);
+    const auto tick = std::min(options.checkpointEvery, std::chrono::milliseconds(100));
+    while (!scanner.waitForFinished(tick)) {
+        checkpoints.poll(scanner);
+        if (io.progress)
+            drawProgress(*io.progress, scanner.progress());
+    }
+    if (io.progress)
+        *io.progress << "\r\033[K" << Qt::flush;
+    checkpoints.finishWrite();
+    // A walk stopped at the memory cap is kept for --resume.
+    if (scanner.state() == DiskScanner::State::stoppedForSize && checkpoints.checkpointNow(scanner))
+        checkpoints.finishWrite();
+    ScanOutcome outcome;
+    outcome.tree = scanner.tree();
+    outcome.partial = scanner.state() == DiskScanner::State::stoppedForSize;
+    outcome.note = scanner.note();
+    outcome.unreadableCount = scanner.unreadableCount();
+    outcome.unreadableSamples = scanner.unreadableSamples();
+    outcome.workers = scanner.config().workerCount;
+    outcome.seconds = scanner.progress().elapsed;
+    if (scanner.state() == DiskScanner::State::finished) {
+        checkpoints.discard();
+        CatalogMeta meta = catalogMetaFor(*outcome.tree, volume, started);
+        meta.scanStamp = ScanStamp{1, 0, {}, volume.uuid, started};
+        if (Status cached = store.writeCache(scopeKey, outcome.tree, std::move(meta)).get();
+            !cached)
+            io.err << "velmox scan: "
+                   << QStringLiteral("This scan could not be saved (disk full or the "
+                                     "saved copy could not be written), so it will have "
+                                     "to be scanned again after a restart.")
+                   << '\n';
+    }
+    return outcome;
+}
+
+// The scope's last complete scan, from its cache.
+Result<ScanOutcome> fromCache(StorageCatalogStore& store, const QString& scopeKey,
+                              const QString& path) {
+    auto cached = store.readCache(scopeKey);
+    if (!cached)
+        return failure(QStringLiteral("There is no saved scan of %1 yet. Run velmox scan %1 "
+                                      "once, then --cached answers from it.")
+                           .arg(path));
+    if (!*cached)
+        return failure(cached->error());
+    ScanOutcome outcome;
+    outcome.mode = ScanMode::cache;
+    outcome.scanDate = (*cached)->meta.scanDate;
+    auto tree = std::make_shared<FileTree>(std::move((*cached)->tree));
+    // The cache keeps which folders were blocked, not why, so none is listed.
+    for (const uint16_t flags : tree->columns().flags)
+        outcome.unreadableCount += (flags & NodeFlag::blocked) ? 1 : 0;
+    outcome.note = QStringLiteral("Answered from the saved scan of %1.")
+                       .arg(QLocale().toString(*outcome.scanDate, QLocale::ShortFormat));
+    outcome.tree = std::move(tree);
+    return outcome;
+}
+
 int runScan(const QStringList& args, CliIO& io) {
     const auto options = parseOptions(args, io.err);
     if (!options)
         return 2;
-    std::unique_ptr<StorageCatalogStore> store;
+    StorageCatalogStore store;
     if (!options->saveAs.isEmpty()) {
-        store = std::make_unique<StorageCatalogStore>();
         const QString file = StorageCatalogStore::catalogFileName(options->saveAs);
         if (file.isEmpty()) {
             io.err << "velmox scan: \"" << options->saveAs
@@ -166,7 +287,7 @@ int runScan(const QStringList& args, CliIO& io) {
         }
         // Refused before the walk, not after it.
         if (!options->replace &&
-            QFileInfo::exists(store->catalogsFolder() + QLatin1Char('/') + file)) {
+            QFileInfo::exists(store.catalogsFolder() + QLatin1Char('/') + file)) {
             io.err << "A catalog named \"" << StorageCatalogStore::catalogName(options->saveAs)
                    << "\" already exists. Add --replace to save over it.\n";
             return 1;
@@ -176,28 +297,65 @@ int runScan(const QStringList& args, CliIO& io) {
         ScanConfiguration::build({ScanScope::Kind::folder, options->path, options->path, {}});
     if (options->workers > 0)
         config.workerCount = options->workers;
-    const int workers = config.workerCount;
-    DiskScanner scanner(std::move(config), options->maxItems > 0
-                                               ? options->maxItems
-                                               : DiskScanner::defaultBaseEntryCap());
-    if (Status started = scanner.start(); !started) {
-        io.err << started.error() << '\n';
-        return 1;
-    }
-    while (!scanner.waitForFinished(std::chrono::milliseconds(250)))
-        if (io.progress)
-            drawProgress(*io.progress, scanner.progress());
-    if (io.progress)
-        *io.progress << "\r\033[K" << Qt::flush;
+    // The resolved path names the scope, however the folder was written.
+    const QString scopeKey =
+        ScanScope{ScanScope::Kind::folder, QString::fromUtf8(config.rootPath), {}, {}}.identifier();
+    const int64_t baseCap =
+        options->maxItems > 0 ? options->maxItems : DiskScanner::defaultBaseEntryCap();
 
-    const auto tree = scanner.tree();
-    const ScanProgress progress = scanner.progress();
-    const bool partial = scanner.state() == DiskScanner::State::stoppedForSize;
+    ScanOutcome outcome;
+    if (options->cached) {
+        auto cached = fromCache(store, scopeKey, options->path);
+        if (!cached) {
+            io.err << cached.error() << '\n';
+            return 1;
+        }
+        outcome = std::move(*cached);
+    } else {
+        std::unique_ptr<DiskScanner> scanner;
+        QString resumeNote;
+        if (options->resume) {
+            auto restored = store.readCheckpoint(scopeKey);
+            const int64_t entries = restored ? restored->info.entries : 0;
+            auto rebuilt = restored
+                               ? DiskScanner::restore(config, std::move(*restored), baseCap)
+                               : Result<std::unique_ptr<DiskScanner>>(failure(restored.error()));
+            if (rebuilt && (*rebuilt)->resume()) {
+                scanner = std::move(*rebuilt);
+                resumeNote =
+                    QStringLiteral("Continued the scan interrupted after %1 items.").arg(entries);
+            } else {
+                const QString why =
+                    !QFileInfo::exists(store.checkpointFile(scopeKey))
+                        ? QStringLiteral("There was no interrupted scan to continue.")
+                    : !rebuilt ? rebuilt.error()
+                               : QStringLiteral("The interrupted scan had nothing left to read.");
+                resumeNote = why + (why.endsWith(QLatin1Char('.')) ? "" : ".") +
+                             QStringLiteral(" Everything was read again.");
+            }
+        }
+        const bool resumed = scanner != nullptr;
+        if (!scanner) {
+            scanner = std::make_unique<DiskScanner>(config, baseCap);
+            if (Status started = scanner->start(); !started) {
+                io.err << started.error() << '\n';
+                return 1;
+            }
+        }
+        outcome = walk(*scanner, store, scopeKey, *options, io);
+        outcome.mode = resumed ? ScanMode::resumed : ScanMode::full;
+        if (outcome.note.isEmpty())
+            outcome.note = resumeNote;
+    }
+
+    const auto& tree = outcome.tree;
+    const bool partial = outcome.partial;
     if (partial)
-        io.err << "velmox scan: the scan stopped after " << scanner.entries()
+        io.err << "velmox scan: the scan stopped after " << tree->size()
                << " items to protect this computer's memory, so the totals cover only what "
-                  "was read. Scan a smaller folder for complete totals.\n";
-    reportUnreadable(scanner, io.err);
+                  "was read. Scan a smaller folder for complete totals, or add --resume to read "
+                  "more.\n";
+    reportUnreadable(outcome, io.err);
     const int status = partial ? 3 : 0;
     const bool isFolder = tree->hasFlag(0, NodeFlag::directory);
     const TreeSortKey key = options->logical ? TreeSortKey::logical : TreeSortKey::real;
@@ -207,11 +365,12 @@ int runScan(const QStringList& args, CliIO& io) {
     const auto shown = std::min<size_t>(order->size(), static_cast<size_t>(options->top));
 
     QString saved;
-    if (store && !partial) {
-        CatalogMeta meta = catalogMetaFor(*tree, volume, QDateTime::currentDateTime());
-        meta.scanStamp = ScanStamp{1, 0, {}, volume.uuid, meta.scanDate};
+    if (!options->saveAs.isEmpty() && !partial) {
+        const QDateTime date = outcome.scanDate.value_or(QDateTime::currentDateTime());
+        CatalogMeta meta = catalogMetaFor(*tree, volume, date);
+        meta.scanStamp = ScanStamp{1, 0, {}, volume.uuid, date};
         const Status written =
-            store->saveCatalog(options->saveAs, tree, meta, options->replace).get();
+            store.saveCatalog(options->saveAs, tree, meta, options->replace).get();
         if (!written) {
             io.err << written.error() << '\n';
             return 1;
@@ -225,19 +384,24 @@ int runScan(const QStringList& args, CliIO& io) {
             {QStringLiteral("kind"), isFolder ? QStringLiteral("folder") : QStringLiteral("file")},
             {QStringLiteral("state"),
              partial ? QStringLiteral("stoppedForSize") : QStringLiteral("finished")},
+            {QStringLiteral("mode"), toString(outcome.mode)},
+            {QStringLiteral("note"),
+             outcome.note.isEmpty() ? QJsonValue() : QJsonValue(outcome.note)},
             {QStringLiteral("allocated"), qint64(tree->alloc(0))},
             {QStringLiteral("logical"), qint64(tree->logical(0))},
             {QStringLiteral("items"), qint64(tree->items(0))},
             {QStringLiteral("folders"), qint64(folders)},
-            {QStringLiteral("unreadable"), qint64(scanner.unreadableCount())},
-            {QStringLiteral("unreadableFolders"), unreadableJson(scanner)},
-            {QStringLiteral("workers"), workers},
-            {QStringLiteral("seconds"), progress.elapsed},
+            {QStringLiteral("unreadable"), qint64(outcome.unreadableCount)},
+            {QStringLiteral("unreadableFolders"), unreadableJson(outcome.unreadableSamples)},
+            {QStringLiteral("workers"), outcome.workers},
+            {QStringLiteral("seconds"), outcome.seconds},
             {QStringLiteral("top"), topJson(*tree, key, options->top)},
             {QStringLiteral("volume"),
              volumeJson(volume.name, volume.format, volume.total, volume.freeAvailable)}};
-        if (partial)
-            result.insert(QStringLiteral("note"), scanner.note());
+        if (outcome.scanDate)
+            result.insert(QStringLiteral("scanDate"),
+                          outcome.scanDate->toOffsetFromUtc(outcome.scanDate->offsetFromUtc())
+                              .toString(Qt::ISODate));
         if (!saved.isEmpty())
             result.insert(QStringLiteral("savedAs"), saved);
         io.out << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
@@ -254,9 +418,12 @@ int runScan(const QStringList& args, CliIO& io) {
            << "Allocated: " << byteText(tree->alloc(0)) << " (" << tree->alloc(0) << " bytes)\n"
            << "Logical:   " << byteText(tree->logical(0)) << " (" << tree->logical(0) << " bytes)\n"
            << "Items: " << tree->items(0) << ", folders: " << folders
-           << ", unreadable: " << scanner.unreadableCount() << '\n'
-           << "Time: " << QString::asprintf("%.2f", progress.elapsed) << " s with " << workers
-           << (workers == 1 ? " worker\n" : " workers\n");
+           << ", unreadable: " << outcome.unreadableCount << '\n';
+    if (outcome.mode != ScanMode::cache)
+        io.out << "Time: " << QString::asprintf("%.2f", outcome.seconds) << " s with "
+               << outcome.workers << (outcome.workers == 1 ? " worker\n" : " workers\n");
+    if (!outcome.note.isEmpty() && !partial)
+        io.out << outcome.note << '\n';
     if (!volume.format.isEmpty())
         io.out << "Volume: " << volume.name << " (" << volume.format << "), "
                << byteText(volume.total) << ", " << byteText(volume.freeAvailable)
@@ -281,9 +448,11 @@ int runScan(const QStringList& args, CliIO& io) {
 VELMOX_CLI_COMMAND(
     scan,
     "scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N] [--save NAME "
-    "[--replace]]",
+    "[--replace]] [--resume | --cached] [--checkpoint-every SECONDS]",
     "Scans a folder or a file: sizes, items, unreadable folders, the volume, the largest "
-    "items; --save keeps the finished scan as a catalog. Exit status 3 when the item cap "
+    "items; --save keeps the finished scan as a catalog. A scan writes a checkpoint every 30 "
+    "seconds (--checkpoint-every): --resume continues one that was interrupted, --cached "
+    "answers from the last complete scan without scanning. Exit status 3 when the item cap "
     "stopped the scan early.",
     runScan);
 

@@ -72,6 +72,72 @@ FileTree FileTree::copy() const {
     return result;
 }
 
+void FileTree::updateMirror(FileTree& mirror, const std::vector<int32_t>& changed) const {
+    Q_ASSERT(!sizesSummed_ && !mirror.sizesSummed_ && mirror.size() <= size());
+    if (mirror.size() == 0) {
+        mirror.rootPath = rootPath;
+        mirror.rootName = rootName;
+        mirror.pathRedirects = pathRedirects;
+    }
+    const auto from = static_cast<size_t>(mirror.size());
+    const auto tail = [from](const auto& source, auto& target) {
+        target.insert(target.end(), source.begin() + static_cast<std::ptrdiff_t>(from),
+                      source.end());
+    };
+    FileTreeColumns& to = mirror.columns_;
+    tail(columns_.parent, to.parent);
+    tail(columns_.firstChild, to.firstChild);
+    tail(columns_.childCount, to.childCount);
+    tail(columns_.nameOffset, to.nameOffset);
+    tail(columns_.nameLength, to.nameLength);
+    tail(columns_.flags, to.flags);
+    tail(columns_.alloc, to.alloc);
+    tail(columns_.logical, to.logical);
+    tail(columns_.mtime, to.mtime);
+    tail(columns_.items, to.items);
+    to.names.append(QByteArrayView(columns_.names).sliced(to.names.size()));
+    for (const int32_t node : changed) {
+        if (static_cast<size_t>(node) >= from)
+            continue;
+        to.firstChild[node] = columns_.firstChild[node];
+        to.childCount[node] = columns_.childCount[node];
+        to.flags[node] = columns_.flags[node];
+    }
+    mirror.linkedFiles_.insert(mirror.linkedFiles_.end(),
+                               linkedFiles_.begin() +
+                                   static_cast<std::ptrdiff_t>(mirror.linkedFiles_.size()),
+                               linkedFiles_.end());
+    mirror.clearSortCache();
+}
+
+FileTree FileTree::topLevels(int levels) const {
+    Q_ASSERT(sizesSummed_ && size() > 0);
+    FileTree top(rootPath, rootName);
+    top.pathRedirects = pathRedirects;
+    top.cachesSortedChildren = cachesSortedChildren;
+    // Nodes are appended in the order they are queued, so a node's place in the queue is
+    // its index in the new tree and every folder's children stay contiguous.
+    std::vector<std::pair<int32_t, int>> queue{{0, 0}};
+    const auto keep = [&](int32_t node, int32_t newParent) {
+        const int32_t kept = top.append(newParent, flags(node), alloc(node), logical(node),
+                                        mtime(node), nameBytes(node));
+        top.columns_.items[kept] = items(node);
+    };
+    keep(0, -1);
+    for (size_t at = 0; at < queue.size(); ++at) {
+        const auto [node, depth] = queue[at];
+        if (depth >= levels)
+            continue;
+        const uint32_t first = firstChild(node);
+        for (uint32_t child = first; child < first + childCount(node); ++child) {
+            keep(static_cast<int32_t>(child), static_cast<int32_t>(at));
+            queue.emplace_back(static_cast<int32_t>(child), depth + 1);
+        }
+    }
+    top.sizesSummed_ = true;
+    return top;
+}
+
 Result<FileTree> FileTree::fromColumns(QString rootPath, QString rootName, FileTreeColumns columns,
                                        bool sizesSummed) {
     FileTree tree(std::move(rootPath), std::move(rootName));
@@ -308,9 +374,8 @@ void FileTree::replaceSubtrees(const std::vector<Replacement>& replacements) {
     std::vector<bool> linkFromFresh;
     const auto copyNode = [&](Source from, int32_t newParent, QByteArrayView name) {
         const FileTreeColumns& c = from.tree->columns_;
-        const int32_t copied =
-            rebuilt.append(newParent, c.flags[from.index], c.alloc[from.index],
-                           c.logical[from.index], c.mtime[from.index], name);
+        const int32_t copied = rebuilt.append(newParent, c.flags[from.index], c.alloc[from.index],
+                                              c.logical[from.index], c.mtime[from.index], name);
         if (c.flags[from.index] & NodeFlag::multiplyLinked) {
             const std::vector<LinkedFile>& links = from.tree->linkedFiles_;
             const auto found = std::lower_bound(

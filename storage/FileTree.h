@@ -101,6 +101,15 @@ public:
     FileTree(const FileTree&) = delete;
     FileTree& operator=(const FileTree&) = delete;
     FileTree copy() const;
+    // Brings `mirror`, an earlier copy of this tree, up to date while folder sizes are not
+    // summed: the rows appended since are copied, and of the rows before them only the
+    // child ranges and flags of `changed` (the only fields a walk changes in place). Costs
+    // what changed, not the whole tree; an empty mirror gets everything.
+    void updateMirror(FileTree& mirror, const std::vector<int32_t>& changed) const;
+    // The root and the `levels` levels below it of a tree whose folder sizes are summed,
+    // each node with its totals and item count, so that those levels show as before; the
+    // folders of the last level keep no children and there are no hard-link records.
+    FileTree topLevels(int levels) const;
 
     // Checks a tree built elsewhere (a catalog, an administrator listing). With summed sizes
     // the item counts are counted again from the child ranges.

@@ -8,6 +8,7 @@
 #include <QStandardPaths>
 #include <QTemporaryFile>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
@@ -45,6 +46,21 @@ Result<QByteArray> readWhole(const QString& path) {
     if (file.error() != QFileDevice::NoError)
         return failure(QStringLiteral("The file could not be read (%1)").arg(file.errorString()));
     return bytes;
+}
+
+// The unfinished copies of `path` that writers which are no longer running left behind (a
+// crash or a kill during a write): "NAME.PID.XXXXXX.partial", PID being the writer's.
+void removeAbandonedCopies(const QString& path) {
+    const QFileInfo target(path);
+    const QString prefix = target.fileName() + QLatin1Char('.');
+    const QDir folder = target.absoluteDir();
+    for (const QString& name :
+         folder.entryList({prefix + QStringLiteral("*.partial")}, QDir::Files | QDir::Hidden)) {
+        bool ok = false;
+        const qint64 pid = name.mid(prefix.size()).section(QLatin1Char('.'), 0, 0).toLongLong(&ok);
+        if (ok && pid > 0 && ::kill(pid_t(pid), 0) != 0 && errno == ESRCH)
+            QFile::remove(folder.filePath(name));
+    }
 }
 
 bool hasSignature(const QByteArray& bytes) {
@@ -121,7 +137,8 @@ Status StorageCatalogStore::writeFile(const QString& path, const CatalogContents
     const QString folder = QFileInfo(path).absolutePath();
     if (!QDir().mkpath(folder))
         return failure(QStringLiteral("the folder %1 could not be made").arg(folder));
-    QTemporaryFile next(path + QStringLiteral(".XXXXXX.partial"));
+    removeAbandonedCopies(path);
+    QTemporaryFile next(path + QStringLiteral(".%1.XXXXXX.partial").arg(::getpid()));
     if (!next.open())
         return failure(next.errorString());
     if (next.write(*bytes) != bytes->size() || !next.flush() || ::fsync(next.handle()) != 0)

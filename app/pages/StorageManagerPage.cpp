@@ -333,10 +333,13 @@ void StorageManagerPage::setScope(const ScanScope& scope) {
     scopes_->setCurrentIndex(int(scopeChoices_.indexOf(scope)));
     if (job_ && scope == scope_)
         return;
-    if (job_)
+    if (job_) {
         job_->disconnect(this);
+        job_->setViewed(false);
+    }
     scope_ = scope;
     job_ = center_.job(scope);
+    job_->setViewed(true);
     folderPath_.clear();
     connect(job_, &ScanJob::stateChanged, this, &StorageManagerPage::updateControls);
     connect(job_, &ScanJob::progressChanged, this, &StorageManagerPage::updateProgress);

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QTemporaryDir>
 
 using namespace velmox;
@@ -105,6 +106,24 @@ TEST_F(CatalogStoreTest, KeepsCachesAndCheckpointsPerScope) {
     ASSERT_TRUE(restored.has_value()) << restored.error().toStdString();
     EXPECT_EQ(restored->info, *checkpoint->checkpoint);
     EXPECT_EQ(restored->stack, checkpoint->stack);
+    // A write cut short by a kill leaves an unfinished copy; the next write of the same file
+    // removes it once its writer is gone, and leaves those of a live writer alone.
+    QProcess gone;
+    gone.start(QStringLiteral("/bin/true"));
+    ASSERT_TRUE(gone.waitForStarted());
+    const qint64 gonePid = gone.processId();
+    ASSERT_TRUE(gone.waitForFinished());
+    const QString cacheFile = store_.cacheFile(key);
+    const QString abandoned = cacheFile + QStringLiteral(".%1.a1b2c3.partial").arg(gonePid);
+    const QString live = cacheFile + QStringLiteral(".%1.d4e5f6.partial").arg(::getpid());
+    for (const QString& file : {abandoned, live}) {
+        QFile partial(file);
+        ASSERT_TRUE(partial.open(QIODevice::WriteOnly));
+    }
+    ASSERT_TRUE(store_.writeCache(key, tree_, meta_).get());
+    EXPECT_FALSE(QFile::exists(abandoned));
+    EXPECT_TRUE(QFile::remove(live));
+
     ASSERT_TRUE(store_.deleteCheckpoint(key).get());
     EXPECT_TRUE(store_.readCheckpoint(key).error().startsWith(
         QStringLiteral("The file could not be read (")));
