@@ -50,6 +50,8 @@ constexpr PlaceRow kTabs[] = {
      "history log actions put back undo export"},
     {"powerUser/automation", "powerUser/automation", "Automation", "",
      "rules routines profiles schedule triggers chains"},
+    {"powerUser/safety", "powerUser/safety", "Automation Safety", "",
+     "dry run protected folders apps notifications test notification"},
     {"networkTools/blocker", "networkTools/blocker", "IP & URL Blocker", "",
      "block websites sites distraction focus"},
     {"networkTools/speedTest", "networkTools/speedTest", "Network Speed Test", "",
@@ -63,6 +65,10 @@ constexpr PlaceRow kTabs[] = {
      "preferences options tray login appearance"},
     {"settings/access", "settings/access", "Access Settings", "",
      "preferences administrator password credentials sudo"},
+    {"settings/automation", "settings/automation", "Automation Settings", "",
+     "preferences background agent systemd timer daily weekly"},
+    {"settings/diskHealth", "settings/diskHealth", "Disk Health Settings", "",
+     "preferences smart monitor checks notifications"},
     {"settings/about", "help/about", "About Velmox", "", "about version credits licence license"},
 };
 
@@ -86,6 +92,23 @@ constexpr PlaceRow kSettings[] = {
      "Save the password of your administrator account so that maintenance tasks needing root "
      "run without a password prompt.",
      "admin administrator password sudo root keyring account name"},
+    {"diskHealthMonitorEnabled", "settings/diskHealth",
+     "Check the health of my disks in the background",
+     "Velmox reads the S.M.A.R.T. values of every disk now and then and grades them.",
+     "smart disk health monitor background checks"},
+    {"diskHealthCheckMinutes", "settings/diskHealth", "Check every",
+     "How often the disks are checked in the background.",
+     "smart disk health interval minutes hours"},
+    {"diskHealthNotify", "settings/diskHealth", "Send notifications",
+     "A notification when a disk's grade rises.", "smart disk health alerts notify"},
+    {"diskHealthNotifyLevel", "settings/diskHealth", "Notify about",
+     "Warnings and serious problems, or serious problems only.",
+     "smart disk health warning critical level"},
+    {"diskHealthNotifyRecovery", "settings/diskHealth", "Also notify when a disk gets better",
+     "A notification when a disk's grade falls again.", "smart disk health recovery better"},
+    {"automationAgent", "settings/automation", "Enable Automated Maintenance",
+     "Schedule recurring cleanup tasks to run automatically in the background.",
+     "background agent systemd timer daily weekly caches trash purge"},
 };
 
 QString text(const char* utf8) {

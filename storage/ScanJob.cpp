@@ -192,8 +192,10 @@ void ScanJob::startProgressTimer() {
     // The checkpoint interval counts from here.
     if (checkpoints_ && scanner_)
         checkpoints_->poll(*scanner_);
+    // A checkpoint interval shorter than the progress interval is polled at its own pace.
+    const auto tick = std::min(kProgressInterval, checkpointInterval_);
     timer_ = clock_.schedule(
-        kProgressInterval,
+        tick,
         [this] {
             if (scanner_) {
                 progress_ = scanner_->progress();
@@ -202,7 +204,7 @@ void ScanJob::startProgressTimer() {
                     checkpoints_->poll(*scanner_);
             }
         },
-        true, kProgressInterval / 5);
+        true, tick / 5);
 }
 
 QString ScanJob::title() const {

@@ -189,8 +189,11 @@ TEST_F(PaletteWindowTest, EveryTabAndSettingsPaneIsAnEntryThatOpensIt) {
     }
     EXPECT_GE(tabs, 4);
 
-    // And no entry leads anywhere that does not exist.
+    // Every settings pane has its entry, and no entry leads anywhere that does not exist.
     const QStringList panes = SettingsView::sectionIds();
+    for (const QString& pane : panes)
+        EXPECT_TRUE(destinations.contains(QStringLiteral("tab:settings/") + pane))
+            << pane.toStdString();
     for (const auto& [id, destination] : destinations.asKeyValueRange()) {
         if (destination.isEmpty())
             continue;

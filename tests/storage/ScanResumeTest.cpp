@@ -6,7 +6,6 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
-#include <QThread>
 #include <csignal>
 
 using namespace velmox;
@@ -108,8 +107,10 @@ TEST(ScanResume, AKilledScanResumesFromItsCheckpointWithTheTotalsOfAFullScan) {
                      QStringLiteral("1"), QStringLiteral("--checkpoint-every"),
                      QStringLiteral("0.05")});
         ASSERT_TRUE(child.waitForStarted());
-        while (!QFile::exists(checkpoint) && child.state() == QProcess::Running)
-            QThread::msleep(2);
+        while (!QFile::exists(checkpoint) && !child.waitForFinished(2)) {
+        }
+        if (child.state() != QProcess::Running)
+            continue;
         ::kill(pid_t(child.processId()), SIGKILL);
         child.waitForFinished();
         killed = child.exitStatus() == QProcess::CrashExit;
