@@ -1,7 +1,10 @@
 // The Storage Manager's views of a large tree: the sunburst's full repaint (offscreen, four
 // levels) and the largest files and file types of the whole tree. The tree has the shape
 // make-tree.py gives the disk (100 groups of 1000 folders of 10 files: 1.1 M nodes), built in
-// memory so that no scan is timed. Each figure is the median of its repetitions.
+// memory so that no scan is timed. Its sizes are uneven (a group weighs 1 to 10 times another,
+// a few files are far larger than most), so the chart has slices and arcs to draw: with
+// make-tree.py's nearly equal sizes every group is under 1 % and lands in "Other files". Each
+// figure is the median of its repetitions.
 
 #include "app/pages/StorageRingChart.h"
 #include "storage/ChartSegment.h"
@@ -15,6 +18,12 @@ using namespace velmox;
 
 namespace {
 
+// Files of uneven sizes (a few far larger than most), so that folders differ.
+int64_t fileBytes(size_t seed) {
+    return int64_t(4096) * 4096 / int64_t(1 + seed % 4096);
+}
+
+// make-tree.py's shape: 100 groups of 1000 folders of 10 files.
 std::shared_ptr<FileTree> generatedTree() {
     static const std::shared_ptr<FileTree> tree = [] {
         constexpr int groups = 100;
@@ -34,7 +43,9 @@ std::shared_ptr<FileTree> generatedTree() {
                                                QByteArray("folder") + QByteArray::number(f)));
         for (size_t index = 0; index < folders.size(); ++index)
             for (int number = 0; number < filesPerFolder; ++number) {
-                const int64_t bytes = int64_t((index * 7 + size_t(number) * 131) % 4096);
+                const auto group = int64_t(index / foldersPerGroup);
+                const int64_t bytes =
+                    (group % 10 + 1) * fileBytes(index * 7 + size_t(number) * 131);
                 made->append(folders[index], 0, (bytes + 4095) / 4096 * 4096, bytes, 0,
                              QByteArray("file-") + QByteArray::number(number) + ".dat");
             }
@@ -44,8 +55,36 @@ std::shared_ptr<FileTree> generatedTree() {
     return tree;
 }
 
+// The same number of nodes four folders deep, ten folders to a folder, 1100 files in each of
+// the deepest: every ring has as many arcs wide enough to draw as fit.
+std::shared_ptr<FileTree> deepTree() {
+    static const std::shared_ptr<FileTree> tree = [] {
+        auto made = std::make_shared<FileTree>(QStringLiteral("/deep"), QStringLiteral("deep"));
+        made->append(-1, NodeFlag::directory, 4096, 4096, 0, "deep");
+        std::vector<int32_t> level{0};
+        for (int depth = 0; depth < 3; ++depth) {
+            std::vector<int32_t> next;
+            for (const int32_t parent : level)
+                for (int i = 0; i < 10; ++i)
+                    next.push_back(made->append(parent, NodeFlag::directory, 4096, 4096, 0,
+                                                QByteArray("d") + QByteArray::number(i)));
+            level = std::move(next);
+        }
+        size_t seed = 0;
+        for (const int32_t parent : level)
+            for (int i = 0; i < 1100; ++i) {
+                const int64_t bytes = fileBytes(seed++ * 7919);
+                made->append(parent, 0, (bytes + 4095) / 4096 * 4096, bytes, 0,
+                             QByteArray("f") + QByteArray::number(i));
+            }
+        made->sumFolderSizes();
+        return made;
+    }();
+    return tree;
+}
+
 void SunburstRepaint(benchmark::State& state) {
-    const auto tree = generatedTree();
+    const auto tree = state.range(1) == 0 ? generatedTree() : deepTree();
     StorageRingChart chart;
     chart.resize(640, 860);
     chart.setTree(tree, TreeSortKey::real);
@@ -59,6 +98,7 @@ void SunburstRepaint(benchmark::State& state) {
         chart.render(&image);
     }
     state.counters["arcs"] = double(chart.arcCount());
+    state.counters["nodes"] = tree->size();
 }
 
 void LargestFiles(benchmark::State& state) {
@@ -76,8 +116,10 @@ void FileTypes(benchmark::State& state) {
 
 } // namespace
 
+// Levels, then the tree: 0 make-tree.py's shape, 1 four folders deep.
 BENCHMARK(SunburstRepaint)
-    ->Arg(4)
+    ->Args({4, 0})
+    ->Args({4, 1})
     ->Unit(benchmark::kMillisecond)
     ->Iterations(1)
     ->Repetitions(100)
