@@ -177,6 +177,10 @@ QString StorageBreakdownPanel::kindFilterText() const {
 
 void StorageBreakdownPanel::showFolder(std::shared_ptr<const FileTree> tree, int32_t folder,
                                        TreeSortKey key, const NameFilter& filter) {
+    // The screens let go of a tree before a resumed walk adds to it: nothing of the panel's
+    // may still be reading it then.
+    if (!tree && tree_)
+        pool_.waitForDone();
     tree_ = std::move(tree);
     folder_ = folder;
     key_ = key;

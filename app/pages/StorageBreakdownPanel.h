@@ -35,7 +35,8 @@ public:
 
     void setView(View view);
     View view() const { return view_; }
-    // Computes both again for `folder` of `tree` (nothing when `tree` is null).
+    // Computes both again for `folder` of `tree`. A null tree clears both, once any
+    // computation still reading the old tree has ended.
     void showFolder(std::shared_ptr<const FileTree> tree, int32_t folder, TreeSortKey key,
                     const NameFilter& filter);
     // Narrows the largest files to a kind, or to one extension of it; nullopt shows all.

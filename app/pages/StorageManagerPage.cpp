@@ -514,6 +514,7 @@ void StorageManagerPage::showFolder(int32_t node) {
     } else {
         chart_->setTree(nullptr, model_->sizeKey());
         chart_->setSegments({}, {});
+        breakdown_->showFolder(nullptr, 0, model_->sizeKey(), model_->nameFilter());
     }
     rebuildBreadcrumb();
     updateControls();
