@@ -1,5 +1,5 @@
 // velmox scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N]
-//                  [--save NAME [--replace]]
+//                  [--save NAME [--replace]] [--largest N] [--types]
 //
 // Exit status 3: the memory cap stopped the walk, so the totals cover only what was read
 // (and nothing is saved).
@@ -7,8 +7,10 @@
 #include "cli/CliCommand.h"
 #include "cli/TreeJson.h"
 #include "services/ShownText.h"
+#include "storage/ChartSegment.h"
 #include "storage/DiskScanner.h"
 #include "storage/StorageCatalogStore.h"
+#include "storage/TreeBreakdown.h"
 #include "storage/VolumeInfo.h"
 
 #include <QFileInfo>
@@ -29,6 +31,8 @@ struct ScanOptions {
     int64_t maxItems = 0; // 0: the memory cap of this machine
     QString saveAs;       // the catalog to save the finished scan as
     bool replace = false; // of that name
+    int largest = 0;      // how many of the largest files to list
+    bool types = false;   // the sizes by kind of file
 };
 
 std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& err) {
@@ -70,6 +74,13 @@ std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& er
                 return std::nullopt;
             }
             options.saveAs = args.at(++i);
+        } else if (arg == QLatin1String("--largest")) {
+            const auto value = number(1);
+            if (!value)
+                return std::nullopt;
+            options.largest = *value;
+        } else if (arg == QLatin1String("--types")) {
+            options.types = true;
         } else if (arg == QLatin1String("--replace")) {
             options.replace = true;
         } else if (arg.startsWith(QLatin1String("--")) || !options.path.isEmpty()) {
@@ -151,6 +162,44 @@ QJsonObject volumeJson(const QString& name, const QString& format, int64_t capac
 
 namespace {
 
+QJsonArray largestJson(const FileTree& tree, const std::vector<int32_t>& largest) {
+    QJsonArray files;
+    for (const int32_t node : largest)
+        files.append(QJsonObject{{QStringLiteral("path"), tree.path(node)},
+                                 {QStringLiteral("allocated"), qint64(tree.alloc(node))},
+                                 {QStringLiteral("logical"), qint64(tree.logical(node))}});
+    return files;
+}
+
+// The kinds that hold anything, largest first under `key`.
+QList<KindTotal> presentKinds(const FileTree& tree, TreeSortKey key) {
+    QList<KindTotal> kinds = TreeBreakdown::fileTypes(tree, 0);
+    kinds.removeIf([](const KindTotal& kind) { return kind.items == 0; });
+    std::stable_sort(kinds.begin(), kinds.end(), [key](const KindTotal& a, const KindTotal& b) {
+        return key == TreeSortKey::logical ? a.logical > b.logical : a.allocated > b.allocated;
+    });
+    return kinds;
+}
+
+QJsonArray typesJson(const QList<KindTotal>& kinds) {
+    QJsonArray types;
+    for (const KindTotal& kind : kinds) {
+        QJsonArray extensions;
+        for (const ExtensionTotal& extension : kind.extensions)
+            extensions.append(
+                QJsonObject{{QStringLiteral("extension"), QString::fromUtf8(extension.extension)},
+                            {QStringLiteral("allocated"), qint64(extension.allocated)},
+                            {QStringLiteral("logical"), qint64(extension.logical)},
+                            {QStringLiteral("items"), qint64(extension.items)}});
+        types.append(QJsonObject{{QStringLiteral("kind"), toString(kind.kind)},
+                                 {QStringLiteral("allocated"), qint64(kind.allocated)},
+                                 {QStringLiteral("logical"), qint64(kind.logical)},
+                                 {QStringLiteral("items"), qint64(kind.items)},
+                                 {QStringLiteral("extensions"), extensions}});
+    }
+    return types;
+}
+
 int runScan(const QStringList& args, CliIO& io) {
     const auto options = parseOptions(args, io.err);
     if (!options)
@@ -205,6 +254,10 @@ int runScan(const QStringList& args, CliIO& io) {
     const VolumeInfo volume = VolumeInfo::of(options->path);
     const auto order = tree->sortedChildren(0, key);
     const auto shown = std::min<size_t>(order->size(), static_cast<size_t>(options->top));
+    const std::vector<int32_t> largest =
+        options->largest > 0 ? TreeBreakdown::largestFiles(*tree, 0, key, size_t(options->largest))
+                             : std::vector<int32_t>{};
+    const QList<KindTotal> kinds = options->types ? presentKinds(*tree, key) : QList<KindTotal>{};
 
     QString saved;
     if (store && !partial) {
@@ -236,6 +289,10 @@ int runScan(const QStringList& args, CliIO& io) {
             {QStringLiteral("top"), topJson(*tree, key, options->top)},
             {QStringLiteral("volume"),
              volumeJson(volume.name, volume.format, volume.total, volume.freeAvailable)}};
+        if (options->largest > 0)
+            result.insert(QStringLiteral("largest"), largestJson(*tree, largest));
+        if (options->types)
+            result.insert(QStringLiteral("types"), typesJson(kinds));
         if (partial)
             result.insert(QStringLiteral("note"), scanner.note());
         if (!saved.isEmpty())
@@ -269,6 +326,29 @@ int runScan(const QStringList& args, CliIO& io) {
                << qSetFieldWidth(0) << Qt::left << "  " << shownName(tree->nameBytes(child))
                << (tree->hasFlag(child, NodeFlag::directory) ? "/" : "") << '\n';
     }
+    if (!largest.empty())
+        io.out << "Largest files:\n";
+    for (const int32_t node : largest)
+        io.out << "  " << qSetFieldWidth(10) << Qt::right << byteText(tree->size(node, key))
+               << qSetFieldWidth(0) << Qt::left << "  "
+               << shownName(QByteArrayView(tree->pathBytes(node))) << '\n';
+    if (!kinds.isEmpty())
+        io.out << "File types:\n";
+    for (const KindTotal& kind : kinds) {
+        QStringList extensions;
+        for (const ExtensionTotal& extension :
+             kind.extensions.first(std::min<qsizetype>(kind.extensions.size(), 5)))
+            extensions << (extension.extension.isEmpty()
+                               ? QStringLiteral("none")
+                               : shownName(QByteArrayView(extension.extension)));
+        io.out << "  " << qSetFieldWidth(10) << Qt::right
+               << byteText(key == TreeSortKey::logical ? kind.logical : kind.allocated)
+               << qSetFieldWidth(0) << Qt::left << "  " << fileKindTitle(kind.kind) << ", "
+               << StorageChart::itemCount(kind.items) << " ("
+               << extensions.join(QStringLiteral(", "))
+               << (kind.extensions.size() > 5 ? QStringLiteral(", ...)") : QStringLiteral(")"))
+               << '\n';
+    }
     if (!saved.isEmpty())
         io.out << QStringLiteral("Saved %1").arg(saved) << '\n';
     else if (!options->saveAs.isEmpty())
@@ -281,9 +361,10 @@ int runScan(const QStringList& args, CliIO& io) {
 VELMOX_CLI_COMMAND(
     scan,
     "scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N] [--save NAME "
-    "[--replace]]",
+    "[--replace]] [--largest N] [--types]",
     "Scans a folder or a file: sizes, items, unreadable folders, the volume, the largest "
-    "items; --save keeps the finished scan as a catalog. Exit status 3 when the item cap "
+    "items; --largest N lists the N largest files anywhere inside, --types the sizes by kind "
+    "of file; --save keeps the finished scan as a catalog. Exit status 3 when the item cap "
     "stopped the scan early.",
     runScan);
 
