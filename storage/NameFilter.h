@@ -16,7 +16,6 @@ public:
     explicit NameFilter(const QString& text);
 
     bool isEmpty() const { return text_.isEmpty(); }
-    const QString& text() const { return text_; }
     bool matches(QByteArrayView name) const;
 
 private:

@@ -85,8 +85,6 @@ public:
 
     StorageChildModel* model() const { return model_; }
     StorageRingChart* chart() const { return chart_; }
-    // How many rings the chart shows (1 to 6).
-    QSpinBox* chartLevels() const { return levels_; }
     QSplitter* splitter() const { return split_; }
     QTreeView* list() const { return list_; }
     QString progressText() const;
