@@ -1,5 +1,6 @@
 // velmox scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N]
 //                  [--save NAME [--replace]] [--resume | --cached] [--checkpoint-every SECONDS]
+//                  [--largest N] [--types]
 //
 // A walk writes a checkpoint of the scope now and then (ScanCheckpointer) and deletes it
 // when it ends complete, leaving the scope's scan cache instead. --resume continues the
@@ -11,9 +12,11 @@
 #include "cli/CliCommand.h"
 #include "cli/TreeJson.h"
 #include "services/ShownText.h"
+#include "storage/ChartSegment.h"
 #include "storage/DiskScanner.h"
 #include "storage/ScanCheckpointer.h"
 #include "storage/StorageCatalogStore.h"
+#include "storage/TreeBreakdown.h"
 #include "storage/VolumeInfo.h"
 
 #include <QFileInfo>
@@ -37,6 +40,8 @@ struct ScanOptions {
     bool resume = false;
     bool cached = false;
     std::chrono::milliseconds checkpointEvery = ScanCheckpointer::kDefaultInterval;
+    int largest = 0;    // how many of the largest files to list
+    bool types = false; // the sizes by kind of file
 };
 
 std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& err) {
@@ -78,6 +83,13 @@ std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& er
                 return std::nullopt;
             }
             options.saveAs = args.at(++i);
+        } else if (arg == QLatin1String("--largest")) {
+            const auto value = number(1);
+            if (!value)
+                return std::nullopt;
+            options.largest = *value;
+        } else if (arg == QLatin1String("--types")) {
+            options.types = true;
         } else if (arg == QLatin1String("--replace")) {
             options.replace = true;
         } else if (arg == QLatin1String("--resume")) {
@@ -273,6 +285,44 @@ Result<ScanOutcome> fromCache(StorageCatalogStore& store, const QString& scopeKe
     return outcome;
 }
 
+QJsonArray largestJson(const FileTree& tree, const std::vector<int32_t>& largest) {
+    QJsonArray files;
+    for (const int32_t node : largest)
+        files.append(QJsonObject{{QStringLiteral("path"), tree.path(node)},
+                                 {QStringLiteral("allocated"), qint64(tree.alloc(node))},
+                                 {QStringLiteral("logical"), qint64(tree.logical(node))}});
+    return files;
+}
+
+// The kinds that hold anything, largest first under `key`.
+QList<KindTotal> presentKinds(const FileTree& tree, TreeSortKey key) {
+    QList<KindTotal> kinds = TreeBreakdown::fileTypes(tree, 0);
+    kinds.removeIf([](const KindTotal& kind) { return kind.items == 0; });
+    std::stable_sort(kinds.begin(), kinds.end(), [key](const KindTotal& a, const KindTotal& b) {
+        return key == TreeSortKey::logical ? a.logical > b.logical : a.allocated > b.allocated;
+    });
+    return kinds;
+}
+
+QJsonArray typesJson(const QList<KindTotal>& kinds) {
+    QJsonArray types;
+    for (const KindTotal& kind : kinds) {
+        QJsonArray extensions;
+        for (const ExtensionTotal& extension : kind.extensions)
+            extensions.append(
+                QJsonObject{{QStringLiteral("extension"), QString::fromUtf8(extension.extension)},
+                            {QStringLiteral("allocated"), qint64(extension.allocated)},
+                            {QStringLiteral("logical"), qint64(extension.logical)},
+                            {QStringLiteral("items"), qint64(extension.items)}});
+        types.append(QJsonObject{{QStringLiteral("kind"), toString(kind.kind)},
+                                 {QStringLiteral("allocated"), qint64(kind.allocated)},
+                                 {QStringLiteral("logical"), qint64(kind.logical)},
+                                 {QStringLiteral("items"), qint64(kind.items)},
+                                 {QStringLiteral("extensions"), extensions}});
+    }
+    return types;
+}
+
 int runScan(const QStringList& args, CliIO& io) {
     const auto options = parseOptions(args, io.err);
     if (!options)
@@ -363,6 +413,10 @@ int runScan(const QStringList& args, CliIO& io) {
     const VolumeInfo volume = VolumeInfo::of(options->path);
     const auto order = tree->sortedChildren(0, key);
     const auto shown = std::min<size_t>(order->size(), static_cast<size_t>(options->top));
+    const std::vector<int32_t> largest =
+        options->largest > 0 ? TreeBreakdown::largestFiles(*tree, 0, key, size_t(options->largest))
+                             : std::vector<int32_t>{};
+    const QList<KindTotal> kinds = options->types ? presentKinds(*tree, key) : QList<KindTotal>{};
 
     QString saved;
     if (!options->saveAs.isEmpty() && !partial) {
@@ -398,6 +452,10 @@ int runScan(const QStringList& args, CliIO& io) {
             {QStringLiteral("top"), topJson(*tree, key, options->top)},
             {QStringLiteral("volume"),
              volumeJson(volume.name, volume.format, volume.total, volume.freeAvailable)}};
+        if (options->largest > 0)
+            result.insert(QStringLiteral("largest"), largestJson(*tree, largest));
+        if (options->types)
+            result.insert(QStringLiteral("types"), typesJson(kinds));
         if (outcome.scanDate)
             result.insert(QStringLiteral("scanDate"),
                           outcome.scanDate->toOffsetFromUtc(outcome.scanDate->offsetFromUtc())
@@ -436,6 +494,29 @@ int runScan(const QStringList& args, CliIO& io) {
                << qSetFieldWidth(0) << Qt::left << "  " << shownName(tree->nameBytes(child))
                << (tree->hasFlag(child, NodeFlag::directory) ? "/" : "") << '\n';
     }
+    if (!largest.empty())
+        io.out << "Largest files:\n";
+    for (const int32_t node : largest)
+        io.out << "  " << qSetFieldWidth(10) << Qt::right << byteText(tree->size(node, key))
+               << qSetFieldWidth(0) << Qt::left << "  "
+               << shownName(QByteArrayView(tree->pathBytes(node))) << '\n';
+    if (!kinds.isEmpty())
+        io.out << "File types:\n";
+    for (const KindTotal& kind : kinds) {
+        QStringList extensions;
+        for (const ExtensionTotal& extension :
+             kind.extensions.first(std::min<qsizetype>(kind.extensions.size(), 5)))
+            extensions << (extension.extension.isEmpty()
+                               ? QStringLiteral("none")
+                               : shownName(QByteArrayView(extension.extension)));
+        io.out << "  " << qSetFieldWidth(10) << Qt::right
+               << byteText(key == TreeSortKey::logical ? kind.logical : kind.allocated)
+               << qSetFieldWidth(0) << Qt::left << "  " << fileKindTitle(kind.kind) << ", "
+               << StorageChart::itemCount(kind.items) << " ("
+               << extensions.join(QStringLiteral(", "))
+               << (kind.extensions.size() > 5 ? QStringLiteral(", ...)") : QStringLiteral(")"))
+               << '\n';
+    }
     if (!saved.isEmpty())
         io.out << QStringLiteral("Saved %1").arg(saved) << '\n';
     else if (!options->saveAs.isEmpty())
@@ -448,9 +529,10 @@ int runScan(const QStringList& args, CliIO& io) {
 VELMOX_CLI_COMMAND(
     scan,
     "scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N] [--save NAME "
-    "[--replace]] [--resume | --cached] [--checkpoint-every SECONDS]",
+    "[--replace]] [--resume | --cached] [--checkpoint-every SECONDS] [--largest N] [--types]",
     "Scans a folder or a file: sizes, items, unreadable folders, the volume, the largest "
-    "items; --save keeps the finished scan as a catalog. A scan writes a checkpoint every 30 "
+    "items; --largest N lists the N largest files anywhere inside, --types the sizes by kind "
+    "of file; --save keeps the finished scan as a catalog. A scan writes a checkpoint every 30 "
     "seconds (--checkpoint-every): --resume continues one that was interrupted, --cached "
     "answers from the last complete scan without scanning. Exit status 3 when the item cap "
     "stopped the scan early.",

@@ -43,7 +43,8 @@ FileTree::FileTree(FileTree&& other) noexcept
     : rootPath(std::move(other.rootPath)), rootName(std::move(other.rootName)),
       pathRedirects(std::move(other.pathRedirects)),
       cachesSortedChildren(other.cachesSortedChildren), columns_(std::move(other.columns_)),
-      linkedFiles_(std::move(other.linkedFiles_)), sizesSummed_(other.sizesSummed_) {
+      linkedFiles_(std::move(other.linkedFiles_)),
+      deletedChildCounts_(std::move(other.deletedChildCounts_)), sizesSummed_(other.sizesSummed_) {
     other.clearSortCache();
 }
 
@@ -56,6 +57,7 @@ FileTree& FileTree::operator=(FileTree&& other) noexcept {
     cachesSortedChildren = other.cachesSortedChildren;
     columns_ = std::move(other.columns_);
     linkedFiles_ = std::move(other.linkedFiles_);
+    deletedChildCounts_ = std::move(other.deletedChildCounts_);
     sizesSummed_ = other.sizesSummed_;
     clearSortCache();
     other.clearSortCache();
@@ -68,6 +70,7 @@ FileTree FileTree::copy() const {
     result.cachesSortedChildren = cachesSortedChildren;
     result.columns_ = columns_;
     result.linkedFiles_ = linkedFiles_;
+    result.deletedChildCounts_ = deletedChildCounts_;
     result.sizesSummed_ = sizesSummed_;
     return result;
 }
@@ -344,8 +347,20 @@ void FileTree::replaceSubtree(int32_t node, const FileTree& fresh) {
 }
 
 void FileTree::replaceSubtrees(const std::vector<Replacement>& replacements) {
-    if (replacements.empty())
-        return;
+    if (!replacements.empty())
+        rebuild(replacements, {});
+}
+
+void FileTree::removeSubtrees(const std::vector<int32_t>& nodes) {
+    QSet<int32_t> removed;
+    for (const int32_t node : nodes)
+        if (node > 0 && node < size())
+            removed.insert(node);
+    if (!removed.isEmpty())
+        rebuild({}, removed);
+}
+
+void FileTree::rebuild(const std::vector<Replacement>& replacements, const QSet<int32_t>& removed) {
     std::deque<FileTree> freshOwn; // unsummed copies; a deque keeps their addresses
     QHash<int32_t, const FileTree*> freshFor;
     size_t nodes = static_cast<size_t>(size());
@@ -370,6 +385,8 @@ void FileTree::replaceSubtrees(const std::vector<Replacement>& replacements) {
     rebuilt.pathRedirects = pathRedirects;
     rebuilt.cachesSortedChildren = cachesSortedChildren;
     rebuilt.reserve(nodes, names);
+    if (!freshFor.contains(0))
+        rebuilt.deletedChildCounts_.insert(0, deletedChildCounts_.value(0));
     // Which linked files of `rebuilt` came from a fresh tree, one entry per linked file.
     std::vector<bool> linkFromFresh;
     const auto copyNode = [&](Source from, int32_t newParent, QByteArrayView name) {
@@ -403,6 +420,11 @@ void FileTree::replaceSubtrees(const std::vector<Replacement>& replacements) {
         const uint32_t end = first + c.childCount[source.index];
         for (uint32_t child = first; child < end; ++child) {
             Source from{source.tree, static_cast<int32_t>(child)};
+            if (source.tree == this && removed.contains(from.index)) {
+                ++rebuilt.deletedChildCounts_[newIndex];
+                rebuilt.columns_.flags[newIndex] |= NodeFlag::edited;
+                continue;
+            }
             const QByteArrayView name = source.tree->nameBytes(from.index);
             uint16_t kept = 0;
             if (source.tree == this)
@@ -412,6 +434,9 @@ void FileTree::replaceSubtrees(const std::vector<Replacement>& replacements) {
                 }
             const int32_t copied = copyNode(from, newIndex, name);
             rebuilt.columns_.flags[copied] |= kept;
+            if (from.tree == this)
+                if (const uint32_t deleted = deletedChildCounts_.value(from.index))
+                    rebuilt.deletedChildCounts_.insert(copied, deleted);
             queue.push_back({from, copied});
         }
     }
@@ -422,8 +447,10 @@ void FileTree::replaceSubtrees(const std::vector<Replacement>& replacements) {
         rebuilt.columns_.mtime[0] = freshRoot->columns_.mtime[0];
     }
     rebuilt.countLinkedFilesOnce(linkFromFresh);
+    rebuilt.deletedChildCounts_.removeIf([](auto entry) { return entry.value() == 0; });
     columns_ = std::move(rebuilt.columns_);
     linkedFiles_ = std::move(rebuilt.linkedFiles_);
+    deletedChildCounts_ = std::move(rebuilt.deletedChildCounts_);
     clearSortCache();
     if (wasSummed)
         sumFolderSizes();

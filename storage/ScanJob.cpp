@@ -453,6 +453,21 @@ void ScanJob::rescanFolder(int32_t node) {
     });
 }
 
+void ScanJob::removeFromTree(const QList<QByteArray>& paths) {
+    if (!tree_)
+        return;
+    std::vector<int32_t> nodes;
+    for (const QByteArray& path : paths)
+        if (const auto node = tree_->findPath(path); node && *node > 0)
+            nodes.push_back(*node);
+    if (nodes.empty())
+        return;
+    auto updated = std::make_shared<FileTree>(tree_->copy());
+    updated->removeSubtrees(nodes);
+    setTree(updated);
+    refreshUnreadable({});
+}
+
 void ScanJob::readBlockedFolders(const Result<QString>& executable,
                                  ProtectedScan::PrivilegedRunner runner) {
     if (!tree_ || isBusy() || isSummaryOnly_)

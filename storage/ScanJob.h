@@ -119,6 +119,10 @@ public:
     // Reads one folder of the tree again and puts the result in its place; one rescan or
     // administrator pass at a time.
     void rescanFolder(int32_t node);
+    // Takes items that were removed from the disk out of the tree shown (paths not in it are
+    // passed over) without reading anything again: the tree is replaced by an edited copy,
+    // since a cache write may still read the old one.
+    void removeFromTree(const QList<QByteArray>& paths);
     // Reads the blocked folders as root with `runner`, Velmox's own verified executable
     // being `executable` (ProtectedScan::verifiedExecutable()).
     void readBlockedFolders(const Result<QString>& executable,

@@ -29,13 +29,16 @@ QWidget* createPage(Category category, AppServices& services) {
         return new MaintenancePage(services.taskRunner(), services.navigation(), services.clock());
     case Category::powerUser:
         return new PowerUserPage(services);
-    case Category::storageManager:
-        return new StorageManagerPage(
+    case Category::storageManager: {
+        auto* page = new StorageManagerPage(
             services.scanCenter(), services.navigation(),
             [&shell = services.shell()](const QString& line) {
                 return shell.runPrivileged(line, true);
             },
             &services.settings());
+        page->setHistory(&services.history());
+        return page;
+    }
     case Category::diskCatalogs:
         return new DiskCatalogsPage(services.catalogStore(), services.scanCenter(),
                                     &services.status());
