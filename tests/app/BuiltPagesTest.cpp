@@ -40,7 +40,8 @@ QList<QWidget*> controlsIn(QWidget* root) {
     for (QWidget* widget : root->findChildren<QWidget*>()) {
         if (!widget->isVisibleTo(root->window()) || !widget->isEnabled() ||
             qobject_cast<QScrollBar*>(widget) || qobject_cast<QHeaderView*>(widget) ||
-            qobject_cast<QTabBar*>(widget->parentWidget()))
+            qobject_cast<QTabBar*>(widget->parentWidget()) ||
+            qobject_cast<QAbstractSpinBox*>(widget->parentWidget())) // its editor is the box
             continue;
         const auto* label = qobject_cast<QLabel*>(widget);
         const bool link = label && label->text().contains(QLatin1String("<a "));
