@@ -74,6 +74,7 @@ void AppDelegate::didFinishLaunching() {
         autoClean_->start();
         services_.automation().start();
         services_.diskHealth().start();
+        services_.startChangeRecorder();
     }
 
     connect(&services_.notifications(), &AppNotifications::toggleMenuBarIcon, this,

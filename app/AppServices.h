@@ -12,6 +12,8 @@
 namespace velmox {
 
 class ActionHistoryStore;
+class ChangeHistory;
+class ChangeRecorder;
 class AutomationEngine;
 class DiskHealthMonitor;
 class DiskHealthNotifier;
@@ -56,6 +58,9 @@ public:
     // The one owner of every storage scan, made on first use.
     ScanCenter& scanCenter();
     StorageCatalogStore& catalogStore();
+    // Starts recording which folders change, for incremental rescans, for the rest of the
+    // session; a failure is logged and rescans read everything.
+    void startChangeRecorder();
     // The shared monitor engine, made on first use; it runs while a watcher holds it.
     MonitorDemand& monitor();
     OptimizationTaskRunner& taskRunner();
@@ -89,6 +94,8 @@ private:
     std::unique_ptr<PromptElevation> promptElevation_;
     std::unique_ptr<ShellHelper> shell_;
     std::unique_ptr<StorageCatalogStore> catalogStore_; // outlives the scan center
+    std::unique_ptr<ChangeRecorder> changeRecorder_;
+    std::unique_ptr<ChangeHistory> changeHistory_; // outlives the scan center
     std::unique_ptr<ScanCenter> scanCenter_;
     std::unique_ptr<SystemMonitorEngine> monitorEngine_;
     std::unique_ptr<MonitorDemand> monitorDemand_;

@@ -6,8 +6,10 @@
 
 #include "cli/CliCommand.h"
 #include "cli/TreeJson.h"
+#include "platform/ChangeHistory.h"
 #include "services/ShownText.h"
 #include "storage/DiskScanner.h"
+#include "storage/IncrementalRescan.h"
 #include "storage/StorageCatalogStore.h"
 #include "storage/VolumeInfo.h"
 
@@ -177,16 +179,24 @@ int runScan(const QStringList& args, CliIO& io) {
     if (options->workers > 0)
         config.workerCount = options->workers;
     const int workers = config.workerCount;
-    DiskScanner scanner(std::move(config), options->maxItems > 0
-                                               ? options->maxItems
-                                               : DiskScanner::defaultBaseEntryCap());
-    if (Status started = scanner.start(); !started) {
-        io.err << started.error() << '\n';
+    // Incremental when the last scan of this folder and a running Velmox's change journal
+    // allow it; every finished scan is cached as the baseline of the next.
+    StorageCatalogStore cache;
+    const std::unique_ptr<ChangeHistory> history = systemChangeHistory();
+    const QString scopeKey =
+        ScanScope{ScanScope::Kind::folder, QString::fromUtf8(config.rootPath), {}, {}}.identifier();
+    auto rescan = IncrementalRescan::run(config, scopeKey, cache, history.get(),
+                                         options->maxItems > 0 ? options->maxItems
+                                                               : DiskScanner::defaultBaseEntryCap(),
+                                         [&io](const DiskScanner& running) {
+                                             if (io.progress)
+                                                 drawProgress(*io.progress, running.progress());
+                                         });
+    if (!rescan) {
+        io.err << rescan.error() << '\n';
         return 1;
     }
-    while (!scanner.waitForFinished(std::chrono::milliseconds(250)))
-        if (io.progress)
-            drawProgress(*io.progress, scanner.progress());
+    const DiskScanner& scanner = *rescan->scanner;
     if (io.progress)
         *io.progress << "\r\033[K" << Qt::flush;
 
@@ -236,8 +246,10 @@ int runScan(const QStringList& args, CliIO& io) {
             {QStringLiteral("top"), topJson(*tree, key, options->top)},
             {QStringLiteral("volume"),
              volumeJson(volume.name, volume.format, volume.total, volume.freeAvailable)}};
-        if (partial)
-            result.insert(QStringLiteral("note"), scanner.note());
+        result.insert(QStringLiteral("mode"),
+                      rescan->incremental ? QStringLiteral("incremental") : QStringLiteral("full"));
+        const QString note = partial ? scanner.note() : rescan->note;
+        result.insert(QStringLiteral("note"), note.isEmpty() ? QJsonValue() : QJsonValue(note));
         if (!saved.isEmpty())
             result.insert(QStringLiteral("savedAs"), saved);
         io.out << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
@@ -257,6 +269,8 @@ int runScan(const QStringList& args, CliIO& io) {
            << ", unreadable: " << scanner.unreadableCount() << '\n'
            << "Time: " << QString::asprintf("%.2f", progress.elapsed) << " s with " << workers
            << (workers == 1 ? " worker\n" : " workers\n");
+    if (rescan->incremental || !rescan->note.isEmpty())
+        io.out << (rescan->incremental ? "Incremental: " : "Full scan: ") << rescan->note << '\n';
     if (!volume.format.isEmpty())
         io.out << "Volume: " << volume.name << " (" << volume.format << "), "
                << byteText(volume.total) << ", " << byteText(volume.freeAvailable)

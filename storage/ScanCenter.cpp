@@ -12,6 +12,7 @@ ScanJob* ScanCenter::job(const ScanScope& scope) {
     if (!job) {
         job = new ScanJob(scope, clock_, status_, this);
         job->setCacheStore(cache_);
+        job->setChangeHistory(history_);
     }
     return job;
 }

@@ -2,6 +2,7 @@
 
 #include "services/AppStatusCenter.h"
 #include "storage/DirectoryReader.h"
+#include "storage/IncrementalPlan.h"
 #include "storage/StorageCatalogStore.h"
 
 #include <QCoreApplication>
@@ -61,7 +62,59 @@ void ScanJob::start(bool gentle, std::optional<int> workers) {
     protectedScan_ = {};
     volume_ = VolumeInfo::of(scope_.path);
     setTree(nullptr);
-    launch(std::make_unique<DiskScanner>(std::move(config)));
+    stamp_.reset();
+    rescanNote_.clear();
+    if (history_ && cache_)
+        prepareRescan(std::move(config));
+    else
+        launch(std::make_unique<DiskScanner>(std::move(config)));
+}
+
+void ScanJob::prepareRescan(ScanConfiguration config) {
+    scanPhase_ = IncrementalText::checkingPhase();
+    setState(State::scanning);
+    report(QStringLiteral("Scanning Storage: %1...").arg(title()), true);
+    const int generation = generation_;
+    // Joined by the next start or the job's end.
+    prepareThread_ = std::jthread([this, config = std::move(config), generation, history = history_,
+                                   store = cache_, key = scope_.identifier()]() mutable {
+        const QString root = QString::fromUtf8(config.rootPath);
+        const VolumeInfo volume = VolumeInfo::of(root);
+        const QDateTime now = QDateTime::currentDateTime();
+        // The position comes first: a change made while the history is read is read now and
+        // replayed again next time.
+        std::optional<ScanStamp> stamp;
+        if (const auto uuid = history->uuid(config.rootPath))
+            if (const auto position =
+                    history->currentPosition(config.rootPath, ReplayCollector::kTimeLimit))
+                stamp = ScanStamp{1, *position, *uuid, volume.uuid, now};
+        std::optional<CatalogContents> cached;
+        if (auto read = store->readCache(key); read && *read)
+            cached = std::move(**read);
+        IncrementalDecision decision = IncrementalDecision::decide(
+            {cached ? &cached->tree : nullptr, cached ? cached->meta.scanStamp : std::nullopt,
+             cached ? cached->meta.rootPath : QString(), root, volume.uuid, now,
+             stamp ? history : nullptr});
+        // Shared, so that a walk whose job has gone is still destroyed.
+        auto scanner = std::make_shared<std::unique_ptr<DiskScanner>>();
+        if (decision.plan) {
+            stamp->fullScanDate = cached->meta.scanStamp->fullScanDate;
+            *scanner =
+                std::make_unique<DiskScanner>(config, cached->tree, std::move(*decision.plan));
+        } else {
+            *scanner = std::make_unique<DiskScanner>(std::move(config));
+        }
+        QMetaObject::invokeMethod(
+            this,
+            [this, generation, scanner, stamp, note = decision.note] {
+                if (generation != generation_)
+                    return;
+                stamp_ = stamp;
+                rescanNote_ = note;
+                launch(std::move(*scanner));
+            },
+            Qt::QueuedConnection);
+    });
 }
 
 void ScanJob::retireScanner() {
@@ -120,6 +173,14 @@ void ScanJob::scannerFinished(const DiskScanner* which) {
     timer_.reset();
     std::unique_ptr<DiskScanner> scanner = std::move(scanner_);
     scanner->waitForFinished();
+    if (scanner->isIncremental() && scanner->state() == DiskScanner::State::finished &&
+        scanner->needsFullScan()) {
+        rescanNote_ = IncrementalText::unsafe();
+        if (stamp_)
+            stamp_->fullScanDate = clock_.now();
+        launch(std::make_unique<DiskScanner>(scanner->config()));
+        return;
+    }
     progress_ = scanner->progress();
     emit progressChanged();
     unreadableCount_ = scanner->unreadableCount();
@@ -130,6 +191,11 @@ void ScanJob::scannerFinished(const DiskScanner* which) {
     setTree(scanner->tree());
     volume_ = VolumeInfo::of(scope_.path);
     scanNote_ = scanner->note();
+    if (scanNote_.isEmpty())
+        scanNote_ = scanner->isIncremental()
+                        ? IncrementalText::updated(scanner->rereadFolders(),
+                                                   scanner->reusedFolders(), progress_.elapsed)
+                        : rescanNote_;
     const bool paused =
         outcome == DiskScanner::State::paused || outcome == DiskScanner::State::stoppedForSize;
     if (paused)
@@ -146,7 +212,7 @@ void ScanJob::writeCache() {
     if (!cache_ || !tree_)
         return;
     CatalogMeta meta = catalogMetaFor(*tree_, volume_, scannedAt_);
-    meta.scanStamp = ScanStamp{1, 0, {}, volume_.uuid, scannedAt_};
+    meta.scanStamp = stamp_.value_or(ScanStamp{1, 0, {}, volume_.uuid, scannedAt_});
     // The write may end after the job has gone, so its answer goes through the application
     // object and finds the job again there.
     const QPointer<ScanJob> job(this);

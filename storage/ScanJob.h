@@ -1,6 +1,7 @@
 #pragma once
 
 #include "services/Clock.h"
+#include "storage/CatalogRecords.h"
 #include "storage/DiskScanner.h"
 #include "storage/ProtectedScan.h"
 #include "storage/ScanScope.h"
@@ -15,6 +16,7 @@
 namespace velmox {
 
 class AppStatusCenter;
+class ChangeHistory;
 class StorageCatalogStore;
 
 // The state of "Read Blocked Folders" for one job.
@@ -75,6 +77,10 @@ public:
     // Where complete scans are kept and read back from; none by default. The store must
     // outlive the job.
     void setCacheStore(StorageCatalogStore* store) { cache_ = store; }
+    // With a change history (and a cache store), start() rescans incrementally when the
+    // scope's cached scan and the history allow it, and says in scanNote() which it did. The
+    // history must outlive the job.
+    void setChangeHistory(ChangeHistory* history) { history_ = history; }
     // Shows the scope's last scan from its cache when the job has no scan yet: the job is
     // `loadingCache` while the file is read on a thread of its own, then `finished`; it goes
     // back to `idle` when there is no cache, and also says why when the cache is refused.
@@ -106,6 +112,9 @@ signals:
 
 private:
     void launch(std::unique_ptr<DiskScanner> scanner);
+    // Reads the history and the cached scan on a thread of the job's, then launches an
+    // incremental walk or a full one.
+    void prepareRescan(ScanConfiguration config);
     void scannerFinished(const DiskScanner* scanner);
     // Cancels the running walk and keeps it until its workers have stopped.
     void retireScanner();
@@ -135,6 +144,9 @@ private:
     QString scanNote_;
     bool isFromCache_ = false;
     StorageCatalogStore* cache_ = nullptr;
+    ChangeHistory* history_ = nullptr;
+    std::optional<ScanStamp> stamp_; // of the walk under way, for its cache
+    QString rescanNote_;             // why the walk under way reads everything
     ProtectedScanState protectedScan_;
     std::optional<int32_t> rescanningFolder_;
     std::unique_ptr<ScheduledJob> timer_;
@@ -145,6 +157,7 @@ private:
     std::jthread rescanThread_;                         // stopped (cancelled) and joined
     std::jthread passThread_;                           // joined
     std::jthread cacheThread_;                          // joined
+    std::jthread prepareThread_;                        // joined
 };
 
 } // namespace velmox
