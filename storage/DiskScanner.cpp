@@ -151,8 +151,10 @@ void DiskScanner::workerLoop() {
     DirListing listing;
     std::vector<FolderCandidate> candidates;
     std::vector<FailedEntry> failed;
+    std::vector<RestatedFolder> restated;
     for (;;) {
         PendingFolder folder;
+        bool descend = false;
         {
             QMutexLocker locker(&condition_);
             while (stack_.empty() && activeWorkers_ > 0 && !stopRequested_)
@@ -172,8 +174,27 @@ void DiskScanner::workerLoop() {
                 continue;
             }
             ++activeWorkers_;
-            if (baseline_)
+            descend = canDescend(folder);
+            if (baseline_ && !descend)
                 ++rereadFolders_;
+        }
+        if (descend) {
+            // A folder on the way to changes below it: its own entries are those of the
+            // baseline, with fresh ones for the folders on that way.
+            const bool restatted = restatMarkedFolders(folder, restated);
+            QMutexLocker locker(&condition_);
+            if (restatted) {
+                descendBaseline(folder, restated);
+                ++foldersDone_;
+                --activeWorkers_;
+                if (entries_ >= entryCap_ && !stack_.empty()) {
+                    stoppedForSize_ = true;
+                    stopRequested_ = true;
+                }
+                wake_.wakeAll();
+                continue;
+            }
+            ++rereadFolders_; // changed after all: read it
         }
         const int64_t began = nowNs();
         const bool keepOpen = openFolders_.load(std::memory_order_relaxed) < kMaxOpenFolders;
@@ -324,59 +345,121 @@ bool DiskScanner::canReuse(const PendingFolder& folder) const {
            tree_->hasFlag(folder.node, NodeFlag::directory);
 }
 
+int32_t DiskScanner::appendBaselineChildren(int32_t into, int32_t source,
+                                            const std::vector<RestatedFolder>& restated) {
+    const FileTreeColumns& from = baseline_->columns();
+    const uint32_t first = from.firstChild[size_t(source)];
+    const uint32_t count = from.childCount[size_t(source)];
+    if (count == 0)
+        return tree_->size();
+    // A folder's names lie end to end in a tree the scanner built; a loaded one may order
+    // them otherwise.
+    const uint64_t nameStart = from.nameOffset[first];
+    uint64_t nameEnd = nameStart;
+    bool together = true;
+    for (uint32_t child = first; child < first + count && together; ++child) {
+        together = from.nameOffset[child] == nameEnd;
+        nameEnd += from.nameLength[child];
+    }
+    QByteArray names;
+    QByteArrayView batchNames;
+    if (together) {
+        batchNames =
+            QByteArrayView(from.names).sliced(qsizetype(nameStart), qsizetype(nameEnd - nameStart));
+    } else {
+        for (uint32_t child = first; child < first + count; ++child)
+            names += baseline_->nameBytes(int32_t(child));
+        batchNames = names;
+    }
+    FileTree::ChildBatch batch{count,
+                               from.flags.data() + first,
+                               from.alloc.data() + first,
+                               from.logical.data() + first,
+                               from.mtime.data() + first,
+                               from.nameLength.data() + first,
+                               batchNames};
+    // Folders looked at again get their fresh entries.
+    std::vector<int64_t> alloc, logical, mtime;
+    if (!restated.empty()) {
+        alloc.assign(batch.alloc, batch.alloc + count);
+        logical.assign(batch.logical, batch.logical + count);
+        mtime.assign(batch.mtime, batch.mtime + count);
+        for (const RestatedFolder& folder : restated) {
+            alloc[folder.index] = folder.alloc;
+            logical[folder.index] = folder.logical;
+            mtime[folder.index] = folder.mtime;
+        }
+        batch.alloc = alloc.data();
+        batch.logical = logical.data();
+        batch.mtime = mtime.data();
+    }
+    const int32_t added = tree_->appendChildren(into, batch);
+    const std::vector<LinkedFile>& links = baseline_->linkedFiles();
+    auto link =
+        std::lower_bound(links.begin(), links.end(), int32_t(first),
+                         [](const LinkedFile& file, int32_t index) { return file.node < index; });
+    for (; link != links.end() && link->node < int32_t(first + count); ++link) {
+        LinkedFile file = *link;
+        file.node = added + (link->node - int32_t(first));
+        tree_->addLinkedFile(file);
+    }
+    for (uint32_t i = 0; i < count; ++i)
+        bytesSeen_ += batch.alloc[i];
+    entries_ += count;
+    return added;
+}
+
+bool DiskScanner::canDescend(const PendingFolder& folder) const {
+    return folder.base >= 0 && marks_[size_t(folder.base)] == IncrementalPlan::descend &&
+           tree_->mtime(folder.node) == baseline_->mtime(folder.base) &&
+           tree_->hasFlag(folder.node, NodeFlag::directory);
+}
+
 void DiskScanner::reuseBaseline(int32_t node, int32_t base) {
     const FileTreeColumns& from = baseline_->columns();
-    const std::vector<LinkedFile>& links = baseline_->linkedFiles();
     std::vector<std::pair<int32_t, int32_t>> folders{{node, base}}; // new node, baseline node
-    QByteArray names;
     while (!folders.empty()) {
         const auto [into, source] = folders.back();
         folders.pop_back();
         ++reusedFolders_;
+        const int32_t added = appendBaselineChildren(into, source, {});
         const uint32_t first = from.firstChild[size_t(source)];
-        const uint32_t count = from.childCount[size_t(source)];
-        if (count == 0)
-            continue;
-        // A folder's names lie end to end in a tree the scanner built; a loaded one may
-        // order them otherwise.
-        const uint64_t nameStart = from.nameOffset[first];
-        uint64_t nameEnd = nameStart;
-        bool together = true;
-        for (uint32_t child = first; child < first + count && together; ++child) {
-            together = from.nameOffset[child] == nameEnd;
-            nameEnd += from.nameLength[child];
-        }
-        QByteArrayView batchNames;
-        if (together) {
-            batchNames = QByteArrayView(from.names)
-                             .sliced(qsizetype(nameStart), qsizetype(nameEnd - nameStart));
-        } else {
-            names.clear();
-            for (uint32_t child = first; child < first + count; ++child)
-                names += baseline_->nameBytes(int32_t(child));
-            batchNames = names;
-        }
-        const int32_t added = tree_->appendChildren(
-            into, {count, from.flags.data() + first, from.alloc.data() + first,
-                   from.logical.data() + first, from.mtime.data() + first,
-                   from.nameLength.data() + first, batchNames});
-        auto link = std::lower_bound(
-            links.begin(), links.end(), int32_t(first),
-            [](const LinkedFile& file, int32_t index) { return file.node < index; });
-        for (uint32_t i = 0; i < count; ++i) {
-            const uint32_t child = first + i;
-            const uint16_t flags = from.flags[child];
-            bytesSeen_ += from.alloc[child];
-            if ((flags & NodeFlag::multiplyLinked) && link != links.end() &&
-                link->node == int32_t(child)) {
-                LinkedFile file = *link++;
-                file.node = added + int32_t(i);
-                tree_->addLinkedFile(file);
-            }
+        for (uint32_t i = 0; i < from.childCount[size_t(source)]; ++i) {
+            const uint16_t flags = from.flags[first + i];
             if ((flags & NodeFlag::directory) && !(flags & NodeFlag::mountPoint))
-                folders.push_back({added + int32_t(i), int32_t(child)});
+                folders.push_back({added + int32_t(i), int32_t(first + i)});
         }
-        entries_ += count;
+    }
+}
+
+bool DiskScanner::restatMarkedFolders(const PendingFolder& folder,
+                                      std::vector<RestatedFolder>& restated) const {
+    restated.clear();
+    const uint32_t first = baseline_->firstChild(folder.base);
+    for (uint32_t i = 0; i < baseline_->childCount(folder.base); ++i) {
+        if (marks_[first + i] == IncrementalPlan::reuse)
+            continue;
+        const QByteArray path = childPath(folder.path, baseline_->nameBytes(int32_t(first + i)));
+        struct stat status {};
+        if (::lstat(path.constData(), &status) != 0 || !S_ISDIR(status.st_mode))
+            return false;
+        restated.push_back({i, int64_t(status.st_blocks) * 512, status.st_size,
+                            status.st_mtim.tv_sec});
+    }
+    return true;
+}
+
+void DiskScanner::descendBaseline(const PendingFolder& folder,
+                                  const std::vector<RestatedFolder>& restated) {
+    const int32_t added = appendBaselineChildren(folder.node, folder.base, restated);
+    const uint32_t first = baseline_->firstChild(folder.base);
+    for (uint32_t i = 0; i < baseline_->childCount(folder.base); ++i) {
+        const auto child = int32_t(first + i);
+        if (!baseline_->hasFlag(child, NodeFlag::directory) ||
+            baseline_->hasFlag(child, NodeFlag::mountPoint))
+            continue;
+        stack_.push_back({added + int32_t(i), childPath(folder.path, baseline_->nameBytes(child)),
+                          nullptr, 0, marks_[size_t(child)] == IncrementalPlan::readAll ? -1 : child});
     }
 }
 

@@ -153,6 +153,20 @@ private:
     // Under the lock: whether a popped folder is taken over from the baseline, and doing so.
     bool canReuse(const PendingFolder& folder) const;
     void reuseBaseline(int32_t node, int32_t base);
+    // A folder only on the way to changes: its entries are the baseline's, the folders on
+    // the way looked at again (outside the lock); false when one is not a folder any more.
+    struct RestatedFolder {
+        uint32_t index; // among the folder's children
+        int64_t alloc, logical, mtime;
+    };
+    bool canDescend(const PendingFolder& folder) const;
+    bool restatMarkedFolders(const PendingFolder& folder,
+                             std::vector<RestatedFolder>& restated) const;
+    void descendBaseline(const PendingFolder& folder, const std::vector<RestatedFolder>& restated);
+    // Appends the baseline children of `source` below `into`, with their hard-link records;
+    // the index of the first.
+    int32_t appendBaselineChildren(int32_t into, int32_t source,
+                                   const std::vector<RestatedFolder>& restated);
     // The baseline folder of that name below `base`, or -1.
     int32_t baselineChild(int32_t base, QByteArrayView name) const;
     // After an incremental walk: checks the hard-linked files read again, then lets each be

@@ -85,7 +85,7 @@ IncrementalPlan IncrementalPlan::build(const FileTree& baseline, const ReplayCol
         for (int32_t node = 0; node < n; ++node) {
             whole[size_t(node)] = plan.mark[size_t(node)] == readAll ||
                                   (node > 0 && whole[size_t(baseline.parent(node))]);
-            reread[size_t(node)] = whole[size_t(node)] || plan.mark[size_t(node)] != reuse;
+            reread[size_t(node)] = whole[size_t(node)] || plan.mark[size_t(node)] == read;
         }
     };
     refresh();
@@ -108,11 +108,12 @@ IncrementalPlan IncrementalPlan::build(const FileTree& baseline, const ReplayCol
         if (changed)
             refresh();
     }
-    // Every ancestor of a folder read again is read again too: its entry for that folder
-    // (time, size) changed with it. Children come after their parents.
+    // The walk goes down to every folder read again through its ancestors, which look at
+    // the folders on the way again (their time and size changed with it). Children come
+    // after their parents.
     for (int32_t node = n - 1; node > 0; --node)
         if (plan.mark[size_t(node)] != reuse && plan.mark[size_t(baseline.parent(node))] == reuse)
-            plan.mark[size_t(baseline.parent(node))] = read;
+            plan.mark[size_t(baseline.parent(node))] = descend;
     refresh();
     for (int32_t node = 0; node < n; ++node)
         plan.flaggedFolders += reread[size_t(node)] && baseline.hasFlag(node, NodeFlag::directory);

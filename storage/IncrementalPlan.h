@@ -41,6 +41,7 @@ struct IncrementalPlan {
         reuse = 0,   // unchanged, and nothing below it changed
         read = 1,    // read again; its sub-folders are matched to the earlier tree by name
         readAll = 2, // read again with every folder below it
+        descend = 3, // unchanged itself, but something below it changed
     };
     std::vector<uint8_t> mark;  // one per node of the earlier tree
     int64_t flaggedFolders = 0; // folders that will be read again

@@ -2,7 +2,9 @@
 #include "platform/linux/ChangeJournal.h"
 #include "platform/linux/ChangeRecorder.h"
 #include "platform/linux/JournalChangeHistory.h"
+#include "services/Clock.h"
 #include "storage/IncrementalPlan.h"
+#include "storage/ScanJob.h"
 #include "storage/StorageCatalogStore.h"
 #include "tests/support/VelmoxProcess.h"
 
@@ -270,6 +272,30 @@ TEST_F(IncrementalRescanTest, AnyGapOrOtherHistoryMeansAFullScan) {
     recorder_.reset();
     expectFull(decide(), "The change history is not available for this disk, so everything was "
                          "read again.");
+}
+
+// The window's scans: the second start of the job reads only what changed.
+TEST_F(IncrementalRescanTest, ScanJobRescansIncrementally) {
+    startRecorder();
+    StorageCatalogStore store(dir_.path() + QStringLiteral("/store"));
+    const ScanScope scope{ScanScope::Kind::folder, QString::fromUtf8(root_), {}, {}};
+    ScanJob job(scope, SystemClock::shared());
+    job.setCacheStore(&store);
+    job.setChangeHistory(&history_);
+    const auto scanned = [&] {
+        job.start();
+        return processEventsUntil([&] { return job.state() == ScanJob::State::finished; });
+    };
+    ASSERT_TRUE(scanned());
+    EXPECT_EQ(job.scanNote(),
+              QStringLiteral("The earlier scan cannot be updated, so everything was read again."));
+    ASSERT_TRUE(
+        processEventsUntil([&] { return QFile::exists(store.cacheFile(scope.identifier())); }));
+    makeChanges(root_);
+    ASSERT_TRUE(scanned());
+    EXPECT_TRUE(job.scanNote().startsWith(QStringLiteral("Updated ")))
+        << job.scanNote().toStdString();
+    expectSameFacts(factsOf(*job.tree()), factsOf(*fullScan(root_)));
 }
 
 // The journal as the recorder leaves it after lost events, answered by hand.
