@@ -142,6 +142,15 @@ void DiskScanner::launchWorkers() {
     }
 }
 
+void DiskScanner::folderDone() {
+    ++foldersDone_;
+    if (entries_ >= entryCap_ && !stack_.empty()) {
+        stoppedForSize_ = true;
+        stopRequested_ = true;
+    }
+    wake_.wakeAll();
+}
+
 bool DiskScanner::isExcluded(const QByteArray& path) const {
     return !config_.excludedPaths.isEmpty() && config_.excludedPaths.contains(path);
 }
@@ -165,12 +174,7 @@ void DiskScanner::workerLoop() {
             stack_.pop_back();
             if (canReuse(folder)) {
                 reuseBaseline(folder.node, folder.base);
-                ++foldersDone_;
-                if (entries_ >= entryCap_ && !stack_.empty()) {
-                    stoppedForSize_ = true;
-                    stopRequested_ = true;
-                }
-                wake_.wakeAll();
+                folderDone();
                 continue;
             }
             ++activeWorkers_;
@@ -185,13 +189,8 @@ void DiskScanner::workerLoop() {
             QMutexLocker locker(&condition_);
             if (restatted) {
                 descendBaseline(folder, restated);
-                ++foldersDone_;
                 --activeWorkers_;
-                if (entries_ >= entryCap_ && !stack_.empty()) {
-                    stoppedForSize_ = true;
-                    stopRequested_ = true;
-                }
-                wake_.wakeAll();
+                folderDone();
                 continue;
             }
             ++rereadFolders_; // changed after all: read it
@@ -217,13 +216,8 @@ void DiskScanner::workerLoop() {
                 commit(folder, listing, candidates, failed, handle);
             else if (result.outcome == DirectoryReader::Outcome::blocked)
                 markBlocked(folder.node, folder.path, result.errorNumber);
-            ++foldersDone_;
             --activeWorkers_;
-            if (entries_ >= entryCap_ && !stack_.empty()) {
-                stoppedForSize_ = true;
-                stopRequested_ = true;
-            }
-            wake_.wakeAll();
+            folderDone();
         }
         const int64_t ended = nowNs();
         lastActivityNs_.store(ended, std::memory_order_relaxed);

@@ -172,6 +172,8 @@ private:
     // After an incremental walk: checks the hard-linked files read again, then lets each be
     // counted once.
     void settleLinkedFiles();
+    // Under the lock: counts a folder done and stops at the memory cap.
+    void folderDone();
     void finishRun();
     bool isExcluded(const QByteArray& path) const;
 

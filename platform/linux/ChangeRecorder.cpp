@@ -57,10 +57,8 @@ ChangeRecorder::~ChangeRecorder() {
         (void)!::write(stopFd_, &one, sizeof one);
         thread_.join();
     }
-    if (writer_) {
-        flush();
-        writeRecord(Kind::end, {});
-    }
+    flush();
+    writeRecord(Kind::end, {});
     for (const int fd : {inotifyFd_, fanotifyFd_, stopFd_})
         if (fd >= 0)
             ::close(fd);
@@ -137,9 +135,10 @@ void ChangeRecorder::flush() {
 }
 
 void ChangeRecorder::writeRecord(Kind kind, QByteArrayView path) {
-    if (!writer_->append(kind, path) && !failed_) {
-        // Nothing later in the journal can be trusted once a record is missing.
-        failed_ = true;
+    if (writer_ && !writer_->append(kind, path)) {
+        // Nothing after a missing record could be trusted: closing the journal lets go of its
+        // lock, so readers find no recorder and read everything.
+        writer_.reset();
         qWarning("The change journal could not be written; rescans will read everything.");
     }
 }

@@ -71,7 +71,6 @@ private:
     // Changes not written yet, in order, each once.
     std::vector<std::pair<ChangeJournal::Kind, QByteArray>> pending_;
     QSet<QByteArray> pendingFolders_;
-    bool failed_ = false;
     std::jthread thread_;
 };
 
