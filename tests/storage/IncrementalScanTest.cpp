@@ -213,6 +213,14 @@ TEST_F(IncrementalRescanTest, RescanAfterRealChangesEqualsAFullScan) {
     const IncrementalDecision unchanged = decide();
     expectSameAsFullScan(unchanged, &reread);
     EXPECT_EQ(reread, 0);
+
+    // Changes inside folders moved or created while the recorder ran are found at their
+    // new places.
+    takeBaseline();
+    appendTo(root_ + "/d/kept/k3", 5000);
+    appendTo(root_ + "/new/sub/inside", 5000);
+    expectSameAsFullScan(decide(), &reread);
+    EXPECT_GT(reread, 0);
     EXPECT_EQ(IncrementalText::updated(0, 9, 1.5),
               QStringLiteral("Updated from the previous scan in 1.5 s: no folders had changed."));
 }
