@@ -6,84 +6,77 @@
 
 namespace velmox {
 
-namespace {
-
-constexpr std::chrono::seconds kPositionLimit{120};
-
-Result<std::unique_ptr<DiskScanner>> walk(std::unique_ptr<DiskScanner> scanner,
-                                          const IncrementalRescan::Waiting& waiting) {
-    if (Status started = scanner->start(); !started)
-        return failure(started.error());
-    while (!scanner->waitForFinished(std::chrono::milliseconds(250)))
-        if (waiting)
-            waiting(*scanner);
-    return scanner;
+RescanStart RescanStart::prepare(const ScanConfiguration& config, const QString& scopeKey,
+                                 const StorageCatalogStore& store, ChangeHistory* history,
+                                 int64_t baseEntryCap) {
+    const QString root = QString::fromUtf8(config.rootPath);
+    const VolumeInfo volume = VolumeInfo::of(root);
+    const QDateTime now = QDateTime::currentDateTime();
+    RescanStart start;
+    if (history)
+        if (const std::optional<QString> uuid = history->uuid(config.rootPath))
+            if (const Result<uint64_t> position =
+                    history->currentPosition(config.rootPath, ReplayCollector::kTimeLimit))
+                start.stamp = ScanStamp{1, *position, *uuid, volume.uuid, now};
+    std::optional<CatalogContents> cached;
+    if (std::optional<Result<CatalogContents>> read = store.readCache(scopeKey); read && *read)
+        cached = std::move(**read);
+    IncrementalDecision decision = IncrementalDecision::decide(
+        {cached ? &cached->tree : nullptr, cached ? cached->meta.scanStamp : std::nullopt,
+         cached ? cached->meta.rootPath : QString(), root, volume.uuid, now,
+         start.stamp ? history : nullptr});
+    if (decision.plan) {
+        // An update keeps the date of the last complete scan.
+        start.stamp->fullScanDate = cached->meta.scanStamp->fullScanDate;
+        start.scanner = std::make_unique<DiskScanner>(config, cached->tree,
+                                                      std::move(*decision.plan), baseEntryCap);
+    } else {
+        start.scanner = std::make_unique<DiskScanner>(config, baseEntryCap);
+        start.note = decision.note;
+    }
+    return start;
 }
-
-} // namespace
 
 Result<IncrementalRescan> IncrementalRescan::run(const ScanConfiguration& config,
                                                  const QString& scopeKey,
                                                  StorageCatalogStore& store, ChangeHistory* history,
-                                                 int64_t baseEntryCap, const Waiting& waiting,
-                                                 const std::function<void(const QString&)>& phase) {
-    const QString root = QString::fromUtf8(config.rootPath);
-    const VolumeInfo volume = VolumeInfo::of(root);
-    const QDateTime now = QDateTime::currentDateTime();
-    // The position is taken before the history is replayed and the walk starts: a change
-    // in between is read now and replayed again next time, never lost.
-    std::optional<ScanStamp> stamp;
-    if (history)
-        if (const std::optional<QString> uuid = history->uuid(config.rootPath))
-            if (const Result<uint64_t> position =
-                    history->currentPosition(config.rootPath, kPositionLimit))
-                stamp = ScanStamp{1, *position, *uuid, volume.uuid, now};
-
-    IncrementalRescan outcome;
-    std::optional<CatalogContents> cached;
-    if (std::optional<Result<CatalogContents>> read = store.readCache(scopeKey); read && *read)
-        cached = std::move(**read);
-    if (phase)
-        phase(IncrementalText::checkingPhase());
-    IncrementalDecision decision = IncrementalDecision::decide(
-        {cached ? &cached->tree : nullptr, cached ? cached->meta.scanStamp : std::nullopt,
-         cached ? cached->meta.rootPath : QString(), root, volume.uuid, now,
-         stamp ? history : nullptr});
-    if (decision.plan) {
-        auto scanner = walk(std::make_unique<DiskScanner>(config, cached->tree,
-                                                          std::move(*decision.plan), baseEntryCap),
-                            waiting);
-        if (!scanner)
-            return failure(scanner.error());
-        if (!(*scanner)->needsFullScan()) {
+                                                 int64_t baseEntryCap, const Waiting& waiting) {
+    RescanStart start = RescanStart::prepare(config, scopeKey, store, history, baseEntryCap);
+    const auto walk = [&waiting](DiskScanner& scanner) -> Status {
+        if (Status started = scanner.start(); !started)
+            return started;
+        while (!scanner.waitForFinished(std::chrono::milliseconds(250)))
+            if (waiting)
+                waiting(scanner);
+        return Done{};
+    };
+    if (const Status walked = walk(*start.scanner); !walked)
+        return failure(walked.error());
+    IncrementalRescan outcome{std::move(start.scanner), false, start.note};
+    if (outcome.scanner->isIncremental()) {
+        if (outcome.scanner->needsFullScan()) {
+            outcome.note = IncrementalText::unsafe();
+            if (start.stamp)
+                start.stamp->fullScanDate = QDateTime::currentDateTime();
+            outcome.scanner = std::make_unique<DiskScanner>(config, baseEntryCap);
+            if (const Status walked = walk(*outcome.scanner); !walked)
+                return failure(walked.error());
+        } else {
             outcome.incremental = true;
-            outcome.scanner = std::move(*scanner);
             outcome.note = IncrementalText::updated(outcome.scanner->rereadFolders(),
                                                     outcome.scanner->reusedFolders(),
                                                     outcome.scanner->progress().elapsed);
-            if (stamp)
-                stamp->fullScanDate = cached->meta.scanStamp->fullScanDate;
-        } else {
-            decision.note = IncrementalText::unsafe();
         }
-    }
-    cached.reset();
-    if (!outcome.incremental) {
-        if (phase)
-            phase(QStringLiteral("Scanning..."));
-        auto scanner = walk(std::make_unique<DiskScanner>(config, baseEntryCap), waiting);
-        if (!scanner)
-            return failure(scanner.error());
-        outcome.scanner = std::move(*scanner);
-        outcome.note = decision.note;
     }
     if (outcome.scanner->state() == DiskScanner::State::finished) {
         const std::shared_ptr<FileTree> tree = outcome.scanner->tree();
+        const VolumeInfo volume = VolumeInfo::of(tree->rootPath);
+        const QDateTime now = QDateTime::currentDateTime();
         CatalogMeta meta = catalogMetaFor(*tree, volume, now);
-        meta.scanStamp = stamp.value_or(ScanStamp{1, 0, {}, volume.uuid, now});
+        meta.scanStamp = start.stamp.value_or(ScanStamp{1, 0, {}, volume.uuid, now});
         if (const Status written = store.writeCache(scopeKey, tree, std::move(meta)).get();
             !written)
-            qWarning("Scan cache of %s not written: %s", qPrintable(root),
+            qWarning("Scan cache of %s not written: %s", qPrintable(tree->rootPath),
                      qPrintable(written.error()));
     }
     return outcome;

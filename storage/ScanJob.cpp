@@ -3,6 +3,7 @@
 #include "services/AppStatusCenter.h"
 #include "storage/DirectoryReader.h"
 #include "storage/IncrementalPlan.h"
+#include "storage/IncrementalRescan.h"
 #include "storage/StorageCatalogStore.h"
 
 #include <QCoreApplication>
@@ -76,42 +77,20 @@ void ScanJob::prepareRescan(ScanConfiguration config) {
     report(QStringLiteral("Scanning Storage: %1...").arg(title()), true);
     const int generation = generation_;
     // Joined by the next start or the job's end.
-    prepareThread_ = std::jthread([this, config = std::move(config), generation, history = history_,
-                                   store = cache_, key = scope_.identifier()]() mutable {
-        const QString root = QString::fromUtf8(config.rootPath);
-        const VolumeInfo volume = VolumeInfo::of(root);
-        const QDateTime now = QDateTime::currentDateTime();
-        // The position comes first: a change made while the history is read is read now and
-        // replayed again next time.
-        std::optional<ScanStamp> stamp;
-        if (const auto uuid = history->uuid(config.rootPath))
-            if (const auto position =
-                    history->currentPosition(config.rootPath, ReplayCollector::kTimeLimit))
-                stamp = ScanStamp{1, *position, *uuid, volume.uuid, now};
-        std::optional<CatalogContents> cached;
-        if (auto read = store->readCache(key); read && *read)
-            cached = std::move(**read);
-        IncrementalDecision decision = IncrementalDecision::decide(
-            {cached ? &cached->tree : nullptr, cached ? cached->meta.scanStamp : std::nullopt,
-             cached ? cached->meta.rootPath : QString(), root, volume.uuid, now,
-             stamp ? history : nullptr});
+    prepareThread_ = std::jthread([this, config = std::move(config), generation,
+                                   history = history_, store = cache_,
+                                   key = scope_.identifier()] {
         // Shared, so that a walk whose job has gone is still destroyed.
-        auto scanner = std::make_shared<std::unique_ptr<DiskScanner>>();
-        if (decision.plan) {
-            stamp->fullScanDate = cached->meta.scanStamp->fullScanDate;
-            *scanner =
-                std::make_unique<DiskScanner>(config, cached->tree, std::move(*decision.plan));
-        } else {
-            *scanner = std::make_unique<DiskScanner>(std::move(config));
-        }
+        auto start =
+            std::make_shared<RescanStart>(RescanStart::prepare(config, key, *store, history));
         QMetaObject::invokeMethod(
             this,
-            [this, generation, scanner, stamp, note = decision.note] {
+            [this, generation, start] {
                 if (generation != generation_)
                     return;
-                stamp_ = stamp;
-                rescanNote_ = note;
-                launch(std::move(*scanner));
+                stamp_ = start->stamp;
+                rescanNote_ = start->note;
+                launch(std::move(start->scanner));
             },
             Qt::QueuedConnection);
     });
