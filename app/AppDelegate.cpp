@@ -11,6 +11,7 @@
 #include "app/pages/PowerUserPage.h"
 #include "automation/AutomationEngine.h"
 #include "diskhealth/DiskHealthMonitor.h"
+#include "storage/CatalogReindexer.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -75,6 +76,7 @@ void AppDelegate::didFinishLaunching() {
         services_.automation().start();
         services_.diskHealth().start();
         services_.startChangeRecorder();
+        services_.catalogReindexer().schedule(services_.clock());
     }
 
     connect(&services_.notifications(), &AppNotifications::toggleMenuBarIcon, this,
@@ -97,12 +99,14 @@ bool AppDelegate::createStatusItem() {
     if (!statusItem_) {
         auto item = std::make_unique<TrayIcon>(services_.status());
         item->popover().setMonitor(&services_.monitor());
+        item->popover().setAutomation(&services_.automation());
         item->showFigures(services_.settings(), services_.monitor());
         if (!item->show())
             return false;
         connect(item.get(), &TrayIcon::openWindowRequested, this, &AppDelegate::reopen);
         connect(item.get(), &TrayIcon::activityRequested, this,
                 [this] { PowerUserPage::openActivity(services_.navigation()); });
+        connect(item.get(), &TrayIcon::paletteRequested, this, &AppDelegate::showPalette);
         connect(item.get(), &TrayIcon::settingsRequested, this, &AppDelegate::showSettings);
         connect(item.get(), &TrayIcon::quitRequested, this, &AppDelegate::requestQuit);
         statusItem_ = std::move(item);
@@ -161,6 +165,11 @@ QList<PageWindow*> AppDelegate::pageWindows() const {
         if (window)
             open.append(window);
     return open;
+}
+
+void AppDelegate::showPalette() {
+    reopen();
+    ensureMainWindow().showPalette();
 }
 
 void AppDelegate::showSettings() {

@@ -54,6 +54,9 @@ public:
 
     // Reopen (a second launch, the tray's "Open Velmox"): shows and raises the window.
     void reopen();
+    // Reopens, then shows the command palette over the window (the tray, "velmox palette
+    // --window").
+    void showPalette();
     void showSettings();
     // Shows the page in a window of its own, reusing the one already open for it.
     PageWindow& openPageWindow(Category category);

@@ -73,6 +73,8 @@ int runWindowedApp(QApplication& app) {
     AppDelegate delegate(services, options);
     QObject::connect(&instance, &SingleInstance::activationRequested, &delegate,
                      &AppDelegate::reopen);
+    QObject::connect(&instance, &SingleInstance::paletteRequested, &delegate,
+                     &AppDelegate::showPalette);
 
     delegate.willFinishLaunching();
     appearance.apply();

@@ -20,6 +20,7 @@
 #include "services/ActionHistoryStore.h"
 #include "services/KeychainHelper.h"
 #include "services/ShellHelper.h"
+#include "storage/CatalogReindexer.h"
 #include "storage/ScanCenter.h"
 #include "storage/StorageCatalogStore.h"
 
@@ -128,6 +129,16 @@ StorageCatalogStore& AppServices::catalogStore() {
     return *catalogStore_;
 }
 
+CatalogReindexer& AppServices::catalogReindexer() {
+    if (!catalogReindexer_)
+        catalogReindexer_ = std::make_unique<CatalogReindexer>(
+            catalogStore(),
+            [&history = history()](const QString& action, const QString& detail, bool success) {
+                history.record(action, detail, success);
+            });
+    return *catalogReindexer_;
+}
+
 MonitorDemand& AppServices::monitor() {
     if (!monitorDemand_) {
         monitorEngine_ = std::make_unique<SystemMonitorEngine>(
@@ -149,6 +160,11 @@ AutomationEngine& AppServices::automation() {
             reportError(automation_->engine.loadProblem());
     }
     return automation_->engine;
+}
+
+DesktopNotifier& AppServices::automationNotifier() {
+    automation();
+    return automation_->notifier;
 }
 
 OptimizationTaskRunner& AppServices::taskRunner() {

@@ -15,10 +15,12 @@ class ActionHistoryStore;
 class ChangeHistory;
 class ChangeRecorder;
 class AutomationEngine;
+class DesktopNotifier;
 class DiskHealthMonitor;
 class DiskHealthNotifier;
 class SmartReader;
 class AppLanguageManager;
+class CatalogReindexer;
 class Clock;
 class KeychainHelper;
 class MonitorDemand;
@@ -61,6 +63,9 @@ public:
     // Starts recording which folders change, for incremental rescans, for the rest of the
     // session; a failure is logged and rescans read everything.
     void startChangeRecorder();
+    // The start-up pass over the catalog folders, made on first use; its notes go to the
+    // activity log.
+    CatalogReindexer& catalogReindexer();
     // The shared monitor engine, made on first use; it runs while a watcher holds it.
     MonitorDemand& monitor();
     OptimizationTaskRunner& taskRunner();
@@ -70,6 +75,8 @@ public:
     NetworkBlockerModel& blocker();
     // The automation engine of this process, made on first use; start() begins its checks.
     AutomationEngine& automation();
+    // The desktop notifications the automation engine sends through.
+    DesktopNotifier& automationNotifier();
     // Reads and grades one disk at a time on a worker thread; never prompts for a password.
     std::shared_ptr<SmartReader> smartReader();
     // The background S.M.A.R.T. checks, made on first use; start() begins them.
@@ -97,6 +104,7 @@ private:
     std::unique_ptr<ChangeRecorder> changeRecorder_;
     std::unique_ptr<ChangeHistory> changeHistory_; // outlives the scan center
     std::unique_ptr<ScanCenter> scanCenter_;
+    std::unique_ptr<CatalogReindexer> catalogReindexer_; // uses the store and the log
     std::unique_ptr<SystemMonitorEngine> monitorEngine_;
     std::unique_ptr<MonitorDemand> monitorDemand_;
     std::unique_ptr<SpeedTestBackend> speedTestBackend_;

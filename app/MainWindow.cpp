@@ -3,6 +3,7 @@
 #include "app/AppLanguageManager.h"
 #include "app/AppServices.h"
 #include "app/Appearance.h"
+#include "app/DiskHealthBadge.h"
 #include "app/GlobalStatusBar.h"
 #include "app/PaletteWindow.h"
 #include "app/SidebarItems.h"
@@ -45,6 +46,7 @@ MainWindow::MainWindow(AppServices& services, QWidget* parent)
     columns->addLayout(right, 1);
     setCentralWidget(central);
     buildMenus();
+    new DiskHealthBadge(*sidebar_, services_.diskHealth());
 
     AppNavigationState& navigation = services_.navigation();
     connect(sidebar_, &SidebarView::categorySelected, this,
@@ -97,12 +99,7 @@ void MainWindow::buildMenus() {
     buildAppearanceMenu(menuBar()->addMenu(QStringLiteral("&Appearance")));
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
-    help->addAction(QStringLiteral("&About Velmox"), this, [this] {
-        QMessageBox::about(this, QStringLiteral("About Velmox"),
-                           QStringLiteral("<b>Velmox %1</b><p>Monitor, clean and look after "
-                                          "your computer.</p>")
-                               .arg(QCoreApplication::applicationVersion()));
-    });
+    help->addAction(QStringLiteral("&About Velmox"), this, &MainWindow::showAbout);
     help->addSeparator();
     help->addAction(QStringLiteral("Check for &Updates..."), this, [this] {
         if (const Status opened = SoftwareUpdater::open(); !opened)
@@ -186,9 +183,23 @@ void MainWindow::showPage(Category category) {
     services_.navigation().setCurrentPage(rawValue(category));
 }
 
+void MainWindow::showAbout() {
+    QMessageBox::about(this, QStringLiteral("About Velmox"),
+                       QStringLiteral("<b>Velmox %1</b><p>Monitor, clean and look after your "
+                                      "computer.</p>")
+                           .arg(QCoreApplication::applicationVersion()));
+}
+
 PaletteWindow* MainWindow::commandPalette() {
-    if (!commandPalette_)
+    if (!commandPalette_) {
         commandPalette_ = new PaletteWindow(services_, this);
+        connect(commandPalette_, &PaletteWindow::settingsRequested, this,
+                [this](const QString& pane) {
+                    emit settingsRequested();
+                    services_.notifications().postOpenSettingsSection(pane);
+                });
+        connect(commandPalette_, &PaletteWindow::aboutRequested, this, &MainWindow::showAbout);
+    }
     return commandPalette_;
 }
 

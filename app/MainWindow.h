@@ -34,6 +34,7 @@ public:
     // The command palette over this window, made the first time it is asked for.
     PaletteWindow* commandPalette();
     void showPalette();
+    void showAbout();
 
 signals:
     void settingsRequested();

@@ -1,16 +1,24 @@
 #include "app/PaletteWindow.h"
 
 #include "app/AppServices.h"
+#include "automation/AutomationEngine.h"
 #include "cleaning/OptimizationRegistry.h"
-#include "palette/PaletteCatalog.h"
+#include "cleaning/OptimizationTaskRunner.h"
+#include "palette/PaletteAutomation.h"
+#include "services/ActionHistoryStore.h"
 
 #include <QAction>
 #include <QCoreApplication>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QFormLayout>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 namespace velmox {
@@ -19,28 +27,63 @@ namespace {
 
 const QKeySequence kFavoriteKey(Qt::CTRL | Qt::Key_D);
 
-QHash<QString, Category> pagesOfTasks(const OptimizationRegistry& registry) {
-    QHash<QString, Category> pages;
-    for (const OptimizationTask& task : registry.allTasks()) {
-        const bool cleaning = task.category == TaskCategory::systemCleanup ||
-                              task.category == TaskCategory::privacySecurity;
-        pages.insert(QStringLiteral("task:") + OptimizationRegistry::key(task),
-                     cleaning ? Category::cleanup : Category::maintenance);
-    }
-    return pages;
+// The status line's final message of a run.
+QString outcomeLine(bool success, const QString& message) {
+    return (success ? QStringLiteral("Success: ") : QStringLiteral("Error: ")) + message;
+}
+
+bool askQuestion(const QString& question) {
+    QMessageBox box(QMessageBox::Question, QStringLiteral("Velmox"), question, QMessageBox::Cancel);
+    QPushButton* go = box.addButton(QStringLiteral("Run"), QMessageBox::AcceptRole);
+    box.setDefaultButton(QMessageBox::Cancel);
+    box.exec();
+    return box.clickedButton() == go;
+}
+
+PaletteWindow::ChangedChoice askAboutChange(const PaletteCommand& command) {
+    QMessageBox box(QMessageBox::Warning, QStringLiteral("Velmox"),
+                    PaletteCommandStore::changedOutsideMessage(command.name) +
+                        QStringLiteral("\n\nIt now reads:\n\n") + command.command,
+                    QMessageBox::Cancel);
+    QPushButton* remove = box.addButton(QStringLiteral("Delete"), QMessageBox::DestructiveRole);
+    QPushButton* approve =
+        box.addButton(QStringLiteral("Approve and Run"), QMessageBox::AcceptRole);
+    box.setDefaultButton(QMessageBox::Cancel);
+    box.exec();
+    if (box.clickedButton() == remove)
+        return PaletteWindow::ChangedChoice::remove;
+    return box.clickedButton() == approve ? PaletteWindow::ChangedChoice::approveAndRun
+                                          : PaletteWindow::ChangedChoice::keep;
+}
+
+std::optional<std::pair<QString, QString>> askForCommand() {
+    QDialog dialog;
+    dialog.setWindowTitle(QStringLiteral("New Custom Command"));
+    auto* name = new QLineEdit;
+    auto* line = new QLineEdit;
+    line->setPlaceholderText(QStringLiteral("A shell command, run with zsh"));
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel);
+    auto* form = new QFormLayout(&dialog);
+    form->addRow(QStringLiteral("Name:"), name);
+    form->addRow(QStringLiteral("Command:"), line);
+    form->addRow(buttons);
+    QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+    QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+    if (dialog.exec() != QDialog::Accepted)
+        return std::nullopt;
+    return std::pair{name->text(), line->text()};
 }
 
 } // namespace
 
 PaletteWindow::PaletteWindow(AppServices& services, QWidget* parent)
     : QFrame(parent, Qt::Popup | Qt::FramelessWindowHint), services_(services),
-      index_([] { return builtInPaletteEntries(OptimizationRegistry()); }()),
-      taskPages_(pagesOfTasks(OptimizationRegistry())), field_(new QLineEdit), message_(new QLabel),
-      list_(new QListWidget) {
+      sources_(builtInPaletteSources(OptimizationRegistry())), index_({}), field_(new QLineEdit),
+      message_(new QLabel), list_(new QListWidget), confirm_(askQuestion),
+      changedPrompt_(askAboutChange), newCommandPrompt_(askForCommand) {
     setFrameShape(QFrame::StyledPanel);
     setAccessibleName(QStringLiteral("Command Palette"));
-    for (int i = 0; i < index_.entries().size(); ++i)
-        positions_.insert(index_.entries()[i].id, i);
+    commandWork_.setMaxThreadCount(1); // the store's changes in the order they were asked for
 
     field_->setPlaceholderText(QStringLiteral("Search commands, pages and settings..."));
     field_->setClearButtonEnabled(true);
@@ -73,7 +116,37 @@ PaletteWindow::PaletteWindow(AppServices& services, QWidget* parent)
             open(id);
     });
     connect(list_, &QListWidget::customContextMenuRequested, this, &PaletteWindow::showRowMenu);
+    // Routines and profiles follow the engine; the commands' file is read off this thread.
+    connect(&services_.automation(), &AutomationEngine::changed, this, &PaletteWindow::rebuild);
+    rebuild();
+    reloadCommands();
+}
+
+PaletteWindow::~PaletteWindow() {
+    commandWork_.waitForDone();
+}
+
+void PaletteWindow::rebuild() {
+    const AutomationEngine& engine = services_.automation();
+    sources_.chains = engine.chains();
+    sources_.profiles = engine.profiles();
+    index_ = PaletteIndex(paletteEntries(sources_));
+    positions_.clear();
+    for (int i = 0; i < index_.entries().size(); ++i)
+        positions_.insert(index_.entries()[i].id, i);
     refill();
+}
+
+void PaletteWindow::reloadCommands() {
+    commandWork_.start([this] {
+        PaletteCommandStore::Loaded loaded = PaletteCommandStore().load();
+        QMetaObject::invokeMethod(this, [this, loaded = std::move(loaded)] {
+            if (!loaded.problem.isEmpty())
+                report(false, loaded.problem);
+            sources_.commands = loaded.commands;
+            rebuild();
+        });
+    });
 }
 
 void PaletteWindow::popUp(QWidget* over) {
@@ -99,7 +172,11 @@ QStringList PaletteWindow::recents() const {
 
 void PaletteWindow::store(const char* key, const QStringList& ids) {
     if (const Status saved = services_.settings().setValue(QLatin1String(key), ids); !saved)
-        services_.status().report(QStringLiteral("Error: ") + saved.error(), false);
+        report(false, saved.error());
+}
+
+void PaletteWindow::report(bool success, const QString& message) {
+    services_.status().report(outcomeLine(success, message), false);
 }
 
 void PaletteWindow::toggleFavorite(const QString& id) {
@@ -111,25 +188,135 @@ void PaletteWindow::toggleFavorite(const QString& id) {
 }
 
 void PaletteWindow::open(const QString& id) {
-    const int colon = id.indexOf(u':');
-    const QString kind = id.left(colon);
-    const QString rest = id.mid(colon + 1);
-    AppNavigationState& navigation = services_.navigation();
-    if (kind == QLatin1String("page")) {
-        navigation.navigate(rest, std::nullopt);
-    } else if (kind == QLatin1String("tab")) {
-        const int slash = rest.indexOf(u'/');
-        navigation.navigate(rest.left(slash), rest.mid(slash + 1));
-    } else if (const auto page = taskPages_.constFind(id); page != taskPages_.cend()) {
-        navigation.navigate(rawValue(*page), std::nullopt);
-    } else {
+    const auto position = positions_.constFind(id);
+    if (position == positions_.cend())
+        return;
+    const PaletteEntry entry = index_.entries()[*position];
+    hide();
+    if (entry.id == kNewCommandId) {
+        addCommand();
         return;
     }
+    if (entry.destination.isEmpty() && !entry.question.isEmpty() && !confirm_(entry.question))
+        return;
     QStringList ids = recents();
     ids.removeAll(id);
     ids.prepend(id);
     store(kRecentsKey, ids.mid(0, kRecentCount));
-    hide();
+    if (!entry.destination.isEmpty())
+        openPlace(entry.destination);
+    else
+        run(entry);
+}
+
+void PaletteWindow::openPlace(const QString& destination) {
+    const qsizetype slash = destination.indexOf(u'/');
+    const QString page = destination.left(slash);
+    if (page == QLatin1String("settings")) {
+        emit settingsRequested(destination.mid(slash + 1));
+        return;
+    }
+    if (page == QLatin1String("help")) {
+        emit aboutRequested();
+        return;
+    }
+    services_.navigation().navigate(page, slash < 0 ? std::nullopt
+                                                    : std::optional(destination.mid(slash + 1)));
+}
+
+void PaletteWindow::run(const PaletteEntry& entry) {
+    const QString kind = paletteKind(entry.id);
+    if (kind == QLatin1String("task")) {
+        for (const OptimizationTask& task : sources_.maintenanceTasks) {
+            if (OptimizationRegistry::key(task) == paletteKey(entry.id)) {
+                services_.taskRunner().run(task); // reports and records itself
+                return;
+            }
+        }
+        return;
+    }
+    if (kind == QLatin1String("command")) {
+        runCommand(paletteKey(entry.id));
+        return;
+    }
+    services_.status().report(QStringLiteral("Running “%1”...").arg(entry.title), true);
+    // The engine records the run in the activity log; the status centre outlives it.
+    const bool started = runAutomationEntry(
+        services_.automation(), entry, [&status = services_.status()](const auto& result) {
+            status.report(outcomeLine(result.success, shownMessage(result.message())), false);
+        });
+    if (!started)
+        report(false, QStringLiteral("“%1” no longer exists.").arg(entry.title));
+}
+
+void PaletteWindow::runCommand(const QString& id) {
+    services_.status().report(QStringLiteral("Running a custom command..."), true);
+    KeychainHelper& keychain = services_.keychain();
+    ActionHistoryStore& history = services_.history();
+    commandWork_.start([this, id, &keychain, &history] {
+        const std::optional<PaletteCommand> command = PaletteCommandStore().find(id);
+        if (!command) {
+            QMetaObject::invokeMethod(this, [this] {
+                report(false, QStringLiteral("That custom command no longer exists."));
+            });
+            return;
+        }
+        const PaletteCommandOutcome outcome = PaletteCommandStore::run(keychain, *command);
+        history.record(QStringLiteral("Custom command: ") + command->name, outcome.message,
+                       outcome.success);
+        QMetaObject::invokeMethod(
+            this, [this, command = *command, outcome] { commandRan(command, outcome); });
+    });
+}
+
+void PaletteWindow::commandRan(const PaletteCommand& command,
+                               const PaletteCommandOutcome& outcome) {
+    report(outcome.success, outcome.message);
+    if (!outcome.changedOutside)
+        return;
+    KeychainHelper& keychain = services_.keychain();
+    switch (changedPrompt_(command)) {
+    case ChangedChoice::keep:
+        return;
+    case ChangedChoice::remove:
+        changeCommands([id = command.id] { return PaletteCommandStore().remove(id); },
+                       QStringLiteral("“%1” was deleted.").arg(command.name));
+        return;
+    case ChangedChoice::approveAndRun:
+        changeCommands(
+            [id = command.id, &keychain] { return PaletteCommandStore().approve(keychain, id); },
+            QString());
+        runCommand(command.id); // after the approval: the pool runs one job at a time
+        return;
+    }
+}
+
+void PaletteWindow::addCommand() {
+    const auto asked = newCommandPrompt_();
+    if (!asked)
+        return;
+    KeychainHelper& keychain = services_.keychain();
+    changeCommands(
+        [&keychain, name = asked->first, line = asked->second]() -> Status {
+            const Result<PaletteCommand> added = PaletteCommandStore().add(keychain, name, line);
+            return added ? Status(Done{}) : failure(added.error());
+        },
+        QStringLiteral("“%1” was saved; type its name in the palette to run it.")
+            .arg(asked->first.simplified()));
+}
+
+void PaletteWindow::changeCommands(std::function<Status()> work, QString success) {
+    commandWork_.start([this, work = std::move(work), success = std::move(success)] {
+        const Status changed = work();
+        QMetaObject::invokeMethod(this, [this, changed, success] {
+            if (!changed)
+                report(false, changed.error());
+            else if (!success.isEmpty())
+                report(true, success);
+        });
+        // Read again after the change, whether or not it went through.
+        reloadCommands();
+    });
 }
 
 QString PaletteWindow::currentId() const {
@@ -211,8 +398,16 @@ void PaletteWindow::showRowMenu(const QPoint& at) {
         menu.addAction(favorites().contains(id) ? QStringLiteral("Remove from favorites")
                                                 : QStringLiteral("Add to favorites"));
     toggle->setShortcut(kFavoriteKey);
-    if (menu.exec(list_->viewport()->mapToGlobal(at)) == toggle)
+    QAction* remove = nullptr;
+    if (paletteKind(id) == QLatin1String("command") && id != kNewCommandId)
+        remove = menu.addAction(QStringLiteral("Delete Custom Command"));
+    QAction* chosen = menu.exec(list_->viewport()->mapToGlobal(at));
+    if (chosen == toggle) {
         toggleFavorite(id);
+    } else if (chosen && chosen == remove) {
+        changeCommands([key = paletteKey(id)] { return PaletteCommandStore().remove(key); },
+                       QStringLiteral("The custom command was deleted."));
+    }
 }
 
 bool PaletteWindow::eventFilter(QObject* watched, QEvent* event) {

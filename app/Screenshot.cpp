@@ -119,6 +119,7 @@ QImage Screenshot::render(AppServices& services, const QString& target) {
     if (target == QLatin1String("popover")) {
         StatusPopover popover(services.status());
         popover.setMonitor(&services.monitor());
+        popover.setAutomation(&services.automation());
         popover.buildContent();
         popover.show();
         waitForFigures(services.monitor().engine(), kFiguresDeadlineMs);

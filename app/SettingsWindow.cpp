@@ -1,6 +1,9 @@
 #include "app/SettingsWindow.h"
 
 #include "app/AccessSettingsPane.h"
+#include "app/AppServices.h"
+#include "app/AutomationSettingsPane.h"
+#include "app/DiskHealthSettingsPane.h"
 #include "app/GeneralSettingsPane.h"
 #include "app/SymbolIcons.h"
 
@@ -11,7 +14,8 @@
 namespace velmox {
 
 const QStringList& SettingsView::sectionIds() {
-    static const QStringList ids{QStringLiteral("general"), QStringLiteral("access")};
+    static const QStringList ids{QStringLiteral("general"), QStringLiteral("access"),
+                                 QStringLiteral("automation"), QStringLiteral("diskHealth")};
     return ids;
 }
 
@@ -24,13 +28,17 @@ SettingsView::SettingsView(AppServices& services, const QString& executable, QWi
     sections_->setFixedWidth(170);
     sections_->setIconSize(QSize(18, 18));
     const std::pair<QString, QString> titles[] = {{QStringLiteral("General"), "gearshape"},
-                                                  {QStringLiteral("Access"), "person.badge.key"}};
+                                                  {QStringLiteral("Access"), "person.badge.key"},
+                                                  {QStringLiteral("Automation"), "gearshape.2"},
+                                                  {QStringLiteral("Disk Health"), "internaldrive"}};
     for (const auto& [title, symbol] : titles) {
         auto* item = new QListWidgetItem(symbolIcon(symbol, title), title, sections_);
         item->setSizeHint(QSize(0, 30));
     }
     panes_->addWidget(new GeneralSettingsPane(services, executable));
     panes_->addWidget(new AccessSettingsPane(services));
+    panes_->addWidget(new AutomationSettingsPane(services.checks()));
+    panes_->addWidget(new DiskHealthSettingsPane(services.settings(), services.diskHealth()));
     layout->addWidget(sections_);
     layout->addWidget(panes_, 1);
     connect(sections_, &QListWidget::currentRowChanged, panes_, &QStackedWidget::setCurrentIndex);

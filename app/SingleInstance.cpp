@@ -26,4 +26,8 @@ void SingleInstance::Activate() {
     emit activationRequested();
 }
 
+void SingleInstance::ShowPalette() {
+    emit paletteRequested();
+}
+
 } // namespace velmox

@@ -5,7 +5,8 @@
 namespace velmox {
 
 // One Velmox per desktop session: the first process owns a name on the session bus; a
-// second launch asks it to show its window (the launcher's "reopen") and ends.
+// second launch asks it to show its window (the launcher's "reopen") and ends. The name
+// also opens the command palette from outside ("velmox palette --window").
 class SingleInstance : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "com.quarnet.velmox.Application")
@@ -21,9 +22,11 @@ public:
 
 public slots:
     Q_SCRIPTABLE void Activate();
+    Q_SCRIPTABLE void ShowPalette();
 
 signals:
     void activationRequested();
+    void paletteRequested();
 };
 
 } // namespace velmox

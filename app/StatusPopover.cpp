@@ -5,6 +5,7 @@
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMessageBox>
 #include <QProcess>
 #include <QPushButton>
 #include <QScreen>
@@ -17,6 +18,7 @@
 #include "app/SymbolIcons.h"
 #include "app/pages/LiveReadoutsView.h"
 #include "app/pages/PowerUserPage.h"
+#include "automation/AutomationEngine.h"
 #include "services/AppStatusCenter.h"
 
 #include <algorithm>
@@ -29,6 +31,10 @@ StatusPopover::StatusPopover(AppStatusCenter& status, QWidget* parent)
     setObjectName(QStringLiteral("popover"));
     setAttribute(Qt::WA_TranslucentBackground, false);
     setFixedWidth(kWidth);
+    confirm_ = [](const QString& caution) {
+        return QMessageBox::question(nullptr, QStringLiteral("Velmox"),
+                                     caution + QStringLiteral(" Run it?")) == QMessageBox::Yes;
+    };
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     applyWantedHeight(PopoverHeight::kMinimum, std::nullopt);
@@ -75,6 +81,48 @@ QWidget* StatusPopover::makeUtilities() {
     return box;
 }
 
+QWidget* StatusPopover::makeQuickActions() {
+    auto* box = new QWidget;
+    auto* row = new QVBoxLayout(box);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(2);
+    for (const QuickAction action : allQuickActions()) {
+        const AutomationTask task = quickActionTask(action);
+        auto* button = new QToolButton(box);
+        button->setObjectName(QStringLiteral("quickAction"));
+        button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+        button->setIcon(symbolIcon(task.icon, task.title));
+        button->setText(task.title);
+        button->setToolTip(task.description);
+        button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        connect(button, &QToolButton::clicked, this, [this, action] { runQuickAction(action); });
+        row->addWidget(button);
+    }
+    return box;
+}
+
+void StatusPopover::runQuickAction(QuickAction action) {
+    if (!automation_)
+        return;
+    const AutomationTask task = quickActionTask(action);
+    // The question is asked with the panel closed: a popup closes as soon as anything else
+    // takes the focus.
+    hide();
+    const QString caution = runCaution(task.title, {task.id});
+    if (!automation_->dryRunSetting() && !caution.isEmpty() && !confirm_(caution))
+        return;
+    status_.report(QStringLiteral("Running “%1”…").arg(task.title), true);
+    QPointer<AppStatusCenter> status(&status_);
+    automation_->run(task.id, QStringLiteral("manual"), task.title,
+                     [status](const AutomationRunResult& result) {
+                         if (status)
+                             status->report((result.success ? QStringLiteral("Success: ")
+                                                            : QStringLiteral("Error: ")) +
+                                                result.message(),
+                                            false);
+                     });
+}
+
 void StatusPopover::buildContent() {
     delete content_;
     content_ = new QWidget(this);
@@ -119,6 +167,11 @@ void StatusPopover::buildContent() {
         readouts->hide();
     layout->addWidget(readouts);
 
+    if (automation_) {
+        layout->addWidget(new QLabel(QStringLiteral("<b>Quick Actions</b>"), content_));
+        layout->addWidget(makeQuickActions());
+    }
+
     auto* utilitiesTitle = new QLabel(QStringLiteral("<b>Utilities</b>"), content_);
     layout->addWidget(utilitiesTitle);
     layout->addWidget(makeUtilities());
@@ -154,13 +207,13 @@ void StatusPopover::buildContent() {
 
 void StatusPopover::open(const QRect& anchor) {
     buildContent();
-    const QScreen* screen = QGuiApplication::screenAt(anchor.isEmpty() ? QCursor::pos()
-                                                                       : anchor.center());
+    const QScreen* screen =
+        QGuiApplication::screenAt(anchor.isEmpty() ? QCursor::pos() : anchor.center());
     if (!screen)
         screen = QGuiApplication::primaryScreen();
     const QRect available = screen ? screen->availableGeometry() : QRect(0, 0, 1280, 800);
-    QPoint at = anchor.isEmpty() ? QCursor::pos() : QPoint(anchor.center().x() - kWidth / 2,
-                                                            anchor.bottom() + 4);
+    QPoint at = anchor.isEmpty() ? QCursor::pos()
+                                 : QPoint(anchor.center().x() - kWidth / 2, anchor.bottom() + 4);
     // A panel at the bottom of the screen opens upwards.
     if (at.y() + height() > available.bottom())
         at.setY((anchor.isEmpty() ? QCursor::pos().y() : anchor.top()) - height() - 4);

@@ -1,12 +1,16 @@
 #pragma once
 
+#include "automation/AutomationCatalogue.h"
+
 #include <QFrame>
 #include <QPointer>
+#include <functional>
 #include <optional>
 
 namespace velmox {
 
 class AppStatusCenter;
+class AutomationEngine;
 class MonitorDemand;
 
 // The panel that opens under the tray icon: Velmox's state, a slot for the live
@@ -31,6 +35,16 @@ public:
     bool hasContent() const { return content_ != nullptr; }
     // Fills the readout slot with the monitor's live figures from the next content on.
     void setMonitor(MonitorDemand* monitor) { monitor_ = monitor; }
+    // Shows the quick buttons (Empty Trash, Flush DNS, Purge Inactive Memory), which run
+    // through `engine`, from the next content on. The engine must outlive the popover.
+    void setAutomation(AutomationEngine* engine) { automation_ = engine; }
+    // Asked with the caution sentence before a quick task that deletes data for good or needs
+    // administrator rights (not in dry run); true runs it. A message box by default.
+    using Confirm = std::function<bool(const QString& caution)>;
+    void setConfirmHandler(Confirm confirm) { confirm_ = std::move(confirm); }
+    // Runs one quick task: asks where needed, reports the start and the end to the status
+    // line; the engine records it in the activity log.
+    void runQuickAction(QuickAction action);
 
 signals:
     void openWindowRequested();
@@ -44,10 +58,13 @@ protected:
 
 private:
     QWidget* makeUtilities();
+    QWidget* makeQuickActions();
 
     AppStatusCenter& status_;
     QPointer<QWidget> content_;
     MonitorDemand* monitor_ = nullptr;
+    AutomationEngine* automation_ = nullptr;
+    Confirm confirm_;
     double lastHeight_ = 0;
 };
 

@@ -42,6 +42,8 @@ TrayIcon::TrayIcon(AppStatusCenter& status, QObject* parent)
     connect(popover_.get(), &StatusPopover::settingsRequested, this, &TrayIcon::settingsRequested);
     connect(popover_.get(), &StatusPopover::quitRequested, this, &TrayIcon::quitRequested);
     menu_->addAction(QStringLiteral("Open Velmox"), this, &TrayIcon::openWindowRequested);
+    menu_->addAction(QStringLiteral("Command Palette..."), QKeySequence(Qt::CTRL | Qt::Key_K), this,
+                     &TrayIcon::paletteRequested);
     menu_->addAction(QStringLiteral("Settings..."), this, &TrayIcon::settingsRequested);
     menu_->addSeparator();
     menu_->addAction(QStringLiteral("Quit Velmox"), this, &TrayIcon::quitRequested);

@@ -35,6 +35,7 @@ public:
 
 signals:
     void openWindowRequested();
+    void paletteRequested();
     void activityRequested();
     void settingsRequested();
     void quitRequested();

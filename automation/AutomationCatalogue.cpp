@@ -211,6 +211,17 @@ bool hasAdminStep(const QStringList& steps) {
     });
 }
 
+QString runCaution(const QString& title, const QStringList& steps) {
+    QStringList reasons;
+    if (hasDestructiveStep(steps))
+        reasons << QStringLiteral("permanently deletes data");
+    if (hasAdminStep(steps))
+        reasons << QStringLiteral("needs administrator rights");
+    if (reasons.isEmpty())
+        return {};
+    return QStringLiteral("“%1” %2.").arg(title, reasons.join(QStringLiteral(" and ")));
+}
+
 QList<AutomationActionChoice> actionChoices(const QList<AutomationChain>& chains) {
     QList<AutomationActionChoice> choices;
     for (const AutomationTask& task : automationCatalogue())

@@ -36,6 +36,9 @@ const QList<AutomationProfile>& builtInProfiles();
 bool hasDestructiveStep(const QStringList& steps);
 // True when a step needs administrator rights.
 bool hasAdminStep(const QStringList& steps);
+// Why a run of `steps` must be confirmed first ("“Empty Trash” permanently deletes data and
+// needs administrator rights."); empty when nothing calls for a confirmation.
+QString runCaution(const QString& title, const QStringList& steps);
 
 inline const QString chainPrefix = QStringLiteral("chain:");
 // An entry of the action pickers: a task (id, title) or a routine ("chain:" + id,

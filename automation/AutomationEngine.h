@@ -105,6 +105,9 @@ public:
     Status setProtectedBundleIDs(QStringList ids);
     Status setCustomSchedule(AutomationCustomSchedule schedule);
 
+    // "automationDryRun": runs only report what they would do.
+    bool dryRunSetting() const;
+
     static QString missingRoutineMessage();
     static QString emptyRoutineMessage();
     static QString stoppedLine();
@@ -128,7 +131,6 @@ private:
     void evaluateRules(AutomationTrigger trigger, const AutomationMeasurements& measured);
     void runCustomScheduleIfDue(const AutomationMeasurements& measured);
     void runDueRoutines();
-    bool dryRunSetting() const;
     Status save();
     QDateTime now() const;
 

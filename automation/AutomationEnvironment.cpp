@@ -1,5 +1,6 @@
 #include "automation/AutomationEnvironment.h"
 
+#include "automation/linux/X11Idle.h"
 #include "monitor/SMCHelper.h"
 #include "monitor/SensorChoice.h"
 #include "services/Clock.h"
@@ -7,6 +8,7 @@
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusMetaType>
+#include <QDBusPendingCallWatcher>
 #include <QDBusVariant>
 #include <QDir>
 #include <QFile>
@@ -20,24 +22,13 @@ const QString kLogin1 = QStringLiteral("org.freedesktop.login1");
 const QString kLogin1Path = QStringLiteral("/org/freedesktop/login1");
 const QString kLogin1Manager = QStringLiteral("org.freedesktop.login1.Manager");
 const QString kUPower = QStringLiteral("org.freedesktop.UPower");
-constexpr int busTimeoutMs = 500;
+const QString kProperties = QStringLiteral("org.freedesktop.DBus.Properties");
 
 QString readLine(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return {};
     return QString::fromUtf8(file.readLine()).trimmed();
-}
-
-std::optional<QVariantMap> allProperties(QDBusConnection& bus, const QString& service,
-                                         const QString& path, const QString& interface) {
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        service, path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("GetAll"));
-    call << interface;
-    const QDBusMessage reply = bus.call(call, QDBus::Block, busTimeoutMs);
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
-        return std::nullopt;
-    return qdbus_cast<QVariantMap>(reply.arguments().constFirst());
 }
 
 } // namespace
@@ -88,10 +79,22 @@ PowerState powerFromSysfs(const QString& powerSupplyRoot) {
 }
 
 SystemAutomationEnvironment::SystemAutomationEnvironment(Sources sources, QObject* parent)
-    : AutomationEnvironment(parent), sources_(std::move(sources)) {
+    : AutomationEnvironment(parent),
+      sources_(std::move(sources)), upower_{kUPower, QStringLiteral("/org/freedesktop/UPower"),
+                                            kUPower, std::nullopt},
+      display_{kUPower, QStringLiteral("/org/freedesktop/UPower/devices/DisplayDevice"),
+               QStringLiteral("org.freedesktop.UPower.Device"), std::nullopt},
+      login1_{kLogin1, kLogin1Path, kLogin1Manager, std::nullopt} {
     sources_.systemBus.connect(kLogin1, kLogin1Path, kLogin1Manager,
                                QStringLiteral("PrepareForSleep"), this,
                                SLOT(prepareForSleep(bool)));
+    for (const Watched* watched : {&upower_, &display_, &login1_})
+        sources_.systemBus.connect(watched->service, watched->path, kProperties,
+                                   QStringLiteral("PropertiesChanged"), this,
+                                   SLOT(propertiesChanged()));
+    refresh();
+    // Connects to the display now, so that the first reading is not the connection's own.
+    x11IdleSeconds();
 }
 
 SystemAutomationEnvironment::Sources SystemAutomationEnvironment::systemSources(Clock& clock) {
@@ -114,17 +117,40 @@ void SystemAutomationEnvironment::prepareForSleep(bool sleeping) {
         emit woke();
 }
 
-std::optional<PowerState> SystemAutomationEnvironment::powerFromUPower() {
-    const auto manager = allProperties(sources_.systemBus, kUPower,
-                                       QStringLiteral("/org/freedesktop/UPower"), kUPower);
+void SystemAutomationEnvironment::propertiesChanged() {
+    refresh();
+}
+
+void SystemAutomationEnvironment::refresh() {
+    for (Watched* watched : {&upower_, &display_, &login1_})
+        fetch(*watched);
+}
+
+void SystemAutomationEnvironment::fetch(Watched& watched) {
+    QDBusMessage call = QDBusMessage::createMethodCall(watched.service, watched.path, kProperties,
+                                                       QStringLiteral("GetAll"));
+    call << watched.interface;
+    ++pending_;
+    // The watcher belongs to this object: an answer after it has gone is never delivered.
+    auto* reply = new QDBusPendingCallWatcher(sources_.systemBus.asyncCall(call), this);
+    connect(reply, &QDBusPendingCallWatcher::finished, this, [this, reply, &watched] {
+        reply->deleteLater();
+        --pending_;
+        const QDBusMessage answer = reply->reply();
+        if (answer.type() == QDBusMessage::ReplyMessage && !answer.arguments().isEmpty())
+            watched.properties = qdbus_cast<QVariantMap>(answer.arguments().constFirst());
+        else
+            watched.properties.reset();
+    });
+}
+
+std::optional<PowerState> SystemAutomationEnvironment::powerFromUPower() const {
+    const auto& manager = upower_.properties;
     if (!manager || !manager->contains(QStringLiteral("OnBattery")))
         return std::nullopt;
     PowerState state;
     state.onAC = !manager->value(QStringLiteral("OnBattery")).toBool();
-    const auto display =
-        allProperties(sources_.systemBus, kUPower,
-                      QStringLiteral("/org/freedesktop/UPower/devices/DisplayDevice"),
-                      QStringLiteral("org.freedesktop.UPower.Device"));
+    const auto& display = display_.properties;
     constexpr uint batteryType = 2;
     if (display && display->value(QStringLiteral("IsPresent")).toBool() &&
         display->value(QStringLiteral("Type")).toUInt() == batteryType) {
@@ -150,6 +176,7 @@ AutomationMeasurements SystemAutomationEnvironment::measure() {
     if (sources_.sensors)
         measured.cpuTemp = chooseSensors(sources_.sensors()).cpuTemp;
     const PowerState power = powerFromUPower().value_or(powerFromSysfs(sources_.powerSupplyRoot));
+    refresh();
     measured.batteryPresent = power.batteryPresent;
     measured.batteryPercent = power.batteryPercent;
     measured.onAC = power.onAC;
@@ -157,11 +184,14 @@ AutomationMeasurements SystemAutomationEnvironment::measure() {
 }
 
 std::optional<double> SystemAutomationEnvironment::idleSeconds() {
-    const auto manager = allProperties(sources_.systemBus, kLogin1, kLogin1Path, kLogin1Manager);
-    if (!manager || !manager->contains(QStringLiteral("IdleHint")))
-        return std::nullopt;
-    if (!manager->value(QStringLiteral("IdleHint")).toBool())
-        return 0.0;
+    const std::optional<QVariantMap> manager = login1_.properties;
+    refresh();
+    // Many desktops never set logind's idle hint and leave it false; X11 still knows.
+    const bool hinted = manager && manager->contains(QStringLiteral("IdleHint"));
+    if (!hinted || !manager->value(QStringLiteral("IdleHint")).toBool()) {
+        const std::optional<double> x11 = x11IdleSeconds();
+        return x11 || !hinted ? x11 : std::optional<double>(0.0);
+    }
     // IdleSinceHint is microseconds of wall-clock time.
     const qint64 sinceMs =
         static_cast<qint64>(manager->value(QStringLiteral("IdleSinceHint")).toULongLong() / 1000);

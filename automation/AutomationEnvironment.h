@@ -6,6 +6,7 @@
 
 #include <QDBusConnection>
 #include <QObject>
+#include <QVariantMap>
 #include <functional>
 #include <optional>
 
@@ -58,7 +59,11 @@ signals:
 
 // Measures this machine: statvfs of the root volume, the host's memory counters, the CPU
 // sensor the monitor picks, power from UPower on the system bus (else the power-supply tree)
-// and idle time and wake-ups from logind.
+// and idle time and wake-ups from logind (else the X11 screen saver extension).
+//
+// UPower's and logind's properties are read without waiting: each measurement uses the
+// answers last received and asks again for the next one, and a PropertiesChanged signal asks
+// at once. A service that does not answer, or has gone, counts as absent.
 class SystemAutomationEnvironment final : public AutomationEnvironment {
     Q_OBJECT
 public:
@@ -77,12 +82,30 @@ public:
     AutomationMeasurements measure() override;
     std::optional<double> idleSeconds() override;
 
+    // Asks UPower and logind for their properties again; true while answers are due.
+    void refresh();
+    bool isRefreshing() const { return pending_ > 0; }
+
 private slots:
     void prepareForSleep(bool sleeping);
+    void propertiesChanged();
 
 private:
-    std::optional<PowerState> powerFromUPower();
+    // One service object whose properties are kept.
+    struct Watched {
+        QString service;
+        QString path;
+        QString interface;
+        std::optional<QVariantMap> properties; // none: no answer (yet), or the service is gone
+    };
+    std::optional<PowerState> powerFromUPower() const;
+    void fetch(Watched& watched);
+
     Sources sources_;
+    Watched upower_;
+    Watched display_;
+    Watched login1_;
+    int pending_ = 0;
 };
 
 } // namespace velmox

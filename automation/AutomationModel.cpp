@@ -451,6 +451,29 @@ QString AutomationSafetyTexts::notificationsRule() {
                           "yourself never do.");
 }
 
+QString AutomationSafetyTexts::testNotificationButton() {
+    return QStringLiteral("Send Test Notification");
+}
+
+QString AutomationSafetyTexts::testNotificationBody() {
+    return QStringLiteral("Power Users notifications are working.");
+}
+
+// Without a notification server on the session bus nothing can be shown.
+QString AutomationSafetyTexts::notificationsOff() {
+#ifdef Q_OS_MACOS
+    return QStringLiteral(
+        "Notifications are off for Velmox. Allow them in System Settings > Notifications.");
+#else
+    return QStringLiteral("Notifications are off for Velmox. Start or allow the desktop's "
+                          "notification service in its Settings > Notifications.");
+#endif
+}
+
+QString AutomationSafetyTexts::notificationsAllowed() {
+    return QStringLiteral("Notifications are allowed.");
+}
+
 QString AutomationSafetyTexts::rulesHelp() {
     return QStringLiteral("A rule runs a task or routine when its condition is met. After it runs, "
                           "it waits for its "

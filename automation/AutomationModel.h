@@ -165,6 +165,10 @@ struct AutomationSafetyTexts {
     static QString protectedAppsPrompt();
     static QString noAppId();
     static QString notificationsRule();
+    static QString testNotificationButton();
+    static QString testNotificationBody();
+    static QString notificationsOff();
+    static QString notificationsAllowed();
     static QString rulesHelp();
 };
 

@@ -2,6 +2,9 @@
 
 #include <QDBusConnection>
 #include <QString>
+#include <functional>
+
+class QObject;
 
 namespace velmox {
 
@@ -18,6 +21,10 @@ class DesktopNotifier final : public AutomationNotifier {
 public:
     explicit DesktopNotifier(QDBusConnection sessionBus = QDBusConnection::sessionBus());
     void notify(const QString& title, const QString& body) override;
+    // Shows a notification and tells `done`, on the calling thread and unless `context` has
+    // gone, whether a notification server took it.
+    void notifyAndConfirm(const QString& title, const QString& body, QObject* context,
+                          std::function<void(bool shown)> done);
 
 private:
     QDBusConnection bus_;

@@ -1,6 +1,7 @@
 #include "automation/AutomationProtection.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <algorithm>
 
 namespace velmox {
@@ -49,6 +50,26 @@ bool AutomationProtection::protectsCacheName(const QByteArray& name) const {
 bool AutomationProtection::protectsCacheItem(const QByteArray& folder,
                                              const QByteArray& name) const {
     return protectsCacheName(name) || protectsPath(withoutTrailingSlashes(folder) + '/' + name);
+}
+
+QString appIdFromDesktopEntry(const QString& path) {
+    const QFileInfo info(path);
+    if (info.suffix() != QLatin1String("desktop"))
+        return {};
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    // Only the main group counts; a Type of Link or Directory names no application.
+    bool inEntry = false;
+    bool isApplication = false;
+    while (!file.atEnd()) {
+        const QByteArray line = file.readLine().trimmed();
+        if (line.startsWith('['))
+            inEntry = line == "[Desktop Entry]";
+        else if (inEntry && line.startsWith("Type") && line.mid(4).trimmed().startsWith('='))
+            isApplication = line.mid(line.indexOf('=') + 1).trimmed() == "Application";
+    }
+    return isApplication ? info.completeBaseName() : QString();
 }
 
 } // namespace velmox

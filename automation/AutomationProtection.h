@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QString>
 #include <QStringList>
 
 namespace velmox {
@@ -25,5 +26,10 @@ private:
     QList<QByteArray> folders_; // without trailing slashes; "/" stays "/"
     QList<QByteArray> appIds_;
 };
+
+// The id of the application a desktop entry file describes (org.gnome.Nautilus for
+// .../org.gnome.Nautilus.desktop), which names its caches as a bundle id does; empty when the
+// file is not a readable application entry.
+QString appIdFromDesktopEntry(const QString& path);
 
 } // namespace velmox

@@ -1,9 +1,9 @@
 // velmox activity: the activity log on the command line.
 #include "cli/CliCommand.h"
-#include "services/ShownText.h"
 #include "services/ActionHistoryStore.h"
 #include "services/Clock.h"
 #include "services/Settings.h"
+#include "services/ShownText.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -41,6 +41,10 @@ QByteArray activityJson(const ActionHistoryStore& store) {
             for (const auto& [cacheName, trashName] : ActionHistoryStore::undoItems(entry))
                 items.append(QJsonObject{{QStringLiteral("name"), cacheName},
                                          {QStringLiteral("nameInTrash"), trashName}});
+            for (const auto& [path, trashName] : ActionHistoryStore::trashedItems(entry))
+                items.append(QJsonObject{
+                    {QStringLiteral("path"), shownName(QByteArrayView(path))},
+                    {QStringLiteral("nameInTrash"), shownName(QByteArrayView(trashName))}});
             putBack = items;
         }
         array.append(

@@ -4,6 +4,7 @@
 #include "automation/AutomationNotifier.h"
 #include "automation/AutomationStore.h"
 #include "automation/SystemTaskPerformer.h"
+#include "automation/agent/LinuxMaintenanceAgent.h"
 #include "cli/AutomationAgentCommand.h"
 #include "platform/PromptElevation.h"
 #include "platform/QtKeychainSecretStore.h"
@@ -72,9 +73,8 @@ QJsonObject listJson(const AutomationStoreData& data) {
     for (const AutomationProfile& profile : builtInProfiles() + data.profiles)
         profiles.append(toJson(profile));
     object.insert(QStringLiteral("profiles"), profiles);
-    object.insert(QStringLiteral("agent"), data.agent.isEmpty()
-                                               ? QJsonObject{{QStringLiteral("installed"), false}}
-                                               : data.agent);
+    // The agent's own files say what is installed.
+    object.insert(QStringLiteral("agent"), agentJson(LinuxMaintenanceAgent::installed()));
     return object;
 }
 
@@ -115,19 +115,6 @@ std::optional<Target> findTarget(const QString& action, const AutomationStoreDat
     return std::nullopt;
 }
 
-// "“Empty Trash” permanently deletes data and needs administrator rights."; empty when
-// nothing calls for a confirmation.
-QString cautionSentence(const Target& target) {
-    QStringList reasons;
-    if (hasDestructiveStep(target.steps))
-        reasons << QStringLiteral("permanently deletes data");
-    if (hasAdminStep(target.steps))
-        reasons << QStringLiteral("needs administrator rights");
-    if (reasons.isEmpty())
-        return {};
-    return QStringLiteral("“%1” %2.").arg(target.title, reasons.join(QStringLiteral(" and ")));
-}
-
 // Asks on the terminal; refuses when there is no terminal to ask on.
 bool confirmed(const QString& caution, CliIO& io) {
     if (!::isatty(STDIN_FILENO)) {
@@ -165,7 +152,7 @@ int run(const RunOptions& options, CliIO& io) {
         return 1;
     }
     const bool dryRun = options.dryRun || settings.boolValue(AutomationSettingsKeys::dryRun, false);
-    const QString caution = cautionSentence(*target);
+    const QString caution = runCaution(target->title, target->steps);
     if (!dryRun && !caution.isEmpty() && !options.yes && !confirmed(caution, io))
         return 1;
 

@@ -2,10 +2,13 @@
 // velmox catalogs show NAME [--json] [--top N]
 // velmox catalogs rename OLD NEW
 // velmox catalogs delete NAME [--yes]
+// velmox catalogs diff NAME [NAME2 | --path PATH] [--json] [--top N]
 
 #include "cli/CliCommand.h"
 #include "cli/TreeJson.h"
 #include "services/ShownText.h"
+#include "storage/CatalogDiff.h"
+#include "storage/DiskScanner.h"
 #include "storage/StorageCatalogStore.h"
 
 #include <QJsonArray>
@@ -27,6 +30,7 @@ struct CatalogArgs {
     bool json = false;
     bool yes = false;
     int top = 10;
+    std::optional<QString> path; // diff: the folder to scan afresh
 };
 
 std::optional<CatalogArgs> parse(const QStringList& args, QTextStream& err) {
@@ -45,6 +49,12 @@ std::optional<CatalogArgs> parse(const QStringList& args, QTextStream& err) {
                 return std::nullopt;
             }
             ++i;
+        } else if (arg == QLatin1String("--path")) {
+            if (i + 1 >= args.size()) {
+                err << "velmox catalogs: --path needs the folder to scan.\n";
+                return std::nullopt;
+            }
+            parsed.path = args.at(++i);
         } else if (arg.startsWith(QLatin1String("--"))) {
             err << "velmox catalogs: '" << arg << "' is not an option of this command.\n";
             return std::nullopt;
@@ -60,26 +70,30 @@ int list(StorageCatalogStore& store, const CatalogArgs& args, CliIO& io) {
     if (args.json) {
         QJsonArray array;
         for (const CatalogListEntry& entry : catalogs)
-            array.append(QJsonObject{{QStringLiteral("name"), entry.name},
-                                     {QStringLiteral("file"), entry.file},
-                                     {QStringLiteral("volumeName"), entry.meta.volumeName},
-                                     {QStringLiteral("format"), entry.meta.format},
-                                     {QStringLiteral("rootPath"), entry.meta.rootPath},
-                                     {QStringLiteral("scanDate"), isoDate(entry.meta.scanDate)},
-                                     {QStringLiteral("allocated"), qint64(entry.allocated)},
-                                     {QStringLiteral("logical"), qint64(entry.logical)},
-                                     {QStringLiteral("items"), qint64(entry.items)},
-                                     {QStringLiteral("isSummary"), entry.meta.isSummary}});
+            if (entry.error.isEmpty())
+                array.append(QJsonObject{{QStringLiteral("name"), entry.name},
+                                         {QStringLiteral("file"), entry.file},
+                                         {QStringLiteral("volumeName"), entry.meta.volumeName},
+                                         {QStringLiteral("format"), entry.meta.format},
+                                         {QStringLiteral("rootPath"), entry.meta.rootPath},
+                                         {QStringLiteral("scanDate"), isoDate(entry.meta.scanDate)},
+                                         {QStringLiteral("allocated"), qint64(entry.allocated)},
+                                         {QStringLiteral("logical"), qint64(entry.logical)},
+                                         {QStringLiteral("items"), qint64(entry.items)},
+                                         {QStringLiteral("isSummary"), entry.meta.isSummary}});
         io.out << QJsonDocument(array).toJson(QJsonDocument::Compact) << '\n';
         return 0;
     }
     if (catalogs.isEmpty())
         io.out << "No catalogs are saved yet. Save one with: velmox scan PATH --save NAME\n";
     for (const CatalogListEntry& entry : catalogs)
-        io.out << entry.name << "  " << shownName(entry.meta.rootPath) << "  "
-               << byteText(entry.allocated) << ", " << entry.items
-               << (entry.items == 1 ? " item, " : " items, ")
-               << entry.meta.scanDate.toString(QStringLiteral("yyyy-MM-dd HH:mm")) << '\n';
+        if (!entry.error.isEmpty())
+            io.out << entry.name << "  " << entry.error << '\n';
+        else
+            io.out << entry.name << "  " << shownName(entry.meta.rootPath) << "  "
+                   << byteText(entry.allocated) << ", " << entry.items
+                   << (entry.items == 1 ? " item, " : " items, ")
+                   << entry.meta.scanDate.toString(QStringLiteral("yyyy-MM-dd HH:mm")) << '\n';
     return 0;
 }
 
@@ -134,6 +148,112 @@ int show(StorageCatalogStore& store, const CatalogArgs& args, CliIO& io) {
     return 0;
 }
 
+QString signedBytes(int64_t change) {
+    return (change < 0 ? QStringLiteral("-") : QStringLiteral("+")) +
+           byteText(change < 0 ? -change : change);
+}
+
+// One side of a comparison: a saved catalog, or a scan made just now (no name).
+struct DiffSide {
+    std::optional<QString> name;
+    std::shared_ptr<const FileTree> tree;
+    QDateTime scanDate;
+
+    QJsonObject json() const {
+        return {{QStringLiteral("name"), name ? QJsonValue(*name) : QJsonValue()},
+                {QStringLiteral("path"), tree->rootPath},
+                {QStringLiteral("scanDate"), isoDate(scanDate)},
+                {QStringLiteral("allocated"), qint64(tree->alloc(0))},
+                {QStringLiteral("logical"), qint64(tree->logical(0))},
+                {QStringLiteral("items"), qint64(tree->items(0))}};
+    }
+    QString title() const {
+        return name ? QStringLiteral("\"%1\" (scanned %2)")
+                          .arg(*name, scanDate.toString(QStringLiteral("yyyy-MM-dd HH:mm")))
+                    : QStringLiteral("a scan of %1 made now").arg(shownName(tree->rootPath));
+    }
+};
+
+Result<DiffSide> openSide(StorageCatalogStore& store, const QString& name) {
+    auto opened = store.openCatalog(name);
+    if (!opened)
+        return failure(opened.error());
+    return DiffSide{StorageCatalogStore::catalogName(name),
+                    std::make_shared<const FileTree>(std::move(opened->tree)),
+                    opened->meta.scanDate};
+}
+
+Result<DiffSide> scanSide(const QString& path, CliIO& io) {
+    DiskScanner scanner(ScanConfiguration::build({ScanScope::Kind::folder, path, path, {}}));
+    if (Status started = scanner.start(); !started)
+        return failure(started.error());
+    while (!scanner.waitForFinished(std::chrono::milliseconds(250)))
+        if (io.progress)
+            *io.progress << "\r\033[KScanning: " << scanner.progress().folders << " folders"
+                         << Qt::flush;
+    if (io.progress)
+        *io.progress << "\r\033[K" << Qt::flush;
+    if (scanner.state() != DiskScanner::State::finished)
+        return failure(QStringLiteral("The scan of %1 did not finish, so it cannot be compared. "
+                                      "Compare a smaller folder.")
+                           .arg(shownName(path)));
+    if (scanner.unreadableCount() > 0)
+        io.err << "velmox catalogs: " << scanner.unreadableCount()
+               << " items of the new scan could not be read, so they count as empty.\n";
+    return DiffSide{std::nullopt, scanner.tree(), QDateTime::currentDateTime()};
+}
+
+int diff(StorageCatalogStore& store, const CatalogArgs& args, CliIO& io) {
+    auto base = openSide(store, args.words.at(1));
+    if (!base) {
+        io.err << base.error() << '\n';
+        return 1;
+    }
+    auto other = args.words.size() == 3 ? openSide(store, args.words.at(2))
+                                        : scanSide(args.path.value_or(base->tree->rootPath), io);
+    if (!other) {
+        io.err << other.error() << '\n';
+        return 1;
+    }
+    const auto compared = CatalogDiff::compare(*base->tree, *other->tree);
+    if (!compared) {
+        io.err << compared.error() << '\n';
+        return 1;
+    }
+    const std::vector<int32_t> rows = compared->largestChanges(static_cast<size_t>(args.top));
+    if (args.json) {
+        QJsonArray array;
+        for (const int32_t row : rows) {
+            const CatalogDiff::Row& item = compared->row(row);
+            array.append(QJsonObject{{QStringLiteral("path"), compared->path(row)},
+                                     {QStringLiteral("before"), qint64(item.before)},
+                                     {QStringLiteral("after"), qint64(item.after)},
+                                     {QStringLiteral("change"), qint64(item.change())},
+                                     {QStringLiteral("kind"), CatalogDiff::toString(item.kind)}});
+        }
+        const QJsonObject result{{QStringLiteral("base"), base->json()},
+                                 {QStringLiteral("other"), other->json()},
+                                 {QStringLiteral("rows"), array}};
+        io.out << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
+        return 0;
+    }
+    const CatalogDiff::Row& root = compared->row(0);
+    io.out << "Compared " << base->title() << " with " << other->title() << ".\n"
+           << "Total: " << byteText(root.before) << " -> " << byteText(root.after) << " ("
+           << signedBytes(root.change()) << ")\n";
+    if (rows.empty())
+        io.out << "Nothing changed in size.\n";
+    for (const int32_t row : rows) {
+        const CatalogDiff::Row& item = compared->row(row);
+        io.out << "  " << qSetFieldWidth(10) << Qt::right << signedBytes(item.change())
+               << qSetFieldWidth(0) << Qt::left << "  " << qSetFieldWidth(9)
+               << CatalogDiff::toString(item.kind) << qSetFieldWidth(0) << ' '
+               << shownName(QByteArrayView(compared->pathBytes(row))) << (item.isFolder ? "/" : "")
+               << '\n';
+    }
+    return 0;
+}
+
 int runCatalogs(const QStringList& rawArgs, CliIO& io) {
     const auto args = parse(rawArgs, io.err);
     if (!args)
@@ -143,8 +263,13 @@ int runCatalogs(const QStringList& rawArgs, CliIO& io) {
                              : verb == QLatin1String("show")   ? 2
                              : verb == QLatin1String("delete") ? 2
                              : verb == QLatin1String("rename") ? 3
+                             : verb == QLatin1String("diff")   ? 2
                                                                : -1;
-    if (wanted < 0 || args->words.size() != wanted) {
+    // diff takes a second catalog or --path, not both.
+    const bool diffShape = verb == QLatin1String("diff") &&
+                           (args->words.size() == 2 || (args->words.size() == 3 && !args->path));
+    if (wanted < 0 || (args->words.size() != wanted && !diffShape) ||
+        (args->path && verb != QLatin1String("diff"))) {
         io.err << usageLine(QStringLiteral("catalogs")) << '\n';
         return 2;
     }
@@ -153,6 +278,8 @@ int runCatalogs(const QStringList& rawArgs, CliIO& io) {
         return list(store, *args, io);
     if (verb == QLatin1String("show"))
         return show(store, *args, io);
+    if (verb == QLatin1String("diff"))
+        return diff(store, *args, io);
     if (verb == QLatin1String("delete") && !args->yes && ::isatty(STDIN_FILENO) == 0) {
         io.err << "velmox catalogs: deleting a catalog cannot be undone; add --yes to delete \""
                << args->words.at(1) << "\".\n";
@@ -177,8 +304,8 @@ int runCatalogs(const QStringList& rawArgs, CliIO& io) {
 
 VELMOX_CLI_COMMAND(catalogs,
                    "catalogs list [--json] | show NAME [--json] [--top N] | rename OLD NEW | "
-                   "delete NAME [--yes]",
-                   "Lists, shows, renames and deletes the catalogs saved with "
+                   "delete NAME [--yes] | diff NAME [NAME2 | --path PATH] [--json] [--top N]",
+                   "Lists, shows, renames, deletes and compares the catalogs saved with "
                    "velmox scan PATH --save NAME.",
                    runCatalogs);
 

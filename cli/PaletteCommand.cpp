@@ -1,12 +1,35 @@
-// velmox palette: the palette's ranking on the command line.
+// velmox palette: the palette's ranking, its entries run, and its window, from the command line.
+#include "automation/AutomationEngine.h"
+#include "automation/AutomationNotifier.h"
+#include "automation/AutomationStore.h"
+#include "automation/SystemTaskPerformer.h"
 #include "cleaning/OptimizationRegistry.h"
+#include "cleaning/OptimizationTaskRunner.h"
 #include "cli/CliCommand.h"
+#include "palette/PaletteAutomation.h"
 #include "palette/PaletteCatalog.h"
 #include "palette/PaletteMatcher.h"
+#include "platform/PromptElevation.h"
+#include "platform/QtKeychainSecretStore.h"
+#include "services/ActionHistoryStore.h"
+#include "services/Clock.h"
+#include "services/KeychainHelper.h"
+#include "services/Settings.h"
+#include "services/ShellHelper.h"
 
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDeadlineTimer>
+#include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
+#include <QThread>
+#include <cstdio>
+#include <unistd.h>
 
 namespace velmox {
 
@@ -16,6 +39,10 @@ struct PaletteArguments {
     QStringList words;
     bool json = false;
     int limit = -1; // every match
+    QString run;
+    bool yes = false;
+    bool window = false;
+    QStringList add; // name and shell line
 };
 
 std::optional<PaletteArguments> parseArguments(const QStringList& args) {
@@ -29,29 +56,54 @@ std::optional<PaletteArguments> parseArguments(const QStringList& args) {
             parsed.limit = i + 1 < args.size() ? args.at(++i).toInt(&ok) : 0;
             if (!ok || parsed.limit < 1)
                 return std::nullopt;
+        } else if (arg == QLatin1String("--run") && i + 1 < args.size()) {
+            parsed.run = args.at(++i);
+        } else if (arg == QLatin1String("--yes")) {
+            parsed.yes = true;
+        } else if (arg == QLatin1String("--window")) {
+            parsed.window = true;
+        } else if (arg == QLatin1String("--add-command") && i + 2 < args.size()) {
+            parsed.add = args.mid(i + 1, 2);
+            i += 2;
         } else if (arg.startsWith(QLatin1String("--"))) {
             return std::nullopt;
         } else {
             parsed.words.append(arg);
         }
     }
+    // One thing at a time: a ranking, a run, the window or a new command.
+    const int modes = int(!parsed.run.isEmpty()) + int(parsed.window) + int(!parsed.add.isEmpty());
+    if (modes > 1 || (modes == 1 && (!parsed.words.isEmpty() || parsed.limit > 0)) ||
+        (parsed.yes && parsed.run.isEmpty()))
+        return std::nullopt;
     return parsed;
 }
 
-int runPalette(const QStringList& args, CliIO& io) {
-    const std::optional<PaletteArguments> parsed = parseArguments(args);
-    if (!parsed) {
-        io.err << usageLine(QStringLiteral("palette")) << '\n';
-        return 2;
-    }
-    const PaletteIndex index(builtInPaletteEntries(OptimizationRegistry()));
-    const QList<PaletteEntry>& entries = index.entries();
-    const QString query = parsed->words.join(u' ');
-    QList<PaletteMatch> matches = index.rank(query);
-    if (parsed->limit > 0 && matches.size() > parsed->limit)
-        matches.resize(parsed->limit);
+// Every entry, with the user's routines, profiles and commands as their files hold them now.
+QList<PaletteEntry> allEntries(CliIO& io) {
+    PaletteSources sources = builtInPaletteSources(OptimizationRegistry());
+    AutomationStore automation;
+    const AutomationStore::Loaded loaded = automation.load();
+    if (!loaded.problem.isEmpty())
+        io.err << loaded.problem << '\n';
+    sources.chains = loaded.data.chains;
+    sources.profiles += loaded.data.profiles;
+    const PaletteCommandStore::Loaded commands = PaletteCommandStore().load();
+    if (!commands.problem.isEmpty())
+        io.err << commands.problem << '\n';
+    sources.commands = commands.commands;
+    return paletteEntries(sources);
+}
 
-    if (parsed->json) {
+int rank(const PaletteArguments& arguments, CliIO& io) {
+    const PaletteIndex index(allEntries(io));
+    const QList<PaletteEntry>& entries = index.entries();
+    const QString query = arguments.words.join(u' ');
+    QList<PaletteMatch> matches = index.rank(query);
+    if (arguments.limit > 0 && matches.size() > arguments.limit)
+        matches.resize(arguments.limit);
+
+    if (arguments.json) {
         QJsonArray array;
         for (const PaletteMatch& match : matches) {
             const PaletteEntry& entry = entries[match.index];
@@ -76,10 +128,189 @@ int runPalette(const QStringList& args, CliIO& io) {
     return 0;
 }
 
+// Asks the palette's question on the terminal; refuses when there is no terminal to ask on.
+bool confirmed(const QString& question, CliIO& io) {
+    if (!::isatty(STDIN_FILENO)) {
+        io.err << question
+               << "\n\nNothing was run: confirm with --yes when there is no terminal to ask on.\n";
+        return false;
+    }
+    io.err << question << "\n\nRun it? [y/N] " << Qt::flush;
+    char line[16] = {};
+    const QString answer = std::fgets(line, sizeof line, stdin)
+                               ? QString::fromLocal8Bit(line).trimmed().toLower()
+                               : QString();
+    if (answer == QLatin1String("y") || answer == QLatin1String("yes"))
+        return true;
+    io.err << "Nothing was run.\n";
+    return false;
+}
+
+// The services a run needs, as the window has them.
+struct RunServices {
+    Settings settings;
+    ActionHistoryStore history{settings, SystemClock::shared()};
+    QtKeychainSecretStore secrets;
+    KeychainHelper keychain{secrets};
+    std::unique_ptr<PromptElevation> prompt = PromptElevation::forThisSystem();
+    ShellHelper shell{keychain, settings, *prompt};
+};
+
+int finish(bool success, const QString& message, CliIO& io) {
+    (success ? io.out : io.err) << message << '\n';
+    return success ? 0 : 1;
+}
+
+int runMaintenanceTask(const QString& key, RunServices& services, CliIO& io) {
+    for (const OptimizationTask& task : OptimizationRegistry().allTasks()) {
+        if (OptimizationRegistry::key(task) != key)
+            continue;
+        OptimizationTaskRunner runner(services.shell, services.history);
+        const TaskRunResult result = runner.runBlocking(task);
+        return finish(result.success, task.title + QStringLiteral(": ") + resultLine(task, result),
+                      io);
+    }
+    return finish(false, QStringLiteral("There is no task called “%1”.").arg(key), io);
+}
+
+int runAutomation(const PaletteEntry& entry, RunServices& services, CliIO& io) {
+    AutomationStore store;
+    SystemAutomationEnvironment environment(
+        SystemAutomationEnvironment::systemSources(SystemClock::shared()));
+    DesktopNotifier notifier;
+    const std::unique_ptr<AutomationTaskPerformer> performer =
+        makeSystemTaskPerformer(services.keychain, services.shell);
+    AutomationEngine engine({services.settings, SystemClock::shared(), services.history, *performer,
+                             store, environment, notifier,
+                             AutomationEngine::rootOrSavedPassword(services.keychain)});
+    std::optional<AutomationRunResult> result;
+    QEventLoop loop;
+    if (!runAutomationEntry(engine, entry, [&](const AutomationRunResult& done) {
+            result = done;
+            loop.quit();
+        }))
+        return finish(false, QStringLiteral("There is no profile “%1”.").arg(entry.title), io);
+    if (!result)
+        loop.exec();
+    return finish(result->success, shownMessage(result->message()), io);
+}
+
+int runCustomCommand(const QString& id, RunServices& services, CliIO& io) {
+    const std::optional<PaletteCommand> command = PaletteCommandStore().find(id);
+    if (!command)
+        return finish(false, QStringLiteral("That custom command no longer exists."), io);
+    const PaletteCommandOutcome outcome = PaletteCommandStore::run(services.keychain, *command);
+    services.history.record(QStringLiteral("Custom command: ") + command->name, outcome.message,
+                            outcome.success);
+    return finish(outcome.success, outcome.message, io);
+}
+
+int run(const PaletteArguments& arguments, CliIO& io) {
+    const QList<PaletteEntry> entries = allEntries(io);
+    const auto found = std::find_if(entries.begin(), entries.end(), [&](const PaletteEntry& each) {
+        return each.id == arguments.run;
+    });
+    if (found == entries.end()) {
+        io.err << "There is no palette entry “" << arguments.run
+               << "”. Run “velmox palette” to list them with their ids.\n";
+        return 1;
+    }
+    const PaletteEntry& entry = *found;
+    if (entry.id == kNewCommandId) {
+        io.err << "Add a custom command with “velmox palette --add-command NAME COMMAND”.\n";
+        return 1;
+    }
+    if (!entry.destination.isEmpty()) {
+        io.err << "“" << entry.title
+               << "” is opened in the window, not run: open it from the palette (“velmox palette "
+                  "--window”)."
+               << (paletteKind(entry.id) == QLatin1String("task")
+                       ? QStringLiteral(" “velmox tasks run %1” runs it after saying what it "
+                                        "removes.")
+                             .arg(paletteKey(entry.id))
+                       : QString())
+               << '\n';
+        return 1;
+    }
+    if (!entry.question.isEmpty() && !arguments.yes && !confirmed(entry.question, io))
+        return 1;
+
+    RunServices services;
+    QObject::connect(&services.history, &ActionHistoryStore::saveFailed,
+                     [&io](const QString& message) { io.err << message << '\n'; });
+    const QString kind = paletteKind(entry.id);
+    if (kind == QLatin1String("task"))
+        return runMaintenanceTask(paletteKey(entry.id), services, io);
+    if (kind == QLatin1String("command"))
+        return runCustomCommand(paletteKey(entry.id), services, io);
+    return runAutomation(entry, services, io);
+}
+
+int addCommand(const QStringList& nameAndLine, CliIO& io) {
+    QtKeychainSecretStore secrets;
+    KeychainHelper keychain(secrets);
+    const Result<PaletteCommand> added =
+        PaletteCommandStore().add(keychain, nameAndLine.at(0), nameAndLine.at(1));
+    if (!added)
+        return finish(false, added.error(), io);
+    io.out << "Saved “" << added->name << "” as command:" << added->id << ".\n";
+    return 0;
+}
+
+// The running Velmox's single-instance object (app/SingleInstance.h).
+const QString kAppService = QStringLiteral("com.quarnet.velmox");
+
+bool askToShowPalette(QDBusConnection& bus) {
+    const QDBusMessage call = QDBusMessage::createMethodCall(
+        kAppService, QStringLiteral("/com/quarnet/velmox"),
+        QStringLiteral("com.quarnet.velmox.Application"), QStringLiteral("ShowPalette"));
+    return bus.call(call, QDBus::Block, 3000).type() == QDBusMessage::ReplyMessage;
+}
+
+int openWindow(CliIO& io) {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return finish(false,
+                      QStringLiteral("The palette window needs a desktop session bus, and none "
+                                     "could be reached."),
+                      io);
+    if (askToShowPalette(bus))
+        return 0;
+    if (!QProcess::startDetached(QCoreApplication::applicationFilePath(), {}))
+        return finish(false, QStringLiteral("Velmox could not be started."), io);
+    // The new Velmox takes its name on the bus once it has started.
+    QDeadlineTimer deadline(std::chrono::seconds(20));
+    while (!deadline.hasExpired()) {
+        if (bus.interface()->isServiceRegistered(kAppService) && askToShowPalette(bus))
+            return 0;
+        QThread::msleep(100);
+    }
+    return finish(false, QStringLiteral("Velmox was started but did not answer within 20 seconds."),
+                  io);
+}
+
+int runPalette(const QStringList& args, CliIO& io) {
+    const std::optional<PaletteArguments> parsed = parseArguments(args);
+    if (!parsed) {
+        io.err << usageLine(QStringLiteral("palette")) << '\n';
+        return 2;
+    }
+    if (!parsed->run.isEmpty())
+        return run(*parsed, io);
+    if (parsed->window)
+        return openWindow(io);
+    if (!parsed->add.isEmpty())
+        return addCommand(parsed->add, io);
+    return rank(*parsed, io);
+}
+
 } // namespace
 
-VELMOX_CLI_COMMAND(palette, "palette [QUERY...] [--json] [--limit N]",
-                   "Ranks the palette's pages, tabs and tasks for a query, as the palette does.",
+VELMOX_CLI_COMMAND(palette,
+                   "palette [QUERY...] [--json] [--limit N] | palette --run ENTRY-ID [--yes] | "
+                   "palette --window | palette --add-command NAME COMMAND",
+                   "Ranks the palette's entries for a query as the palette does, runs one by its "
+                   "id, opens the palette of the running Velmox, or saves a custom command.",
                    runPalette);
 
 } // namespace velmox

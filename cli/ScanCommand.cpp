@@ -1,5 +1,12 @@
 // velmox scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N]
-//                  [--save NAME [--replace]]
+//                  [--save NAME [--replace]] [--resume | --cached] [--checkpoint-every SECONDS]
+//                  [--largest N] [--types]
+//
+// A walk writes a checkpoint of the scope now and then (ScanCheckpointer) and deletes it
+// when it ends complete, leaving the scope's scan cache instead. --resume continues the
+// checkpoint of a walk that was killed; --cached answers from the cache without scanning.
+// Otherwise a walk takes over the folders the change history shows unchanged since the
+// cached scan (RescanStart), when it safely can.
 //
 // Exit status 3: the memory cap stopped the walk, so the totals cover only what was read
 // (and nothing is saved).
@@ -8,9 +15,13 @@
 #include "cli/TreeJson.h"
 #include "platform/ChangeHistory.h"
 #include "services/ShownText.h"
+#include "storage/ChartSegment.h"
 #include "storage/DiskScanner.h"
+#include "storage/IncrementalPlan.h"
 #include "storage/IncrementalRescan.h"
+#include "storage/ScanCheckpointer.h"
 #include "storage/StorageCatalogStore.h"
+#include "storage/TreeBreakdown.h"
 #include "storage/VolumeInfo.h"
 
 #include <QFileInfo>
@@ -31,6 +42,11 @@ struct ScanOptions {
     int64_t maxItems = 0; // 0: the memory cap of this machine
     QString saveAs;       // the catalog to save the finished scan as
     bool replace = false; // of that name
+    bool resume = false;
+    bool cached = false;
+    std::chrono::milliseconds checkpointEvery = ScanCheckpointer::kDefaultInterval;
+    int largest = 0;    // how many of the largest files to list
+    bool types = false; // the sizes by kind of file
 };
 
 std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& err) {
@@ -72,8 +88,29 @@ std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& er
                 return std::nullopt;
             }
             options.saveAs = args.at(++i);
+        } else if (arg == QLatin1String("--largest")) {
+            const auto value = number(1);
+            if (!value)
+                return std::nullopt;
+            options.largest = *value;
+        } else if (arg == QLatin1String("--types")) {
+            options.types = true;
         } else if (arg == QLatin1String("--replace")) {
             options.replace = true;
+        } else if (arg == QLatin1String("--resume")) {
+            options.resume = true;
+        } else if (arg == QLatin1String("--cached")) {
+            options.cached = true;
+        } else if (arg == QLatin1String("--checkpoint-every")) {
+            bool ok = false;
+            const double seconds = args.value(i + 1).toDouble(&ok);
+            if (!ok || seconds < 0.01) {
+                err << "velmox scan: --checkpoint-every needs a number of seconds of at least "
+                       "0.01.\n";
+                return std::nullopt;
+            }
+            options.checkpointEvery = std::chrono::milliseconds(qRound64(seconds * 1000));
+            ++i;
         } else if (arg.startsWith(QLatin1String("--")) || !options.path.isEmpty()) {
             err << "velmox scan: '" << arg << "' is not an option of this command.\n";
             return std::nullopt;
@@ -83,6 +120,10 @@ std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& er
     }
     if (options.path.isEmpty()) {
         err << "velmox scan: name the folder to scan.\n";
+        return std::nullopt;
+    }
+    if (options.resume && options.cached) {
+        err << "velmox scan: --resume and --cached do not go together.\n";
         return std::nullopt;
     }
     if (options.replace && options.saveAs.isEmpty()) {
@@ -97,12 +138,42 @@ void drawProgress(QTextStream& terminal, const ScanProgress& progress) {
              << ", " << progress.pendingFolders << " waiting" << Qt::flush;
 }
 
+// How the result of `velmox scan` came about, and what it covers.
+enum class ScanMode { full, incremental, resumed, cache };
+
+QString toString(ScanMode mode) {
+    switch (mode) {
+    case ScanMode::full:
+        return QStringLiteral("full");
+    case ScanMode::incremental:
+        return QStringLiteral("incremental");
+    case ScanMode::resumed:
+        return QStringLiteral("resumed");
+    case ScanMode::cache:
+        return QStringLiteral("cache");
+    }
+    return {};
+}
+
+struct ScanOutcome {
+    std::shared_ptr<const FileTree> tree;
+    ScanMode mode = ScanMode::full;
+    // Why the scan was done as it was, or what its result covers; empty for none.
+    QString note;
+    bool partial = false; // the memory cap stopped the walk
+    int64_t unreadableCount = 0;
+    QList<UnreadableSample> unreadableSamples;
+    int workers = 0;
+    double seconds = 0;
+    std::optional<QDateTime> scanDate; // of a result taken from the cache
+};
+
 // Says on standard error which folders the totals leave out.
-void reportUnreadable(const DiskScanner& scanner, QTextStream& err) {
-    const int64_t count = scanner.unreadableCount();
+void reportUnreadable(const ScanOutcome& outcome, QTextStream& err) {
+    const int64_t count = outcome.unreadableCount;
     if (count == 0)
         return;
-    const QList<UnreadableSample> samples = scanner.unreadableSamples();
+    const QList<UnreadableSample>& samples = outcome.unreadableSamples;
     const qsizetype shown = std::min<qsizetype>(samples.size(), 10);
     err << "velmox scan: " << count << (count == 1 ? " item" : " items")
         << " could not be read, so the totals leave them out:\n";
@@ -113,9 +184,9 @@ void reportUnreadable(const DiskScanner& scanner, QTextStream& err) {
         err << "  and " << count - shown << " more.\n";
 }
 
-QJsonArray unreadableJson(const DiskScanner& scanner) {
+QJsonArray unreadableJson(const QList<UnreadableSample>& samples) {
     QJsonArray folders;
-    for (const UnreadableSample& sample : scanner.unreadableSamples())
+    for (const UnreadableSample& sample : samples)
         folders.append(QJsonObject{{QStringLiteral("path"), QString::fromUtf8(sample.path)},
                                    {QStringLiteral("reason"), sample.reason.label()}});
     return folders;
@@ -153,13 +224,120 @@ QJsonObject volumeJson(const QString& name, const QString& format, int64_t capac
 
 namespace {
 
+// Walks until the end, writing checkpoints on the way; a walk that ends complete leaves the
+// scope's cache (with `stamp`, the change history's position when it began) instead of its
+// checkpoint.
+ScanOutcome walk(DiskScanner& scanner, StorageCatalogStore& store, const QString& scopeKey,
+                 const std::optional<ScanStamp>& stamp, const ScanOptions& options, CliIO& io) {
+    const VolumeInfo volume = VolumeInfo::of(options.path);
+    const QDateTime started = QDateTime::currentDateTime();
+    ScanCheckpointer checkpoints(
+        store, scopeKey,
+        catalogMetaFor(FileTree(QString::fromUtf8(scanner.config().rootPath), {}), volume, started),
+        options.checkpointEvery);
+    const auto tick = std::min(options.checkpointEvery, std::chrono::milliseconds(100));
+    while (!scanner.waitForFinished(tick)) {
+        checkpoints.poll(scanner);
+        if (io.progress)
+            drawProgress(*io.progress, scanner.progress());
+    }
+    if (io.progress)
+        *io.progress << "\r\033[K" << Qt::flush;
+    checkpoints.finishWrite();
+    // A walk stopped at the memory cap is kept for --resume.
+    if (scanner.state() == DiskScanner::State::stoppedForSize && checkpoints.checkpointNow(scanner))
+        checkpoints.finishWrite();
+    ScanOutcome outcome;
+    outcome.tree = scanner.tree();
+    outcome.partial = scanner.state() == DiskScanner::State::stoppedForSize;
+    outcome.note = scanner.note();
+    outcome.unreadableCount = scanner.unreadableCount();
+    outcome.unreadableSamples = scanner.unreadableSamples();
+    outcome.workers = scanner.config().workerCount;
+    outcome.seconds = scanner.progress().elapsed;
+    // An incremental walk that must not be used leaves the cache to the full one after it.
+    if (scanner.state() == DiskScanner::State::finished && !scanner.needsFullScan()) {
+        checkpoints.discard();
+        CatalogMeta meta = catalogMetaFor(*outcome.tree, volume, started);
+        meta.scanStamp = stamp.value_or(ScanStamp{1, 0, {}, volume.uuid, started});
+        if (Status cached = store.writeCache(scopeKey, outcome.tree, std::move(meta)).get();
+            !cached)
+            io.err << "velmox scan: "
+                   << QStringLiteral("This scan could not be saved (disk full or the "
+                                     "saved copy could not be written), so it will have "
+                                     "to be scanned again after a restart.")
+                   << '\n';
+    }
+    return outcome;
+}
+
+// The scope's last complete scan, from its cache.
+Result<ScanOutcome> fromCache(StorageCatalogStore& store, const QString& scopeKey,
+                              const QString& path) {
+    auto cached = store.readCache(scopeKey);
+    if (!cached)
+        return failure(QStringLiteral("There is no saved scan of %1 yet. Run velmox scan %1 "
+                                      "once, then --cached answers from it.")
+                           .arg(path));
+    if (!*cached)
+        return failure(cached->error());
+    ScanOutcome outcome;
+    outcome.mode = ScanMode::cache;
+    outcome.scanDate = (*cached)->meta.scanDate;
+    auto tree = std::make_shared<FileTree>(std::move((*cached)->tree));
+    // The cache keeps which folders were blocked, not why, so none is listed.
+    for (const uint16_t flags : tree->columns().flags)
+        outcome.unreadableCount += (flags & NodeFlag::blocked) ? 1 : 0;
+    outcome.note = QStringLiteral("Answered from the saved scan of %1.")
+                       .arg(QLocale().toString(*outcome.scanDate, QLocale::ShortFormat));
+    outcome.tree = std::move(tree);
+    return outcome;
+}
+
+QJsonArray largestJson(const FileTree& tree, const std::vector<int32_t>& largest) {
+    QJsonArray files;
+    for (const int32_t node : largest)
+        files.append(QJsonObject{{QStringLiteral("path"), tree.path(node)},
+                                 {QStringLiteral("allocated"), qint64(tree.alloc(node))},
+                                 {QStringLiteral("logical"), qint64(tree.logical(node))}});
+    return files;
+}
+
+// The kinds that hold anything, largest first under `key`.
+QList<KindTotal> presentKinds(const FileTree& tree, TreeSortKey key) {
+    QList<KindTotal> kinds = TreeBreakdown::fileTypes(tree, 0);
+    kinds.removeIf([](const KindTotal& kind) { return kind.items == 0; });
+    std::stable_sort(kinds.begin(), kinds.end(), [key](const KindTotal& a, const KindTotal& b) {
+        return key == TreeSortKey::logical ? a.logical > b.logical : a.allocated > b.allocated;
+    });
+    return kinds;
+}
+
+QJsonArray typesJson(const QList<KindTotal>& kinds) {
+    QJsonArray types;
+    for (const KindTotal& kind : kinds) {
+        QJsonArray extensions;
+        for (const ExtensionTotal& extension : kind.extensions)
+            extensions.append(
+                QJsonObject{{QStringLiteral("extension"), QString::fromUtf8(extension.extension)},
+                            {QStringLiteral("allocated"), qint64(extension.allocated)},
+                            {QStringLiteral("logical"), qint64(extension.logical)},
+                            {QStringLiteral("items"), qint64(extension.items)}});
+        types.append(QJsonObject{{QStringLiteral("kind"), toString(kind.kind)},
+                                 {QStringLiteral("allocated"), qint64(kind.allocated)},
+                                 {QStringLiteral("logical"), qint64(kind.logical)},
+                                 {QStringLiteral("items"), qint64(kind.items)},
+                                 {QStringLiteral("extensions"), extensions}});
+    }
+    return types;
+}
+
 int runScan(const QStringList& args, CliIO& io) {
     const auto options = parseOptions(args, io.err);
     if (!options)
         return 2;
-    std::unique_ptr<StorageCatalogStore> store;
+    StorageCatalogStore store;
     if (!options->saveAs.isEmpty()) {
-        store = std::make_unique<StorageCatalogStore>();
         const QString file = StorageCatalogStore::catalogFileName(options->saveAs);
         if (file.isEmpty()) {
             io.err << "velmox scan: \"" << options->saveAs
@@ -168,7 +346,7 @@ int runScan(const QStringList& args, CliIO& io) {
         }
         // Refused before the walk, not after it.
         if (!options->replace &&
-            QFileInfo::exists(store->catalogsFolder() + QLatin1Char('/') + file)) {
+            QFileInfo::exists(store.catalogsFolder() + QLatin1Char('/') + file)) {
             io.err << "A catalog named \"" << StorageCatalogStore::catalogName(options->saveAs)
                    << "\" already exists. Add --replace to save over it.\n";
             return 1;
@@ -178,36 +356,95 @@ int runScan(const QStringList& args, CliIO& io) {
         ScanConfiguration::build({ScanScope::Kind::folder, options->path, options->path, {}});
     if (options->workers > 0)
         config.workerCount = options->workers;
-    const int workers = config.workerCount;
-    // Incremental when the last scan of this folder and a running Velmox's change journal
-    // allow it; every finished scan is cached as the baseline of the next.
-    StorageCatalogStore cache;
-    const std::unique_ptr<ChangeHistory> history = systemChangeHistory();
+    // The resolved path names the scope, however the folder was written.
     const QString scopeKey =
         ScanScope{ScanScope::Kind::folder, QString::fromUtf8(config.rootPath), {}, {}}.identifier();
-    auto rescan = IncrementalRescan::run(config, scopeKey, cache, history.get(),
-                                         options->maxItems > 0 ? options->maxItems
-                                                               : DiskScanner::defaultBaseEntryCap(),
-                                         [&io](const DiskScanner& running) {
-                                             if (io.progress)
-                                                 drawProgress(*io.progress, running.progress());
-                                         });
-    if (!rescan) {
-        io.err << rescan.error() << '\n';
-        return 1;
-    }
-    const DiskScanner& scanner = *rescan->scanner;
-    if (io.progress)
-        *io.progress << "\r\033[K" << Qt::flush;
+    const int64_t baseCap =
+        options->maxItems > 0 ? options->maxItems : DiskScanner::defaultBaseEntryCap();
 
-    const auto tree = scanner.tree();
-    const ScanProgress progress = scanner.progress();
-    const bool partial = scanner.state() == DiskScanner::State::stoppedForSize;
+    ScanOutcome outcome;
+    if (options->cached) {
+        auto cached = fromCache(store, scopeKey, options->path);
+        if (!cached) {
+            io.err << cached.error() << '\n';
+            return 1;
+        }
+        outcome = std::move(*cached);
+    } else {
+        std::unique_ptr<DiskScanner> scanner;
+        QString readNote;
+        if (options->resume) {
+            auto restored = store.readCheckpoint(scopeKey);
+            const int64_t entries = restored ? restored->info.entries : 0;
+            auto rebuilt = restored
+                               ? DiskScanner::restore(config, std::move(*restored), baseCap)
+                               : Result<std::unique_ptr<DiskScanner>>(failure(restored.error()));
+            if (rebuilt && (*rebuilt)->resume()) {
+                scanner = std::move(*rebuilt);
+                readNote =
+                    QStringLiteral("Continued the scan interrupted after %1 items.").arg(entries);
+            } else {
+                const QString why =
+                    !QFileInfo::exists(store.checkpointFile(scopeKey))
+                        ? QStringLiteral("There was no interrupted scan to continue.")
+                    : !rebuilt ? rebuilt.error()
+                               : QStringLiteral("The interrupted scan had nothing left to read.");
+                readNote = why + (why.endsWith(QLatin1Char('.')) ? "" : ".") +
+                           QStringLiteral(" Everything was read again.");
+            }
+        }
+        const bool resumed = scanner != nullptr;
+        // A new walk is incremental when the last scan of this folder and a running Velmox's
+        // change journal allow it. A checkpoint's walk, or one that replaces it, reads the
+        // rest in full: where the history stood when it began is not kept.
+        std::optional<ScanStamp> stamp;
+        if (!scanner) {
+            if (options->resume) {
+                scanner = std::make_unique<DiskScanner>(config, baseCap);
+            } else {
+                const std::unique_ptr<ChangeHistory> history = systemChangeHistory();
+                RescanStart start =
+                    RescanStart::prepare(config, scopeKey, store, history.get(), baseCap);
+                scanner = std::move(start.scanner);
+                stamp = start.stamp;
+                readNote = start.note;
+            }
+            if (Status started = scanner->start(); !started) {
+                io.err << started.error() << '\n';
+                return 1;
+            }
+        }
+        outcome = walk(*scanner, store, scopeKey, stamp, *options, io);
+        outcome.mode = resumed ? ScanMode::resumed : ScanMode::full;
+        if (scanner->isIncremental() && !outcome.partial) {
+            if (scanner->needsFullScan()) {
+                readNote = IncrementalText::unsafe();
+                if (stamp)
+                    stamp->fullScanDate = QDateTime::currentDateTime();
+                scanner = std::make_unique<DiskScanner>(config, baseCap);
+                if (Status started = scanner->start(); !started) {
+                    io.err << started.error() << '\n';
+                    return 1;
+                }
+                outcome = walk(*scanner, store, scopeKey, stamp, *options, io);
+            } else {
+                outcome.mode = ScanMode::incremental;
+                outcome.note = IncrementalText::updated(scanner->rereadFolders(),
+                                                        scanner->reusedFolders(), outcome.seconds);
+            }
+        }
+        if (outcome.note.isEmpty())
+            outcome.note = readNote;
+    }
+
+    const auto& tree = outcome.tree;
+    const bool partial = outcome.partial;
     if (partial)
-        io.err << "velmox scan: the scan stopped after " << scanner.entries()
+        io.err << "velmox scan: the scan stopped after " << tree->size()
                << " items to protect this computer's memory, so the totals cover only what "
-                  "was read. Scan a smaller folder for complete totals.\n";
-    reportUnreadable(scanner, io.err);
+                  "was read. Scan a smaller folder for complete totals, or add --resume to read "
+                  "more.\n";
+    reportUnreadable(outcome, io.err);
     const int status = partial ? 3 : 0;
     const bool isFolder = tree->hasFlag(0, NodeFlag::directory);
     const TreeSortKey key = options->logical ? TreeSortKey::logical : TreeSortKey::real;
@@ -215,13 +452,18 @@ int runScan(const QStringList& args, CliIO& io) {
     const VolumeInfo volume = VolumeInfo::of(options->path);
     const auto order = tree->sortedChildren(0, key);
     const auto shown = std::min<size_t>(order->size(), static_cast<size_t>(options->top));
+    const std::vector<int32_t> largest =
+        options->largest > 0 ? TreeBreakdown::largestFiles(*tree, 0, key, size_t(options->largest))
+                             : std::vector<int32_t>{};
+    const QList<KindTotal> kinds = options->types ? presentKinds(*tree, key) : QList<KindTotal>{};
 
     QString saved;
-    if (store && !partial) {
-        CatalogMeta meta = catalogMetaFor(*tree, volume, QDateTime::currentDateTime());
-        meta.scanStamp = ScanStamp{1, 0, {}, volume.uuid, meta.scanDate};
+    if (!options->saveAs.isEmpty() && !partial) {
+        const QDateTime date = outcome.scanDate.value_or(QDateTime::currentDateTime());
+        CatalogMeta meta = catalogMetaFor(*tree, volume, date);
+        meta.scanStamp = ScanStamp{1, 0, {}, volume.uuid, date};
         const Status written =
-            store->saveCatalog(options->saveAs, tree, meta, options->replace).get();
+            store.saveCatalog(options->saveAs, tree, meta, options->replace).get();
         if (!written) {
             io.err << written.error() << '\n';
             return 1;
@@ -235,21 +477,28 @@ int runScan(const QStringList& args, CliIO& io) {
             {QStringLiteral("kind"), isFolder ? QStringLiteral("folder") : QStringLiteral("file")},
             {QStringLiteral("state"),
              partial ? QStringLiteral("stoppedForSize") : QStringLiteral("finished")},
+            {QStringLiteral("mode"), toString(outcome.mode)},
+            {QStringLiteral("note"),
+             outcome.note.isEmpty() ? QJsonValue() : QJsonValue(outcome.note)},
             {QStringLiteral("allocated"), qint64(tree->alloc(0))},
             {QStringLiteral("logical"), qint64(tree->logical(0))},
             {QStringLiteral("items"), qint64(tree->items(0))},
             {QStringLiteral("folders"), qint64(folders)},
-            {QStringLiteral("unreadable"), qint64(scanner.unreadableCount())},
-            {QStringLiteral("unreadableFolders"), unreadableJson(scanner)},
-            {QStringLiteral("workers"), workers},
-            {QStringLiteral("seconds"), progress.elapsed},
+            {QStringLiteral("unreadable"), qint64(outcome.unreadableCount)},
+            {QStringLiteral("unreadableFolders"), unreadableJson(outcome.unreadableSamples)},
+            {QStringLiteral("workers"), outcome.workers},
+            {QStringLiteral("seconds"), outcome.seconds},
             {QStringLiteral("top"), topJson(*tree, key, options->top)},
             {QStringLiteral("volume"),
              volumeJson(volume.name, volume.format, volume.total, volume.freeAvailable)}};
-        result.insert(QStringLiteral("mode"),
-                      rescan->incremental ? QStringLiteral("incremental") : QStringLiteral("full"));
-        const QString note = partial ? scanner.note() : rescan->note;
-        result.insert(QStringLiteral("note"), note.isEmpty() ? QJsonValue() : QJsonValue(note));
+        if (options->largest > 0)
+            result.insert(QStringLiteral("largest"), largestJson(*tree, largest));
+        if (options->types)
+            result.insert(QStringLiteral("types"), typesJson(kinds));
+        if (outcome.scanDate)
+            result.insert(QStringLiteral("scanDate"),
+                          outcome.scanDate->toOffsetFromUtc(outcome.scanDate->offsetFromUtc())
+                              .toString(Qt::ISODate));
         if (!saved.isEmpty())
             result.insert(QStringLiteral("savedAs"), saved);
         io.out << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
@@ -266,11 +515,12 @@ int runScan(const QStringList& args, CliIO& io) {
            << "Allocated: " << byteText(tree->alloc(0)) << " (" << tree->alloc(0) << " bytes)\n"
            << "Logical:   " << byteText(tree->logical(0)) << " (" << tree->logical(0) << " bytes)\n"
            << "Items: " << tree->items(0) << ", folders: " << folders
-           << ", unreadable: " << scanner.unreadableCount() << '\n'
-           << "Time: " << QString::asprintf("%.2f", progress.elapsed) << " s with " << workers
-           << (workers == 1 ? " worker\n" : " workers\n");
-    if (rescan->incremental || !rescan->note.isEmpty())
-        io.out << (rescan->incremental ? "Incremental: " : "Full scan: ") << rescan->note << '\n';
+           << ", unreadable: " << outcome.unreadableCount << '\n';
+    if (outcome.mode != ScanMode::cache)
+        io.out << "Time: " << QString::asprintf("%.2f", outcome.seconds) << " s with "
+               << outcome.workers << (outcome.workers == 1 ? " worker\n" : " workers\n");
+    if (!outcome.note.isEmpty() && !partial)
+        io.out << outcome.note << '\n';
     if (!volume.format.isEmpty())
         io.out << "Volume: " << volume.name << " (" << volume.format << "), "
                << byteText(volume.total) << ", " << byteText(volume.freeAvailable)
@@ -282,6 +532,29 @@ int runScan(const QStringList& args, CliIO& io) {
         io.out << "  " << qSetFieldWidth(10) << Qt::right << byteText(tree->size(child, key))
                << qSetFieldWidth(0) << Qt::left << "  " << shownName(tree->nameBytes(child))
                << (tree->hasFlag(child, NodeFlag::directory) ? "/" : "") << '\n';
+    }
+    if (!largest.empty())
+        io.out << "Largest files:\n";
+    for (const int32_t node : largest)
+        io.out << "  " << qSetFieldWidth(10) << Qt::right << byteText(tree->size(node, key))
+               << qSetFieldWidth(0) << Qt::left << "  "
+               << shownName(QByteArrayView(tree->pathBytes(node))) << '\n';
+    if (!kinds.isEmpty())
+        io.out << "File types:\n";
+    for (const KindTotal& kind : kinds) {
+        QStringList extensions;
+        for (const ExtensionTotal& extension :
+             kind.extensions.first(std::min<qsizetype>(kind.extensions.size(), 5)))
+            extensions << (extension.extension.isEmpty()
+                               ? QStringLiteral("none")
+                               : shownName(QByteArrayView(extension.extension)));
+        io.out << "  " << qSetFieldWidth(10) << Qt::right
+               << byteText(key == TreeSortKey::logical ? kind.logical : kind.allocated)
+               << qSetFieldWidth(0) << Qt::left << "  " << fileKindTitle(kind.kind) << ", "
+               << StorageChart::itemCount(kind.items) << " ("
+               << extensions.join(QStringLiteral(", "))
+               << (kind.extensions.size() > 5 ? QStringLiteral(", ...)") : QStringLiteral(")"))
+               << '\n';
     }
     if (!saved.isEmpty())
         io.out << QStringLiteral("Saved %1").arg(saved) << '\n';
@@ -295,9 +568,12 @@ int runScan(const QStringList& args, CliIO& io) {
 VELMOX_CLI_COMMAND(
     scan,
     "scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N] [--save NAME "
-    "[--replace]]",
+    "[--replace]] [--resume | --cached] [--checkpoint-every SECONDS] [--largest N] [--types]",
     "Scans a folder or a file: sizes, items, unreadable folders, the volume, the largest "
-    "items; --save keeps the finished scan as a catalog. Exit status 3 when the item cap "
+    "items; --largest N lists the N largest files anywhere inside, --types the sizes by kind "
+    "of file; --save keeps the finished scan as a catalog. A scan writes a checkpoint every 30 "
+    "seconds (--checkpoint-every): --resume continues one that was interrupted, --cached "
+    "answers from the last complete scan without scanning. Exit status 3 when the item cap "
     "stopped the scan early.",
     runScan);
 

@@ -103,6 +103,18 @@ QString DiskHealthMonitor::badgeText(const SmartReport& report) {
         .arg(statusLabel(report), report.verdictDetail);
 }
 
+QString DiskHealthMonitor::badge() const {
+    const CachedDiskHealth* worst = nullptr;
+    for (const CachedDiskHealth& disk : disks_) {
+        const DiskHealthStatus status = disk.report.status;
+        if ((status == DiskHealthStatus::watch || status == DiskHealthStatus::critical) &&
+            (!worst || (status == DiskHealthStatus::critical &&
+                        worst->report.status == DiskHealthStatus::watch)))
+            worst = &disk;
+    }
+    return worst ? badgeText(worst->report) : QString();
+}
+
 DiskHealthMonitor::DiskHealthMonitor(Settings& settings, Clock& clock,
                                      std::shared_ptr<SmartReader> reader, DiskLister lister,
                                      DiskHealthNotifier& notifier, QObject* parent)
@@ -114,6 +126,12 @@ DiskHealthMonitor::DiskHealthMonitor(Settings& settings, Clock& clock,
     connect(thread_, &QThread::finished, workerContext_, &QObject::deleteLater);
     connect(thread_, &QThread::finished, thread_, &QObject::deleteLater);
     thread_->start();
+    connect(&settings_, &Settings::valueChanged, this, [this](const QString& key) {
+        if (key == QLatin1String(kEnabledKey))
+            schedule(true);
+        else if (key == QLatin1String(kMinutesKey))
+            schedule(firstCheck_ && firstCheck_->isPending());
+    });
 }
 
 DiskHealthMonitor::~DiskHealthMonitor() {
@@ -127,19 +145,26 @@ DiskHealthMonitor::~DiskHealthMonitor() {
 }
 
 void DiskHealthMonitor::start() {
-    stop();
-    if (!settings_.boolValue(QLatin1String(kEnabledKey), true))
-        return;
-    const std::chrono::milliseconds interval = std::chrono::minutes(intervalMinutes(settings_));
-    firstCheck_ = clock_.schedule(
-        kFirstCheckDelay, [this] { checkNow(); }, false, std::chrono::seconds(2));
-    repeat_ = clock_.schedule(
-        interval, [this] { checkNow(); }, true, std::chrono::minutes(1));
+    started_ = true;
+    schedule(true);
 }
 
 void DiskHealthMonitor::stop() {
+    started_ = false;
+    schedule(false);
+}
+
+void DiskHealthMonitor::schedule(bool soon) {
     firstCheck_.reset();
     repeat_.reset();
+    if (!started_ || !settings_.boolValue(QLatin1String(kEnabledKey), true))
+        return;
+    if (soon)
+        firstCheck_ = clock_.schedule(
+            kFirstCheckDelay, [this] { checkNow(); }, false, std::chrono::seconds(2));
+    repeat_ = clock_.schedule(
+        std::chrono::minutes(intervalMinutes(settings_)), [this] { checkNow(); }, true,
+        std::chrono::minutes(1));
 }
 
 void DiskHealthMonitor::checkNow() {

@@ -72,7 +72,8 @@ public:
     ~DiskHealthMonitor() override;
 
     // The first check 20 seconds from now, then one every interval; nothing while the monitor
-    // is switched off in the settings. Settings changes take effect at the next start().
+    // is switched off in the settings. Until stop(), the schedule follows the settings: switched
+    // on, the first check comes 20 seconds later; a new interval counts from the change.
     void start();
     void stop();
     // Checks at once unless a check is under way ("Check now").
@@ -89,12 +90,15 @@ public:
 
     // "S.M.A.R.T.: Critical. The drive's ... Click to open the S.M.A.R.T. details."
     static QString badgeText(const SmartReport& report);
+    // The badge of the worst disk of the last check when one is at watch or critical, else empty.
+    QString badge() const;
 
 signals:
     void checkingChanged(bool checking);
     void checked();
 
 private:
+    void schedule(bool soon);
     void finishCheck(const QList<CachedDiskHealth>& disks);
 
     Settings& settings_;
@@ -106,6 +110,7 @@ private:
     QObject* workerContext_ = nullptr; // lives on thread_
     std::unique_ptr<ScheduledJob> firstCheck_;
     std::unique_ptr<ScheduledJob> repeat_;
+    bool started_ = false;
     bool checking_ = false;
     QDateTime lastChecked_;
     QList<CachedDiskHealth> disks_;

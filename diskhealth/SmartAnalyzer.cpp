@@ -17,6 +17,14 @@ bool isOneOf(int id, std::initializer_list<int> ids) {
     return std::find(ids.begin(), ids.end(), id) != ids.end();
 }
 
+// The temperature meter runs from 0 to 80 °C.
+constexpr double kTemperatureScale = 80.0;
+
+SmartFact makeFact(QString label, QString value, std::optional<double> meter, HealthGrade grade,
+                   QList<double> marks = {}) {
+    return {std::move(label), std::move(value), meter, grade, std::move(marks)};
+}
+
 double fraction(double value) {
     return std::clamp(value, 0.0, 1.0);
 }
@@ -54,48 +62,51 @@ void addNvmeFacts(const NVMeHealth& log, QList<SmartFact>& facts) {
         else if (log.spare < 100 && log.spare < log.spareThreshold + 10)
             grade = HealthGrade::warning;
         facts.append(
-            {QStringLiteral("Available spare"), value, fraction(log.spare / 100.0), grade});
+            makeFact(QStringLiteral("Available spare"), value, fraction(log.spare / 100.0), grade));
     }
     {
         HealthGrade grade = log.used >= 90 ? HealthGrade::warning : HealthGrade::ok;
-        facts.append({QStringLiteral("Wear"), QStringLiteral("%1 % used").arg(log.used),
-                      fraction(log.used / 100.0), grade});
+        facts.append(makeFact(QStringLiteral("Wear"), QStringLiteral("%1 % used").arg(log.used),
+                              fraction(log.used / 100.0), grade, {0.9}));
     }
-    facts.append({QStringLiteral("Data written"),
-                  bytesText(static_cast<double>(log.dataUnitsWritten) * 512000.0), std::nullopt,
-                  HealthGrade::ok});
-    facts.append({QStringLiteral("Media errors"), QString::number(log.mediaErrors), std::nullopt,
-                  log.mediaErrors > 0 ? HealthGrade::warning : HealthGrade::ok});
+    facts.append(makeFact(QStringLiteral("Data written"),
+                          bytesText(static_cast<double>(log.dataUnitsWritten) * 512000.0),
+                          std::nullopt, HealthGrade::ok));
+    facts.append(makeFact(QStringLiteral("Media errors"), QString::number(log.mediaErrors),
+                          std::nullopt,
+                          log.mediaErrors > 0 ? HealthGrade::warning : HealthGrade::ok));
     if (log.criticalWarning != 0) {
         HealthGrade grade = HealthGrade::ok;
         const QStringList texts = criticalWarningTexts(log.criticalWarning, grade);
-        facts.append({QStringLiteral("Critical warning"),
-                      texts.isEmpty()
-                          ? QStringLiteral("0x%1").arg(log.criticalWarning, 2, 16, QLatin1Char('0'))
-                          : texts.join(QStringLiteral(", ")),
-                      std::nullopt, std::max(grade, HealthGrade::warning)});
+        facts.append(makeFact(QStringLiteral("Critical warning"),
+                              texts.isEmpty() ? QStringLiteral("0x%1").arg(log.criticalWarning, 2,
+                                                                           16, QLatin1Char('0'))
+                                              : texts.join(QStringLiteral(", ")),
+                              std::nullopt, std::max(grade, HealthGrade::warning)));
     }
     if (log.errorEntries > 0)
-        facts.append({QStringLiteral("Error log entries"), QString::number(log.errorEntries),
-                      std::nullopt, HealthGrade::information});
+        facts.append(makeFact(QStringLiteral("Error log entries"),
+                              QString::number(log.errorEntries), std::nullopt,
+                              HealthGrade::information));
     if (log.criticalTempMinutes > 0)
-        facts.append({QStringLiteral("Time above critical temperature"),
-                      QStringLiteral("%1 minutes").arg(log.criticalTempMinutes), std::nullopt,
-                      HealthGrade::information});
+        facts.append(makeFact(QStringLiteral("Time above critical temperature"),
+                              QStringLiteral("%1 minutes").arg(log.criticalTempMinutes),
+                              std::nullopt, HealthGrade::information));
 }
 
 void addScsiFacts(const ScsiHealth& scsi, QList<SmartFact>& facts) {
     if (scsi.grownDefects)
-        facts.append({QStringLiteral("Grown defects"), QString::number(*scsi.grownDefects),
-                      std::nullopt,
-                      *scsi.grownDefects > 0 ? HealthGrade::warning : HealthGrade::ok});
-    facts.append({QStringLiteral("Uncorrected errors"), QString::number(scsi.uncorrectedErrors),
-                  std::nullopt,
-                  scsi.uncorrectedErrors > 0 ? HealthGrade::warning : HealthGrade::ok});
+        facts.append(makeFact(QStringLiteral("Grown defects"), QString::number(*scsi.grownDefects),
+                              std::nullopt,
+                              *scsi.grownDefects > 0 ? HealthGrade::warning : HealthGrade::ok));
+    facts.append(makeFact(QStringLiteral("Uncorrected errors"),
+                          QString::number(scsi.uncorrectedErrors), std::nullopt,
+                          scsi.uncorrectedErrors > 0 ? HealthGrade::warning : HealthGrade::ok));
     if (scsi.percentageUsed)
-        facts.append({QStringLiteral("Wear"), QStringLiteral("%1 % used").arg(*scsi.percentageUsed),
-                      fraction(*scsi.percentageUsed / 100.0),
-                      *scsi.percentageUsed >= 90 ? HealthGrade::warning : HealthGrade::ok});
+        facts.append(makeFact(QStringLiteral("Wear"),
+                              QStringLiteral("%1 % used").arg(*scsi.percentageUsed),
+                              fraction(*scsi.percentageUsed / 100.0),
+                              *scsi.percentageUsed >= 90 ? HealthGrade::warning : HealthGrade::ok));
 }
 
 // Wear and data written of ATA drives, from the attributes that carry them.
@@ -105,16 +116,17 @@ void addAtaFacts(const QList<SmartAttributeRow>& rows, QList<SmartFact>& facts) 
                                       [id](const SmartAttributeRow& r) { return r.id == id; });
         if (row == rows.end() || !usable(row->value) || row->value > 100)
             continue;
-        facts.append({QStringLiteral("Wear"), QStringLiteral("%1 % used").arg(100 - row->value),
-                      fraction((100 - row->value) / 100.0), row->grade});
+        facts.append(makeFact(QStringLiteral("Wear"),
+                              QStringLiteral("%1 % used").arg(100 - row->value),
+                              fraction((100 - row->value) / 100.0), row->grade));
         break;
     }
     const auto written = std::find_if(rows.begin(), rows.end(),
                                       [](const SmartAttributeRow& r) { return r.id == 241; });
     if (written != rows.end() && written->rawValue > 0)
-        facts.append({QStringLiteral("Data written"),
-                      bytesText(static_cast<double>(written->rawValue) * 512.0), std::nullopt,
-                      HealthGrade::ok});
+        facts.append(makeFact(QStringLiteral("Data written"),
+                              bytesText(static_cast<double>(written->rawValue) * 512.0),
+                              std::nullopt, HealthGrade::ok));
 }
 
 } // namespace
@@ -169,23 +181,27 @@ void SmartAnalyzer::grade(SmartReport& report, std::optional<bool> rotational) {
 
     QList<SmartFact> facts;
     if (report.passed)
-        facts.append({QStringLiteral("Self-assessment"),
-                      *report.passed ? QStringLiteral("Passed") : QStringLiteral("Failing"),
-                      std::nullopt, *report.passed ? HealthGrade::ok : HealthGrade::critical});
+        facts.append(makeFact(QStringLiteral("Self-assessment"),
+                              *report.passed ? QStringLiteral("Passed") : QStringLiteral("Failing"),
+                              std::nullopt,
+                              *report.passed ? HealthGrade::ok : HealthGrade::critical));
     if (report.temperatureC)
-        facts.append({QStringLiteral("Temperature"),
-                      QStringLiteral("%1 °C").arg(*report.temperatureC),
-                      fraction(*report.temperatureC / 80.0),
-                      temperatureGrade(*report.temperatureC, rotating)});
+        facts.append(makeFact(QStringLiteral("Temperature"),
+                              QStringLiteral("%1 °C").arg(*report.temperatureC),
+                              fraction(*report.temperatureC / kTemperatureScale),
+                              temperatureGrade(*report.temperatureC, rotating),
+                              {(rotating ? 60 : 70) / kTemperatureScale, 75 / kTemperatureScale}));
+    // Against the five years of service most drives are built for.
     if (report.powerOnHours)
-        facts.append({QStringLiteral("Power-on time"),
-                      QStringLiteral("%1 hours (%2 days)")
-                          .arg(*report.powerOnHours)
-                          .arg(*report.powerOnHours / 24),
-                      std::nullopt, HealthGrade::ok});
+        facts.append(makeFact(QStringLiteral("Power-on time"),
+                              QStringLiteral("%1 hours (%2 days)")
+                                  .arg(*report.powerOnHours)
+                                  .arg(*report.powerOnHours / 24),
+                              fraction(double(*report.powerOnHours) / (5 * 365 * 24)),
+                              HealthGrade::ok));
     if (report.powerCycles)
-        facts.append({QStringLiteral("Power cycles"), QString::number(*report.powerCycles),
-                      std::nullopt, HealthGrade::ok});
+        facts.append(makeFact(QStringLiteral("Power cycles"), QString::number(*report.powerCycles),
+                              std::nullopt, HealthGrade::ok));
     if (report.healthLog)
         addNvmeFacts(*report.healthLog, facts);
     if (report.scsi)

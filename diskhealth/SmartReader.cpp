@@ -1,6 +1,7 @@
 #include "diskhealth/SmartReader.h"
 
 #include "diskhealth/NvmeHealthLog.h"
+#include "diskhealth/ShellWords.h"
 #include "diskhealth/SmartAnalyzer.h"
 #include "diskhealth/SmartctlJson.h"
 #include "services/ToolRunner.h"
@@ -11,16 +12,6 @@
 #include <unistd.h>
 
 namespace velmox {
-
-namespace {
-
-QString shellQuoted(const QString& word) {
-    QString quoted = word;
-    quoted.replace(QLatin1Char('\''), QLatin1String("'\\''"));
-    return QLatin1Char('\'') + quoted + QLatin1Char('\'');
-}
-
-} // namespace
 
 SmartReport unavailableReport(const QString& reason) {
     SmartReport report;

@@ -44,6 +44,7 @@ struct SmartFact {
     QString value;               // display text
     std::optional<double> meter; // 0...1
     HealthGrade grade = HealthGrade::ok;
+    QList<double> marks; // where on the meter the grade rises, 0...1
 
     bool operator==(const SmartFact&) const = default;
 };

@@ -11,6 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (const auto entries = velmox::historyFromJson(bytes)) {
         for (const velmox::ActionHistoryEntry& entry : *entries) {
             (void)velmox::ActionHistoryStore::undoItems(entry);
+            (void)velmox::ActionHistoryStore::trashedItems(entry);
             (void)velmox::ActionHistoryStore::visibleDetail(entry);
         }
     }
@@ -19,5 +20,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     entry.detail = QStringLiteral("Moved items") + velmox::ActionHistoryStore::undoMarker +
                    QString::fromUtf8(bytes);
     (void)velmox::ActionHistoryStore::undoItems(entry);
+    // And as the payload with original paths: every item it yields comes back the same when
+    // written again.
+    entry.detail = QStringLiteral("Moved items") + velmox::ActionHistoryStore::trashedMarker +
+                   QString::fromUtf8(bytes);
+    const auto items = velmox::ActionHistoryStore::trashedItems(entry);
+    entry.detail = velmox::ActionHistoryStore::trashedPayload(items);
+    if (velmox::ActionHistoryStore::trashedItems(entry) != items)
+        __builtin_trap();
     return 0;
 }

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "automation/AutomationCatalogue.h"
+#include "cleaning/OptimizationTask.h"
+#include "palette/PaletteCommandStore.h"
 #include "palette/PaletteEntry.h"
 
 #include <QList>
@@ -8,9 +11,30 @@ namespace velmox {
 
 class OptimizationRegistry;
 
-// The palette's built-in rows, written once as data: every page with its keyword string,
-// the tabs of the pages that have them, and every maintenance task of the registry.
-// Built afresh on each call (the registry's tasks follow the system Velmox runs on).
+// What the palette lists besides its fixed pages, tabs and settings.
+struct PaletteSources {
+    QList<OptimizationTask> maintenanceTasks;
+    QList<AutomationTask> automationTasks;
+    QList<AutomationChain> chains;
+    QList<AutomationProfile> profiles; // built-in ones first, then the user's
+    QList<PaletteCommand> commands;
+};
+
+// This system's maintenance tasks, automation tasks and built-in profiles; the user's
+// routines, profiles and commands are the caller's to add.
+PaletteSources builtInPaletteSources(const OptimizationRegistry& registry);
+
+// Every row of the palette, written once as data: each page with its keyword string, each
+// tab and sub-view, each setting of the settings window (section "settings"), the
+// maintenance and automation tasks, routines, profiles and custom commands, and the row that
+// adds a custom command ("command:new"). Each row carries where it leads or what it asks
+// before it runs.
+QList<PaletteEntry> paletteEntries(const PaletteSources& sources);
+
+// The rows of builtInPaletteSources(registry).
 QList<PaletteEntry> builtInPaletteEntries(const OptimizationRegistry& registry);
+
+// "command:new": the row that adds a custom command.
+inline const QString kNewCommandId = QStringLiteral("command:new");
 
 } // namespace velmox

@@ -9,7 +9,9 @@ namespace velmox {
 enum class PaletteSection { entries, settings };
 
 // One searchable row of the palette. `id` never changes between versions ("page:dashboard",
-// "task:user-caches", "setting:diskHealthNotify"): favourites, recents and scripts keep it.
+// "task:user-caches", "setting:autoCleanEnabled"): favourites, recents and scripts keep it.
+// Its kind is the part before the colon: page, tab and setting entries open a place; task,
+// automation, chain, profile and command entries run something.
 struct PaletteEntry {
     QString id;
     QString title;
@@ -18,10 +20,19 @@ struct PaletteEntry {
     // Space-separated words that find the entry without being shown.
     QString keywords;
     PaletteSection section = PaletteSection::entries;
+    // Where opening the entry leads: a page identifier, "<page>/<tab>", "settings/<pane>" for
+    // the settings window, or "help/about". Empty for an entry that runs in place.
+    QString destination;
+    // Asked before the entry runs; empty when it runs without asking.
+    QString question;
 
     bool operator==(const PaletteEntry&) const = default;
 };
 
 QString rawValue(PaletteSection section);
+// "task" for "task:user-caches".
+QString paletteKind(const QString& id);
+// "user-caches" for "task:user-caches".
+QString paletteKey(const QString& id);
 
 } // namespace velmox

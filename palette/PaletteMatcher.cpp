@@ -12,6 +12,14 @@ QString rawValue(PaletteSection section) {
                                                : QStringLiteral("entries");
 }
 
+QString paletteKind(const QString& id) {
+    return id.left(id.indexOf(u':'));
+}
+
+QString paletteKey(const QString& id) {
+    return id.mid(id.indexOf(u':') + 1);
+}
+
 namespace {
 
 constexpr int kTitleWord = 120;

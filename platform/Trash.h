@@ -25,6 +25,7 @@ struct Trash {
     // nothing, when the name is not a plain name inside the Trash, the item is gone, or the
     // destination already exists.
     static Status restore(const QString& trashName, const QString& destination);
+    static Status restoreBytes(const QByteArray& trashName, const QByteArray& destination);
     // True for a name that stays inside its folder: not empty, no "/", not "." or "..".
     static bool isPlainName(const QString& name);
 };

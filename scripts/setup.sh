@@ -10,6 +10,7 @@ packages=(
     qt6-base-dev qt6-base-dev-tools qt6-svg-dev qtkeychain-qt6-dev libgl-dev libxcb1-dev
     libgtest-dev libgmock-dev libbenchmark-dev libicu-dev
     libplist-dev
+    libxss-dev
     # run time
     libqt6svg6 qt6-qpa-plugins libsecret-1-0 adwaita-icon-theme
     zsh sudo pkexec procps util-linux smartmontools nftables iproute2 dbus dbus-x11 btrfs-progs

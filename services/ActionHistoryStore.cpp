@@ -4,6 +4,7 @@
 #include "platform/Trash.h"
 #include "services/Clock.h"
 #include "services/Settings.h"
+#include "services/ShownText.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -14,6 +15,7 @@
 #include <QThread>
 #include <algorithm>
 #include <optional>
+#include <sys/stat.h>
 
 namespace velmox {
 
@@ -54,6 +56,46 @@ std::optional<ActionHistoryStore::NotRestored> putBackItem(const QString& cacheN
                     .arg(PlatformPaths::userCachesDisplay())
               : restored.error(),
         inTrash};
+}
+
+// A full path without "." or ".." steps or empty ones: it names one place and no other.
+bool isPlainAbsolutePath(const QByteArray& path) {
+    if (!path.startsWith('/') || path.size() < 2 || path.contains('\0'))
+        return false;
+    const QList<QByteArray> steps = path.mid(1).split('/');
+    return std::ranges::none_of(steps, [](const QByteArray& step) {
+        return step.isEmpty() || step == "." || step == "..";
+    });
+}
+
+std::optional<ActionHistoryStore::NotRestored> putBackTrashed(const QByteArray& path,
+                                                              const QByteArray& trashName) {
+    const QString shown = shownName(QByteArrayView(path));
+    if (!isPlainAbsolutePath(path) || !Trash::isPlainName(QFile::decodeName(trashName)) ||
+        trashName.contains('/'))
+        return ActionHistoryStore::NotRestored{
+            shown,
+            QStringLiteral("The log does not name it with a full path and a plain name in the "
+                           "Trash, so it was left alone."),
+            {}};
+    const QByteArray inTrash = QFile::encodeName(Trash::filesFolder()) + '/' + trashName;
+    struct stat status {};
+    if (::lstat(inTrash.constData(), &status) != 0)
+        return ActionHistoryStore::NotRestored{
+            shown, QStringLiteral("It is no longer in the Trash."), {}};
+    const Status restored = Trash::restoreBytes(trashName, path);
+    if (restored)
+        return std::nullopt;
+    const bool taken = ::lstat(path.constData(), &status) == 0;
+    return ActionHistoryStore::NotRestored{
+        shown,
+        taken ? QStringLiteral("A newer item of that name is in its folder.") : restored.error(),
+        shownName(QByteArrayView(inTrash))};
+}
+
+QString payloadOf(const ActionHistoryEntry& entry, const QString& marker) {
+    const qsizetype at = entry.detail.indexOf(marker);
+    return at < 0 ? QString() : entry.detail.mid(at + marker.size());
 }
 
 } // namespace
@@ -164,11 +206,7 @@ Status ActionHistoryStore::clear() {
 }
 
 QList<ActionHistoryStore::UndoPair> ActionHistoryStore::undoItems(const ActionHistoryEntry& entry) {
-    const qsizetype marker = entry.detail.indexOf(undoMarker);
-    if (marker < 0)
-        return {};
-    const QJsonDocument payload =
-        QJsonDocument::fromJson(entry.detail.mid(marker + undoMarker.size()).toUtf8());
+    const QJsonDocument payload = QJsonDocument::fromJson(payloadOf(entry, undoMarker).toUtf8());
     QList<UndoPair> pairs;
     for (const QJsonValue& item : payload.array()) {
         const QJsonArray names = item.toArray();
@@ -187,8 +225,40 @@ QString ActionHistoryStore::undoPayload(const QList<UndoPair>& moved) {
     return undoMarker + QString::fromUtf8(QJsonDocument(pairs).toJson(QJsonDocument::Compact));
 }
 
+QList<ActionHistoryStore::TrashedItem>
+ActionHistoryStore::trashedItems(const ActionHistoryEntry& entry) {
+    const QJsonDocument payload = QJsonDocument::fromJson(payloadOf(entry, trashedMarker).toUtf8());
+    QList<TrashedItem> items;
+    for (const QJsonValue& item : payload.array()) {
+        const QJsonArray names = item.toArray();
+        if (names.size() == 2 && names.at(0).isString() && names.at(1).isString())
+            items.append({QByteArray::fromPercentEncoding(names.at(0).toString().toLatin1()),
+                          QByteArray::fromPercentEncoding(names.at(1).toString().toLatin1())});
+    }
+    return items;
+}
+
+// Paths are kept percent-encoded, so bytes that are not UTF-8 come back as they were.
+QString ActionHistoryStore::trashedPayload(const QList<TrashedItem>& moved) {
+    if (moved.isEmpty())
+        return {};
+    QJsonArray pairs;
+    for (const TrashedItem& item : moved)
+        pairs.append(QJsonArray{QString::fromLatin1(item.originalPath.toPercentEncoding("/")),
+                                QString::fromLatin1(item.trashName.toPercentEncoding())});
+    return trashedMarker + QString::fromUtf8(QJsonDocument(pairs).toJson(QJsonDocument::Compact));
+}
+
+qsizetype ActionHistoryStore::putBackItemCount(const ActionHistoryEntry& entry) {
+    return undoItems(entry).size() + trashedItems(entry).size();
+}
+
 QString ActionHistoryStore::visibleDetail(const ActionHistoryEntry& entry) {
-    return entry.detail.left(entry.detail.indexOf(undoMarker));
+    qsizetype end = entry.detail.size();
+    for (const QString& marker : {undoMarker, trashedMarker})
+        if (const qsizetype at = entry.detail.indexOf(marker); at >= 0)
+            end = std::min(end, at);
+    return entry.detail.left(end);
 }
 
 QStringList ActionHistoryStore::undoneIds() const {
@@ -196,7 +266,7 @@ QStringList ActionHistoryStore::undoneIds() const {
 }
 
 bool ActionHistoryStore::canPutBack(const ActionHistoryEntry& entry) const {
-    return !undoItems(entry).isEmpty() &&
+    return putBackItemCount(entry) > 0 &&
            !undoneIds().contains(idText(entry.id), Qt::CaseInsensitive);
 }
 
@@ -230,7 +300,18 @@ ActionHistoryStore::putBack(const ActionHistoryEntry& entry) {
         else
             ++result.restored;
     }
+    for (const auto& [path, trashName] : trashedItems(entry)) {
+        result.toOriginalFolders = true;
+        if (auto stayed = putBackTrashed(path, trashName)) {
+            result.notRestored.append(std::move(*stayed));
+        } else {
+            ++result.restored;
+            result.restoredPaths.append(path);
+        }
+    }
     record(putBackAction, putBackSummary(result), result.restored > 0);
+    if (!result.restoredPaths.isEmpty())
+        emit itemsPutBack(result.restoredPaths);
     return result;
 }
 
@@ -294,15 +375,25 @@ QString ActionHistoryStore::putBackHelp() {
         .arg(PlatformPaths::userCachesDisplay());
 }
 
+QString ActionHistoryStore::putBackHelp(const ActionHistoryEntry& entry) {
+    if (trashedItems(entry).isEmpty())
+        return putBackHelp();
+    return QStringLiteral("Moves these items from the Trash back to the folders they came from, if "
+                          "they are still in the Trash and nothing new has taken their place.");
+}
+
 bool ActionHistoryStore::PutBackResult::anyStillInTrash() const {
     return std::ranges::any_of(notRestored,
                                [](const NotRestored& item) { return !item.trashPath.isEmpty(); });
 }
 
 QString ActionHistoryStore::putBackSummary(const PutBackResult& result) {
-    QString text = QStringLiteral("Put back %1 item(s) into %2.")
-                       .arg(result.restored)
-                       .arg(PlatformPaths::userCachesDisplay());
+    QString text = result.toOriginalFolders
+                       ? QStringLiteral("Put back %1 item(s) into the folders they came from.")
+                             .arg(result.restored)
+                       : QStringLiteral("Put back %1 item(s) into %2.")
+                             .arg(result.restored)
+                             .arg(PlatformPaths::userCachesDisplay());
     if (result.notRestored.isEmpty())
         return text;
     text += QStringLiteral(" %1 couldn't be restored:").arg(result.notRestored.size());

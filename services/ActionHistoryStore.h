@@ -34,6 +34,8 @@ public:
         QStringLiteral("com.quarnet.warrantis.actionHistory");
     static inline const QString undoneKey = QStringLiteral("automationUndoneEntryIDs");
     static inline const QString undoMarker = QStringLiteral("\n[undo:trash-v1] ");
+    // Items moved to the Trash from anywhere, each with its full original path.
+    static inline const QString trashedMarker = QStringLiteral("\n[undo:trash-v2] ");
     static inline const QString putBackAction = QStringLiteral("Automation: Put Back");
     static constexpr int maxEntries = 200;
 
@@ -53,12 +55,23 @@ public:
     static QList<UndoPair> undoItems(const ActionHistoryEntry& entry);
     // What a producer appends to a detail for the items it moved; empty when none moved.
     static QString undoPayload(const QList<UndoPair>& moved);
+    // An item moved to the Trash from any folder: where it was and its name in the Trash,
+    // as bytes (a path need not be valid UTF-8).
+    struct TrashedItem {
+        QByteArray originalPath;
+        QByteArray trashName;
+        bool operator==(const TrashedItem&) const = default;
+    };
+    static QList<TrashedItem> trashedItems(const ActionHistoryEntry& entry);
+    static QString trashedPayload(const QList<TrashedItem>& moved);
+    // The items Put Back would try, of either payload.
+    static qsizetype putBackItemCount(const ActionHistoryEntry& entry);
     // The detail without its undo payload: what is shown, searched and exported.
     static QString visibleDetail(const ActionHistoryEntry& entry);
 
     bool canPutBack(const ActionHistoryEntry& entry) const;
     struct NotRestored {
-        QString name;      // in the user caches
+        QString name;      // in the user caches, or the original path shown
         QString reason;    // a whole sentence
         QString trashPath; // where it still is; empty when it is not in the Trash
         bool operator==(const NotRestored&) const = default;
@@ -66,10 +79,14 @@ public:
     struct PutBackResult {
         int restored = 0;
         QList<NotRestored> notRestored;
+        // Items of an entry that holds original paths went back to their own folders.
+        bool toOriginalFolders = false;
+        QList<QByteArray> restoredPaths = {};
         bool operator==(const PutBackResult&) const = default;
         bool anyStillInTrash() const;
     };
-    // Moves the entry's items from the Trash back into the user caches, never overwriting, and
+    // Moves the entry's items from the Trash back into the user caches (or where they were, for
+    // an entry with original paths), never overwriting, and
     // records the outcome. Does nothing for an entry that cannot be put back, and moves nothing
     // when it cannot save that the entry was put back (it would be offered again).
     Result<PutBackResult> putBack(const ActionHistoryEntry& entry);
@@ -88,6 +105,7 @@ public:
     static QString suggestedExportFileName(const QDateTime& now);
     static QString putBackButtonTitle(qsizetype itemCount);
     static QString putBackHelp();
+    static QString putBackHelp(const ActionHistoryEntry& entry);
     // What a Put Back did, naming every item that was not restored, why, and where it is.
     static QString putBackSummary(const PutBackResult& result);
 
@@ -96,6 +114,8 @@ signals:
     // A save of new entries failed (a whole sentence); they stay listed and are saved again
     // with the next one.
     void saveFailed(const QString& message);
+    // Put Back moved these items back to their original paths.
+    void itemsPutBack(const QList<QByteArray>& paths);
 
 private:
     void insertArrived();

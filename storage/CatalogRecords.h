@@ -53,13 +53,6 @@ struct ScanCheckpointInfo {
     bool operator==(const ScanCheckpointInfo&) const = default;
 };
 
-// A folder the walk had still to read when the checkpoint was taken.
-struct PendingFolderRecord {
-    int32_t node = 0;
-    QByteArray path;
-    bool operator==(const PendingFolderRecord&) const = default;
-};
-
 // What reading a checkpoint yields; a paused scanner is rebuilt from it.
 struct RestoredScan {
     FileTree tree;

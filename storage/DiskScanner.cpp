@@ -1,5 +1,6 @@
 #include "storage/DiskScanner.h"
 
+#include "storage/CatalogRecords.h"
 #include "storage/DirectoryReader.h"
 #include "storage/IncrementalPlan.h"
 
@@ -142,7 +143,8 @@ void DiskScanner::launchWorkers() {
     }
 }
 
-void DiskScanner::folderDone() {
+void DiskScanner::folderDone(int32_t node) {
+    std::erase_if(reading_, [node](const PendingFolderRecord& r) { return r.node == node; });
     ++foldersDone_;
     if (entries_ >= entryCap_ && !stack_.empty()) {
         stoppedForSize_ = true;
@@ -174,10 +176,11 @@ void DiskScanner::workerLoop() {
             stack_.pop_back();
             if (canReuse(folder)) {
                 reuseBaseline(folder.node, folder.base);
-                folderDone();
+                folderDone(folder.node);
                 continue;
             }
             ++activeWorkers_;
+            reading_.push_back({folder.node, folder.path});
             descend = canDescend(folder);
             if (baseline_ && !descend)
                 ++rereadFolders_;
@@ -190,7 +193,7 @@ void DiskScanner::workerLoop() {
             if (restatted) {
                 descendBaseline(folder, restated);
                 --activeWorkers_;
-                folderDone();
+                folderDone(folder.node);
                 continue;
             }
             ++rereadFolders_; // changed after all: read it
@@ -217,7 +220,7 @@ void DiskScanner::workerLoop() {
             else if (result.outcome == DirectoryReader::Outcome::blocked)
                 markBlocked(folder.node, folder.path, result.errorNumber);
             --activeWorkers_;
-            folderDone();
+            folderDone(folder.node);
         }
         const int64_t ended = nowNs();
         lastActivityNs_.store(ended, std::memory_order_relaxed);
@@ -306,10 +309,13 @@ void DiskScanner::commit(const PendingFolder& folder, DirListing& listing,
             listing.alloc[candidate.entry] = listing.logical[candidate.entry] = 0;
         }
     }
-    tree_->appendChildren(folder.node, {listing.size(), listing.flags.data(), listing.alloc.data(),
-                                        listing.logical.data(), listing.mtime.data(),
-                                        listing.nameLengths.data(),
-                                        QByteArrayView(listing.nameBytes.data(), qsizetype(listing.nameBytes.size()))});
+    if (tracksChanges_)
+        changedRows_.push_back(folder.node);
+    tree_->appendChildren(
+        folder.node,
+        {listing.size(), listing.flags.data(), listing.alloc.data(), listing.logical.data(),
+         listing.mtime.data(), listing.nameLengths.data(),
+         QByteArrayView(listing.nameBytes.data(), qsizetype(listing.nameBytes.size()))});
     for (const FailedEntry& entry : failed)
         markBlocked(first + static_cast<int32_t>(entry.entry), entry.path, entry.errorNumber);
     for (const int64_t bytes : listing.alloc)
@@ -387,6 +393,8 @@ int32_t DiskScanner::appendBaselineChildren(int32_t into, int32_t source,
         batch.logical = logical.data();
         batch.mtime = mtime.data();
     }
+    if (tracksChanges_)
+        changedRows_.push_back(into);
     const int32_t added = tree_->appendChildren(into, batch);
     const std::vector<LinkedFile>& links = baseline_->linkedFiles();
     auto link =
@@ -437,8 +445,8 @@ bool DiskScanner::restatMarkedFolders(const PendingFolder& folder,
         struct stat status {};
         if (::lstat(path.constData(), &status) != 0 || !S_ISDIR(status.st_mode))
             return false;
-        restated.push_back({i, int64_t(status.st_blocks) * 512, status.st_size,
-                            status.st_mtim.tv_sec});
+        restated.push_back(
+            {i, int64_t(status.st_blocks) * 512, status.st_size, status.st_mtim.tv_sec});
     }
     return true;
 }
@@ -453,7 +461,8 @@ void DiskScanner::descendBaseline(const PendingFolder& folder,
             baseline_->hasFlag(child, NodeFlag::mountPoint))
             continue;
         stack_.push_back({added + int32_t(i), childPath(folder.path, baseline_->nameBytes(child)),
-                          nullptr, 0, marks_[size_t(child)] == IncrementalPlan::readAll ? -1 : child});
+                          nullptr, 0,
+                          marks_[size_t(child)] == IncrementalPlan::readAll ? -1 : child});
     }
 }
 
@@ -491,6 +500,8 @@ void DiskScanner::settleLinkedFiles() {
 
 void DiskScanner::markBlocked(int32_t node, const QByteArray& path, int errorNumber) {
     tree_->setFlags(node, tree_->flags(node) | NodeFlag::blocked | NodeFlag::notRead);
+    if (tracksChanges_)
+        changedRows_.push_back(node);
     ++unreadableCount_;
     blockedNodes_.push_back(node);
     if (unreadableSamples_.size() < kMaxUnreadableSamples)
@@ -508,18 +519,29 @@ void DiskScanner::finishRun() {
             outcome = stoppedForSize_ ? State::stoppedForSize : State::paused;
         if (baseline_ && outcome == State::finished)
             settleLinkedFiles();
-        if (!stack_.empty()) {
-            tree_->setFlags(0, tree_->flags(0) | NodeFlag::incompleteRoot);
-            for (const PendingFolder& folder : stack_)
-                tree_->setFlags(folder.node, tree_->flags(folder.node) | NodeFlag::notRead);
-        }
-        tree_->sumFolderSizes();
+        markStopped();
         state_ = outcome;
     }
     if (onFinish)
         onFinish(*this);
     QMutexLocker locker(&condition_);
     finished_.wakeAll();
+}
+
+void DiskScanner::markStopped() {
+    if (!stack_.empty()) {
+        tree_->setFlags(0, tree_->flags(0) | NodeFlag::incompleteRoot);
+        for (const PendingFolder& folder : stack_)
+            tree_->setFlags(folder.node, tree_->flags(folder.node) | NodeFlag::notRead);
+    }
+    tree_->sumFolderSizes();
+}
+
+void DiskScanner::unmarkStopped() {
+    tree_->unsumFolderSizes();
+    tree_->setFlags(0, tree_->flags(0) & ~NodeFlag::incompleteRoot);
+    for (const PendingFolder& folder : stack_)
+        tree_->setFlags(folder.node, tree_->flags(folder.node) & ~NodeFlag::notRead);
 }
 
 void DiskScanner::cancel() {
@@ -551,15 +573,91 @@ bool DiskScanner::resume() {
     QMutexLocker locker(&condition_);
     if (!resumable())
         return false;
-    tree_->unsumFolderSizes();
-    tree_->setFlags(0, tree_->flags(0) & ~NodeFlag::incompleteRoot);
-    for (const PendingFolder& folder : stack_)
-        tree_->setFlags(folder.node, tree_->flags(folder.node) & ~NodeFlag::notRead);
+    unmarkStopped();
     if (stoppedForSize_)
         entryCap_ = entries_ + std::max(baseEntryCap_ / 10, kMinimumCapGrowth);
     stoppedForSize_ = false;
     launchWorkers();
     return true;
+}
+
+Result<std::unique_ptr<DiskScanner>>
+DiskScanner::restore(ScanConfiguration config, RestoredScan&& restored, int64_t baseEntryCap) {
+    FileTree& tree = restored.tree;
+    if (tree.size() == 0 || tree.sizesSummed() || tree.rootPath.toUtf8() != config.rootPath)
+        return failure(QStringLiteral("The checkpoint belongs to another scan, so it cannot be "
+                                      "continued."));
+    for (const PendingFolderRecord& folder : restored.stack)
+        if (folder.node < 0 || folder.node >= tree.size() ||
+            !tree.hasFlag(folder.node, NodeFlag::directory) || tree.childCount(folder.node) != 0)
+            return failure(QStringLiteral("The checkpoint belongs to another scan, so it cannot "
+                                          "be continued."));
+    auto scanner = std::make_unique<DiskScanner>(std::move(config), baseEntryCap);
+    DiskScanner& s = *scanner;
+    // Every name of a hard-linked file seen so far is in the tree's records, and every folder
+    // entered so far is a folder of the tree that was not skipped.
+    // A walk that took folders over from an earlier scan may have counted a file under two
+    // of its names so far: each is counted once from here on.
+    tree.recountLinkedFiles();
+    for (const LinkedFile& file : tree.linkedFiles())
+        s.seenLinks_.insert(file.key);
+    for (int32_t node = 0; node < tree.size(); ++node) {
+        if (!tree.hasFlag(node, NodeFlag::directory) ||
+            tree.hasFlag(node, NodeFlag::mountPoint | NodeFlag::linkedFolder))
+            continue;
+        struct stat folder {};
+        if (::lstat(tree.pathBytes(node).constData(), &folder) == 0 && S_ISDIR(folder.st_mode))
+            s.seenDirs_.insert(linkKey(folder.st_ino, folder.st_dev));
+    }
+    for (int32_t node = 0; node < tree.size(); ++node) {
+        if (tree.hasFlag(node, NodeFlag::blocked))
+            s.blockedNodes_.push_back(node);
+        s.bytesSeen_ += tree.alloc(node);
+    }
+    const ScanCheckpointInfo& info = restored.info;
+    s.entries_ = tree.size();
+    s.entryCap_ =
+        std::max(baseEntryCap, s.entries_ + std::max(baseEntryCap / 10, kMinimumCapGrowth));
+    s.foldersDone_ = info.foldersDone;
+    s.unreadableCount_ = info.unreadableCount;
+    s.unreadableSamples_ = info.unreadableSamples;
+    s.startTime_ = s.endTime_ = std::chrono::steady_clock::now() -
+                                std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                    std::chrono::duration<double>(std::max(info.elapsed, 0.0)));
+    for (PendingFolderRecord& folder : restored.stack)
+        s.stack_.push_back({folder.node, std::move(folder.path), nullptr, 0});
+    // Left as a paused walk leaves it.
+    s.tree_ = std::make_shared<FileTree>(std::move(tree));
+    s.markStopped();
+    s.state_ = s.stack_.empty() ? State::finished : State::paused;
+    return scanner;
+}
+
+std::optional<WalkSnapshot> DiskScanner::snapshot(FileTree& mirror) {
+    QMutexLocker locker(&condition_);
+    const bool stopped = state_ == State::paused || state_ == State::stoppedForSize;
+    if (state_ != State::running && !stopped)
+        return std::nullopt;
+    // A stopped walk's rows are taken as they were while it ran.
+    if (stopped)
+        unmarkStopped();
+    tree_->updateMirror(mirror, changedRows_);
+    if (stopped)
+        markStopped();
+    changedRows_.clear();
+    tracksChanges_ = true;
+    WalkSnapshot snapshot;
+    snapshot.stack.reserve(stack_.size() + reading_.size());
+    for (const PendingFolder& folder : stack_)
+        snapshot.stack.push_back({folder.node, folder.path});
+    snapshot.stack.insert(snapshot.stack.end(), reading_.begin(), reading_.end());
+    snapshot.entries = entries_;
+    snapshot.foldersDone = foldersDone_;
+    snapshot.unreadableCount = unreadableCount_;
+    snapshot.unreadableSamples = unreadableSamples_;
+    snapshot.elapsed =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - startTime_).count();
+    return snapshot;
 }
 
 bool DiskScanner::waitForFinished(std::chrono::milliseconds timeout) {

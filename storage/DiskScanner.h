@@ -23,6 +23,7 @@ namespace velmox {
 
 struct DirListing;
 struct IncrementalPlan;
+struct RestoredScan;
 
 // Published while a scan runs.
 struct ScanProgress {
@@ -40,6 +41,23 @@ struct UnreadableSample {
     QByteArray path;
     UnreadableReason reason;
     bool operator==(const UnreadableSample&) const = default;
+};
+
+// A folder the walk had still to read when a checkpoint was taken.
+struct PendingFolderRecord {
+    int32_t node = 0;
+    QByteArray path;
+    bool operator==(const PendingFolderRecord&) const = default;
+};
+
+// What goes with the rows of a running walk into a checkpoint.
+struct WalkSnapshot {
+    std::vector<PendingFolderRecord> stack; // every folder still to read, or being read
+    int64_t entries = 0;
+    int64_t foldersDone = 0;
+    int64_t unreadableCount = 0;
+    QList<UnreadableSample> unreadableSamples;
+    double elapsed = 0;
 };
 
 // One walk of a folder tree on dedicated worker threads. Workers share a stack of folders
@@ -73,6 +91,25 @@ public:
     // tenth of the base cap (at least 1,000,000). Whoever held the partial tree must let go
     // of it first: the walk goes on in the same tree.
     bool resume();
+    // A walk continued from a checkpoint: the partial tree (folder sizes not summed), the
+    // folders still to read and the counters so far. It comes back paused, its tree summed
+    // and marked incomplete like any paused walk, and resume() goes on with it; its item
+    // cap is the larger of the base cap and the restored entries plus a tenth of the base
+    // cap (at least 1,000,000). Hard-linked files already counted stay counted once: their
+    // records travel with the tree. Fails when the checkpoint is of another root.
+    static Result<std::unique_ptr<DiskScanner>>
+    restore(ScanConfiguration config, RestoredScan&& restored,
+            int64_t baseEntryCap = defaultBaseEntryCap());
+
+    // While the walk runs or is stopped (paused or at the memory cap): brings `mirror` up to
+    // date with the tree (FileTree::updateMirror) and returns the folders still to read and
+    // the counters that go with those rows. The workers wait only while the rows added since
+    // the previous snapshot are copied. A stopped walk's tree is changed and changed back
+    // meanwhile, so then only its owner's thread may be reading it. The mirror must be empty
+    // at the first call and then only be given back to this walk. std::nullopt when the walk
+    // has not started or has ended.
+    std::optional<WalkSnapshot> snapshot(FileTree& mirror);
+
     // Waits for the current run; false on time-out.
     bool waitForFinished(std::chrono::milliseconds timeout = std::chrono::hours(24 * 365));
 
@@ -173,8 +210,12 @@ private:
     // counted once.
     void settleLinkedFiles();
     // Under the lock: counts a folder done and stops at the memory cap.
-    void folderDone();
+    void folderDone(int32_t node);
     void finishRun();
+    // Under the lock: a stopped walk's tree shows like a finished one (sizes summed, the root
+    // and the folders still to read marked as not read), and back.
+    void markStopped();
+    void unmarkStopped();
     bool isExcluded(const QByteArray& path) const;
 
     const ScanConfiguration config_;
@@ -200,6 +241,11 @@ private:
     int64_t unreadableCount_ = 0;
     QList<UnreadableSample> unreadableSamples_;
     std::vector<int32_t> blockedNodes_;
+    // For snapshot(): folders taken off the stack and not yet committed, and the older rows
+    // changed in place since the last snapshot (tracked from the first one on).
+    std::vector<PendingFolderRecord> reading_;
+    std::vector<int32_t> changedRows_;
+    bool tracksChanges_ = false;
     std::chrono::steady_clock::time_point startTime_;
     std::chrono::steady_clock::time_point endTime_;
     std::atomic<int64_t> lastActivityNs_{0};

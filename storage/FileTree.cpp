@@ -43,7 +43,8 @@ FileTree::FileTree(FileTree&& other) noexcept
     : rootPath(std::move(other.rootPath)), rootName(std::move(other.rootName)),
       pathRedirects(std::move(other.pathRedirects)),
       cachesSortedChildren(other.cachesSortedChildren), columns_(std::move(other.columns_)),
-      linkedFiles_(std::move(other.linkedFiles_)), sizesSummed_(other.sizesSummed_) {
+      linkedFiles_(std::move(other.linkedFiles_)),
+      deletedChildCounts_(std::move(other.deletedChildCounts_)), sizesSummed_(other.sizesSummed_) {
     other.clearSortCache();
 }
 
@@ -56,6 +57,7 @@ FileTree& FileTree::operator=(FileTree&& other) noexcept {
     cachesSortedChildren = other.cachesSortedChildren;
     columns_ = std::move(other.columns_);
     linkedFiles_ = std::move(other.linkedFiles_);
+    deletedChildCounts_ = std::move(other.deletedChildCounts_);
     sizesSummed_ = other.sizesSummed_;
     clearSortCache();
     other.clearSortCache();
@@ -68,8 +70,75 @@ FileTree FileTree::copy() const {
     result.cachesSortedChildren = cachesSortedChildren;
     result.columns_ = columns_;
     result.linkedFiles_ = linkedFiles_;
+    result.deletedChildCounts_ = deletedChildCounts_;
     result.sizesSummed_ = sizesSummed_;
     return result;
+}
+
+void FileTree::updateMirror(FileTree& mirror, const std::vector<int32_t>& changed) const {
+    Q_ASSERT(!sizesSummed_ && !mirror.sizesSummed_ && mirror.size() <= size());
+    if (mirror.size() == 0) {
+        mirror.rootPath = rootPath;
+        mirror.rootName = rootName;
+        mirror.pathRedirects = pathRedirects;
+    }
+    const auto from = static_cast<size_t>(mirror.size());
+    const auto tail = [from](const auto& source, auto& target) {
+        target.insert(target.end(), source.begin() + static_cast<std::ptrdiff_t>(from),
+                      source.end());
+    };
+    FileTreeColumns& to = mirror.columns_;
+    tail(columns_.parent, to.parent);
+    tail(columns_.firstChild, to.firstChild);
+    tail(columns_.childCount, to.childCount);
+    tail(columns_.nameOffset, to.nameOffset);
+    tail(columns_.nameLength, to.nameLength);
+    tail(columns_.flags, to.flags);
+    tail(columns_.alloc, to.alloc);
+    tail(columns_.logical, to.logical);
+    tail(columns_.mtime, to.mtime);
+    tail(columns_.items, to.items);
+    to.names.append(QByteArrayView(columns_.names).sliced(to.names.size()));
+    for (const int32_t node : changed) {
+        if (static_cast<size_t>(node) >= from)
+            continue;
+        to.firstChild[node] = columns_.firstChild[node];
+        to.childCount[node] = columns_.childCount[node];
+        to.flags[node] = columns_.flags[node];
+    }
+    mirror.linkedFiles_.insert(mirror.linkedFiles_.end(),
+                               linkedFiles_.begin() +
+                                   static_cast<std::ptrdiff_t>(mirror.linkedFiles_.size()),
+                               linkedFiles_.end());
+    mirror.clearSortCache();
+}
+
+FileTree FileTree::topLevels(int levels) const {
+    Q_ASSERT(sizesSummed_ && size() > 0);
+    FileTree top(rootPath, rootName);
+    top.pathRedirects = pathRedirects;
+    top.cachesSortedChildren = cachesSortedChildren;
+    // Nodes are appended in the order they are queued, so a node's place in the queue is
+    // its index in the new tree and every folder's children stay contiguous.
+    std::vector<std::pair<int32_t, int>> queue{{0, 0}};
+    const auto keep = [&](int32_t node, int32_t newParent) {
+        const int32_t kept = top.append(newParent, flags(node), alloc(node), logical(node),
+                                        mtime(node), nameBytes(node));
+        top.columns_.items[kept] = items(node);
+    };
+    keep(0, -1);
+    for (size_t at = 0; at < queue.size(); ++at) {
+        const auto [node, depth] = queue[at];
+        if (depth >= levels)
+            continue;
+        const uint32_t first = firstChild(node);
+        for (uint32_t child = first; child < first + childCount(node); ++child) {
+            keep(static_cast<int32_t>(child), static_cast<int32_t>(at));
+            queue.emplace_back(static_cast<int32_t>(child), depth + 1);
+        }
+    }
+    top.sizesSummed_ = true;
+    return top;
 }
 
 Result<FileTree> FileTree::fromColumns(QString rootPath, QString rootName, FileTreeColumns columns,
@@ -278,8 +347,20 @@ void FileTree::replaceSubtree(int32_t node, const FileTree& fresh) {
 }
 
 void FileTree::replaceSubtrees(const std::vector<Replacement>& replacements) {
-    if (replacements.empty())
-        return;
+    if (!replacements.empty())
+        rebuild(replacements, {});
+}
+
+void FileTree::removeSubtrees(const std::vector<int32_t>& nodes) {
+    QSet<int32_t> removed;
+    for (const int32_t node : nodes)
+        if (node > 0 && node < size())
+            removed.insert(node);
+    if (!removed.isEmpty())
+        rebuild({}, removed);
+}
+
+void FileTree::rebuild(const std::vector<Replacement>& replacements, const QSet<int32_t>& removed) {
     std::deque<FileTree> freshOwn; // unsummed copies; a deque keeps their addresses
     QHash<int32_t, const FileTree*> freshFor;
     size_t nodes = static_cast<size_t>(size());
@@ -304,13 +385,14 @@ void FileTree::replaceSubtrees(const std::vector<Replacement>& replacements) {
     rebuilt.pathRedirects = pathRedirects;
     rebuilt.cachesSortedChildren = cachesSortedChildren;
     rebuilt.reserve(nodes, names);
+    if (!freshFor.contains(0))
+        rebuilt.deletedChildCounts_.insert(0, deletedChildCounts_.value(0));
     // Which linked files of `rebuilt` came from a fresh tree, one entry per linked file.
     std::vector<bool> linkFromFresh;
     const auto copyNode = [&](Source from, int32_t newParent, QByteArrayView name) {
         const FileTreeColumns& c = from.tree->columns_;
-        const int32_t copied =
-            rebuilt.append(newParent, c.flags[from.index], c.alloc[from.index],
-                           c.logical[from.index], c.mtime[from.index], name);
+        const int32_t copied = rebuilt.append(newParent, c.flags[from.index], c.alloc[from.index],
+                                              c.logical[from.index], c.mtime[from.index], name);
         if (c.flags[from.index] & NodeFlag::multiplyLinked) {
             const std::vector<LinkedFile>& links = from.tree->linkedFiles_;
             const auto found = std::lower_bound(
@@ -338,6 +420,11 @@ void FileTree::replaceSubtrees(const std::vector<Replacement>& replacements) {
         const uint32_t end = first + c.childCount[source.index];
         for (uint32_t child = first; child < end; ++child) {
             Source from{source.tree, static_cast<int32_t>(child)};
+            if (source.tree == this && removed.contains(from.index)) {
+                ++rebuilt.deletedChildCounts_[newIndex];
+                rebuilt.columns_.flags[newIndex] |= NodeFlag::edited;
+                continue;
+            }
             const QByteArrayView name = source.tree->nameBytes(from.index);
             uint16_t kept = 0;
             if (source.tree == this)
@@ -347,6 +434,9 @@ void FileTree::replaceSubtrees(const std::vector<Replacement>& replacements) {
                 }
             const int32_t copied = copyNode(from, newIndex, name);
             rebuilt.columns_.flags[copied] |= kept;
+            if (from.tree == this)
+                if (const uint32_t deleted = deletedChildCounts_.value(from.index))
+                    rebuilt.deletedChildCounts_.insert(copied, deleted);
             queue.push_back({from, copied});
         }
     }
@@ -357,8 +447,10 @@ void FileTree::replaceSubtrees(const std::vector<Replacement>& replacements) {
         rebuilt.columns_.mtime[0] = freshRoot->columns_.mtime[0];
     }
     rebuilt.countLinkedFilesOnce(linkFromFresh);
+    rebuilt.deletedChildCounts_.removeIf([](auto entry) { return entry.value() == 0; });
     columns_ = std::move(rebuilt.columns_);
     linkedFiles_ = std::move(rebuilt.linkedFiles_);
+    deletedChildCounts_ = std::move(rebuilt.deletedChildCounts_);
     clearSortCache();
     if (wasSummed)
         sumFolderSizes();

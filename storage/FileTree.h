@@ -8,6 +8,7 @@
 #include <QHash>
 #include <QList>
 #include <QMutex>
+#include <QSet>
 #include <QString>
 #include <cstdint>
 #include <memory>
@@ -101,6 +102,15 @@ public:
     FileTree(const FileTree&) = delete;
     FileTree& operator=(const FileTree&) = delete;
     FileTree copy() const;
+    // Brings `mirror`, an earlier copy of this tree, up to date while folder sizes are not
+    // summed: the rows appended since are copied, and of the rows before them only the
+    // child ranges and flags of `changed` (the only fields a walk changes in place). Costs
+    // what changed, not the whole tree; an empty mirror gets everything.
+    void updateMirror(FileTree& mirror, const std::vector<int32_t>& changed) const;
+    // The root and the `levels` levels below it of a tree whose folder sizes are summed,
+    // each node with its totals and item count, so that those levels show as before; the
+    // folders of the last level keep no children and there are no hard-link records.
+    FileTree topLevels(int levels) const;
 
     // Checks a tree built elsewhere (a catalog, an administrator listing). With summed sizes
     // the item counts are counted again from the child ranges.
@@ -180,6 +190,17 @@ public:
     };
     void replaceSubtrees(const std::vector<Replacement>& replacements);
 
+    // Takes the subtrees of `nodes` out of the tree after their items were removed from the
+    // disk: sizes and item counts fall up the chain, each folder that lost children counts
+    // them in deletedChildCount() and carries NodeFlag::edited, and a linked file whose
+    // counted name went is counted at a name that is left. The root, nodes out of range and
+    // nodes inside another removed subtree are passed over. Renumbers the tree.
+    void removeSubtrees(const std::vector<int32_t>& nodes);
+    // How many children of `folder` were removed after the scan (kept across renumbering;
+    // a folder that is rescanned starts again from none).
+    uint32_t deletedChildCount(int32_t folder) const { return deletedChildCounts_.value(folder); }
+    const QHash<int32_t, uint32_t>& deletedChildCounts() const { return deletedChildCounts_; }
+
     Status validate() const;
 
     // Children sorted by the key (sizes and dates largest first, names A to Z), cached per
@@ -194,9 +215,13 @@ private:
     // Leaves one counted name per linked file; `fromFresh` tells, per linked file, whether
     // it came from a subtree just merged in. Folder sizes must not be summed yet.
     void countLinkedFilesOnce(const std::vector<bool>& fromFresh);
+    // Renumbers the tree with the subtrees of `replacements` replaced and those of `removed`
+    // left out.
+    void rebuild(const std::vector<Replacement>& replacements, const QSet<int32_t>& removed);
 
     FileTreeColumns columns_;
     std::vector<LinkedFile> linkedFiles_;
+    QHash<int32_t, uint32_t> deletedChildCounts_;
     bool sizesSummed_ = false;
     mutable QMutex sortCacheLock_;
     mutable QHash<quint64, std::shared_ptr<const std::vector<int32_t>>> sortCache_;

@@ -1,12 +1,10 @@
 #pragma once
 
 #include "platform/ChangeHistory.h"
-#include "services/Result.h"
 #include "storage/CatalogRecords.h"
 #include "storage/DiskScanner.h"
 
 #include <QString>
-#include <functional>
 #include <memory>
 #include <optional>
 
@@ -27,20 +25,6 @@ struct RescanStart {
     static RescanStart prepare(const ScanConfiguration& config, const QString& scopeKey,
                                const StorageCatalogStore& store, ChangeHistory* history,
                                int64_t baseEntryCap = DiskScanner::defaultBaseEntryCap());
-};
-
-// One scan of a scope on the calling thread, incremental when it safely can be, with the
-// finished scan cached (with its stamp) for the next time: for the command line.
-struct IncrementalRescan {
-    std::unique_ptr<DiskScanner> scanner; // ended
-    bool incremental = false;
-    QString note; // the result note of an incremental scan, or why everything was read
-
-    using Waiting = std::function<void(const DiskScanner&)>;
-    // `waiting` is called about four times a second while the walk runs.
-    static Result<IncrementalRescan> run(const ScanConfiguration& config, const QString& scopeKey,
-                                         StorageCatalogStore& store, ChangeHistory* history,
-                                         int64_t baseEntryCap, const Waiting& waiting = {});
 };
 
 } // namespace velmox

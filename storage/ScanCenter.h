@@ -10,6 +10,11 @@ namespace velmox {
 // The one owner of every scope's ScanJob (one job per scope, created on first use). With a
 // store, every complete scan is kept as its scope's cache and can be shown again from there
 // (ScanJob::openCachedScan()); the store must outlive the center.
+//
+// Whenever a job's tree changes, the center holds the nodes of all jobs within its budget:
+// jobs that no view shows and whose full tree is in their cache are reduced to their top
+// folder levels (ScanJob::reduceToSummary()), the one viewed longest ago first, until the
+// rest fits. Viewing a reduced job again reads it back in full. Main thread only.
 class ScanCenter : public QObject {
     Q_OBJECT
 public:
@@ -24,15 +29,19 @@ public:
 
     // How many nodes all jobs may hold in full at once.
     int64_t nodeBudget() const { return nodeBudget_; }
+    void setNodeBudget(int64_t nodes);
     static int64_t nodeBudgetFor(uint64_t physicalMemory);
 
 private:
+    void keepWithinBudget();
+
     Clock& clock_;
     AppStatusCenter* status_;
     StorageCatalogStore* cache_;
     ChangeHistory* history_ = nullptr;
     QHash<QString, ScanJob*> jobs_;
     int64_t nodeBudget_;
+    bool balancing_ = false;
 };
 
 } // namespace velmox

@@ -7,6 +7,8 @@
 #include "storage/StorageCatalogStore.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
+#include <QLocale>
 #include <QPointer>
 #include <stop_token>
 #include <unistd.h>
@@ -32,7 +34,76 @@ void ScanJob::setState(State state) {
 
 void ScanJob::setTree(std::shared_ptr<FileTree> tree) {
     tree_ = std::move(tree);
+    fullCacheOnDisk_ = false;
+    isSummaryOnly_ = needsFullReload_ = false;
     emit treeChanged();
+}
+
+int64_t ScanJob::heldNodes() const {
+    if (scanner_)
+        return scanner_->entries();
+    return tree_ && !isSummaryOnly_ ? tree_->size() : 0;
+}
+
+void ScanJob::setViewed(bool viewed) {
+    visibleViews_ = std::max(visibleViews_ + (viewed ? 1 : -1), 0);
+    if (!viewed)
+        return;
+    lastViewed = clock_.now();
+    if (needsFullReload_)
+        reloadFull();
+}
+
+bool ScanJob::reduceToSummary() {
+    constexpr int kSummaryLevels = 2;
+    if (visibleViews_ > 0 || !fullCacheOnDisk_ || isSummaryOnly_ || !tree_ || scanner_ ||
+        pausedScanner_ || isBusy() || isReloadingFull_ || state_ != State::finished)
+        return false;
+    tree_ = std::make_shared<FileTree>(tree_->topLevels(kSummaryLevels));
+    isSummaryOnly_ = needsFullReload_ = true;
+    emit treeChanged();
+    emit stateChanged();
+    return true;
+}
+
+void ScanJob::reloadFull() {
+    if (!cache_ || isReloadingFull_)
+        return;
+    isReloadingFull_ = true;
+    emit stateChanged();
+    const int generation = generation_;
+    const std::shared_ptr<const FileTree> summary = tree_;
+    // Joined by the next load or the job's end.
+    cacheThread_ =
+        std::jthread([this, generation, summary, store = cache_, key = scope_.identifier()] {
+            std::optional<Result<CatalogContents>> cached = store->readCache(key);
+            std::shared_ptr<FileTree> tree;
+            if (cached && *cached && !(*cached)->meta.isSummary)
+                tree = std::make_shared<FileTree>(std::move((*cached)->tree));
+            QMetaObject::invokeMethod(
+                this,
+                [this, generation, summary, tree] {
+                    isReloadingFull_ = false;
+                    if (generation != generation_ || summary != tree_) {
+                        emit stateChanged();
+                        return;
+                    }
+                    if (!tree) {
+                        needsFullReload_ = false;
+                        fullCacheOnDisk_ = false;
+                        emit stateChanged();
+                        emit messageChanged(QStringLiteral(
+                            "The saved copy of this scan could not be read back, so only the top "
+                            "folder levels are available. Rescan to see every folder again."));
+                        return;
+                    }
+                    setTree(tree);
+                    fullCacheOnDisk_ = true;
+                    refreshUnreadable({});
+                    emit stateChanged();
+                },
+                Qt::QueuedConnection);
+        });
 }
 
 void ScanJob::refreshUnreadable(const QList<UnreadableSample>& found) {
@@ -63,6 +134,8 @@ void ScanJob::start(bool gentle, std::optional<int> workers) {
     protectedScan_ = {};
     volume_ = VolumeInfo::of(scope_.path);
     setTree(nullptr);
+    checkpoints_.reset();
+    restoredFromCheckpoint_ = false;
     stamp_.reset();
     rescanNote_.clear();
     if (history_ && cache_)
@@ -77,9 +150,8 @@ void ScanJob::prepareRescan(ScanConfiguration config) {
     report(QStringLiteral("Scanning Storage: %1...").arg(title()), true);
     const int generation = generation_;
     // Joined by the next start or the job's end.
-    prepareThread_ = std::jthread([this, config = std::move(config), generation,
-                                   history = history_, store = cache_,
-                                   key = scope_.identifier()] {
+    prepareThread_ = std::jthread([this, config = std::move(config), generation, history = history_,
+                                   store = cache_, key = scope_.identifier()] {
         // Shared, so that a walk whose job has gone is still destroyed.
         auto start =
             std::make_shared<RescanStart>(RescanStart::prepare(config, key, *store, history));
@@ -96,6 +168,23 @@ void ScanJob::prepareRescan(ScanConfiguration config) {
     });
 }
 
+void ScanJob::keepCheckpoints() {
+    if (!cache_ || checkpoints_)
+        return;
+    checkpoints_ = std::make_unique<ScanCheckpointer>(
+        *cache_, scope_.identifier(),
+        catalogMetaFor(FileTree(scope_.path, title()), volume_, clock_.now()), checkpointInterval_);
+}
+
+void ScanJob::discardCheckpoint() {
+    if (checkpoints_)
+        checkpoints_->discard();
+    else if (cache_ && restoredFromCheckpoint_)
+        cache_->deleteCheckpoint(scope_.identifier());
+    checkpoints_.reset();
+    restoredFromCheckpoint_ = false;
+}
+
 void ScanJob::retireScanner() {
     if (!scanner_)
         return;
@@ -103,13 +192,17 @@ void ScanJob::retireScanner() {
     retired_.push_back(std::move(scanner_));
 }
 
-void ScanJob::launch(std::unique_ptr<DiskScanner> scanner) {
+void ScanJob::watch(DiskScanner& scanner) {
     // The scanner is owned by this job and stops before it, so its workers may call in.
-    scanner->onFinish = [this](DiskScanner& finished) {
+    scanner.onFinish = [this](DiskScanner& finished) {
         const DiskScanner* which = &finished;
         QMetaObject::invokeMethod(
             this, [this, which] { scannerFinished(which); }, Qt::QueuedConnection);
     };
+}
+
+void ScanJob::launch(std::unique_ptr<DiskScanner> scanner) {
+    watch(*scanner);
     scanner_ = std::move(scanner);
     if (const Status started = scanner_->start(); !started) {
         scanner_.reset();
@@ -126,15 +219,23 @@ void ScanJob::launch(std::unique_ptr<DiskScanner> scanner) {
 }
 
 void ScanJob::startProgressTimer() {
+    keepCheckpoints();
+    // The checkpoint interval counts from here.
+    if (checkpoints_ && scanner_)
+        checkpoints_->poll(*scanner_);
+    // A checkpoint interval shorter than the progress interval is polled at its own pace.
+    const auto tick = std::min(kProgressInterval, checkpointInterval_);
     timer_ = clock_.schedule(
-        kProgressInterval,
+        tick,
         [this] {
             if (scanner_) {
                 progress_ = scanner_->progress();
                 emit progressChanged();
+                if (checkpoints_)
+                    checkpoints_->poll(*scanner_);
             }
         },
-        true, kProgressInterval / 5);
+        true, tick / 5);
 }
 
 QString ScanJob::title() const {
@@ -177,18 +278,26 @@ void ScanJob::scannerFinished(const DiskScanner* which) {
                         : rescanNote_;
     const bool paused =
         outcome == DiskScanner::State::paused || outcome == DiskScanner::State::stoppedForSize;
-    if (paused)
+    if (paused) {
+        // So that the paused scan can be continued after a restart too.
+        if (checkpoints_)
+            checkpoints_->checkpointNow(*scanner);
         pausedScanner_ = std::move(scanner);
+    }
     setState(State::finished);
-    if (outcome == DiskScanner::State::finished)
+    if (outcome == DiskScanner::State::finished) {
+        discardCheckpoint();
         writeCache();
+    }
     report(paused ? QStringLiteral("Paused the scan of %1.").arg(title())
                   : QStringLiteral("Success: Scanned %1.").arg(title()),
            false);
 }
 
 void ScanJob::writeCache() {
-    if (!cache_ || !tree_)
+    // Only a complete tree stands for the scope's last scan.
+    if (!cache_ || !tree_ || isSummaryOnly_ || pausedScanner_ ||
+        tree_->hasFlag(0, NodeFlag::incompleteRoot))
         return;
     CatalogMeta meta = catalogMetaFor(*tree_, volume_, scannedAt_);
     meta.scanStamp = stamp_.value_or(ScanStamp{1, 0, {}, volume_.uuid, scannedAt_});
@@ -196,16 +305,23 @@ void ScanJob::writeCache() {
     // object and finds the job again there.
     const QPointer<ScanJob> job(this);
     const QString scope = title();
+    const std::shared_ptr<const FileTree> tree = tree_;
     cache_->writeCache(scope_.identifier(), tree_, std::move(meta),
-                       [job, scope](const Status& written) {
+                       [job, scope, tree](const Status& written) {
                            QCoreApplication* app = QCoreApplication::instance();
-                           if (written || !app)
+                           if (!app)
                                return;
                            QMetaObject::invokeMethod(
                                app,
-                               [job, scope, reason = written.error()] {
+                               [job, scope, tree, written] {
+                                   if (written) {
+                                       // The cache holds this tree in full until it changes.
+                                       if (job && job->tree_ == tree)
+                                           job->fullCacheOnDisk_ = true;
+                                       return;
+                                   }
                                    qWarning("Scan cache of %s not written: %s", qPrintable(scope),
-                                            qPrintable(reason));
+                                            qPrintable(written.error()));
                                    if (job)
                                        emit job->messageChanged(QStringLiteral(
                                            "This scan could not be saved (disk full or the saved "
@@ -217,46 +333,88 @@ void ScanJob::writeCache() {
 }
 
 bool ScanJob::openCachedScan() {
-    if (!cache_ || tree_ || state_ != State::idle)
+    if (!cache_ || tree_ || state_ != State::idle || pausedScanner_)
         return false;
     const int generation = ++generation_;
     setState(State::loadingCache);
+    // What the loading thread hands over; a paused walk is owned by whoever takes it.
+    struct Loaded {
+        std::unique_ptr<DiskScanner> paused;
+        QDateTime checkpointDate;
+        std::shared_ptr<FileTree> tree;
+        CatalogMeta meta;
+        VolumeInfo volume;
+        QStringList refused;
+    };
     // Joined by the next load or the job's end.
-    cacheThread_ = std::jthread(
-        [this, generation, store = cache_, key = scope_.identifier(), path = scope_.path] {
-            std::optional<Result<CatalogContents>> cached = store->readCache(key);
-            std::shared_ptr<FileTree> tree;
-            CatalogMeta meta;
-            QString refused;
-            VolumeInfo volume;
-            if (cached && *cached) {
-                tree = std::make_shared<FileTree>(std::move((*cached)->tree));
-                meta = std::move((*cached)->meta);
-                volume = VolumeInfo::of(path);
-            } else if (cached) {
-                refused = cached->error();
+    cacheThread_ = std::jthread([this, generation, store = cache_, scope = scope_] {
+        auto loaded = std::make_shared<Loaded>();
+        const QString key = scope.identifier();
+        if (QFileInfo::exists(store->checkpointFile(key))) {
+            auto restored = store->readCheckpoint(key);
+            const QDateTime savedAt = restored ? restored->info.savedAt : QDateTime();
+            auto rebuilt =
+                restored
+                    ? DiskScanner::restore(ScanConfiguration::build(scope), std::move(*restored))
+                    : Result<std::unique_ptr<DiskScanner>>(failure(restored.error()));
+            if (rebuilt) {
+                loaded->paused = std::move(*rebuilt);
+                loaded->checkpointDate = savedAt;
+            } else {
+                loaded->refused.append(rebuilt.error());
             }
-            QMetaObject::invokeMethod(
-                this,
-                [this, generation, tree, meta, refused, volume] {
-                    if (generation != generation_)
-                        return;
-                    if (!tree) {
-                        setState(State::idle);
-                        if (!refused.isEmpty())
-                            emit messageChanged(refused);
-                        return;
-                    }
-                    scannedAt_ = meta.scanDate;
-                    volume_ = volume;
-                    isFromCache_ = true;
-                    unreadableSamples_.clear();
-                    setTree(tree);
-                    refreshUnreadable({});
+        }
+        if (!loaded->paused) {
+            std::optional<Result<CatalogContents>> cached = store->readCache(key);
+            if (cached && *cached) {
+                loaded->tree = std::make_shared<FileTree>(std::move((*cached)->tree));
+                loaded->meta = std::move((*cached)->meta);
+            } else if (cached) {
+                loaded->refused.append(cached->error());
+            }
+        }
+        loaded->volume = VolumeInfo::of(scope.path);
+        QMetaObject::invokeMethod(
+            this,
+            [this, generation, loaded] {
+                if (generation != generation_)
+                    return;
+                for (const QString& reason : std::as_const(loaded->refused))
+                    emit messageChanged(reason);
+                volume_ = loaded->volume;
+                unreadableSamples_.clear();
+                if (loaded->paused) {
+                    pausedScanner_ = std::move(loaded->paused);
+                    watch(*pausedScanner_);
+                    restoredFromCheckpoint_ = true;
+                    checkpointDate_ = loaded->checkpointDate;
+                    // Where the walk began in the change history is not kept with it.
+                    stamp_.reset();
+                    rescanNote_.clear();
+                    progress_ = pausedScanner_->progress();
+                    unreadableCount_ = pausedScanner_->unreadableCount();
+                    unreadableSamples_ = pausedScanner_->unreadableSamples();
+                    scanNote_ =
+                        QStringLiteral("This scan was interrupted on %1. Resume reads the rest.")
+                            .arg(QLocale().toString(checkpointDate_, QLocale::ShortFormat));
+                    setTree(pausedScanner_->tree());
                     setState(State::finished);
-                },
-                Qt::QueuedConnection);
-        });
+                    emit progressChanged();
+                    return;
+                }
+                if (!loaded->tree) {
+                    setState(State::idle);
+                    return;
+                }
+                scannedAt_ = loaded->meta.scanDate;
+                isFromCache_ = true;
+                setTree(loaded->tree);
+                fullCacheOnDisk_ = !loaded->meta.isSummary;
+                refreshUnreadable({});
+                setState(State::finished);
+            },
+            Qt::QueuedConnection);
+    });
     return true;
 }
 
@@ -288,6 +446,8 @@ void ScanJob::cancel() {
     timer_.reset();
     const bool walking = scanner_ != nullptr;
     retireScanner();
+    if (walking || pausedScanner_)
+        discardCheckpoint();
     pausedScanner_.reset();
     scanPhase_.clear();
     setState(tree_ ? State::finished : State::idle);
@@ -296,7 +456,7 @@ void ScanJob::cancel() {
 }
 
 void ScanJob::rescanFolder(int32_t node) {
-    if (!tree_ || node < 0 || node >= tree_->size() || isBusy())
+    if (!tree_ || node < 0 || node >= tree_->size() || isBusy() || isSummaryOnly_)
         return;
     const QByteArray path = tree_->pathBytes(node);
     const int fd = DirectoryReader::openFolder(path, node == 0);
@@ -332,6 +492,7 @@ void ScanJob::rescanFolder(int32_t node) {
                 if (generation == generation_ && base == tree_ && updated) {
                     setTree(updated);
                     refreshUnreadable(found);
+                    writeCache();
                 }
                 emit stateChanged();
             },
@@ -339,9 +500,24 @@ void ScanJob::rescanFolder(int32_t node) {
     });
 }
 
+void ScanJob::removeFromTree(const QList<QByteArray>& paths) {
+    if (!tree_)
+        return;
+    std::vector<int32_t> nodes;
+    for (const QByteArray& path : paths)
+        if (const auto node = tree_->findPath(path); node && *node > 0)
+            nodes.push_back(*node);
+    if (nodes.empty())
+        return;
+    auto updated = std::make_shared<FileTree>(tree_->copy());
+    updated->removeSubtrees(nodes);
+    setTree(updated);
+    refreshUnreadable({});
+}
+
 void ScanJob::readBlockedFolders(const Result<QString>& executable,
                                  ProtectedScan::PrivilegedRunner runner) {
-    if (!tree_ || isBusy())
+    if (!tree_ || isBusy() || isSummaryOnly_)
         return;
     if (!executable) {
         protectedScan_.outcome = ProtectedScanOutcome{false, executable.error(), 0, 0, 0};
@@ -379,6 +555,7 @@ void ScanJob::readBlockedFolders(const Result<QString>& executable,
                 if (generation == generation_ && base == tree_ && outcome.success) {
                     setTree(updated);
                     refreshUnreadable({});
+                    writeCache();
                 }
                 emit stateChanged();
                 emit messageChanged(outcome.message);

@@ -4,6 +4,7 @@
 #include "storage/CatalogRecords.h"
 #include "storage/DiskScanner.h"
 #include "storage/ProtectedScan.h"
+#include "storage/ScanCheckpointer.h"
 #include "storage/ScanScope.h"
 #include "storage/VolumeInfo.h"
 
@@ -81,11 +82,37 @@ public:
     // scope's cached scan and the history allow it, and says in scanNote() which it did. The
     // history must outlive the job.
     void setChangeHistory(ChangeHistory* history) { history_ = history; }
-    // Shows the scope's last scan from its cache when the job has no scan yet: the job is
-    // `loadingCache` while the file is read on a thread of its own, then `finished`; it goes
-    // back to `idle` when there is no cache, and also says why when the cache is refused.
-    // False when there is nothing to do.
+    // Shows the scope's last scan when the job has no scan yet: the job is `loadingCache`
+    // while the files are read on a thread of its own, then `finished`. A checkpoint left
+    // by a scan that did not end comes first: it is offered as a paused scan to continue
+    // (restoredFromCheckpoint(), checkpointDate(), resume()); otherwise the scope's cache is
+    // shown. The job goes back to `idle` when there is neither, and says why when a file is
+    // refused. False when there is nothing to do.
     bool openCachedScan();
+    // The paused scan shown was rebuilt from the checkpoint written at checkpointDate().
+    bool restoredFromCheckpoint() const { return restoredFromCheckpoint_; }
+    const QDateTime& checkpointDate() const { return checkpointDate_; }
+    // The node budget of the ScanCenter. A job whose full tree is in its cache may be
+    // reduced to the top folder levels while no view shows it (isSummaryOnly()); the next
+    // view to show it has it read back in full from the cache (needsFullReload(), then
+    // isReloadingFull() while that runs).
+    bool isSummaryOnly() const { return isSummaryOnly_; }
+    bool fullCacheOnDisk() const { return fullCacheOnDisk_; }
+    bool needsFullReload() const { return needsFullReload_; }
+    bool isReloadingFull() const { return isReloadingFull_; }
+    int visibleViews() const { return visibleViews_; }
+    // A view starts (true) or stops (false) showing this job.
+    void setViewed(bool viewed);
+    // Keeps only the top folder levels of a finished tree that its cache holds in full and
+    // no view shows; false when it cannot.
+    bool reduceToSummary();
+    // The nodes of the full tree this job holds (a walk's included), 0 for a summary.
+    int64_t heldNodes() const;
+
+    // How often a running scan writes its checkpoint (with a store); see ScanCheckpointer.
+    void setCheckpointInterval(std::chrono::milliseconds interval) {
+        checkpointInterval_ = interval;
+    }
 
     // Starts a full scan; `workers` overrides the count chosen from the disk.
     void start(bool gentle = false, std::optional<int> workers = std::nullopt);
@@ -98,6 +125,10 @@ public:
     // Reads one folder of the tree again and puts the result in its place; one rescan or
     // administrator pass at a time.
     void rescanFolder(int32_t node);
+    // Takes items that were removed from the disk out of the tree shown (paths not in it are
+    // passed over) without reading anything again: the tree is replaced by an edited copy,
+    // since a cache write may still read the old one.
+    void removeFromTree(const QList<QByteArray>& paths);
     // Reads the blocked folders as root with `runner`, Velmox's own verified executable
     // being `executable` (ProtectedScan::verifiedExecutable()).
     void readBlockedFolders(const Result<QString>& executable,
@@ -111,6 +142,8 @@ signals:
     void messageChanged(const QString& message); // rescans and the administrator pass
 
 private:
+    // Hands the end of the scanner's runs to scannerFinished().
+    void watch(DiskScanner& scanner);
     void launch(std::unique_ptr<DiskScanner> scanner);
     // Reads the history and the cached scan on a thread of the job's, then launches an
     // incremental walk or a full one.
@@ -128,6 +161,11 @@ private:
     void refreshUnreadable(const QList<UnreadableSample>& found);
     // Hands a complete scan to the cache's write queue.
     void writeCache();
+    // Checkpoints for the walk about to run, when there is a store and none yet.
+    void keepCheckpoints();
+    // Reads the full tree back from the cache in place of the summary shown.
+    void reloadFull();
+    void discardCheckpoint();
 
     ScanScope scope_;
     Clock& clock_;
@@ -150,6 +188,15 @@ private:
     ProtectedScanState protectedScan_;
     std::optional<int32_t> rescanningFolder_;
     std::unique_ptr<ScheduledJob> timer_;
+    std::unique_ptr<ScanCheckpointer> checkpoints_;
+    std::chrono::milliseconds checkpointInterval_ = ScanCheckpointer::kDefaultInterval;
+    bool restoredFromCheckpoint_ = false;
+    bool isSummaryOnly_ = false;
+    bool fullCacheOnDisk_ = false;
+    bool needsFullReload_ = false;
+    bool isReloadingFull_ = false;
+    int visibleViews_ = 0;
+    QDateTime checkpointDate_;
     // Declared last, so they are stopped before anything they report into goes.
     std::unique_ptr<DiskScanner> scanner_;
     std::unique_ptr<DiskScanner> pausedScanner_;

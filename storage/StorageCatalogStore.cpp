@@ -8,6 +8,7 @@
 #include <QStandardPaths>
 #include <QTemporaryFile>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
@@ -45,6 +46,21 @@ Result<QByteArray> readWhole(const QString& path) {
     if (file.error() != QFileDevice::NoError)
         return failure(QStringLiteral("The file could not be read (%1)").arg(file.errorString()));
     return bytes;
+}
+
+// The unfinished copies of `path` that writers which are no longer running left behind (a
+// crash or a kill during a write): "NAME.PID.XXXXXX.partial", PID being the writer's.
+void removeAbandonedCopies(const QString& path) {
+    const QFileInfo target(path);
+    const QString prefix = target.fileName() + QLatin1Char('.');
+    const QDir folder = target.absoluteDir();
+    for (const QString& name :
+         folder.entryList({prefix + QStringLiteral("*.partial")}, QDir::Files | QDir::Hidden)) {
+        bool ok = false;
+        const qint64 pid = name.mid(prefix.size()).section(QLatin1Char('.'), 0, 0).toLongLong(&ok);
+        if (ok && pid > 0 && ::kill(pid_t(pid), 0) != 0 && errno == ESRCH)
+            QFile::remove(folder.filePath(name));
+    }
 }
 
 bool hasSignature(const QByteArray& bytes) {
@@ -121,7 +137,8 @@ Status StorageCatalogStore::writeFile(const QString& path, const CatalogContents
     const QString folder = QFileInfo(path).absolutePath();
     if (!QDir().mkpath(folder))
         return failure(QStringLiteral("the folder %1 could not be made").arg(folder));
-    QTemporaryFile next(path + QStringLiteral(".XXXXXX.partial"));
+    removeAbandonedCopies(path);
+    QTemporaryFile next(path + QStringLiteral(".%1.XXXXXX.partial").arg(::getpid()));
     if (!next.open())
         return failure(next.errorString());
     if (next.write(*bytes) != bytes->size() || !next.flush() || ::fsync(next.handle()) != 0)
@@ -185,32 +202,41 @@ QList<CatalogListEntry> StorageCatalogStore::listCatalogs() const {
     const QDir folder(catalogsFolder());
     for (const QFileInfo& info :
          folder.entryInfoList({QLatin1Char('*') + kCatalogExtension}, QDir::Files, QDir::Name)) {
-        QFile file(info.filePath());
-        if (!file.open(QIODevice::ReadOnly))
-            continue;
-        QByteArray head = file.read(64);
         CatalogListEntry entry;
         entry.name = info.fileName().chopped(kCatalogExtension.size());
         entry.file = info.filePath();
-        if (hasSignature(head)) {
+        const auto damaged = [](const QString& reason) {
+            return CatalogReadError{CatalogReadError::Kind::damaged, reason}.message();
+        };
+        QFile file(info.filePath());
+        QByteArray head;
+        if (!file.open(QIODevice::ReadOnly)) {
+            entry.error = QStringLiteral("The file could not be read (%1)").arg(file.errorString());
+        } else if (head = file.read(64); hasSignature(head)) {
             head += file.read(CatalogFormat::summaryLength(head) - head.size());
             const auto summary = CatalogFormat::decodeSummary(head);
-            if (!summary)
-                continue;
-            entry.meta = summary->meta;
-            entry.allocated = summary->allocated;
-            entry.logical = summary->logical;
-            entry.items = summary->items;
+            if (summary) {
+                entry.meta = summary->meta;
+                entry.allocated = summary->allocated;
+                entry.logical = summary->logical;
+                entry.items = summary->items;
+            } else {
+                entry.error = summary.error().message();
+            }
+        } else if (static_cast<uint64_t>(file.size()) > CatalogFormat::maxFileSize()) {
+            entry.error = QStringLiteral("The catalog file is too large to open.");
         } else {
             // The older form has no summary of its own: it is read whole until converted.
             head += file.readAll();
             const auto legacy = LegacyCatalog::read(head);
-            if (!legacy)
-                continue;
-            entry.meta = legacy->meta;
-            entry.allocated = legacy->tree.alloc(0);
-            entry.logical = legacy->tree.logical(0);
-            entry.items = legacy->tree.items(0);
+            if (legacy) {
+                entry.meta = legacy->meta;
+                entry.allocated = legacy->tree.alloc(0);
+                entry.logical = legacy->tree.logical(0);
+                entry.items = legacy->tree.items(0);
+            } else {
+                entry.error = damaged(QStringLiteral("unknown file format"));
+            }
         }
         entries.append(entry);
     }
@@ -285,6 +311,13 @@ std::future<Status> StorageCatalogStore::deleteCatalog(const QString& name) {
         announceChange();
         return Done{};
     });
+}
+
+std::future<void> StorageCatalogStore::afterWrites(FileKind kind, std::function<void()> job) {
+    SerialQueue& queue = kind == FileKind::catalog ? catalogWrites_
+                         : kind == FileKind::cache ? cacheWrites_
+                                                   : checkpoints_;
+    return queue.run(std::move(job));
 }
 
 QString StorageCatalogStore::cacheFile(const QString& scopeKey) const {

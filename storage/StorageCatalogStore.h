@@ -21,6 +21,8 @@ struct CatalogListEntry {
     int64_t allocated = 0;
     int64_t logical = 0;
     int64_t items = 0;
+    // Why the file cannot be opened ("The catalog file is damaged (...)"); empty when it can.
+    QString error;
     bool operator==(const CatalogListEntry&) const = default;
 };
 
@@ -67,6 +69,7 @@ public:
     // Catalogs. Saving refuses an existing name unless `replace`.
     std::future<Status> saveCatalog(const QString& name, std::shared_ptr<const FileTree> tree,
                                     CatalogMeta meta, bool replace);
+    // Every catalog file, those that cannot be read included (with their error).
     QList<CatalogListEntry> listCatalogs() const;
     // Opens a catalog; one of the older JSON form is converted first (the original is kept
     // beside it as "vxcatalog-legacy-backup").
@@ -88,6 +91,12 @@ public:
     std::future<Status> writeCheckpoint(std::shared_ptr<const CatalogContents> contents);
     Result<RestoredScan> readCheckpoint(const QString& scopeKey) const;
     std::future<Status> deleteCheckpoint(const QString& scopeKey);
+
+    enum class FileKind { catalog, cache, checkpoint };
+    // Runs `job` on the write queue of that kind of file, after the writes queued before it,
+    // so that it sees those files whole and no write of them starts meanwhile. `job` must
+    // not wait for that same queue.
+    std::future<void> afterWrites(FileKind kind, std::function<void()> job);
 
 signals:
     // "Velmox.storageCatalogsChanged": a catalog was saved, renamed or deleted.

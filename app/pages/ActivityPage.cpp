@@ -224,8 +224,10 @@ void ActivityPage::showSelection() {
     const bool offered = entry && store_.canPutBack(*entry);
     putBack_->setVisible(offered);
     if (offered)
+        putBack_->setToolTip(ActionHistoryStore::putBackHelp(*entry));
+    if (offered)
         putBack_->setText(
-            ActionHistoryStore::putBackButtonTitle(ActionHistoryStore::undoItems(*entry).size()));
+            ActionHistoryStore::putBackButtonTitle(ActionHistoryStore::putBackItemCount(*entry)));
 }
 
 QString ActivityPage::putBackButtonText() const {
@@ -254,10 +256,10 @@ void ActivityPage::putBackSelected() {
     const auto entry = selectedEntry();
     if (!entry || !store_.canPutBack(*entry))
         return;
-    const QString help = ActionHistoryStore::putBackHelp();
+    const QString help = ActionHistoryStore::putBackHelp(*entry);
     const Confirmation request{
         QStringLiteral("Put back the items of \"%1\"?").arg(entry->action), help,
-        ActionHistoryStore::putBackButtonTitle(ActionHistoryStore::undoItems(*entry).size()), help};
+        ActionHistoryStore::putBackButtonTitle(ActionHistoryStore::putBackItemCount(*entry)), help};
     if (!confirm_(request))
         return;
     const Result<ActionHistoryStore::PutBackResult> result = store_.putBack(*entry);

@@ -1,17 +1,26 @@
 #include "app/pages/DiskHealthPage.h"
 
 #include "app/SidebarItems.h"
+#include "app/StatusReporter.h"
+#include "app/pages/DiskHealthWidgets.h"
 #include "app/pages/PageHeader.h"
 #include "cleaning/TaskRunResult.h"
+#include "diskhealth/DiskEfiActions.h"
 #include "diskhealth/DiskInventory.h"
 #include "diskhealth/SmartReader.h"
 #include "services/Clock.h"
+#include "services/Settings.h"
+#include "services/ShellHelper.h"
 
+#include <QCheckBox>
+#include <QCoreApplication>
 #include <QFrame>
+#include <QGridLayout>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLocale>
+#include <QPointer>
 #include <QPromise>
 #include <QPushButton>
 #include <QScrollArea>
@@ -43,52 +52,29 @@ Disks readDisks(const DiskInventorySource& inventory, SmartReader& reader) {
     return disks;
 }
 
-QString gradeColor(HealthGrade grade) {
-    switch (grade) {
-    case HealthGrade::ok:
-    case HealthGrade::information:
-        return QStringLiteral("#2e7d32");
-    case HealthGrade::warning:
-        return QStringLiteral("#b26a00");
-    case HealthGrade::critical:
-        return QStringLiteral("#c62828");
-    }
-    return {};
-}
-
 QString statusColor(const SmartReport& report) {
     switch (report.status) {
     case DiskHealthStatus::healthy:
     case DiskHealthStatus::verified:
-        return gradeColor(HealthGrade::ok);
+        return gradeColour(HealthGrade::ok).name();
     case DiskHealthStatus::watch:
-        return gradeColor(HealthGrade::warning);
+        return gradeColour(HealthGrade::warning).name();
     case DiskHealthStatus::critical:
-        return gradeColor(HealthGrade::critical);
+        return gradeColour(HealthGrade::critical).name();
     case DiskHealthStatus::unavailable:
         break;
     }
     return {}; // the text colour of the theme
 }
 
-// "EFI system partition · vfat · 512 MB, 480 MB free"
+// "EFI (sda1) · EFI system partition · vfat · 512 MB, 480 MB free"
 QString partitionLine(const DiskPartition& partition) {
-    QStringList parts;
-    parts << (partition.name.isEmpty()
-                  ? partition.identifier
-                  : QStringLiteral("%1 (%2)").arg(partition.name, partition.identifier));
+    QStringList parts{PartitionBar::partName(partition)};
     if (!partition.content.isEmpty())
         parts << partition.content;
     if (!partition.fileSystem.isEmpty())
         parts << partition.fileSystem;
-    QString size = formatBytes(partition.sizeBytes);
-    if (partition.usedBytes > 0)
-        size +=
-            QStringLiteral(", %1 free")
-                .arg(formatBytes(std::max<int64_t>(0, partition.sizeBytes - partition.usedBytes)));
-    else if (partition.mountPoint.isEmpty())
-        size += QStringLiteral(", not mounted");
-    parts << size;
+    parts << PartitionBar::sizeText(partition);
     return parts.join(QStringLiteral(" · "));
 }
 
@@ -127,7 +113,7 @@ QTableWidget* attributeTable(const QList<SmartAttributeRow>& rows, QWidget* pare
             item->setToolTip(row.description);
             table->setItem(r, c, item);
         }
-        table->item(r, int(cells.size()) - 1)->setForeground(QColor(gradeColor(row.grade)));
+        table->item(r, int(cells.size()) - 1)->setForeground(gradeColour(row.grade));
     }
     table->resizeColumnsToContents();
     table->resizeRowsToContents();
@@ -143,15 +129,36 @@ QLabel* wrappedLabel(const QString& text, QWidget* parent) {
     return label;
 }
 
+// The facts in three columns: label, value and, where the fact has one, its meter.
+QGridLayout* factGrid(const QList<SmartFact>& facts, QWidget* parent) {
+    auto* grid = new QGridLayout;
+    grid->setHorizontalSpacing(14);
+    grid->setVerticalSpacing(4);
+    grid->setColumnStretch(2, 1);
+    for (int row = 0; row < facts.size(); ++row) {
+        const SmartFact& fact = facts[row];
+        grid->addWidget(new QLabel(fact.label, parent), row, 0);
+        auto* value = new QLabel(fact.value, parent);
+        if (fact.grade >= HealthGrade::warning)
+            value->setStyleSheet(QStringLiteral("color: %1; font-weight: bold;")
+                                     .arg(gradeColour(fact.grade).name()));
+        grid->addWidget(value, row, 1);
+        if (fact.meter)
+            grid->addWidget(new FactMeter(fact, parent), row, 2, Qt::AlignVCenter);
+    }
+    return grid;
+}
+
 } // namespace
 
 DiskHealthPage::DiskHealthPage(std::shared_ptr<const DiskInventorySource> inventory,
-                               std::shared_ptr<SmartReader> reader, Clock& clock, QThreadPool& pool,
-                               QWidget* parent)
-    : QWidget(parent), inventory_(std::move(inventory)), reader_(std::move(reader)), clock_(clock),
-      pool_(pool), checkButton_(new QPushButton(QStringLiteral("Check now"), this)),
+                               std::shared_ptr<SmartReader> reader, std::shared_ptr<EfiActions> efi,
+                               Settings& settings, Clock& clock, QThreadPool& pool, QWidget* parent)
+    : QWidget(parent), inventory_(std::move(inventory)), reader_(std::move(reader)),
+      efi_(std::move(efi)), settings_(settings), clock_(clock), pool_(pool),
+      checkButton_(new QPushButton(QStringLiteral("Check now"), this)),
       lastChecked_(new QLabel(QStringLiteral("Last checked: never"), this)),
-      cards_(new QVBoxLayout) {
+      efiReporter_(new StatusReporter(this)), cards_(new QVBoxLayout) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 24);
     layout->setSpacing(16);
@@ -162,6 +169,7 @@ DiskHealthPage::DiskHealthPage(std::shared_ptr<const DiskInventorySource> invent
     bar->addWidget(lastChecked_, 1);
     bar->addWidget(checkButton_);
     layout->addLayout(bar);
+    layout->addWidget(efiReporter_);
 
     auto* scroll = new QScrollArea(this);
     scroll->setWidgetResizable(true);
@@ -255,17 +263,14 @@ QWidget* DiskHealthPage::diskCard(const PhysicalDisk& disk) {
             detail->setObjectName(QStringLiteral("gradeDetail"));
             layout->addWidget(detail);
         }
-        if (!unavailable) {
-            QStringList summary;
-            for (const SmartFact& fact : report->summary)
-                summary << QStringLiteral("%1: %2").arg(fact.label, fact.value);
-            if (!summary.isEmpty())
-                layout->addWidget(wrappedLabel(summary.join(QStringLiteral(" · ")), card));
-        }
+        if (!unavailable && !report->summary.isEmpty())
+            layout->addLayout(factGrid(report->summary, card));
         if (!report->attributes.isEmpty())
             layout->addWidget(attributeTable(report->attributes, card));
     }
 
+    if (!disk.partitions.isEmpty())
+        layout->addWidget(new PartitionBar(disk, card));
     for (const DiskPartition& partition : disk.partitions) {
         auto* line = wrappedLabel(partitionLine(partition), card);
         if (!partition.detail.isEmpty())
@@ -278,9 +283,117 @@ QWidget* DiskHealthPage::diskCard(const PhysicalDisk& disk) {
         if (disk.volumes.isEmpty())
             layout->addWidget(new QLabel(QStringLiteral("No partitions"), card));
     }
+    layout->addWidget(efiRow(disk, card));
     if (!disk.note.isEmpty())
         layout->addWidget(wrappedLabel(disk.note, card));
     return card;
+}
+
+QWidget* DiskHealthPage::efiRow(const PhysicalDisk& disk, QWidget* card) {
+    auto* row = new QWidget(card);
+    row->setObjectName(QStringLiteral("efiActions"));
+    auto* column = new QVBoxLayout(row);
+    column->setContentsMargins(0, 4, 0, 0);
+    const DiskPartition* efi = efiPartitionOf(disk);
+    if (!efi) {
+        auto* none = new QLabel(noEfiPartitionText(), row);
+        none->setObjectName(QStringLiteral("pageSubtitle"));
+        column->addWidget(none);
+        return row;
+    }
+    const QString partition = efi->identifier;
+    const QByteArray mountPoint = efi->mountPoint;
+    const bool mounted = !mountPoint.isEmpty();
+    auto* toggle =
+        new QPushButton(mounted ? unmountEfiTitle(partition) : mountEfiTitle(partition), row);
+    auto* show = new QPushButton(showEfiTitle(partition), row);
+    show->setEnabled(mounted);
+    auto* autoOpen = new QCheckBox(efiAutoOpenTitle(), row);
+    autoOpen->setChecked(settings_.boolValue(QLatin1String(kEfiAutoOpenKey), false));
+    for (QWidget* control : std::initializer_list<QWidget*>{toggle, show})
+        control->setEnabled(control->isEnabled() && !efiRunning_);
+    auto* buttons = new QHBoxLayout;
+    buttons->addWidget(toggle);
+    buttons->addWidget(show);
+    buttons->addStretch(1);
+    column->addLayout(buttons);
+    column->addWidget(autoOpen);
+
+    connect(autoOpen, &QCheckBox::toggled, this, [this](bool on) {
+        if (const Status saved = settings_.setValue(QLatin1String(kEfiAutoOpenKey), on); !saved)
+            efiReporter_->show(saved.error(), false);
+    });
+    connect(show, &QPushButton::clicked, this, [this, mountPoint] {
+        runEfiAction([mountPoint](EfiActions& efi) -> Result<QString> {
+            if (const Status shown = efi.show(mountPoint); !shown)
+                return failure(shown.error());
+            return QString();
+        });
+    });
+    connect(toggle, &QPushButton::clicked, this, [this, partition, mounted] {
+        if (mounted) {
+            runEfiAction([partition](EfiActions& efi) -> Result<QString> {
+                if (const Status unmounted = efi.unmount(partition); !unmounted)
+                    return failure(unmounted.error());
+                return QStringLiteral("The EFI partition %1 is unmounted.").arg(partition);
+            });
+            return;
+        }
+        const bool open = settings_.boolValue(QLatin1String(kEfiAutoOpenKey), false);
+        runEfiAction([partition, open](EfiActions& efi) -> Result<QString> {
+            const Result<QByteArray> folder = efi.mount(partition);
+            if (!folder)
+                return failure(folder.error());
+            if (open)
+                if (const Status shown = efi.show(*folder); !shown)
+                    return failure(shown.error());
+            return QStringLiteral("The EFI partition %1 is mounted on %2.")
+                .arg(partition, QString::fromLocal8Bit(*folder));
+        });
+    });
+    return row;
+}
+
+void DiskHealthPage::runEfiAction(EfiWork work) {
+    if (efiRunning_)
+        return;
+    efiRunning_ = true;
+    for (QWidget* row : findChildren<QWidget*>(QStringLiteral("efiActions")))
+        for (QPushButton* button : row->findChildren<QPushButton*>())
+            button->setEnabled(false);
+    efiReporter_->showWorking(QStringLiteral("Working..."));
+    // The work holds the actions, never the page: a page closed meanwhile drops the result.
+    QPointer<DiskHealthPage> page(this);
+    pool_.start([page, efi = efi_, work = std::move(work)] {
+        const Result<QString> done = work(*efi);
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [page, done] {
+                if (!page)
+                    return;
+                page->efiRunning_ = false;
+                if (done && done->isEmpty())
+                    page->efiReporter_->clear();
+                else if (done)
+                    page->efiReporter_->show(*done, true);
+                else
+                    page->efiReporter_->show(done.error(), false);
+                emit page->efiActionFinished();
+                page->checkNow();
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+QString DiskHealthPage::efiMessage() const {
+    return efiReporter_->message();
+}
+
+std::shared_ptr<EfiActions> DiskHealthPage::desktopEfiActions(ShellHelper& shell) {
+    LinuxEfiActions::Options options{
+        QDBusConnection::systemBus(), QDBusConnection::sessionBus(),
+        [&shell](const QString& line) { return shell.runPrivileged(line, true); }};
+    return std::make_shared<LinuxEfiActions>(std::move(options));
 }
 
 } // namespace velmox

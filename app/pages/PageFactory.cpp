@@ -3,6 +3,7 @@
 #include "app/AppServices.h"
 #include "app/pages/CleanupPage.h"
 #include "app/pages/DashboardPage.h"
+#include "app/pages/DiskCatalogsPage.h"
 #include "app/pages/DiskHealthPage.h"
 #include "app/pages/FanTempPage.h"
 #include "app/pages/MaintenancePage.h"
@@ -28,16 +29,23 @@ QWidget* createPage(Category category, AppServices& services) {
         return new MaintenancePage(services.taskRunner(), services.navigation(), services.clock());
     case Category::powerUser:
         return new PowerUserPage(services);
-    case Category::storageManager:
-        return new StorageManagerPage(
+    case Category::storageManager: {
+        auto* page = new StorageManagerPage(
             services.scanCenter(), services.navigation(),
             [&shell = services.shell()](const QString& line) {
                 return shell.runPrivileged(line, true);
             },
             &services.settings());
+        page->setHistory(&services.history());
+        return page;
+    }
+    case Category::diskCatalogs:
+        return new DiskCatalogsPage(services.catalogStore(), services.scanCenter(),
+                                    &services.status());
     case Category::diskHealth:
         return new DiskHealthPage(makeDiskInventorySource(), services.smartReader(),
-                                  services.clock(), services.checks());
+                                  DiskHealthPage::desktopEfiActions(services.shell()),
+                                  services.settings(), services.clock(), services.checks());
     case Category::networkTools:
         return new NetworkToolsPage(services);
     default:

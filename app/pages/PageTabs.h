@@ -20,6 +20,7 @@ public:
     // the tab picked is recorded. Call once.
     void restore();
 
+    const QStringList& keys() const { return keys_; }
     QString currentKey() const;
     void showKey(const QString& key);
 

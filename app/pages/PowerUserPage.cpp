@@ -4,6 +4,7 @@
 #include "app/SidebarItems.h"
 #include "app/pages/ActivityPage.h"
 #include "app/pages/AutomationPage.h"
+#include "app/pages/AutomationSafetyTab.h"
 #include "app/pages/PageHeader.h"
 #include "app/pages/PageTabs.h"
 
@@ -14,7 +15,8 @@ namespace velmox {
 namespace {
 
 const QString kPage = QStringLiteral("powerUser");
-const QStringList kTabs{QStringLiteral("activity"), QStringLiteral("automation")};
+const QStringList kTabs{QStringLiteral("activity"), QStringLiteral("automation"),
+                        QStringLiteral("safety")};
 
 } // namespace
 
@@ -28,8 +30,12 @@ PowerUserPage::PowerUserPage(AppServices& services, QWidget* parent)
                                      QStringLiteral("The activity log and automation."), this));
     tabs_->addPageTab(new ActivityPage(services.history(), this), QStringLiteral("Activity"),
                       kTabs.first());
-    tabs_->addPageTab(new AutomationPage(services.automation(), this), QStringLiteral("Automation"),
-                      kTabs.last());
+    tabs_->addPageTab(
+        new AutomationPage(services.automation(), services.settings(), &services.status(), this),
+        QStringLiteral("Automation"), kTabs.at(1));
+    tabs_->addPageTab(new AutomationSafetyTab(services.automation(), services.settings(),
+                                              services.automationNotifier(), this),
+                      QStringLiteral("Safety"), kTabs.at(2));
     tabs_->restore();
     layout->addWidget(tabs_, 1);
 }

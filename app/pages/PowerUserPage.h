@@ -8,8 +8,8 @@ class AppNavigationState;
 class AppServices;
 class PageTabs;
 
-// The Power User page: the activity log and automation. Its tab is its sub-view
-// in the navigation state ("activity", "automation").
+// The Power User page: the activity log, automation and automation's safety settings. Its tab
+// is its sub-view in the navigation state ("activity", "automation", "safety").
 class PowerUserPage : public QWidget {
     Q_OBJECT
 public:

@@ -114,7 +114,25 @@ void StorageChildModel::sort(int column, Qt::SortOrder order) {
     emit layoutChanged({}, QAbstractItemModel::VerticalSortHint);
 }
 
+void StorageChildModel::setNameFilter(const NameFilter& filter) {
+    beginResetModel();
+    filter_ = filter;
+    rebuildOrder();
+    endResetModel();
+}
+
 void StorageChildModel::rebuildOrder() {
+    rebuildSortedOrder();
+    if (!order_ || filter_.isEmpty())
+        return;
+    auto kept = std::make_shared<std::vector<int32_t>>();
+    for (const int32_t node : *order_)
+        if (filter_.matches(tree_->nameBytes(node)))
+            kept->push_back(node);
+    order_ = std::move(kept);
+}
+
+void StorageChildModel::rebuildSortedOrder() {
     order_.reset();
     reversed_ = false;
     if (!tree_)

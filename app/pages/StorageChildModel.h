@@ -1,6 +1,7 @@
 #pragma once
 
 #include "storage/FileTree.h"
+#include "storage/NameFilter.h"
 
 #include <QAbstractTableModel>
 #include <memory>
@@ -25,6 +26,9 @@ public:
     void setFolder(int32_t folder);
     // `real` (allocated) or `logical`.
     void setSizeKey(TreeSortKey key);
+    // Lists only the children whose names pass the filter.
+    void setNameFilter(const NameFilter& filter);
+    const NameFilter& nameFilter() const { return filter_; }
 
     const std::shared_ptr<const FileTree>& tree() const { return tree_; }
     int32_t folder() const { return folder_; }
@@ -50,6 +54,7 @@ public:
 
 private:
     void rebuildOrder();
+    void rebuildSortedOrder();
 
     std::shared_ptr<const FileTree> tree_;
     int32_t folder_ = 0;
@@ -59,6 +64,7 @@ private:
     // Keeps the tree's cached order alive while it is shown.
     std::shared_ptr<const std::vector<int32_t>> order_;
     bool reversed_ = false;
+    NameFilter filter_;
 };
 
 } // namespace velmox

@@ -4,7 +4,9 @@
 #include "app/SymbolIcons.h"
 #include "app/pages/EmptyStateView.h"
 #include "app/pages/PageHeader.h"
+#include "app/pages/StorageBreakdownPanel.h"
 #include "app/pages/StorageChildModel.h"
+#include "app/pages/StorageItemActions.h"
 #include "app/pages/StorageRevealer.h"
 #include "app/pages/StorageRingChart.h"
 #include "app/pages/StorageUnreadableSheet.h"
@@ -25,9 +27,12 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
+#include <QLineEdit>
 #include <QLocale>
+#include <QMenu>
 #include <QPushButton>
 #include <QShortcut>
+#include <QSpinBox>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStorageInfo>
@@ -91,7 +96,12 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
       unreadable_(new QPushButton(this)), content_(new QStackedWidget(this)),
       emptyState_(new EmptyStateView(this)), chart_(new StorageRingChart(this)),
       list_(new QTreeView(this)), split_(new QSplitter(Qt::Horizontal, this)), settings_(settings),
-      model_(new StorageChildModel(this)), explanation_(new QLabel(this)) {
+      model_(new StorageChildModel(this)), explanation_(new QLabel(this)),
+      actions_(new StorageItemActions(this, {list_, chart_})),
+      putBackLast_(new QPushButton(QStringLiteral("Put Back"), messageBar_)),
+      levels_(new QSpinBox(this)), find_(new QLineEdit(this)), back_(new QToolButton(this)),
+      forward_(new QToolButton(this)), listStack_(new QStackedWidget(this)),
+      breakdown_(new StorageBreakdownPanel(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 16);
     layout->setSpacing(10);
@@ -127,6 +137,10 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     message_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     messageLayout->addWidget(message_, 1);
     dismissMessage_->setObjectName(QStringLiteral("dismissMessage"));
+    putBackLast_->setObjectName(QStringLiteral("putBackLast"));
+    putBackLast_->setToolTip(QStringLiteral("Moves what was just moved to the Trash back"));
+    putBackLast_->hide();
+    messageLayout->addWidget(putBackLast_, 0, Qt::AlignTop);
     messageLayout->addWidget(dismissMessage_, 0, Qt::AlignTop);
     connect(dismissMessage_, &QPushButton::clicked, this, &StorageManagerPage::dismissMessage);
     messageBar_->hide();
@@ -134,6 +148,14 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
 
     auto* folderBar = new QHBoxLayout;
     folderBar->setSpacing(6);
+    back_->setArrowType(Qt::LeftArrow);
+    back_->setToolTip(QStringLiteral("Back to the folder shown before (Alt+Left)"));
+    forward_->setArrowType(Qt::RightArrow);
+    forward_->setToolTip(QStringLiteral("Forward again (Alt+Right)"));
+    for (QToolButton* button : {back_, forward_}) {
+        button->setAutoRaise(true);
+        folderBar->addWidget(button);
+    }
     breadcrumbLayout_->setSpacing(2);
     folderBar->addLayout(breadcrumbLayout_);
     folderBar->addStretch(1);
@@ -146,12 +168,45 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     folderBar->addWidget(allocated_);
     folderBar->addWidget(logical_);
     folderBar->addSpacing(12);
+    levels_->setRange(1, SunburstLayout::kMaxLevels);
+    levels_->setPrefix(QStringLiteral("Rings: "));
+    levels_->setToolTip(QStringLiteral("How many levels of folders the chart shows"));
+    levels_->setValue(settings_ ? settings_->value(QLatin1String(kChartLevelsKey), 3).toInt() : 3);
+    chart_->setLevels(levels_->value());
+    folderBar->addWidget(levels_);
+    folderBar->addSpacing(12);
     rescan_->setToolTip(QStringLiteral("Reads the folder shown again"));
     reveal_->setToolTip(QStringLiteral("Shows the selected item (or this folder) in the file "
                                        "manager"));
     folderBar->addWidget(rescan_);
     folderBar->addWidget(reveal_);
     layout->addLayout(folderBar);
+
+    auto* viewBar = new QHBoxLayout;
+    viewBar->setSpacing(6);
+    find_->setObjectName(QStringLiteral("storageFind"));
+    find_->setPlaceholderText(QStringLiteral("Find by name (text, or a pattern like *.iso)"));
+    find_->setClearButtonEnabled(true);
+    viewBar->addWidget(find_, 1);
+    for (const auto kind :
+         {StorageItemActions::open, StorageItemActions::copyPath, StorageItemActions::openTerminal,
+          StorageItemActions::moveToTrash, StorageItemActions::deletePermanently}) {
+        auto* button = new QToolButton(this);
+        button->setDefaultAction(actions_->action(kind));
+        viewBar->addWidget(button);
+        actionButtons_ << button;
+    }
+    viewBar->addSpacing(12);
+    auto* views = new QButtonGroup(this);
+    for (const QString& title : {QStringLiteral("Folder"), QStringLiteral("Largest Files"),
+                                 QStringLiteral("File Types")}) {
+        QPushButton* button = segmentButton(title, this);
+        views->addButton(button);
+        viewBar->addWidget(button);
+        viewButtons_ << button;
+    }
+    viewButtons_.first()->setChecked(true);
+    layout->addLayout(viewBar);
 
     list_->setModel(model_);
     list_->setRootIsDecorated(false);
@@ -160,9 +215,14 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     list_->setSortingEnabled(true);
     list_->sortByColumn(StorageChildModel::size, Qt::DescendingOrder);
     list_->setSelectionBehavior(QAbstractItemView::SelectRows);
+    list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    list_->setContextMenuPolicy(Qt::CustomContextMenu);
+    chart_->setContextMenuPolicy(Qt::CustomContextMenu);
     fitColumns();
     split_->addWidget(chart_);
-    split_->addWidget(list_);
+    listStack_->addWidget(list_);
+    listStack_->addWidget(breakdown_);
+    split_->addWidget(listStack_);
     split_->setChildrenCollapsible(false);
     split_->setStretchFactor(0, 0);
     split_->setStretchFactor(1, 1);
@@ -219,6 +279,54 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     connect(model_, &QAbstractItemModel::modelReset, this, &StorageManagerPage::showExplanation);
     connect(model_, &QAbstractItemModel::layoutChanged, this, &StorageManagerPage::showExplanation);
     connect(chart_, &StorageRingChart::segmentClicked, this, &StorageManagerPage::enterFolder);
+    connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &StorageManagerPage::updateTargets);
+    connect(list_, &QWidget::customContextMenuRequested, this,
+            [this](const QPoint& position) { showItemMenu(list_->viewport(), position); });
+    connect(chart_, &QWidget::customContextMenuRequested, this,
+            [this](const QPoint& position) { showItemMenu(chart_, position); });
+    connect(actions_, &StorageItemActions::openFolder, this, [this](int32_t node) {
+        const int row = model_->rowOf(node);
+        if (row >= 0)
+            activateRow(model_->index(row, 0));
+        else
+            enterFolder(node);
+    });
+    connect(actions_, &StorageItemActions::message, this, [this](const QString& text) {
+        showMessage(text);
+        putBackLast_->setVisible(actions_->undoableEntry().has_value());
+    });
+    connect(putBackLast_, &QPushButton::clicked, actions_, &StorageItemActions::putBackLast);
+    actions_->addKeyScope(breakdown_->largestList());
+    connect(breakdown_, &StorageBreakdownPanel::selectionChanged, this,
+            &StorageManagerPage::updateTargets);
+    connect(breakdown_, &StorageBreakdownPanel::showInFolder, this, [this](int32_t node) {
+        setListView(ListView::folder);
+        enterFolder(model_->tree()->parent(node));
+        if (const int row = model_->rowOf(node); row >= 0)
+            list_->setCurrentIndex(model_->index(row, 0));
+    });
+    for (qsizetype i = 0; i < viewButtons_.size(); ++i)
+        connect(viewButtons_[i], &QPushButton::clicked, this,
+                [this, i] { setListView(ListView(i)); });
+    connect(find_, &QLineEdit::textChanged, this, [this](const QString& text) {
+        model_->setNameFilter(NameFilter(text));
+        refreshBreakdown();
+        updateTargets();
+    });
+    connect(back_, &QToolButton::clicked, this, &StorageManagerPage::goBack);
+    connect(forward_, &QToolButton::clicked, this, &StorageManagerPage::goForward);
+    for (const auto& [keys, step] : {std::pair{Qt::AltModifier | Qt::Key_Left, -1},
+                                     std::pair{Qt::AltModifier | Qt::Key_Right, 1}}) {
+        auto* shortcut = new QShortcut(QKeySequence(keys), this);
+        shortcut->setContext(Qt::WidgetWithChildrenShortcut);
+        connect(shortcut, &QShortcut::activated, this, [this, step] { travel(step); });
+    }
+    connect(levels_, &QSpinBox::valueChanged, this, [this](int levels) {
+        chart_->setLevels(levels);
+        if (settings_)
+            (void)settings_->setValue(QLatin1String(kChartLevelsKey), levels);
+    });
     connect(&navigation_, &AppNavigationState::detailChanged, this,
             [this](const QString& page, const QString& detail) {
                 if (page == kPage && detail != navigationDetail())
@@ -333,14 +441,20 @@ void StorageManagerPage::setScope(const ScanScope& scope) {
     scopes_->setCurrentIndex(int(scopeChoices_.indexOf(scope)));
     if (job_ && scope == scope_)
         return;
-    if (job_)
+    if (job_) {
         job_->disconnect(this);
+        job_->setViewed(false);
+    }
     scope_ = scope;
     job_ = center_.job(scope);
+    job_->setViewed(true);
     folderPath_.clear();
+    visited_.clear();
+    visitedAt_ = -1;
     connect(job_, &ScanJob::stateChanged, this, &StorageManagerPage::updateControls);
     connect(job_, &ScanJob::progressChanged, this, &StorageManagerPage::updateProgress);
     connect(job_, &ScanJob::treeChanged, this, &StorageManagerPage::showTree);
+    actions_->setJob(job_);
     connect(job_, &ScanJob::messageChanged, this, [this](const QString& message) {
         showMessage(message);
         updateControls();
@@ -387,20 +501,125 @@ void StorageManagerPage::showFolder(int32_t node) {
         if (node != model_->folder())
             model_->setFolder(node);
         folderPath_ = tree->pathBytes(model_->folder());
+        if (!travelling_ && (visitedAt_ < 0 || visited_[visitedAt_] != folderPath_)) {
+            visited_.resize(visitedAt_ + 1);
+            visited_.append(folderPath_);
+            visitedAt_ = visited_.size() - 1;
+        }
         const bool root = model_->folder() == 0;
         const auto volume = root ? volumeForRing() : std::nullopt;
+        chart_->setTree(tree, model_->sizeKey());
         chart_->setSegments(
             StorageChart::segments(*tree, model_->folder(), model_->sizeKey(), volume),
             root ? scope_.title : shownName(tree->nameBytes(model_->folder())),
             volume ? QStringLiteral("% of Disk") : QStringLiteral("% of Folder"));
         list_->scrollToTop();
     } else {
+        chart_->setTree(nullptr, model_->sizeKey());
         chart_->setSegments({}, {});
+        breakdown_->showFolder(nullptr, 0, model_->sizeKey(), model_->nameFilter());
     }
     rebuildBreadcrumb();
     updateControls();
     updateProgress();
     publishDetail();
+    refreshBreakdown();
+    updateTargets();
+}
+
+void StorageManagerPage::setListView(ListView view) {
+    listView_ = view;
+    viewButtons_[qsizetype(view)]->setChecked(true);
+    listStack_->setCurrentIndex(view == ListView::folder ? 0 : 1);
+    if (view != ListView::folder)
+        breakdown_->setView(view == ListView::largest ? StorageBreakdownPanel::View::largest
+                                                      : StorageBreakdownPanel::View::types);
+    refreshBreakdown();
+    updateTargets();
+}
+
+// The largest files and types are worked out only while they are shown.
+void StorageManagerPage::refreshBreakdown() {
+    if (listView_ != ListView::folder)
+        breakdown_->showFolder(model_->tree(), model_->folder(), model_->sizeKey(),
+                               model_->nameFilter());
+}
+
+bool StorageManagerPage::canGoBack() const {
+    return visitedAt_ > 0;
+}
+
+bool StorageManagerPage::canGoForward() const {
+    return visitedAt_ + 1 < visited_.size();
+}
+
+void StorageManagerPage::goBack() {
+    travel(-1);
+}
+
+void StorageManagerPage::goForward() {
+    travel(1);
+}
+
+// Steps through the visited folders, passing over any that a removal or rescan took away.
+void StorageManagerPage::travel(int step) {
+    const auto& tree = model_->tree();
+    if (!tree)
+        return;
+    for (qsizetype at = visitedAt_ + step; at >= 0 && at < visited_.size(); at += step) {
+        if (const auto node = tree->findPath(visited_[at]);
+            node && tree->hasFlag(*node, NodeFlag::directory)) {
+            visitedAt_ = at;
+            travelling_ = true;
+            showFolder(*node);
+            travelling_ = false;
+            return;
+        }
+    }
+}
+
+void StorageManagerPage::setHistory(ActionHistoryStore* history) {
+    actions_->setHistory(history);
+}
+
+QList<int32_t> StorageManagerPage::selectedNodes() const {
+    QList<int32_t> nodes;
+    QModelIndexList rows = list_->selectionModel()->selectedRows();
+    std::sort(rows.begin(), rows.end());
+    for (const QModelIndex& row : rows)
+        if (const int32_t node = model_->nodeAt(row.row()); node >= 0)
+            nodes << node;
+    return nodes;
+}
+
+void StorageManagerPage::updateTargets() {
+    actions_->setTargets(listView_ == ListView::folder ? selectedNodes()
+                                                       : breakdown_->selectedNodes(),
+                         model_->folder());
+    back_->setEnabled(canGoBack());
+    forward_->setEnabled(canGoForward());
+}
+
+// The menu acts on the selection in the list; in the chart, on the slice under the pointer
+// (the folder shown when there is none).
+void StorageManagerPage::showItemMenu(QWidget* over, const QPoint& position) {
+    if (!model_->tree())
+        return;
+    if (over == chart_) {
+        const int slice = chart_->sliceAt(position);
+        const bool item =
+            slice >= 0 && chart_->slices()[slice].segment.kind == ChartSegment::Kind::item;
+        actions_->setTargets(item ? QList<int32_t>{chart_->slices()[slice].segment.node}
+                                  : QList<int32_t>{},
+                             model_->folder());
+    } else {
+        updateTargets();
+    }
+    QMenu* menu = actions_->makeMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    connect(
+        menu, &QMenu::aboutToHide, this, [this] { updateTargets(); }, Qt::QueuedConnection);
+    menu->popup(over->mapToGlobal(position));
 }
 
 void StorageManagerPage::enterFolder(int32_t node) {
@@ -502,10 +721,15 @@ void StorageManagerPage::rebuildBreadcrumb() {
 void StorageManagerPage::orderTabs() {
     QList<QWidget*> order{scopes_, chooseFolder_, scan_,       pause_,
                           resume_, cancel_,       unreadable_, dismissMessage_};
+    order << back_ << forward_;
     for (int i = 0; i < breadcrumbLayout_->count(); ++i)
         if (auto* button = qobject_cast<QToolButton*>(breadcrumbLayout_->itemAt(i)->widget()))
             order << button;
-    order << allocated_ << logical_ << rescan_ << reveal_ << list_;
+    order << allocated_ << logical_ << levels_ << rescan_ << reveal_;
+    order << find_ << actionButtons_;
+    for (QPushButton* button : viewButtons_)
+        order << button;
+    order << list_;
     for (qsizetype i = 1; i < order.size(); ++i)
         setTabOrder(order[i - 1], order[i]);
 }
@@ -613,6 +837,7 @@ QString StorageManagerPage::messageText() const {
 }
 
 void StorageManagerPage::showMessage(const QString& message) {
+    putBackLast_->hide();
     message_->setText(message);
     messageBar_->setVisible(!message.isEmpty());
 }

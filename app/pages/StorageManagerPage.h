@@ -7,20 +7,26 @@
 #include <QWidget>
 
 class QComboBox;
+class QLineEdit;
+class QToolButton;
 class QHBoxLayout;
 class QLabel;
 class QPushButton;
+class QSpinBox;
 class QSplitter;
 class QStackedWidget;
 class QTreeView;
 
 namespace velmox {
 
+class ActionHistoryStore;
 class EmptyStateView;
+class StorageItemActions;
 
 class AppNavigationState;
 class ScanCenter;
 class Settings;
+class StorageBreakdownPanel;
 class StorageChildModel;
 class StorageRingChart;
 class StorageUnreadableSheet;
@@ -40,6 +46,7 @@ public:
 
     static constexpr auto kSplitterKey = "storageManager/splitter";
     static constexpr auto kColumnsKey = "storageManager/columns";
+    static constexpr auto kChartLevelsKey = "storageManager/chartLevels";
 
     static ScanScope homeScope();
     static QList<ScanScope> volumeScopes();
@@ -55,8 +62,26 @@ public:
     // The names from the scan's root down to the current folder.
     QStringList breadcrumb() const;
     void goUp(int levels);
+    // Back and forward through the folders visited in this scope (Alt+Left, Alt+Right).
+    void goBack();
+    void goForward();
+    bool canGoBack() const;
+    bool canGoForward() const;
+    // What the right side shows: the folder's children, its largest files or its file types.
+    enum class ListView { folder, largest, types };
+    void setListView(ListView view);
+    ListView listView() const { return listView_; }
+    StorageBreakdownPanel* breakdown() const { return breakdown_; }
+    // Narrows the folder's list and the largest files to matching names.
+    QLineEdit* findField() const { return find_; }
     // `real` (allocated) or `logical`.
     void setSizeKey(TreeSortKey key);
+
+    // Where moves to the Trash and deletions are recorded, with Put Back; must outlive the page.
+    void setHistory(ActionHistoryStore* history);
+    StorageItemActions* itemActions() const { return actions_; }
+    // The nodes selected in the list, in list order.
+    QList<int32_t> selectedNodes() const;
 
     StorageChildModel* model() const { return model_; }
     StorageRingChart* chart() const { return chart_; }
@@ -95,6 +120,10 @@ private:
     void activateRow(const QModelIndex& index);
     void showExplanation();
     void fitColumns();
+    void updateTargets();
+    void refreshBreakdown();
+    void travel(int step);
+    void showItemMenu(QWidget* over, const QPoint& position);
     void restoreLayout();
     void saveLayout();
 
@@ -131,6 +160,20 @@ private:
     StorageChildModel* model_;
     QLabel* explanation_;
     QPointer<StorageUnreadableSheet> sheet_;
+    StorageItemActions* actions_;
+    QPushButton* putBackLast_;
+    QSpinBox* levels_;
+    QList<QWidget*> actionButtons_;
+    QLineEdit* find_;
+    QToolButton* back_;
+    QToolButton* forward_;
+    QList<QPushButton*> viewButtons_;
+    QStackedWidget* listStack_;
+    StorageBreakdownPanel* breakdown_;
+    ListView listView_ = ListView::folder;
+    QList<QByteArray> visited_; // folders shown in this scope, oldest first
+    qsizetype visitedAt_ = -1;
+    bool travelling_ = false;
 };
 
 } // namespace velmox

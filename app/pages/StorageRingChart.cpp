@@ -57,11 +57,32 @@ void StorageRingChart::setSegments(const QList<ChartSegment>& segments, const QS
         total_ += segment.bytes;
     title_ = title;
     hovered_ = -1;
+    hoveredArc_.reset();
+    laidOut_ = false;
     update();
 }
 
-double StorageRingChart::ringWidth() const {
-    return ringRect().width() * 0.17;
+void StorageRingChart::setTree(std::shared_ptr<const FileTree> tree, TreeSortKey key) {
+    tree_ = std::move(tree);
+    key_ = key;
+    laidOut_ = false;
+    hoveredArc_.reset();
+    update();
+}
+
+void StorageRingChart::setLevels(int levels) {
+    levels = std::clamp(levels, 1, SunburstLayout::kMaxLevels);
+    if (levels == levels_)
+        return;
+    levels_ = levels;
+    laidOut_ = false;
+    setHovered(-1);
+    update();
+}
+
+void StorageRingChart::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    laidOut_ = false;
 }
 
 QRectF StorageRingChart::ringRect() const {
@@ -71,15 +92,41 @@ QRectF StorageRingChart::ringRect() const {
     return {(width() - diameter) / 2, double(kHoverGrowth), diameter, diameter};
 }
 
+// One ring fills the outer third of the circle; more rings share the circle outside a middle
+// that keeps room for the two lines of text.
+std::pair<double, double> StorageRingChart::radii(int ring) const {
+    const double radius = ringRect().width() / 2;
+    if (levels_ <= 1)
+        return {radius * 0.66, radius};
+    const double middle = radius * 0.42;
+    const double width = (radius - middle) / levels_;
+    return {middle + ring * width, middle + (ring + 1) * width};
+}
+
+double StorageRingChart::angleAt(const QPointF& point) const {
+    const QPointF offset = point - ringRect().center();
+    const double angle = std::atan2(offset.x(), -offset.y()) * 180.0 / std::numbers::pi;
+    return angle < 0 ? angle + 360 : angle;
+}
+
+// The outer ring under a point (1 and up), or -1.
+int StorageRingChart::ringAt(const QPointF& point) const {
+    const QPointF offset = point - ringRect().center();
+    const double distance = std::hypot(offset.x(), offset.y());
+    for (int ring = 1; ring < levels_; ++ring)
+        if (const auto [inner, outer] = radii(ring); distance >= inner && distance < outer)
+            return ring;
+    return -1;
+}
+
 int StorageRingChart::sliceAt(const QPointF& point) const {
     const QRectF ring = ringRect();
     const QPointF offset = point - ring.center();
     const double distance = std::hypot(offset.x(), offset.y());
-    const double outer = ring.width() / 2 + kHoverGrowth;
-    if (distance <= outer && distance >= ring.width() / 2 - ringWidth()) {
-        double angle = std::atan2(offset.x(), -offset.y()) * 180.0 / std::numbers::pi;
-        if (angle < 0)
-            angle += 360;
+    const auto [inner, outer] = radii(0);
+    const double reach = outer + (levels_ == 1 ? kHoverGrowth : 0);
+    if (distance <= reach && distance >= inner) {
+        const double angle = angleAt(point);
         for (int i = 0; i < slices_.size(); ++i)
             if (angle >= slices_[i].startAngle && angle < slices_[i].endAngle)
                 return i;
@@ -95,53 +142,196 @@ int StorageRingChart::sliceAt(const QPointF& point) const {
     return -1;
 }
 
-void StorageRingChart::setHovered(int slice) {
-    if (slice == hovered_)
+int32_t StorageRingChart::nodeAt(const QPointF& point) const {
+    if (const int slice = sliceAt(point); slice >= 0)
+        return slices_[slice].segment.kind == ChartSegment::Kind::item ? slices_[slice].segment.node
+                                                                       : -1;
+    const int ring = ringAt(point);
+    if (ring < 1 || !tree_)
+        return -1;
+    layOut();
+    if (size_t(ring - 1) >= rings_.size())
+        return -1;
+    const auto arc = SunburstLayout::arcAt(rings_[size_t(ring - 1)], angleAt(point));
+    return arc ? arc->node : -1;
+}
+
+size_t StorageRingChart::arcCount() const {
+    layOut();
+    size_t count = 0;
+    for (const auto& ring : rings_)
+        count += ring.size();
+    return count;
+}
+
+void StorageRingChart::layOut() const {
+    if (laidOut_ && laidOutFor_ == size())
         return;
+    laidOut_ = true;
+    laidOutFor_ = size();
+    rings_.clear();
+    fills_.clear();
+    separators_.clear();
+    if (!tree_ || levels_ <= 1)
+        return;
+    std::vector<double> outerRadii;
+    for (int ring = 1; ring < levels_; ++ring)
+        outerRadii.push_back(radii(ring).second);
+    rings_ = SunburstLayout::build(*tree_, key_, slices_, outerRadii);
+    const QPointF center = ringRect().center();
+    for (size_t ring = 0; ring < rings_.size(); ++ring) {
+        const auto [innerRadius, outerRadius] = radii(int(ring) + 1);
+        const QRectF outer(center.x() - outerRadius, center.y() - outerRadius, 2 * outerRadius,
+                           2 * outerRadius);
+        const QRectF inner(center.x() - innerRadius, center.y() - innerRadius, 2 * innerRadius,
+                           2 * innerRadius);
+        for (const SunburstArc& arc : rings_[ring]) {
+            if (fills_.empty() || fills_.back().first != int(ring) * 1000 + arc.slice)
+                fills_.emplace_back(int(ring) * 1000 + arc.slice, QPainterPath());
+            QPainterPath& path = fills_.back().second;
+            const double start = 90.0 - arc.start;
+            path.arcMoveTo(outer, start);
+            path.arcTo(outer, start, -arc.sweep);
+            path.arcTo(inner, start - arc.sweep, arc.sweep);
+            path.closeSubpath();
+            // A line where each arc begins parts it from the one before.
+            const double radians = double(arc.start) * std::numbers::pi / 180.0;
+            const QPointF direction(std::sin(radians), -std::cos(radians));
+            separators_.moveTo(center + direction * innerRadius);
+            separators_.lineTo(center + direction * outerRadius);
+        }
+    }
+}
+
+void StorageRingChart::setHovered(int slice, std::optional<SunburstArc> arc) {
+    if (slice == hovered_ && arc == hoveredArc_)
+        return;
+    const int32_t before =
+        hovered_ >= 0 ? slices_[hovered_].segment.node : (hoveredArc_ ? hoveredArc_->node : -1);
     hovered_ = slice;
+    hoveredArc_ = arc;
     update();
-    emit hoveredChanged(slice >= 0 ? slices_[slice].segment.node : -1);
+    const int32_t now = slice >= 0 ? slices_[slice].segment.node : (arc ? arc->node : -1);
+    if (now != before)
+        emit hoveredChanged(now);
 }
 
 void StorageRingChart::mouseMoveEvent(QMouseEvent* event) {
-    setHovered(sliceAt(event->position()));
-    const int slice = hovered_;
-    setCursor(slice >= 0 && slices_[slice].segment.kind == ChartSegment::Kind::item
-                  ? Qt::PointingHandCursor
-                  : Qt::ArrowCursor);
+    const QPointF point = event->position();
+    const int slice = sliceAt(point);
+    std::optional<SunburstArc> arc;
+    if (const int ring = slice < 0 && tree_ ? ringAt(point) : -1; ring >= 1) {
+        layOut();
+        if (size_t(ring - 1) < rings_.size())
+            arc = SunburstLayout::arcAt(rings_[size_t(ring - 1)], angleAt(point));
+    }
+    setHovered(slice, arc);
+    setCursor(nodeAt(point) >= 0 ? Qt::PointingHandCursor : Qt::ArrowCursor);
 }
 
 void StorageRingChart::mousePressEvent(QMouseEvent* event) {
-    const int slice = sliceAt(event->position());
-    if (event->button() == Qt::LeftButton && slice >= 0 &&
-        slices_[slice].segment.kind == ChartSegment::Kind::item)
-        emit segmentClicked(slices_[slice].segment.node);
+    const int32_t node = nodeAt(event->position());
+    if (event->button() != Qt::LeftButton || node < 0)
+        return;
+    // A file opens the folder it is in.
+    const bool folder =
+        !tree_ || node >= tree_->size() || tree_->hasFlag(node, NodeFlag::directory);
+    emit segmentClicked(folder ? node : tree_->parent(node));
 }
 
 void StorageRingChart::leaveEvent(QEvent*) {
     setHovered(-1);
 }
 
+QString StorageRingChart::headline() const {
+    if (hovered_ >= 0)
+        return shownName(slices_[hovered_].segment.label);
+    if (hoveredArc_ && tree_) {
+        // The path below the folder shown, which is the parent of the inner slice's node.
+        const int32_t top = slices_[hoveredArc_->slice].segment.node;
+        const QByteArray folder = tree_->pathBytes(tree_->parent(top));
+        return shownName(
+            QByteArrayView(tree_->pathBytes(hoveredArc_->node).mid(folder.size() + 1)));
+    }
+    return title_;
+}
+
+QString StorageRingChart::figure() const {
+    int64_t bytes = total_;
+    if (hovered_ >= 0)
+        bytes = slices_[hovered_].segment.bytes;
+    else if (hoveredArc_ && tree_)
+        bytes = tree_->size(hoveredArc_->node, key_);
+    else
+        return sizeText(total_);
+    return sizeText(bytes) + QStringLiteral(" · ") + StorageChart::percentLabel(bytes, total_);
+}
+
+// Each slice's descendants in its own colour, paler ring by ring outward.
+void StorageRingChart::paintOuterRings(QPainter& painter) const {
+    layOut();
+    // Hundreds of arcs side by side: their edges are covered by the separators below, so the
+    // fills skip antialiasing, which costs most of the drawing time.
+    painter.setRenderHint(QPainter::Antialiasing, false);
+    for (const auto& [key, path] : fills_) {
+        const int ring = key / 1000;
+        const int slice = key % 1000;
+        QColor fill = colorFor(slices_[slice].segment);
+        fill.setAlphaF(fill.alphaF() * float(0.85 - 0.1 * ring));
+        if ((hovered_ >= 0 && hovered_ != slice) || (hoveredArc_ && hoveredArc_->slice != slice))
+            fill.setAlphaF(fill.alphaF() * 0.55f);
+        painter.fillPath(path, fill);
+    }
+    painter.setRenderHint(QPainter::Antialiasing, true);
+    if (!separators_.isEmpty())
+        painter.strokePath(separators_, QPen(palette().color(QPalette::Window), 1));
+    if (hoveredArc_) {
+        const QPointF center = ringRect().center();
+        for (size_t ring = 0; ring < rings_.size(); ++ring) {
+            const auto found = std::find(rings_[ring].begin(), rings_[ring].end(), *hoveredArc_);
+            if (found == rings_[ring].end())
+                continue;
+            const auto [innerRadius, outerRadius] = radii(int(ring) + 1);
+            const QRectF outer(center.x() - outerRadius, center.y() - outerRadius, 2 * outerRadius,
+                               2 * outerRadius);
+            const QRectF inner(center.x() - innerRadius, center.y() - innerRadius, 2 * innerRadius,
+                               2 * innerRadius);
+            QPainterPath path;
+            const double start = 90.0 - found->start;
+            path.arcMoveTo(outer, start);
+            path.arcTo(outer, start, -found->sweep);
+            path.arcTo(inner, start - found->sweep, found->sweep);
+            path.closeSubpath();
+            painter.fillPath(path, colorFor(slices_[found->slice].segment));
+            painter.strokePath(path, QPen(palette().color(QPalette::WindowText), 1.5));
+        }
+    }
+}
+
 void StorageRingChart::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF ring = ringRect();
-    const double width = ringWidth();
+    const auto [innerRadius, outerRadius] = radii(0);
+    const double width = outerRadius - innerRadius;
+    const double inset = ring.width() / 2 - outerRadius;
     const QColor text = palette().color(QPalette::WindowText);
     const QColor dim = palette().color(QPalette::PlaceholderText);
 
     if (slices_.isEmpty()) {
         painter.setPen(QPen(palette().color(QPalette::Mid), width, Qt::SolidLine, Qt::FlatCap));
-        painter.drawEllipse(ring.adjusted(width / 2, width / 2, -width / 2, -width / 2));
+        const double middle = inset + width / 2;
+        painter.drawEllipse(ring.adjusted(middle, middle, -middle, -middle));
     }
     for (int i = 0; i < slices_.size(); ++i) {
         const ChartSlice& slice = slices_[i];
         const double sweep = slice.endAngle - slice.startAngle;
         if (sweep <= 0)
             continue;
-        const double grow = i == hovered_ ? kHoverGrowth : 0;
-        const QRectF outer = ring.adjusted(-grow, -grow, grow, grow);
-        const QRectF inner = ring.adjusted(width, width, -width, -width);
+        const double grow = i == hovered_ && levels_ == 1 ? kHoverGrowth : 0;
+        const QRectF outer = ring.adjusted(inset - grow, inset - grow, grow - inset, grow - inset);
+        const QRectF inner =
+            ring.adjusted(inset + width, inset + width, -inset - width, -inset - width);
         // Qt counts degrees anticlockwise from three o'clock.
         const double start = 90.0 - slice.startAngle;
         QPainterPath path;
@@ -150,7 +340,7 @@ void StorageRingChart::paintEvent(QPaintEvent*) {
         path.arcTo(inner, start - sweep, sweep);
         path.closeSubpath();
         QColor fill = colorFor(slice.segment);
-        if (hovered_ >= 0 && i != hovered_)
+        if ((hovered_ >= 0 && i != hovered_) || (hoveredArc_ && hoveredArc_->slice != i))
             fill.setAlphaF(fill.alphaF() * 0.55f);
         painter.fillPath(path, fill);
         if (slices_.size() > 1) {
@@ -159,16 +349,13 @@ void StorageRingChart::paintEvent(QPaintEvent*) {
         }
     }
 
-    // The middle: the hovered slice, or the folder's total.
-    const QRectF middle = ring.adjusted(width + 8, width + 8, -width - 8, -width - 8);
-    QString headline = title_;
-    QString figure = sizeText(total_);
-    if (hovered_ >= 0) {
-        const ChartSegment& segment = slices_[hovered_].segment;
-        headline = shownName(segment.label);
-        figure = sizeText(segment.bytes) + QStringLiteral(" · ") +
-                 StorageChart::percentLabel(segment.bytes, total_);
-    }
+    paintOuterRings(painter);
+
+    // The middle: the hovered slice or arc, or the folder's total.
+    const double hole = ring.width() / 2 - innerRadius + 8;
+    const QRectF middle = ring.adjusted(hole, hole, -hole, -hole);
+    const QString headline = this->headline();
+    const QString figure = this->figure();
     QFont font = painter.font();
     painter.setPen(dim);
     const QFontMetrics metrics(font);

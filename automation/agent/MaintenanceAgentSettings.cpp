@@ -11,6 +11,18 @@ QString MaintenanceAgentTexts::runs(AgentInterval interval) {
                                              : QStringLiteral("Installed: runs daily.");
 }
 
+QJsonObject agentJson(const std::optional<MaintenanceAgentSettings>& installed) {
+    if (!installed)
+        return {{QStringLiteral("installed"), false}};
+    return {{QStringLiteral("installed"), true},
+            {QStringLiteral("interval"), installed->interval == AgentInterval::weekly
+                                             ? QStringLiteral("weekly")
+                                             : QStringLiteral("daily")},
+            {QStringLiteral("caches"), installed->caches},
+            {QStringLiteral("trash"), installed->trash},
+            {QStringLiteral("purge"), installed->purge}};
+}
+
 Status writeAgentFile(const QString& path, const QByteArray& content,
                       QFileDevice::Permissions permissions) {
     const QString folder = QFileInfo(path).path();

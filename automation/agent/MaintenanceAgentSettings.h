@@ -4,7 +4,9 @@
 
 #include <QByteArray>
 #include <QFileDevice>
+#include <QJsonObject>
 #include <QString>
+#include <optional>
 
 namespace velmox {
 
@@ -29,6 +31,10 @@ struct MaintenanceAgentTexts {
     // "Installed: runs daily."
     static QString runs(AgentInterval interval);
 };
+
+// The agent as `velmox automation list --json` shows it: {"installed": false}, or the
+// installed agent's "interval" ("daily", "weekly") and its "caches", "trash" and "purge".
+QJsonObject agentJson(const std::optional<MaintenanceAgentSettings>& installed);
 
 // Replaces `path` with `content` atomically and gives it `permissions`.
 Status writeAgentFile(const QString& path, const QByteArray& content,

@@ -424,17 +424,46 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::rebuildDesktopDatabases(bool
 
 AutomationTaskOutcome LinuxAutomationTaskPerformer::reindexFileSearch(bool dryRun) {
     const QString updatedb = tool({QStringLiteral("updatedb")});
-    if (updatedb.isEmpty())
-        return succeeded(QStringLiteral("No file search index (plocate or mlocate) is installed, "
-                                        "so there is nothing to reindex."));
+    // The desktop's own search indexes the user's files and runs as the user.
+    struct Indexer {
+        QString program;
+        QStringList arguments;
+        QString done;
+    };
+    QList<Indexer> indexers;
+    if (const QString tracker = tool({QStringLiteral("tracker3")}); !tracker.isEmpty())
+        indexers.append({tracker,
+                         {QStringLiteral("reset"), QStringLiteral("--file"), QDir::homePath()},
+                         QStringLiteral("Tracker is reindexing your home folder.")});
+    if (const QString baloo = tool({QStringLiteral("balooctl6"), QStringLiteral("balooctl")});
+        !baloo.isEmpty())
+        indexers.append({baloo,
+                         {QStringLiteral("check")},
+                         QStringLiteral("Baloo is indexing the files it was missing.")});
+    if (updatedb.isEmpty() && indexers.isEmpty())
+        return succeeded(QStringLiteral("No file search index (plocate, mlocate, Tracker or "
+                                        "Baloo) is installed, so there is nothing to reindex."));
     if (dryRun)
         return succeeded(
             unchanged(QStringLiteral("rebuild the file search index of the whole system")));
-    const Result<QString> run =
-        runAsRoot(quoted(updatedb), QStringLiteral("File search reindex failed: "));
-    if (!run)
-        return failed(run.error());
-    return succeeded(QStringLiteral("The file search index was rebuilt."));
+    QStringList done;
+    if (!updatedb.isEmpty()) {
+        const Result<QString> run =
+            runAsRoot(quoted(updatedb), QStringLiteral("File search reindex failed: "));
+        if (!run)
+            return failed(run.error());
+        done << QStringLiteral("The file search index was rebuilt.");
+    }
+    for (const Indexer& indexer : indexers) {
+        const ToolRunResult run =
+            ToolRunner::run(indexer.program, indexer.arguments, std::nullopt, kToolTimeoutSeconds);
+        const QString name = QFileInfo(indexer.program).fileName();
+        if (run.status != 0 || run.timedOut)
+            return failed(QStringLiteral("Desktop search reindex failed: %1: %2")
+                              .arg(name, failedTool(name, run)));
+        done << indexer.done;
+    }
+    return succeeded(done.join(QLatin1Char(' ')));
 }
 
 AutomationTaskOutcome LinuxAutomationTaskPerformer::verifyRootFileSystem(bool dryRun) {

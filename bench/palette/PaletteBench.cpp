@@ -21,7 +21,8 @@ QList<PaletteEntry> manyEntries(int count) {
                 .arg(words[(i / 3) % words.size()], words[(i / 11) % words.size()])
                 .arg(i);
         entries.append({QStringLiteral("bench:%1").arg(i), title, QString(), keywords,
-                        i % 5 == 0 ? PaletteSection::settings : PaletteSection::entries});
+                        i % 5 == 0 ? PaletteSection::settings : PaletteSection::entries, QString(),
+                        QString()});
     }
     return entries;
 }

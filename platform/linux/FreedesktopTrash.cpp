@@ -244,18 +244,24 @@ Status Trash::restore(const QString& trashName, const QString& destination) {
     if (!isPlainName(trashName))
         return failure(
             QStringLiteral("“%1” is not the name of an item in the Trash.").arg(trashName));
-    const QByteArray source = QFile::encodeName(itemPath(trashName));
+    return restoreBytes(QFile::encodeName(trashName), QFile::encodeName(destination));
+}
+
+Status Trash::restoreBytes(const QByteArray& trashName, const QByteArray& destination) {
+    if (!isPlainName(QFile::decodeName(trashName)) || trashName.contains('/'))
+        return failure(
+            QStringLiteral("“%1” is not the name of an item in the Trash.").arg(shown(trashName)));
+    const QByteArray source = QFile::encodeName(filesFolder()) + '/' + trashName;
     if (!pathExists(source))
-        return failure(QStringLiteral("“%1” is no longer in the Trash.").arg(trashName));
-    const int error = renameNoReplace(source, QFile::encodeName(destination));
+        return failure(QStringLiteral("“%1” is no longer in the Trash.").arg(shown(trashName)));
+    const int error = renameNoReplace(source, destination);
     if (error == EEXIST || error == ENOTEMPTY)
         return failure(QStringLiteral("“%1” already exists, so “%2” stays in the Trash.")
-                           .arg(destination, trashName));
+                           .arg(shown(destination), shown(trashName)));
     if (error != 0)
         return failure(QStringLiteral("“%1” could not be put back to “%2”: %3.")
-                           .arg(trashName, destination, qt_error_string(error)));
-    ::unlink(
-        (QFile::encodeName(infoFolder() + QLatin1Char('/') + trashName) + infoSuffix).constData());
+                           .arg(shown(trashName), shown(destination), qt_error_string(error)));
+    ::unlink((QFile::encodeName(infoFolder()) + '/' + trashName + infoSuffix).constData());
     return Done{};
 }
 

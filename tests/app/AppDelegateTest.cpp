@@ -47,21 +47,6 @@ TEST_F(AppDelegateTest, ALoginItemLaunchWithTheIconOffIsAnOrdinaryStart) {
     EXPECT_TRUE(windowShown());
 }
 
-TEST_F(AppDelegateTest, ClosingTheLastWindowWithoutATrayIconQuits) {
-    launch();
-    delegate->mainWindow()->close();
-    QCoreApplication::processEvents();
-    EXPECT_EQ(quits, 1);
-}
-
-TEST_F(AppDelegateTest, ClosingOneOfTwoWindowsDoesNotQuit) {
-    launch();
-    delegate->showSettings();
-    delegate->mainWindow()->close();
-    QCoreApplication::processEvents();
-    EXPECT_EQ(quits, 0);
-}
-
 TEST_F(AppDelegateTest, SwitchingTheIconAtRunTimeNeverLeavesVelmoxWithNothing) {
     launch();
     delegate->mainWindow()->hide();

@@ -7,6 +7,7 @@
 #include "app/pages/StorageManagerPage.h"
 #include "tests/app/MacWords.h"
 #include "tests/app/WindowFixture.h"
+#include "tests/support/TestFiles.h"
 
 #include <QAbstractButton>
 #include <QAbstractItemView>
@@ -15,9 +16,7 @@
 #include <QApplication>
 #include <QButtonGroup>
 #include <QComboBox>
-#include <QDeadlineTimer>
 #include <QDir>
-#include <QFile>
 #include <QGroupBox>
 #include <QHash>
 #include <QHeaderView>
@@ -41,7 +40,8 @@ QList<QWidget*> controlsIn(QWidget* root) {
     for (QWidget* widget : root->findChildren<QWidget*>()) {
         if (!widget->isVisibleTo(root->window()) || !widget->isEnabled() ||
             qobject_cast<QScrollBar*>(widget) || qobject_cast<QHeaderView*>(widget) ||
-            qobject_cast<QTabBar*>(widget->parentWidget()))
+            qobject_cast<QTabBar*>(widget->parentWidget()) ||
+            qobject_cast<QAbstractSpinBox*>(widget->parentWidget())) // its editor is the box
             continue;
         const auto* label = qobject_cast<QLabel*>(widget);
         const bool link = label && label->text().contains(QLatin1String("<a "));
@@ -230,19 +230,13 @@ TEST_F(BuiltPagesTest, TabReachesEveryControlInReadingOrder) {
 
 TEST_F(BuiltPagesTest, TabFollowsTheStorageManagerThroughAScannedFolder) {
     const QString root = QDir::homePath() + QStringLiteral("/tree");
-    QDir().mkpath(root + QStringLiteral("/inner/deeper"));
-    QFile file(root + QStringLiteral("/inner/deeper/notes.txt"));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.close();
+    test::writeFile(root + QStringLiteral("/inner/deeper/notes.txt"), {});
     window.showPage(Category::storageManager);
     auto* page = qobject_cast<StorageManagerPage*>(window.currentPage());
     ASSERT_NE(page, nullptr);
     page->setScope(StorageManagerPage::folderScope(root));
     page->startScan();
-    const QDeadlineTimer deadline(60000);
-    while (page->job()->state() != ScanJob::State::finished && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    ASSERT_EQ(page->job()->state(), ScanJob::State::finished);
+    ASSERT_TRUE(test::waitFor([&] { return page->job()->state() == ScanJob::State::finished; }));
     // Two levels down, the breadcrumb has a button; a rescan that fails leaves its message.
     page->enterFolder(page->model()->nodeAt(0));
     page->enterFolder(page->model()->nodeAt(0));

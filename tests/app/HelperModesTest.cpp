@@ -1,14 +1,15 @@
 #include "app/HelperModes.h"
 
 #include "platform/PlatformPaths.h"
+#include "tests/support/TestFiles.h"
 
 #include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 using namespace velmox;
+using velmox::test::readFile;
 
 namespace {
 
@@ -23,11 +24,6 @@ ChildRun runVelmox(const QStringList& args) {
     process.waitForFinished(30000);
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
             QString::fromLocal8Bit(process.readAllStandardError())};
-}
-
-QByteArray readFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(missing)");
 }
 
 } // namespace

@@ -48,10 +48,9 @@ TEST(LaunchAtLoginTest, TheAutostartEntryStartsVelmoxAsALoginItemAndCanBeRemoved
     EXPECT_FALSE(LaunchAtLogin::isEnabled());
     // Switching off twice is fine.
     EXPECT_TRUE(LaunchAtLogin::setEnabled(false, executable));
-}
 
-TEST(LaunchAtLoginTest, ReservedCharactersInThePathAreQuotedForTheExecKey) {
-    const QString text = QString::fromUtf8(LaunchAtLogin::entryText("/home/a$b/velmox"));
-    EXPECT_TRUE(text.contains("Exec=\"/home/a\\\\$b/velmox\" --login-item\n"))
-        << text.toStdString();
+    // Reserved characters are quoted for the Exec key.
+    const QString quoted = QString::fromUtf8(LaunchAtLogin::entryText("/home/a$b/velmox"));
+    EXPECT_TRUE(quoted.contains("Exec=\"/home/a\\\\$b/velmox\" --login-item\n"))
+        << quoted.toStdString();
 }

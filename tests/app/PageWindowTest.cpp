@@ -4,7 +4,6 @@
 #include "app/MainWindow.h"
 #include "tests/app/WindowFixture.h"
 
-#include <QApplication>
 #include <QMenuBar>
 #include <gtest/gtest.h>
 

@@ -1,6 +1,11 @@
 #include "app/PaletteWindow.h"
 
 #include "app/MainWindow.h"
+#include "app/SettingsWindow.h"
+#include "app/pages/PageTabs.h"
+#include "automation/AutomationEngine.h"
+#include "automation/AutomationModel.h"
+#include "services/ActionHistoryStore.h"
 #include "tests/app/WindowFixture.h"
 
 #include <QAction>
@@ -8,6 +13,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QSignalSpy>
 #include <QTest>
 #include <gtest/gtest.h>
 
@@ -159,6 +165,107 @@ TEST_F(PaletteWindowTest, FavouritesPinAboveRecentsAndRecentsKeepTheLastFew) {
     QTest::keyClick(palette->results(), Qt::Key_D, Qt::ControlModifier);
     EXPECT_TRUE(palette->favorites().isEmpty());
     EXPECT_EQ(rows().at(1), QStringLiteral("System Cleanup"));
+}
+
+TEST_F(PaletteWindowTest, EveryTabAndSettingsPaneIsAnEntryThatOpensIt) {
+    PaletteWindow* palette = window.commandPalette();
+    QHash<QString, QString> destinations; // entry id -> destination
+    for (const PaletteEntry& entry : palette->index().entries())
+        destinations.insert(entry.id, entry.destination);
+
+    // Each tab the pages really have has its entry, and opening it shows that tab.
+    int tabs = 0;
+    for (Category category : allCategories()) {
+        for (PageTabs* pageTabs : window.page(category)->findChildren<PageTabs*>()) {
+            for (const QString& key : pageTabs->keys()) {
+                const QString place = rawValue(category) + u'/' + key;
+                ASSERT_EQ(destinations.value(QStringLiteral("tab:") + place), place);
+                palette->open(QStringLiteral("tab:") + place);
+                EXPECT_EQ(window.currentPage(), window.page(category));
+                EXPECT_EQ(pageTabs->currentKey(), key);
+                ++tabs;
+            }
+        }
+    }
+    EXPECT_GE(tabs, 4);
+
+    // Every settings pane has its entry, and no entry leads anywhere that does not exist.
+    const QStringList panes = SettingsView::sectionIds();
+    for (const QString& pane : panes)
+        EXPECT_TRUE(destinations.contains(QStringLiteral("tab:settings/") + pane))
+            << pane.toStdString();
+    for (const auto& [id, destination] : destinations.asKeyValueRange()) {
+        if (destination.isEmpty())
+            continue;
+        const QString page = destination.section(u'/', 0, 0);
+        const QString tab = destination.section(u'/', 1);
+        if (page == QLatin1String("settings")) {
+            EXPECT_TRUE(panes.contains(tab)) << id.toStdString();
+        } else if (page != QLatin1String("help")) {
+            const auto category = categoryFromRaw(page);
+            ASSERT_TRUE(category) << id.toStdString();
+            if (!tab.isEmpty()) {
+                const auto pageTabs = window.page(*category)->findChildren<PageTabs*>();
+                EXPECT_TRUE(!pageTabs.isEmpty() && pageTabs.first()->keys().contains(tab))
+                    << id.toStdString();
+            }
+        }
+    }
+
+    // A setting opens the settings window at its pane.
+    QSignalSpy settings(&window, &MainWindow::settingsRequested);
+    QSignalSpy section(&services.notifications(), &AppNotifications::openSettingsSection);
+    palette->open(QStringLiteral("setting:adminUsername"));
+    EXPECT_EQ(settings.size(), 1);
+    ASSERT_EQ(section.size(), 1);
+    EXPECT_EQ(section.at(0).at(0).toString(), QStringLiteral("access"));
+}
+
+TEST_F(PaletteWindowTest, AutomationRunsAskFirstWhenTheyCanDoHarmAndReportTheirResult) {
+    ASSERT_TRUE(services.settings().setValue(AutomationSettingsKeys::dryRun, true));
+    AutomationEngine& engine = services.automation();
+    ASSERT_TRUE(engine.setChains({{QStringLiteral("r1"),
+                                   QStringLiteral("Evening Tidy"),
+                                   {QStringLiteral("emptyTrash")},
+                                   {}}}));
+    PaletteWindow* palette = window.commandPalette();
+    QStringList questions;
+    bool answer = false;
+    palette->setConfirm([&](const QString& question) {
+        questions << question;
+        return answer;
+    });
+
+    // The routine the engine just got is listed, and refusing its question runs nothing.
+    shortcut(&window);
+    type(QStringLiteral("evening tidy"));
+    EXPECT_EQ(currentId(), QStringLiteral("chain:r1"));
+    press(Qt::Key_Return);
+    ASSERT_EQ(questions.size(), 1);
+    EXPECT_EQ(questions.first(), QStringLiteral("This runs the routine “Evening Tidy”.\n\nIt can "
+                                                "change or delete data."));
+    EXPECT_TRUE(palette->recents().isEmpty());
+    EXPECT_FALSE(services.status().message());
+
+    const auto lastStatus = [this] { return services.status().message().value_or(QString()); };
+    answer = true;
+    palette->open(QStringLiteral("automation:flushDNS"));
+    EXPECT_EQ(questions.last(), QStringLiteral("This runs the automation task “Flush DNS Cache”."
+                                               "\n\nThis needs administrator rights."));
+    QTRY_VERIFY_WITH_TIMEOUT(lastStatus().startsWith(QStringLiteral("Success: Dry run:")), 10000);
+    const auto lastAction = [this] {
+        const QList<ActionHistoryEntry>& entries = services.history().entries();
+        return entries.isEmpty() ? QString() : entries.first().action;
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(lastAction(), QStringLiteral("Automation (dry run): Flush DNS Cache"),
+                              10000);
+    EXPECT_EQ(palette->recents().first(), QStringLiteral("automation:flushDNS"));
+
+    // A task that can do no harm runs without a question.
+    palette->open(QStringLiteral("automation:rebuildLaunchServices"));
+    EXPECT_EQ(questions.size(), 2);
+    QTRY_COMPARE_WITH_TIMEOUT(
+        lastAction(), QStringLiteral("Automation (dry run): Rebuild Desktop Databases"), 10000);
 }
 
 } // namespace

@@ -35,9 +35,17 @@ bool runShortcut(MainWindow& window, const QKeySequence& keys) {
 
 } // namespace
 
-TEST_F(SidebarTest, KeyboardReachesEveryRowActivityAndSettings) {
+TEST_F(SidebarTest, MouseAndKeyboardReachEveryRowActivityAndSettings) {
     MainWindow window(services);
     window.show();
+    EXPECT_EQ(services.navigation().currentPage(), "dashboard");
+    for (int i = 0; i < window.sidebar()->count(); ++i)
+        if (window.sidebar()->item(i)->text() == "Disk Health")
+            window.sidebar()->setCurrentRow(i);
+    EXPECT_EQ(services.navigation().currentPage(), "diskHealth");
+    EXPECT_EQ(window.currentPage(), window.page(Category::diskHealth));
+    EXPECT_TRUE(window.windowTitle().startsWith("Disk Health"));
+
     QList<Category> rows;
     for (const SidebarGroup& group : sidebarGroups())
         for (const SidebarRow& row : group.rows)
@@ -87,20 +95,6 @@ TEST_F(SidebarTest, GroupsAndRowsAppearInTheirFixedOrder) {
     }
     sidebar.setOpenCore(false);
     EXPECT_FALSE(shownTexts(sidebar).contains("OpenCore & OCLP"));
-}
-
-TEST_F(SidebarTest, ChoosingARowShowsItsPageAndTheNavigationFollows) {
-    MainWindow window(services);
-    window.show();
-    EXPECT_EQ(services.navigation().currentPage(), "dashboard");
-
-    SidebarView* sidebar = window.sidebar();
-    for (int i = 0; i < sidebar->count(); ++i)
-        if (sidebar->item(i)->text() == "Disk Health")
-            sidebar->setCurrentRow(i);
-    EXPECT_EQ(services.navigation().currentPage(), "diskHealth");
-    EXPECT_EQ(window.currentPage(), window.page(Category::diskHealth));
-    EXPECT_TRUE(window.windowTitle().startsWith("Disk Health"));
 }
 
 TEST_F(SidebarTest, PowerUserIsReachedFromMaintenanceAndStaysWithNoRowSelected) {

@@ -2,28 +2,16 @@
 
 #include "platform/PlatformPaths.h"
 #include "services/Settings.h"
+#include "tests/support/TestFiles.h"
 
-#include <QDir>
-#include <QFile>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 using namespace velmox;
+using namespace velmox::test;
 
 namespace {
-
-void writeFile(const QString& path, const QByteArray& data) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(data);
-}
-
-QByteArray readFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 struct StartupMigrationTest : ::testing::Test {
     QTemporaryDir root;
@@ -57,7 +45,6 @@ TEST_F(StartupMigrationTest, LegacyFoldersMergeInOrderWithoutReplacingAnything) 
 
 TEST_F(StartupMigrationTest, ALegacyNameThatIsAFileOrALinkIsLeftAlone) {
     writeFile(parent + "/Warrantis", "a file, not a folder");
-    QDir().mkpath(parent + "/elsewhere");
     writeFile(parent + "/elsewhere/data", "data");
     ASSERT_TRUE(QFile::link(parent + "/elsewhere", parent + "/BriskTide"));
 

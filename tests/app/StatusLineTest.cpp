@@ -1,6 +1,5 @@
 #include "app/GlobalStatusBar.h"
 #include "app/MainWindow.h"
-#include "app/StatusReporter.h"
 #include "app/TaskStatusOverlay.h"
 #include "app/pages/NetworkToolsPage.h"
 #include "app/pages/PageTabs.h"
@@ -80,23 +79,14 @@ TEST_F(StatusLineTest, AFinishedMessageIsHiddenWhenTheStatusClearsIt) {
     EXPECT_TRUE(line->isHidden());
 }
 
-TEST_F(StatusLineTest, InlineReporterAndOverlayShowTheirStates) {
+TEST_F(StatusLineTest, TheOverlayCoversItsPageAndEndsItsProgressWhenFinished) {
     QWidget page;
     page.resize(500, 400);
     page.show();
-    StatusReporter reporter(&page);
-    reporter.show("Exported 3 entries to /tmp/a.csv.", true);
-    EXPECT_TRUE(reporter.isSuccess());
-    EXPECT_TRUE(reporter.isVisibleTo(&page));
-    reporter.clear();
-    EXPECT_FALSE(reporter.isVisibleTo(&page));
-
     TaskStatusOverlay overlay(&page);
     int dismissed = 0;
     overlay.setDismissAction([&dismissed] { ++dismissed; });
     overlay.showProgress("Cleaning...", 0.4);
-    EXPECT_EQ(overlay.progress(), 0.4);
-    EXPECT_EQ(overlay.geometry(), page.rect());
     page.resize(640, 480);
     EXPECT_EQ(overlay.geometry(), page.rect());
     overlay.showFinished("Error: Cleaning failed.", false);

@@ -23,11 +23,15 @@ struct TrayTest : test::LaunchFixture {
 
 } // namespace
 
-TEST_F(TrayTest, AFirstLaunchShowsBothTheTrayIconAndTheWindow) {
+TEST_F(TrayTest, AFirstLaunchShowsTheIconAndTheWindowAndClosingItKeepsVelmoxInTheTray) {
     launch();
     ASSERT_NE(delegate->statusItem(), nullptr);
     EXPECT_TRUE(delegate->statusItem()->isVisible());
     EXPECT_TRUE(windowShown());
+    delegate->mainWindow()->close();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(quits, 0);
+    EXPECT_EQ(delegate->activationPolicy(), ActivationPolicy::accessory);
 }
 
 TEST_F(TrayTest, ALoginItemLaunchStaysInTheTrayWithoutMakingTheWindow) {
@@ -41,14 +45,6 @@ TEST_F(TrayTest, ALoginItemLaunchStaysInTheTrayWithoutMakingTheWindow) {
     delegate->reopen();
     EXPECT_TRUE(windowShown());
     EXPECT_EQ(delegate->activationPolicy(), ActivationPolicy::regular);
-}
-
-TEST_F(TrayTest, ClosingTheLastWindowKeepsVelmoxInTheTray) {
-    launch();
-    delegate->mainWindow()->close();
-    QCoreApplication::processEvents();
-    EXPECT_EQ(quits, 0);
-    EXPECT_EQ(delegate->activationPolicy(), ActivationPolicy::accessory);
 }
 
 TEST_F(TrayTest, SwitchingTheIconOffWithNoWindowOpenBringsTheWindowBack) {

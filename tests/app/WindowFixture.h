@@ -7,7 +7,6 @@
 #include "tests/support/ManualClock.h"
 
 #include <QCoreApplication>
-#include <QEvent>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 

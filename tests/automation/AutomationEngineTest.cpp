@@ -71,9 +71,15 @@ protected:
 
     // Runs one minute tick and waits until the tasks it started are back.
     void tickAndSettle() {
+        freshen();
         clock.advance(60s);
         engine->tick();
         settle();
+    }
+    // Lets the environment take in what the stand-in services say now.
+    void freshen() {
+        environment->refresh();
+        ASSERT_TRUE(waitUntil([this] { return !environment->isRefreshing(); }));
     }
     void settle() {
         ASSERT_TRUE(waitUntil([this] { return engine->runningTargets().isEmpty(); }));
@@ -157,6 +163,23 @@ TEST_F(EngineTest, NoSensorNoBatteryAndBatteryPowerKeepRulesFromRunning) {
     standIns->upower.battery = false;
     tickAndSettle();
     EXPECT_EQ(performer.taskIds(), QStringList{"flushDNS"});
+}
+
+// A measurement never waits for the bus: a stalled UPower leaves its last answer in use, and a
+// UPower that has gone leaves the power-supply tree.
+TEST_F(EngineTest, PowerIsReadWithoutWaitingForTheBus) {
+    makeEngine(QStringLiteral("desktop"));
+    standIns->upower.battery = true;
+    standIns->setUPowerRunning(true);
+    freshen();
+    QSemaphore gate;
+    standIns->stall(gate);
+    EXPECT_FALSE(environment->measure().onAC);
+    EXPECT_TRUE(environment->isRefreshing());
+    gate.release();
+    standIns->setUPowerRunning(false);
+    freshen();
+    EXPECT_TRUE(environment->measure().onAC);
 }
 
 TEST_F(EngineTest, CooldownCountsWholeMinutesSinceTheLastRun) {

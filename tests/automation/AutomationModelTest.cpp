@@ -73,18 +73,6 @@ TEST(AutomationCatalogue, LinuxTableKeepsTheIdsAndSaysLinuxThings) {
               "Needs a saved administrator password (Settings > Access).");
 }
 
-TEST(AutomationCatalogue, ActionTitlesAndProfileMarks) {
-    const QList<AutomationChain> chains{{"c1", "Evening", {"emptyTrash"}, {}}};
-    EXPECT_EQ(actionTitle("chain:c1", chains), "Routine: Evening");
-    EXPECT_EQ(actionTitle("chain:gone", chains), "Missing routine");
-    EXPECT_EQ(actionChoices(chains).last(),
-              (AutomationActionChoice{"chain:c1", "Routine: Evening"}));
-    EXPECT_TRUE(hasDestructiveStep(chains.at(0).steps));
-    for (const AutomationProfile& profile : builtInProfiles())
-        EXPECT_FALSE(hasDestructiveStep(profile.steps)) << profile.id.toStdString();
-    EXPECT_EQ(quickActionTask(QuickAction::emptyTrash).isDestructive, true);
-}
-
 AutomationStoreData sampleData() {
     AutomationStoreData data;
     AutomationRule rule;

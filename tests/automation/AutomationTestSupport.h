@@ -161,6 +161,11 @@ public:
                 connection_->unregisterService(QStringLiteral("org.freedesktop.UPower"));
         });
     }
+    // Keeps the services from answering until `gate` is released.
+    void stall(QSemaphore& gate) {
+        QMetaObject::invokeMethod(
+            &context_, [&gate] { gate.acquire(); }, Qt::QueuedConnection);
+    }
     void emitWake() {
         onThread([&] { emit login1.PrepareForSleep(false); });
     }

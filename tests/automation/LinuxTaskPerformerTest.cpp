@@ -176,4 +176,33 @@ TEST(LinuxTaskPerformerTest, DesktopDatabasesOfTheUserAreRebuilt) {
     EXPECT_TRUE(readFile(data + "/mime/globs2").contains("application/x-velmox-test:*.vtest"));
 }
 
+// Tracker and Baloo are not installed here: scripts in their place record how they are called.
+TEST(LinuxTaskPerformerTest, DesktopSearchIsReindexedAsTheUser) {
+    PerformerWorld world;
+    QTemporaryDir tools;
+    world.options.toolFolders = {tools.path()};
+    const QString calls = tools.filePath("calls");
+    const auto install = [&](const QString& name, const QByteArray& body) {
+        writeFile(tools.filePath(name),
+                  "#!/bin/sh\necho \"$(id -u) $0 $*\" >> '" + calls.toUtf8() + "'\n" + body);
+        QFile(tools.filePath(name)).setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+    };
+    install("tracker3", "exit 0\n");
+    install("balooctl", "exit 0\n");
+
+    EXPECT_EQ(world.perform("reindexSpotlight"),
+              (AutomationTaskOutcome{true, "Tracker is reindexing your home folder. Baloo is "
+                                           "indexing the files it was missing."}));
+    const QString uid = QString::number(::getuid());
+    EXPECT_EQ(readFile(calls),
+              (uid + " " + tools.filePath("tracker3") + " reset --file " + QDir::homePath() + "\n" +
+               uid + " " + tools.filePath("balooctl") + " check\n")
+                  .toUtf8());
+
+    install("balooctl", "echo 'Baloo is disabled.' >&2\nexit 1\n");
+    EXPECT_EQ(world.perform("reindexSpotlight"),
+              (AutomationTaskOutcome{false, "Desktop search reindex failed: balooctl: Baloo is "
+                                            "disabled."}));
+}
+
 } // namespace

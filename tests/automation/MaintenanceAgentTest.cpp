@@ -10,6 +10,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -240,8 +242,18 @@ TEST(LinuxMaintenanceAgentTest, CommandLineInstallsUpdatesAndRemovesTheUnits) {
                     .startsWith("Installed: runs weekly. It moves the user caches to the Trash, "
                                 "drops the page cache where sudo needs no password. "));
 
+    const auto listedAgent = [] {
+        return QJsonDocument::fromJson(runVelmox({"automation", "list", "--json"}).out)["agent"];
+    };
+    EXPECT_EQ(listedAgent(), QJsonObject({{"installed", true},
+                                          {"interval", "weekly"},
+                                          {"caches", true},
+                                          {"trash", false},
+                                          {"purge", true}}));
+
     EXPECT_EQ(out({"automation", "agent", "remove"}), "Background agent removed.\n");
     EXPECT_EQ(out({"automation", "agent", "status"}), "The background agent is not installed.\n");
+    EXPECT_EQ(listedAgent(), QJsonObject({{"installed", false}}));
     EXPECT_TRUE(QDir(folder).entryList(QDir::Files).isEmpty());
     EXPECT_FALSE(QFileInfo::exists(LinuxMaintenanceAgent::scriptPath()));
 }

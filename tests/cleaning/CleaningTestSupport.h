@@ -6,33 +6,14 @@
 #include "services/ActionHistoryStore.h"
 #include "tests/runners/PrivilegeWorld.h"
 #include "tests/support/ManualClock.h"
+#include "tests/support/TestFiles.h"
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
-#include <sys/time.h>
 
 namespace velmox::test {
-
-inline void writeFile(const QString& path, const QByteArray& content, int ageInDays = 0) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly))
-        file.write(content);
-    file.close();
-    if (ageInDays > 0) {
-        timeval times[2]{};
-        times[0].tv_sec = times[1].tv_sec = ::time(nullptr) - ageInDays * 86400L;
-        ::utimes(QFile::encodeName(path).constData(), times);
-    }
-}
-
-inline bool exists(const QString& path) {
-    return QFileInfo::exists(path) || QFileInfo(path).isSymLink();
-}
 
 inline QStringList entries(const QString& folder) {
     return QDir(folder).entryList(

@@ -14,7 +14,6 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QCheckBox>
-#include <QDeadlineTimer>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMessageBox>
@@ -27,13 +26,6 @@ using namespace velmox;
 using namespace velmox::test;
 
 namespace {
-
-template <typename Condition> bool waitFor(Condition condition) {
-    const QDeadlineTimer deadline(60000);
-    while (!condition() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    return condition();
-}
 
 // Screenshots in both appearances, into $VELMOX_SHOTS when it is set, to be looked at.
 void saveShots(QWidget& widget, const QString& name) {

@@ -1,7 +1,6 @@
 #include "cleaning/OptimizationRegistry.h"
 
 #include <QJsonArray>
-#include <QSet>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -17,52 +16,6 @@ TaskPlaces macPlaces() {
 
 QList<OptimizationTask> macTasks() {
     return OptimizationRegistry(macPlaces(), OptimizationRegistry::System::macOS).allTasks();
-}
-
-struct Row {
-    const char* title;
-    TaskCategory category;
-    bool root;
-    ImpactLevel impact;
-    bool smartScan;
-};
-
-TEST(MacTaskTable, HasTheTwentyRowsInOrderWithTheirFlags) {
-    using C = TaskCategory;
-    using I = ImpactLevel;
-    const std::vector<Row> expected{
-        {"RAM Purge", C::performanceSuite, true, I::highImpact, true},
-        {"DNS Cache Flush", C::performanceSuite, true, I::highImpact, true},
-        {"Spotlight Re-indexing", C::performanceSuite, true, I::highImpact, true},
-        {"Maintenance Scripts", C::maintenance, true, I::highImpact, true},
-        {"Time Machine Snapshot Slimmer", C::maintenance, true, I::highImpact, true},
-        {"Font Cache Cleaner", C::systemCleanup, true, I::moderate, true},
-        {"System Cache Cleaner", C::systemCleanup, true, I::highImpact, true},
-        {"User Cache Cleaner", C::systemCleanup, false, I::safe, true},
-        {"Log File Scrubber", C::systemCleanup, true, I::highImpact, true},
-        {"Mail Attachment Remover", C::systemCleanup, false, I::safe, false},
-        {"Trash Management", C::systemCleanup, false, I::safe, false},
-        {"Clipboard History Flusher", C::systemCleanup, false, I::safe, false},
-        {"Speech & Dictation Cache Cleaner", C::systemCleanup, false, I::safe, true},
-        {"Hung Process Killer", C::appManagement, false, I::highImpact, true},
-        {"Safari Privacy Cleaner", C::privacySecurity, false, I::safe, true},
-        {"Chrome Privacy Cleaner", C::privacySecurity, false, I::safe, true},
-        {"Firefox Privacy Cleaner", C::privacySecurity, false, I::safe, true},
-        {"Hidden File Toggle (Show)", C::privacySecurity, false, I::safe, false},
-        {"Hidden File Toggle (Hide)", C::privacySecurity, false, I::safe, false},
-        {"Apple Intelligence Cleanup", C::systemCleanup, true, I::moderate, true},
-    };
-    const QList<OptimizationTask> tasks = macTasks();
-    ASSERT_EQ(tasks.size(), qsizetype(expected.size()));
-    for (qsizetype i = 0; i < tasks.size(); ++i) {
-        const Row& row = expected[size_t(i)];
-        SCOPED_TRACE(row.title);
-        EXPECT_EQ(tasks[i].title, QString::fromUtf8(row.title));
-        EXPECT_EQ(tasks[i].category, row.category);
-        EXPECT_EQ(tasks[i].requiresSudo, row.root);
-        EXPECT_EQ(tasks[i].impactLevel, row.impact);
-        EXPECT_EQ(tasks[i].includeInSmartScan, row.smartScan);
-    }
 }
 
 // Only the scripts built from the home folder and the user name: the others are fixed text.
@@ -93,15 +46,6 @@ TEST(MacTaskTable, ScriptsAndMeasuredFoldersHaveHomeAndUserFilledIn) {
     EXPECT_EQ(tasks[10].pathsToMeasure, QStringList{"/Users/ann/.Trash"});
     EXPECT_EQ(tasks[7].work, TaskWork::moveToTrash);
     EXPECT_EQ(tasks[13].work, TaskWork::endHungProcesses);
-}
-
-TEST(TaskRegistry, MakesFreshIdsOnEveryBuild) {
-    const QList<OptimizationTask> first = macTasks();
-    const QList<OptimizationTask> second = macTasks();
-    QSet<QUuid> ids;
-    for (const OptimizationTask& task : first + second)
-        ids.insert(task.id);
-    EXPECT_EQ(ids.size(), first.size() * 2);
 }
 
 TEST(LinuxTaskTable, KeepsTheMacOrderTitlesAndCategoriesLeavingOutMacOnlyRows) {

@@ -11,22 +11,15 @@
 #include <QProcess>
 #include <QThread>
 #include <csignal>
+#include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/wait.h>
-#include <gtest/gtest.h>
 
 using namespace velmox;
 using namespace velmox::test;
 using namespace std::chrono_literals;
 
 namespace {
-
-template <typename Condition> bool waitFor(Condition condition) {
-    const QDeadlineTimer deadline(30000);
-    while (!condition() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    return condition();
-}
 
 class UnresponsiveWindowsTest : public ::testing::Test {
 protected:
@@ -50,10 +43,12 @@ protected:
         if (pid == 0) {
             ::setpgid(0, 0);
             alignas(16) static char stack[64 * 1024];
-            ::clone([](void*) -> int {
-                for (;;)
-                    ::pause();
-            }, stack + sizeof stack, CLONE_VM | CLONE_VFORK | SIGCHLD, nullptr);
+            ::clone(
+                [](void*) -> int {
+                    for (;;)
+                        ::pause();
+                },
+                stack + sizeof stack, CLONE_VM | CLONE_VFORK | SIGCHLD, nullptr);
             ::_exit(0);
         }
         sleepers.push_back(pid);

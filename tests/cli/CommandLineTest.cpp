@@ -1,14 +1,11 @@
 #include "services/ShownText.h"
 #include "tests/support/VelmoxProcess.h"
 
-#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTemporaryDir>
-#include <QTimeZone>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>

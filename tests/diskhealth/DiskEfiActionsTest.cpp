@@ -1,120 +1,120 @@
-// The EFI actions over real D-Bus: a private bus with a stand-in UDisks2 daemon and file
-// manager (this machine has neither).
+// The EFI actions over real D-Bus: a private bus with or without a stand-in UDisks2 daemon and
+// file manager.
 
 #include "diskhealth/DiskEfiActions.h"
 
-#include "diskhealth/DiskutilInventory.h"
+#include "services/SudoRunner.h"
+#include "tests/diskhealth/PrivateBus.h"
 
-#include <QDBusConnectionInterface>
+#include <QDir>
 #include <QFile>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QThread>
-#include <gtest/gtest.h>
+#include <QFileInfo>
+#include <unistd.h>
 
 namespace velmox {
 namespace {
 
-class PrivateBus : public ::testing::Test {
+QByteArray readFile(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+class EfiActionsTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(folder_.isValid());
-        daemon_.start(QStringLiteral("/usr/bin/dbus-daemon"),
-                      {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                       QStringLiteral("--print-address=1")});
-        ASSERT_TRUE(daemon_.waitForReadyRead(10000)) << "dbus-daemon did not start";
-        address_ = QString::fromUtf8(daemon_.readLine().trimmed());
-        bus_ = std::make_unique<QDBusConnection>(
-            QDBusConnection::connectToBus(address_, QStringLiteral("velmox-efi-test")));
-        ASSERT_TRUE(bus_->isConnected());
+    // The actions with both buses private; root commands run through the real runner (as root,
+    // the way the saved password runs them) and are recorded.
+    LinuxEfiActions actions() {
+        LinuxEfiActions::Options options{bus.bus(), bus.bus(), {}};
+        options.privileged = [this](const QString& line) -> CommandResult {
+            rootLines.append(line);
+            const PrivilegedRunResult ran = SudoRunner::run(QString(), line);
+            if (ran.succeeded)
+                return ran.output;
+            return commandFailure(ran.errorMessage.value_or(QString()));
+        };
+        options.xdgOpen = bus.folder() + QStringLiteral("/xdg-open");
+        options.mountRoot = QFile::encodeName(bus.folder() + QStringLiteral("/efi"));
+        return LinuxEfiActions(std::move(options));
     }
 
-    void TearDown() override {
-        for (QProcess* process : {&standIn_, &daemon_}) {
-            process->kill();
-            process->waitForFinished(5000);
-        }
-        bus_.reset();
-        QDBusConnection::disconnectFromBus(QStringLiteral("velmox-efi-test"));
-    }
-
-    void startStandIn() {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), address_);
-        standIn_.setProcessEnvironment(environment);
-        standIn_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        standIn_.start(QStringLiteral("/usr/bin/python3"),
-                       {QStringLiteral(VELMOX_TEST_SOURCES "/udisks-standin.py"), shownFile()});
-        for (int i = 0; i < 200; ++i) {
-            if (bus_->interface()->isServiceRegistered(QStringLiteral("org.freedesktop.UDisks2")))
-                return;
-            QThread::msleep(50);
-        }
-        FAIL() << "The UDisks2 stand-in did not start.";
-    }
-
-    QString shownFile() const { return folder_.filePath(QStringLiteral("shown")); }
-
-    QTemporaryDir folder_;
-    QProcess daemon_;
-    QProcess standIn_;
-    QString address_;
-    std::unique_ptr<QDBusConnection> bus_;
+    test::PrivateBus bus;
+    QStringList rootLines;
 };
 
-TEST_F(PrivateBus, MountsAndUnmountsThroughUDisks2AndPassesItsRefusalsOn) {
-    startStandIn();
-    const UDisksMounter mounter(*bus_);
-    const auto mounted = mounter.mount(QStringLiteral("loop7p1"));
+TEST_F(EfiActionsTest, MountsAndUnmountsThroughUDisks2AndPassesItsRefusalsOn) {
+    ASSERT_TRUE(bus.startStandIn());
+    LinuxEfiActions efi = actions();
+    const auto mounted = efi.mount(QStringLiteral("loop7p1"));
     ASSERT_TRUE(mounted.has_value()) << mounted.error().toStdString();
     EXPECT_EQ(*mounted, "/run/media/velmox/EFI loop7p1");
 
-    const auto again = mounter.mount(QStringLiteral("loop7p1"));
+    const auto again = efi.mount(QStringLiteral("loop7p1"));
     ASSERT_FALSE(again.has_value());
     EXPECT_EQ(again.error(), "The EFI partition loop7p1 could not be mounted: Device "
                              "/dev/loop7p1 is already mounted at `/run/media/velmox/EFI "
                              "loop7p1'.");
 
-    EXPECT_TRUE(mounter.unmount(QStringLiteral("loop7p1")).has_value());
-    const Status twice = mounter.unmount(QStringLiteral("loop7p1"));
+    EXPECT_TRUE(efi.unmount(QStringLiteral("loop7p1")).has_value());
+    const Status twice = efi.unmount(QStringLiteral("loop7p1"));
     ASSERT_FALSE(twice.has_value());
     EXPECT_EQ(twice.error(), "The EFI partition loop7p1 could not be unmounted: Device "
                              "`/dev/loop7p1' is not mounted.");
 
     // Device names with characters outside [A-Za-z0-9] are escaped in the object path.
-    const auto mapped = mounter.mount(QStringLiteral("dm-0"));
+    const auto mapped = efi.mount(QStringLiteral("dm-0"));
     ASSERT_TRUE(mapped.has_value()) << mapped.error().toStdString();
     EXPECT_EQ(*mapped, "/run/media/velmox/EFI dm-0");
+    EXPECT_TRUE(rootLines.isEmpty());
+
+    // The file manager on the bus is asked to show the folder.
+    ASSERT_TRUE(efi.show("/run/media/velmox/EFI loop7p1").has_value());
+    EXPECT_EQ(readFile(bus.shownFile()), "file:///run/media/velmox/EFI%20loop7p1\n");
 }
 
-TEST_F(PrivateBus, WithoutUDisks2OrAFileManagerTheActionsSaySo) {
-    const auto mounted = UDisksMounter(*bus_).mount(QStringLiteral("sda1"));
+TEST_F(EfiActionsTest, WithoutUDisks2MountRunsAsRootAndWithoutAFileManagerXdgOpenShows) {
+    EXPECT_EQ(LinuxEfiActions::mountLine(QStringLiteral("sda1"), "/run/velmox/efi/it's"),
+              "/usr/bin/mkdir -p '/run/velmox/efi/it'\\''s' && /usr/bin/mount '/dev/sda1' "
+              "'/run/velmox/efi/it'\\''s'");
+    EXPECT_EQ(LinuxEfiActions::unmountLine(QStringLiteral("sda1")), "/usr/bin/umount '/dev/sda1'");
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "the root commands need root";
+
+    // This machine cannot mount a real EFI partition (no vfat module): a device that does not
+    // exist makes mount fail for real, and its reason ends the sentence.
+    LinuxEfiActions efi = actions();
+    const auto mounted = efi.mount(QStringLiteral("velmox-missing1"));
     ASSERT_FALSE(mounted.has_value());
-    EXPECT_TRUE(mounted.error().startsWith("The EFI partition sda1 could not be mounted: "))
+    const QByteArray folder =
+        QFile::encodeName(bus.folder() + QStringLiteral("/efi/velmox-missing1"));
+    EXPECT_EQ(rootLines,
+              QStringList{LinuxEfiActions::mountLine(QStringLiteral("velmox-missing1"), folder)});
+    EXPECT_TRUE(QFileInfo(QString::fromLocal8Bit(folder)).isDir());
+    EXPECT_TRUE(mounted.error().startsWith("The EFI partition velmox-missing1 could not be "
+                                           "mounted: "))
         << mounted.error().toStdString();
-    EXPECT_FALSE(showInFileManager(*bus_, "/run/media/velmox/EFI"));
-}
+    EXPECT_TRUE(mounted.error().contains("/dev/velmox-missing1")) << mounted.error().toStdString();
+    EXPECT_FALSE(mounted.error().contains("mount: ")) << mounted.error().toStdString();
+    EXPECT_TRUE(mounted.error().endsWith(".") && !mounted.error().endsWith(".."));
 
-TEST_F(PrivateBus, TheFileManagerIsAskedToShowTheMountedFolder) {
-    startStandIn();
-    ASSERT_TRUE(showInFileManager(*bus_, "/run/media/velmox/EFI loop7p1"));
-    QFile shown(shownFile());
-    ASSERT_TRUE(shown.open(QIODevice::ReadOnly));
-    EXPECT_EQ(shown.readAll(), "file:///run/media/velmox/EFI%20loop7p1\n");
-}
+    const Status unmounted = efi.unmount(QStringLiteral("velmox-missing1"));
+    ASSERT_FALSE(unmounted.has_value());
+    EXPECT_TRUE(unmounted.error().startsWith("The EFI partition velmox-missing1 could not be "
+                                             "unmounted: "))
+        << unmounted.error().toStdString();
 
-TEST(EfiActions, TheEfiPartitionIsFoundByItsKind) {
-    QFile list(QStringLiteral(VELMOX_TEST_DATA "/diskhealth/diskutil-list-catalina.plist"));
-    ASSERT_TRUE(list.open(QIODevice::ReadOnly));
-    const auto disks = inventoryFromDiskutil({list.readAll(), {}, {}, {}});
-    ASSERT_TRUE(disks.has_value());
-    const DiskPartition* efi = efiPartitionOf(disks->first());
-    ASSERT_NE(efi, nullptr);
-    EXPECT_EQ(mountEfiTitle(efi->identifier), "Mount EFI Partition (disk0s1)");
-
-    PhysicalDisk withoutEfi = disks->first();
-    withoutEfi.partitions.removeFirst();
-    EXPECT_EQ(efiPartitionOf(withoutEfi), nullptr);
+    // xdg-open, a real script here, is given the folder.
+    QFile script(bus.folder() + QStringLiteral("/xdg-open"));
+    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
+    script.write("#!/bin/sh\nprintf '%s\\n' \"$1\" > \"$0.args\"\n");
+    script.close();
+    script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    ASSERT_TRUE(efi.show("/run/velmox/efi/sda1").has_value());
+    const QString args = script.fileName() + QStringLiteral(".args");
+    for (int i = 0; i < 100 && readFile(args).isEmpty(); ++i)
+        QThread::msleep(50);
+    EXPECT_EQ(readFile(args), "/run/velmox/efi/sda1\n");
+    QFile::remove(script.fileName());
+    EXPECT_FALSE(efi.show("/run/velmox/efi/sda1").has_value());
 }
 
 } // namespace

@@ -2,14 +2,13 @@
 
 #include "diskhealth/SmartAnalyzer.h"
 #include "services/Settings.h"
+#include "tests/diskhealth/PrivateBus.h"
 #include "tests/support/ManualClock.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QEventLoop>
-#include <QProcess>
 #include <QTemporaryDir>
-#include <QTimer>
+#include <QTest>
 #include <atomic>
 #include <gtest/gtest.h>
 #include <mutex>
@@ -75,37 +74,14 @@ SmartTarget disk(const QByteArray& device) {
     return target;
 }
 
-bool waitFor(const std::function<bool()>& done) {
-    QEventLoop loop;
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-        if (done())
-            loop.quit();
-    });
-    poll.start(5);
-    QTimer::singleShot(20000, &loop, &QEventLoop::quit);
-    if (!done())
-        loop.exec();
-    return done();
-}
-
 class DiskHealthMonitorTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        daemon.start(QStringLiteral("dbus-daemon"),
-                     {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                      QStringLiteral("--print-address=1")});
-        ASSERT_TRUE(daemon.waitForReadyRead(10000)) << "dbus-daemon did not start";
-        const QString address = QString::fromUtf8(daemon.readLine().trimmed());
-        serverBus = std::make_unique<QDBusConnection>(
-            QDBusConnection::connectToBus(address, QStringLiteral("server")));
-        clientBus = std::make_unique<QDBusConnection>(
-            QDBusConnection::connectToBus(address, QStringLiteral("client")));
-        ASSERT_TRUE(serverBus->isConnected() && clientBus->isConnected());
-        ASSERT_TRUE(serverBus->registerService(QStringLiteral("org.freedesktop.Notifications")));
-        ASSERT_TRUE(serverBus->registerObject(QStringLiteral("/org/freedesktop/Notifications"),
-                                              &server, QDBusConnection::ExportAllSlots));
-        notifier = std::make_unique<FreedesktopNotifier>(*clientBus);
+        ASSERT_TRUE(serverBus.isConnected() && clientBus.isConnected());
+        ASSERT_TRUE(serverBus.registerService(QStringLiteral("org.freedesktop.Notifications")));
+        ASSERT_TRUE(serverBus.registerObject(QStringLiteral("/org/freedesktop/Notifications"),
+                                             &server, QDBusConnection::ExportAllSlots));
+        notifier = std::make_unique<FreedesktopNotifier>(clientBus);
         settings = std::make_unique<Settings>(dir.filePath(QStringLiteral("Velmox.conf")));
         monitor = std::make_unique<DiskHealthMonitor>(
             *settings, clock, reader,
@@ -114,13 +90,7 @@ protected:
             },
             *notifier);
     }
-    void TearDown() override {
-        monitor.reset();
-        QDBusConnection::disconnectFromBus(QStringLiteral("server"));
-        QDBusConnection::disconnectFromBus(QStringLiteral("client"));
-        daemon.kill();
-        daemon.waitForFinished();
-    }
+    void TearDown() override { monitor.reset(); }
 
     // Runs one check and returns the notifications it sent, all of them: a marker sent after
     // the check arrives after every notification the check sent.
@@ -130,7 +100,7 @@ protected:
         const auto connection =
             QObject::connect(monitor.get(), &DiskHealthMonitor::checked, [&] { finished = true; });
         monitor->checkNow();
-        EXPECT_TRUE(waitFor([&] { return finished; }));
+        EXPECT_TRUE(QTest::qWaitFor([&] { return finished; }, 20000));
         QObject::disconnect(connection);
         const int markers = server.markers;
         QDBusMessage marker = QDBusMessage::createMethodCall(
@@ -139,8 +109,8 @@ protected:
             QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
         marker << QStringLiteral("marker") << 0u << QString() << QString() << QString()
                << QStringList() << QVariantMap() << -1;
-        clientBus->call(marker, QDBus::NoBlock);
-        EXPECT_TRUE(waitFor([&] { return server.markers > markers; }));
+        clientBus.call(marker, QDBus::NoBlock);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return server.markers > markers; }, 20000));
         return server.summaries.mid(before);
     }
 
@@ -148,9 +118,9 @@ protected:
         ASSERT_TRUE(settings->setValue(QLatin1String(key), value));
     }
 
-    QProcess daemon;
-    std::unique_ptr<QDBusConnection> serverBus;
-    std::unique_ptr<QDBusConnection> clientBus;
+    test::PrivateBus bus;
+    QDBusConnection serverBus = bus.connect(QStringLiteral("server"));
+    QDBusConnection clientBus = bus.connect(QStringLiteral("client"));
     NotificationServer server;
     QTemporaryDir dir;
     test::ManualClock clock;
@@ -200,30 +170,6 @@ TEST_F(DiskHealthMonitorTest, NotifiesWhenAGradeRisesToTheChosenLevel) {
                   .toMap()
                   .value(QStringLiteral("Disk sdb /dev/sdb")),
               QVariant(3));
-}
-
-TEST_F(DiskHealthMonitorTest, ChecksTwentySecondsAfterStartThenEveryInterval) {
-    setSetting("diskHealthCheckMinutes", 30);
-    monitor->start();
-    clock.advance(std::chrono::seconds(19));
-    EXPECT_FALSE(monitor->isChecking());
-    clock.advance(std::chrono::seconds(1));
-    EXPECT_TRUE(monitor->isChecking());
-    EXPECT_TRUE(waitFor([&] { return !monitor->isChecking(); }));
-    EXPECT_EQ(reader->reads, 2);
-    clock.advance(std::chrono::minutes(30) - std::chrono::seconds(20));
-    EXPECT_TRUE(waitFor([&] { return !monitor->isChecking() && reader->reads == 4; }));
-
-    // Switched off, it checks nothing in the background.
-    monitor->stop();
-    setSetting("diskHealthMonitorEnabled", false);
-    monitor->start();
-    EXPECT_EQ(clock.pendingJobs(), 0);
-    clock.advance(std::chrono::hours(25));
-    EXPECT_EQ(reader->reads, 4);
-
-    setSetting("diskHealthCheckMinutes", 0);
-    EXPECT_EQ(DiskHealthMonitor::intervalMinutes(*settings), 60);
 }
 
 } // namespace

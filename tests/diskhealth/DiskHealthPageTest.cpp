@@ -1,20 +1,27 @@
 #include "app/pages/DiskHealthPage.h"
 
+#include "app/pages/DiskHealthWidgets.h"
+#include "diskhealth/DiskEfiActions.h"
 #include "diskhealth/DiskInventory.h"
+#include "diskhealth/DiskutilInventory.h"
 #include "diskhealth/LsblkInventory.h"
 #include "diskhealth/PartitionTypes.h"
 #include "diskhealth/SmartAnalyzer.h"
 #include "diskhealth/SmartReader.h"
 #include "diskhealth/SmartctlJson.h"
+#include "services/Settings.h"
+#include "tests/diskhealth/PrivateBus.h"
+#include "tests/diskhealth/Screenshots.h"
 #include "tests/support/ManualClock.h"
 
-#include <QDir>
+#include <QCheckBox>
 #include <QFile>
 #include <QFrame>
 #include <QLabel>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTableWidget>
+#include <QTest>
 #include <QThreadPool>
 #include <atomic>
 #include <gtest/gtest.h>
@@ -28,14 +35,19 @@ QByteArray fixture(const QString& name) {
     return file.readAll();
 }
 
-// The lsblk listings of two machines, replayed.
+// The lsblk listings of two machines and a Mac's diskutil list, replayed.
 class ReplayedInventory : public DiskInventorySource {
 public:
     Result<QList<PhysicalDisk>> read() const override {
         QList<LsblkDevice> roots;
         for (const char* name : {"lsblk-virtio-zram.json", "lsblk-loop-gpt-mbr.json"})
             roots += parseLsblkJson(fixture(QLatin1String(name))).value();
-        return inventoryFromLsblk(roots, FileSystemSupport::everything());
+        Result<QList<PhysicalDisk>> disks =
+            inventoryFromLsblk(roots, FileSystemSupport::everything());
+        disks->append(inventoryFromDiskutil(
+                          {fixture(QStringLiteral("diskutil-list-catalina.plist")), {}, {}, {}})
+                          ->first());
+        return disks;
     }
 };
 
@@ -73,18 +85,35 @@ QFrame* cardOf(const QWidget& page, const QString& identifier) {
     return nullptr;
 }
 
-TEST(DiskHealthPage, ShowsEveryDiskWithItsGradeOrWhyThereIsNone) {
+// The page over replayed disks, with the EFI actions of a desktop whose UDisks2 and file
+// manager answer on a private bus.
+class DiskHealthPageTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(bus.startStandIn()); }
+
+    test::PrivateBus bus;
+    QTemporaryDir dir;
+    Settings settings{dir.filePath(QStringLiteral("Velmox.conf"))};
     test::ManualClock clock;
-    auto inventory = std::make_shared<ReplayedInventory>();
-    auto reader = std::make_shared<ReplayedSmartReader>();
-    DiskHealthPage page(inventory, reader, clock, *QThreadPool::globalInstance());
-    page.resize(900, 1400);
+    std::shared_ptr<ReplayedInventory> inventory = std::make_shared<ReplayedInventory>();
+    std::shared_ptr<ReplayedSmartReader> reader = std::make_shared<ReplayedSmartReader>();
+    DiskHealthPage page{
+        inventory,
+        reader,
+        std::make_shared<LinuxEfiActions>(LinuxEfiActions::Options{bus.bus(), bus.bus(), {}}),
+        settings,
+        clock,
+        *QThreadPool::globalInstance()};
+};
+
+TEST_F(DiskHealthPageTest, ShowsEveryDiskWithItsGradeOrWhyThereIsNone) {
+    page.resize(900, 1900);
     QSignalSpy checked(&page, &DiskHealthPage::checked);
     ASSERT_TRUE(checked.wait(10000));
     page.show();
 
     const QList<PhysicalDisk> disks = inventory->read().value();
-    ASSERT_EQ(disks.size(), 3);
+    ASSERT_EQ(disks.size(), 4);
     ASSERT_EQ(disks[1].identifier, QStringLiteral("loop0"));
     ASSERT_EQ(page.findChildren<QFrame*>(QStringLiteral("diskCard")).size(), disks.size());
 
@@ -120,24 +149,90 @@ TEST(DiskHealthPage, ShowsEveryDiskWithItsGradeOrWhyThereIsNone) {
         EXPECT_EQ(table->item(row, 1)->toolTip(), hdd.attributes[row].description);
     }
     const QString loop0Text = cardText(loop0);
+    ASSERT_EQ(disks[1].partitions.size(), 3);
+    EXPECT_TRUE(loop0Text.contains(QStringLiteral("A disk image attached as a loop device.")));
     for (const DiskPartition& partition : disks[1].partitions) {
         EXPECT_TRUE(loop0Text.contains(partition.identifier) &&
                     loop0Text.contains(partition.content))
             << partition.identifier.toStdString();
     }
+    // The facts with meters: the temperature's marks at the rotating disk's 60 °C and 75 °C.
+    const QList<FactMeter*> meters = loop0->findChildren<FactMeter*>();
+    EXPECT_EQ(meters.size(), std::count_if(hdd.summary.begin(), hdd.summary.end(),
+                                           [](const SmartFact& fact) { return fact.meter; }));
+    const auto temperature =
+        std::find_if(hdd.summary.begin(), hdd.summary.end(), [](const SmartFact& fact) {
+            return fact.label == QStringLiteral("Temperature");
+        });
+    ASSERT_NE(temperature, hdd.summary.end());
+    EXPECT_EQ(temperature->marks, (QList<double>{60 / 80.0, 75 / 80.0}));
 
-    page.grab().save(QDir::tempPath() + QStringLiteral("/disk-health-page.png"));
+    // The partition bar gives each part its share of the width, and a tiny one still shows.
+    const auto* bar = loop0->findChild<PartitionBar*>();
+    ASSERT_TRUE(bar);
+    const auto spans = bar->spans(640);
+    ASSERT_EQ(spans.size(), disks[1].partitions.size());
+    for (int i = 1; i < spans.size(); ++i)
+        EXPECT_EQ(spans[i].first, spans[i - 1].first + spans[i - 1].second);
+    EXPECT_LE(spans.last().first + spans.last().second, 640);
+    EXPECT_GT(spans[1].second, 2 * spans[0].second); // 24 MiB beside 8 MiB
+    for (const auto& [left, width] : spans)
+        EXPECT_GE(width, 6);
+
+    // Disks without an EFI partition say so; the Mac disk has one.
+    EXPECT_TRUE(cardText(vda).contains(noEfiPartitionText()));
+    test::saveScreenshots(page, QStringLiteral("disk-health-page"), settings);
 }
 
-TEST(DiskHealthPage, CheckNowReadsAgainOnceAndStampsTheTime) {
-    test::ManualClock clock;
-    auto reader = std::make_shared<ReplayedSmartReader>();
-    DiskHealthPage page(std::make_shared<ReplayedInventory>(), reader, clock,
-                        *QThreadPool::globalInstance());
+TEST_F(DiskHealthPageTest, EfiActionsRunInTheBackgroundAndSayHowTheyEnded) {
+    QSignalSpy checked(&page, &DiskHealthPage::checked);
+    ASSERT_TRUE(checked.wait(10000));
+    auto efiButton = [this](const QString& text) -> QPushButton* {
+        for (QPushButton* button : page.findChildren<QPushButton*>())
+            if (button->text() == text)
+                return button;
+        return nullptr;
+    };
+    QPushButton* mount = efiButton(QStringLiteral("Mount EFI Partition (disk0s1)"));
+    ASSERT_TRUE(mount);
+    EXPECT_FALSE(
+        efiButton(QStringLiteral("Show EFI Partition (disk0s1) in the File Manager"))->isEnabled());
+
+    // Mounted, and shown in the file manager when the switch asks for it.
+    QCheckBox* autoOpen = nullptr;
+    for (QCheckBox* box : page.findChildren<QCheckBox*>())
+        if (box->text() == efiAutoOpenTitle())
+            autoOpen = box;
+    ASSERT_TRUE(autoOpen);
+    autoOpen->setChecked(true);
+    EXPECT_TRUE(settings.boolValue(QStringLiteral("efiAutoOpenInFinder"), false));
+    QSignalSpy finished(&page, &DiskHealthPage::efiActionFinished);
+    mount->click();
+    EXPECT_FALSE(mount->isEnabled());
+    ASSERT_TRUE(finished.wait(10000));
+    EXPECT_EQ(page.efiMessage(),
+              "The EFI partition disk0s1 is mounted on /run/media/velmox/EFI disk0s1.");
+    QFile shown(bus.shownFile());
+    ASSERT_TRUE(shown.open(QIODevice::ReadOnly));
+    EXPECT_EQ(shown.readAll(), "file:///run/media/velmox/EFI%20disk0s1\n");
+
+    // The page lists the disks again; a refusal is shown as UDisks2 gave it.
+    ASSERT_TRUE(QTest::qWaitFor([this] { return !page.isChecking(); }, 10000));
+    efiButton(QStringLiteral("Mount EFI Partition (disk0s1)"))->click();
+    ASSERT_TRUE(finished.wait(10000));
+    EXPECT_EQ(page.efiMessage(), "The EFI partition disk0s1 could not be mounted: Device "
+                                 "/dev/disk0s1 is already mounted at `/run/media/velmox/EFI "
+                                 "disk0s1'.");
+}
+
+TEST_F(DiskHealthPageTest, CheckNowReadsAgainOnceAndStampsTheTime) {
     QSignalSpy checked(&page, &DiskHealthPage::checked);
     ASSERT_TRUE(checked.wait(10000));
     const int firstReads = reader->reads;
-    auto* button = page.findChild<QPushButton*>();
+    QPushButton* button = nullptr;
+    for (QPushButton* candidate : page.findChildren<QPushButton*>())
+        if (candidate->text() == QStringLiteral("Check now"))
+            button = candidate;
     EXPECT_TRUE(button->isEnabled());
 
     clock.advance(std::chrono::hours(2));

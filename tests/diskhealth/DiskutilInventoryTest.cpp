@@ -109,11 +109,7 @@ TEST(DiskutilInventory, TheTextFormGivesStatusSizeAndPlace) {
     EXPECT_TRUE(disks->first().isInternal);
 }
 
-TEST(DiskutilInventory, ContentStringsMapToKindsAndMacNotes) {
-    EXPECT_EQ(diskutilContentKind(QStringLiteral("Apple_CoreStorage")),
-              DiskPartitionKind::coreStorage);
-    EXPECT_EQ(diskutilContentKind(QStringLiteral("Apple_RAID")), DiskPartitionKind::appleRaid);
-    EXPECT_EQ(diskutilContentKind(QStringLiteral("Microsoft Basic Data")), DiskPartitionKind::ntfs);
+TEST(DiskutilInventory, ContentStringsGivenAsMbrBytesOrGuidsMapToKinds) {
     EXPECT_EQ(diskutilContentKind(QStringLiteral("0x83")), DiskPartitionKind::linuxFileSystem);
     EXPECT_EQ(diskutilContentKind(QStringLiteral("0FC63DAF-8483-4772-8E79-3D69D8477DE4")),
               DiskPartitionKind::linuxFileSystem);

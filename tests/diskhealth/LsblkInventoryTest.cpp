@@ -42,26 +42,6 @@ TEST(LsblkInventory, AVirtioDiskFormattedEndToEndIsOneVirtualDiskWithItsVolume) 
     EXPECT_EQ(root.freeBytes, 270553174016 - 25394339840);
 }
 
-TEST(LsblkInventory, LoopDevicesAreDiskImagesWithTheirPartitionsAndMounts) {
-    const QList<PhysicalDisk> disks = inventory("lsblk-loop-gpt-mbr.json");
-    ASSERT_EQ(disks.size(), 2);
-    EXPECT_TRUE(disks[0].isDiskImage);
-    EXPECT_FALSE(disks[0].isInternal);
-    EXPECT_FALSE(disks[0].isSolidState);
-    EXPECT_EQ(disks[0].note, "A disk image attached as a loop device.");
-    ASSERT_EQ(disks[0].partitions.size(), 3);
-    ASSERT_EQ(disks[1].partitions.size(), 4);
-    const DiskPartition& data = disks[0].partitions[1];
-    EXPECT_EQ(data.identifier, "loop0p2");
-    EXPECT_EQ(data.parentID, "loop0");
-    EXPECT_EQ(data.sizeBytes, 25165824);
-    EXPECT_TRUE(data.mountPoint.endsWith("/mnt"));
-    ASSERT_EQ(disks[0].volumes.size(), 1);
-    EXPECT_EQ(disks[0].volumes[0].bsdName, "loop0p2");
-    EXPECT_EQ(disks[0].volumes[0].totalBytes, 22141952);
-    EXPECT_TRUE(disks[1].volumes.isEmpty());
-}
-
 TEST(LsblkInventory, AMountPointThatIsNotUtf8KeepsItsBytes) {
     // lsblk writes the byte 0xFF as it is, which no JSON parser takes.
     const QList<PhysicalDisk> disks = inventory("lsblk-loop-mount-not-utf8.json");

@@ -2,11 +2,9 @@
 
 #include "platform/PlatformPaths.h"
 #include "services/ActionHistoryEntry.h"
+#include "tests/support/TestFiles.h"
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QTemporaryDir>
 
 namespace velmox {
@@ -19,22 +17,6 @@ inline void PrintTo(const ActionHistoryEntry& entry, std::ostream* os) {
 } // namespace velmox
 
 namespace velmox::test {
-
-inline void writeFile(const QString& path, const QByteArray& content) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly))
-        file.write(content);
-}
-
-inline QByteArray readFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>");
-}
-
-inline bool exists(const QString& path) {
-    return QFileInfo::exists(path) || QFileInfo(path).isSymLink();
-}
 
 // Points the data and cache folders (and so the Trash) at fresh folders inside HOME, on the
 // home file system, for the life of the object.

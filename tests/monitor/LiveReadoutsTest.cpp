@@ -12,7 +12,7 @@ QString valueOf(const QList<Readout>& rows, const QString& title) {
     return QStringLiteral("<no row>");
 }
 
-TEST(LiveReadouts, ShowsWhatIsKnownAndSaysWhatIsNot) {
+TEST(LiveReadouts, ShowWhatIsKnownAndSayWhatIsNot) {
     SystemStats stats;
     stats.ramUsed = 2.14;
     stats.ramFree = 21.4;
@@ -26,10 +26,7 @@ TEST(LiveReadouts, ShowsWhatIsKnownAndSaysWhatIsNot) {
 
     EXPECT_EQ(valueOf(LiveReadouts::rowsFor(stats, QList<SensorReading>{}), "Temperature"),
               QStringLiteral("No sensors"));
-}
 
-TEST(LiveReadouts, ShowsLoadRatesTemperaturesAndTheFan) {
-    SystemStats stats;
     stats.cpuUser = 12.4;
     stats.cpuSystem = 3.1;
     stats.cpuHistory = {15.5};

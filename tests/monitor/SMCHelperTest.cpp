@@ -59,14 +59,17 @@ TEST(SMCHelper, CachesKeyInfoEnumeratesOnceAndNeverAsksABadKeyAgain) {
     EXPECT_EQ(smc.calls().opens, 1);
 }
 
-TEST(SMCHelper, MalformedKeysFailWithoutADriverCall) {
+TEST(SMCHelper, MalformedKeysAndAMissingSmcFailWithoutADriverCall) {
     SimulatedSmc smc = macBookPro();
     SMCHelper helper(smc.opener(), nullptr);
-
-    EXPECT_EQ(helper.readKey(QStringLiteral("TC0")), std::nullopt);
-    EXPECT_EQ(helper.readKey(QString(4, QChar(0))), std::nullopt);
-    EXPECT_EQ(helper.readKey(QStringLiteral("TC0PX")), std::nullopt);
+    for (const QString& key :
+         {QStringLiteral("TC0"), QString(4, QChar(0)), QStringLiteral("TC0PX")})
+        EXPECT_EQ(helper.readKey(key), std::nullopt) << key.toStdString();
     EXPECT_EQ(smc.calls().keyInfo + smc.calls().read, 0);
+
+    SMCHelper none([] { return std::unique_ptr<SmcConnection>(); }, nullptr);
+    EXPECT_EQ(none.readTemperature(QStringLiteral("TC0P")), -1.0);
+    EXPECT_TRUE(none.readAllSensors().isEmpty());
 }
 
 TEST(SMCHelper, AFanlessMacHasNoFanKeysAndSkipsAKeyTheSmcWillNotRead) {
@@ -94,9 +97,6 @@ TEST(SMCHelper, FallsBackToTheFixedKeyListAndThreeFansWhenTheSmcWillNotSay) {
 
     const auto readings = byName(helper.readAllSensors());
     EXPECT_EQ(helper.temperatureKeys(), SMCHelper::fallbackTemperatureKeys());
-    EXPECT_EQ(helper.temperatureKeys().size(), 113);
-    EXPECT_EQ(helper.temperatureKeys().first(), QStringLiteral("TC0P"));
-    EXPECT_EQ(helper.temperatureKeys().last(), QStringLiteral("TW0P"));
     EXPECT_EQ(helper.fanKeys(), QStringList({"F0Ac", "F0Mn", "F0Mx", "F1Ac", "F1Mn", "F1Mx", "F2Ac",
                                              "F2Mn", "F2Mx"}));
     EXPECT_EQ(smc.calls().keyAtIndex, 0);
@@ -151,12 +151,6 @@ TEST(SMCHelper, AFruitlessRoundResetsTheConnectionAndForgetsBadKeys) {
     EXPECT_EQ(smc.calls().opens, 2) << "the next round opens a fresh connection";
     EXPECT_EQ(helper.readTemperature(QStringLiteral("TG0P")), -1.0);
     EXPECT_EQ(smc.calls().keyInfoByKey.at("TG0P"), 2) << "bad keys are retried after a reset";
-}
-
-TEST(SMCHelper, WithoutAnSmcOnlyNamedSensorsAreRead) {
-    SMCHelper none([] { return std::unique_ptr<SmcConnection>(); }, nullptr);
-    EXPECT_EQ(none.readTemperature(QStringLiteral("TC0P")), -1.0);
-    EXPECT_TRUE(none.readAllSensors().isEmpty());
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "platform/linux/HwmonSensorSource.h"
 #include "tests/monitor/SimulatedSmc.h"
 #include "tests/support/ManualClock.h"
+#include "tests/support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -16,6 +17,7 @@ namespace velmox {
 namespace {
 
 using namespace std::chrono_literals;
+using test::writeFile;
 
 // The applesmc driver's attributes over a recorded key table: writing key_at_index selects
 // a key, the key_at_index_* attributes then describe it, as the driver does. Selecting an
@@ -106,13 +108,6 @@ TEST(AppleSmcSysfs, OpensOnlyAFolderWhoseIndexCanBeSelected) {
         selector.setPermissions(QFileDevice::ReadOwner);
         EXPECT_EQ(AppleSmcSysfs::open(folder.path()), nullptr) << "selecting a key needs root";
     }
-}
-
-void writeFile(const QString& path, const QByteArray& contents) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(contents);
 }
 
 void linkDevice(const QString& chipFolder, const QString& deviceFolder) {

@@ -43,7 +43,6 @@ public:
     void setBytes(const QString& key, const QByteArray& bytes);
     const std::vector<Key>& keys() const { return state_->keys; }
     const Calls& calls() const { return state_->calls; }
-    void resetCalls() { state_->calls = {}; }
 
 private:
     struct State {

@@ -6,9 +6,8 @@
 #include "tests/monitor/ProcSnapshot.h"
 #include "tests/monitor/SimulatedSmc.h"
 #include "tests/support/ManualClock.h"
+#include "tests/support/TestFiles.h"
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QThread>
 #include <gtest/gtest.h>
@@ -17,14 +16,6 @@ namespace velmox {
 namespace {
 
 using namespace std::chrono_literals;
-
-bool waitUntil(const std::function<bool()>& done) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done() && timer.elapsed() < 5000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    return done();
-}
 
 class EngineTest : public ::testing::Test {
 protected:
@@ -158,7 +149,7 @@ TEST_F(EngineTest, ReadsSensorsOnItsOwnThreadAtMostEveryFiveSeconds) {
         return helper.readAllSensors();
     });
     engine->start();
-    ASSERT_TRUE(waitUntil([&] { return engine->hasReadSensors(); }));
+    ASSERT_TRUE(test::waitFor([&] { return engine->hasReadSensors(); }));
     EXPECT_NE(readerThread.load(), QThread::currentThread());
     EXPECT_EQ(engine->stats().cpuTemp, 54.0);
     EXPECT_EQ(engine->stats().fanRPM, 1298.0);
@@ -166,7 +157,7 @@ TEST_F(EngineTest, ReadsSensorsOnItsOwnThreadAtMostEveryFiveSeconds) {
 
     for (int tick = 0; tick < 10; ++tick) {
         clock.advance(2s);
-        ASSERT_TRUE(waitUntil([&] { return !engine->isReadingSensors(); }));
+        ASSERT_TRUE(test::waitFor([&] { return !engine->isReadingSensors(); }));
     }
     EXPECT_EQ(reads, 4) << "at 0, 6, 12 and 18 seconds";
 }
@@ -196,7 +187,7 @@ TEST_F(EngineTest, SettingTheWallClockNeitherBendsRatesNorStopsSensorReads) {
         return QList<SensorReading>{};
     });
     engine->start();
-    ASSERT_TRUE(waitUntil([&] { return engine->hasReadSensors(); }));
+    ASSERT_TRUE(test::waitFor([&] { return engine->hasReadSensors(); }));
 
     clock.setWallClock(clock.now().addSecs(-3600));
     proc.use(QStringLiteral("live-2"));
@@ -205,7 +196,7 @@ TEST_F(EngineTest, SettingTheWallClockNeitherBendsRatesNorStopsSensorReads) {
 
     for (int tick = 0; tick < 3; ++tick) {
         clock.advance(2s);
-        ASSERT_TRUE(waitUntil([&] { return !engine->isReadingSensors(); }));
+        ASSERT_TRUE(test::waitFor([&] { return !engine->isReadingSensors(); }));
     }
     EXPECT_EQ(reads, 2) << "at 0 and 6 seconds";
 }
@@ -246,7 +237,7 @@ TEST(SystemMonitorEngineLive, SamplesThisMachine) {
     engine.start();
     QThread::msleep(300);
     clock.advance(2s);
-    ASSERT_TRUE(waitUntil([&] { return engine.hasReadSensors(); }));
+    ASSERT_TRUE(test::waitFor([&] { return engine.hasReadSensors(); }));
 
     const SystemStats& stats = engine.stats();
     EXPECT_EQ(stats.cpuHistory.size(), 1);

@@ -1,8 +1,12 @@
 #include "tests/support/VelmoxProcess.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QStandardPaths>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -24,4 +28,41 @@ TEST(PaletteCommand, PrintsTheRankingAsJsonAndSaysWhenNothingMatches) {
                         "command.\n");
 
     EXPECT_EQ(test::runVelmox({"palette", "--limit", "0"}).exitCode, 2);
+}
+
+TEST(PaletteCommand, RunsOnlyWhatRunsAndAsksFirstWithNoTerminalToAskOn) {
+    const test::VelmoxRun harmful = test::runVelmox({"palette", "--run", "automation:emptyTrash"});
+    EXPECT_EQ(harmful.exitCode, 1);
+    EXPECT_TRUE(harmful.err.startsWith("This runs the automation task “Empty Trash”.\n\nIt can "
+                                       "change or delete data.\n\nNothing was run: confirm with "
+                                       "--yes"))
+        << harmful.err.toStdString();
+
+    const test::VelmoxRun place = test::runVelmox({"palette", "--run", "tab:powerUser/activity"});
+    EXPECT_EQ(place.exitCode, 1);
+    EXPECT_TRUE(place.err.contains("“Activity” is opened in the window")) << place.err.data();
+
+    const test::VelmoxRun unknown = test::runVelmox({"palette", "--run", "automation:nothing"});
+    EXPECT_EQ(unknown.exitCode, 1);
+    EXPECT_TRUE(unknown.err.startsWith("There is no palette entry “automation:nothing”."));
+
+    // --yes belongs to a run; a run takes no query.
+    EXPECT_EQ(test::runVelmox({"palette", "fan", "--yes"}).exitCode, 2);
+    EXPECT_EQ(test::runVelmox({"palette", "fan", "--run", "page:fanTemp"}).exitCode, 2);
+}
+
+TEST(PaletteCommand, ACustomCommandIsNotRunWhenTheKeyringCannotCheckIt) {
+    // No Secret Service here: the signature cannot be checked, which is not a change.
+    const QString file = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                         QStringLiteral("/Velmox/Palette Commands.json");
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(file).path()));
+    QFile commands(file);
+    ASSERT_TRUE(commands.open(QIODevice::WriteOnly));
+    commands.write(R"([{"id": "c1", "name": "Hi", "command": "echo hi", "signature": "00"}])");
+    commands.close();
+
+    const test::VelmoxRun run = test::runVelmox({"palette", "--run", "command:c1", "--yes"});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains("“Hi” was not run: the integrity key in the keyring"))
+        << run.err.toStdString();
 }

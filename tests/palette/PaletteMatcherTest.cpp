@@ -12,7 +12,7 @@ namespace {
 
 PaletteEntry entry(const QString& id, const QString& title, const QString& keywords = {},
                    PaletteSection section = PaletteSection::entries) {
-    return {id, title, QString(), keywords, section};
+    return {id, title, QString(), keywords, section, QString(), QString()};
 }
 
 std::optional<int> scoreOf(const QString& query, const PaletteEntry& row) {

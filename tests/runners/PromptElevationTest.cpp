@@ -42,9 +42,7 @@ TEST(AppleScriptElevation, ClassifiesRecordedOsascriptErrors) {
     EXPECT_TRUE(tcc.startsWith("tccutil: Failed to reset Camera: OSStatus -10814 (1)\n\nTip: "));
     EXPECT_EQ(message(AppleScriptElevation::classify("osascript: no such file")),
               "osascript: no such file");
-}
-
-TEST(AppleScriptElevation, OneShotRunsReportCancellationWithoutTheirOutput) {
+    // One-shot runs report cancellation without their output.
     EXPECT_EQ(message(AppleScriptElevation::classifyOneShot(
                   "0:50: execution error: User canceled. (-128)")),
               "Authentication canceled");

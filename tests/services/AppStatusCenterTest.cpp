@@ -51,12 +51,6 @@ TEST_F(StatusCenterTest, AnOriginWithoutDetailTakesTheDetailOnlyOnItsOwnPage) {
     EXPECT_EQ(center.originDetail(), "caches");
 }
 
-TEST_F(StatusCenterTest, WithNoCurrentPageTheOriginIsAbsent) {
-    center.report("Working", true);
-    EXPECT_FALSE(center.originPage().has_value());
-    EXPECT_FALSE(center.originDetail().has_value());
-}
-
 TEST_F(StatusCenterTest, AFinishedMessageClearsAfterFiveSecondsUnlessANewerReportCame) {
     navigation.setCurrentPage(QStringLiteral("cleanup"));
     center.report("Cleaning...", true);

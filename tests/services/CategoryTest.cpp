@@ -1,21 +1,13 @@
-#include <QStringList>
-#include <gtest/gtest.h>
-
 #include "services/Category.h"
+
+#include <gtest/gtest.h>
 
 using namespace velmox;
 
-TEST(Category, HasNineteenPagesInOrderWhoseRawValuesRoundTrip) {
-    const QStringList expected{
-        "dashboard",   "cleanup",      "storageOptimizer", "maintenance",    "appManager",
-        "startupManager", "gatekeeper", "powerUser",       "network",        "defaults",
-        "storageManager", "diskCatalogs", "diskHealth",    "networkTools",   "fanTemp",
-        "diagnostics", "tccPermissions", "openCore",       "systemTools"};
-    QStringList actual;
-    for (Category category : allCategories()) {
-        actual << rawValue(category);
+// Raw values are stored in the settings and passed on the command line: each names one page,
+// exactly.
+TEST(Category, EveryRawValueRoundTripsAndIsCaseSensitive) {
+    for (Category category : allCategories())
         EXPECT_EQ(categoryFromRaw(rawValue(category)), category);
-    }
-    EXPECT_EQ(actual, expected);
     EXPECT_FALSE(categoryFromRaw(QStringLiteral("Dashboard")).has_value());
 }

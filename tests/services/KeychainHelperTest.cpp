@@ -11,7 +11,6 @@
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
-#include <QRegularExpression>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -136,8 +135,6 @@ TEST(KeychainHelper, TheIntegrityKeyIsMadeOnceAndSurvivesARestartOfTheStore) {
         first = keychain.readOrCreateIntegrityKey().value_or(QByteArray());
         ASSERT_EQ(first.size(), 32);
         signature = keychain.sign("hosts backup");
-        EXPECT_TRUE(signature.contains(QRegularExpression("^[0-9a-f]{64}$")))
-            << signature.toStdString();
     }
     QtKeychainSecretStore store;
     KeychainHelper keychain(store);

@@ -1,8 +1,7 @@
-#include <QDir>
+#include "services/Settings.h"
+
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
-
-#include "services/Settings.h"
 
 using namespace velmox;
 

@@ -1,9 +1,11 @@
 #include "ScanTestSupport.h"
+#include "storage/CatalogReindexer.h"
 #include "storage/StorageCatalogStore.h"
 
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QTemporaryDir>
 
 using namespace velmox;
@@ -104,6 +106,24 @@ TEST_F(CatalogStoreTest, KeepsCachesAndCheckpointsPerScope) {
     ASSERT_TRUE(restored.has_value()) << restored.error().toStdString();
     EXPECT_EQ(restored->info, *checkpoint->checkpoint);
     EXPECT_EQ(restored->stack, checkpoint->stack);
+    // A write cut short by a kill leaves an unfinished copy; the next write of the same file
+    // removes it once its writer is gone, and leaves those of a live writer alone.
+    QProcess gone;
+    gone.start(QStringLiteral("/bin/true"));
+    ASSERT_TRUE(gone.waitForStarted());
+    const qint64 gonePid = gone.processId();
+    ASSERT_TRUE(gone.waitForFinished());
+    const QString cacheFile = store_.cacheFile(key);
+    const QString abandoned = cacheFile + QStringLiteral(".%1.a1b2c3.partial").arg(gonePid);
+    const QString live = cacheFile + QStringLiteral(".%1.d4e5f6.partial").arg(::getpid());
+    for (const QString& file : {abandoned, live}) {
+        QFile partial(file);
+        ASSERT_TRUE(partial.open(QIODevice::WriteOnly));
+    }
+    ASSERT_TRUE(store_.writeCache(key, tree_, meta_).get());
+    EXPECT_FALSE(QFile::exists(abandoned));
+    EXPECT_TRUE(QFile::remove(live));
+
     ASSERT_TRUE(store_.deleteCheckpoint(key).get());
     EXPECT_TRUE(store_.readCheckpoint(key).error().startsWith(
         QStringLiteral("The file could not be read (")));
@@ -174,4 +194,84 @@ TEST_F(CatalogStoreTest, ConvertsAnOlderJsonCatalogAndKeepsTheOriginal) {
     const auto reread = StorageCatalogStore::readFile(path);
     ASSERT_TRUE(reread.has_value()) << reread.error().toStdString();
     EXPECT_TRUE(reread->sameAs(*opened));
+}
+
+// One pass over a set made of real files: an older catalog, caches and checkpoints that read
+// back, damaged ones (cut short), and ones of a folder deleted since.
+TEST_F(CatalogStoreTest, ReindexerConvertsOlderCatalogsAndSetsAsideWhatCannotBeUsed) {
+    QDir().mkpath(store_.catalogsFolder());
+    QFile older(store_.catalogsFolder() + QStringLiteral("/Old.vxcatalog"));
+    ASSERT_TRUE(older.open(QIODevice::WriteOnly));
+    older.write(R"({"volumeName": "Data", "format": "ext4", "totalCapacity": 9,
+        "availableSpace": 1, "scanDate": 700000000, "rootNode": {"name": "x", "path": "/x",
+        "isDirectory": true, "size": 10, "fileCount": 1, "modificationDate": 1}})");
+    older.close();
+    ASSERT_TRUE(store_.saveCatalog(QStringLiteral("Good"), tree_, meta_, false).get());
+
+    const QString gone = data_.path() + QStringLiteral("/gone");
+    makeFolder(QFile::encodeName(gone));
+    const auto goneTree = scanFolder(gone);
+    CatalogMeta goneMeta = meta_;
+    goneMeta.rootPath = gone;
+    const auto checkpoint = [](const QString& scope, const std::shared_ptr<FileTree>& tree,
+                               const CatalogMeta& meta) {
+        ScanCheckpointInfo info;
+        info.scopeKey = scope;
+        info.savedAt = QDateTime::currentDateTime();
+        return std::make_shared<const CatalogContents>(
+            CatalogContents{tree->copy(), meta, info, {}});
+    };
+    const QString here = QStringLiteral("folder:") + data_.path();
+    const QString there = QStringLiteral("folder:") + gone;
+    const QString cut = QStringLiteral("folder:/cut");
+    ASSERT_TRUE(store_.writeCache(here, tree_, meta_).get());
+    ASSERT_TRUE(store_.writeCache(there, goneTree, goneMeta).get());
+    ASSERT_TRUE(store_.writeCache(cut, tree_, meta_).get());
+    ASSERT_TRUE(store_.writeCheckpoint(checkpoint(here, tree_, meta_)).get());
+    ASSERT_TRUE(store_.writeCheckpoint(checkpoint(there, goneTree, goneMeta)).get());
+    ASSERT_TRUE(store_.writeCheckpoint(checkpoint(cut, tree_, meta_)).get());
+    for (const QString& file : {store_.cacheFile(cut), store_.checkpointFile(cut)})
+        ASSERT_TRUE(QFile::resize(file, QFileInfo(file).size() - 7));
+    ASSERT_TRUE(QDir(gone).removeRecursively());
+
+    QStringList notes;
+    CatalogReindexer reindexer(
+        store_, [&notes](const QString& action, const QString& detail, bool success) {
+            notes << action + QStringLiteral(" | ") + detail + (success ? "" : " | failed");
+        });
+    std::optional<ReindexReport> report;
+    QObject::connect(&reindexer, &CatalogReindexer::finished,
+                     [&report](const ReindexReport& done) { report = done; });
+    changes_ = 0;
+    ASSERT_TRUE(reindexer.start());
+    ASSERT_TRUE(processEventsUntil([&] { return report && changes_ > 0; }));
+
+    EXPECT_EQ(report->converted, QStringList{QStringLiteral("Old")});
+    EXPECT_TRUE(store_.openCatalog(QStringLiteral("Good")));
+    EXPECT_TRUE(QFileInfo::exists(store_.cacheFile(here)));
+    ASSERT_EQ(report->checkpoints.size(), 1);
+    EXPECT_EQ(report->checkpoints.first().scopeKey, here);
+    const QString cacheAside = store_.cacheFolder() + QStringLiteral("/Set Aside/");
+    const QString checkpointAside = store_.checkpointsFolder() + QStringLiteral("/Set Aside/");
+    EXPECT_EQ(
+        QSet<QString>(report->setAside.begin(), report->setAside.end()),
+        (QSet<QString>{cacheAside + QFileInfo(store_.cacheFile(cut)).fileName(),
+                       cacheAside + QFileInfo(store_.cacheFile(there)).fileName(),
+                       checkpointAside + QFileInfo(store_.checkpointFile(cut)).fileName(),
+                       checkpointAside + QFileInfo(store_.checkpointFile(there)).fileName()}));
+    for (const QString& file : report->setAside)
+        EXPECT_TRUE(QFileInfo::exists(file)) << file.toStdString();
+    // One note per file converted or set aside, saying what and why.
+    ASSERT_EQ(notes.size(), 5) << notes.join('\n').toStdString();
+    EXPECT_TRUE(notes.filter(QStringLiteral("Converted an older catalog | \"Old\"")).size() == 1);
+    EXPECT_EQ(notes.filter(QStringLiteral("The catalog file is damaged (")).size(), 2);
+    EXPECT_EQ(notes.filter(gone + QStringLiteral(" it was made of no longer exists")).size(), 2);
+
+    // A second pass finds nothing left to do.
+    report.reset();
+    ASSERT_TRUE(reindexer.start());
+    ASSERT_TRUE(processEventsUntil([&] { return report.has_value(); }));
+    EXPECT_TRUE(report->converted.isEmpty());
+    EXPECT_TRUE(report->setAside.isEmpty());
+    EXPECT_EQ(notes.size(), 5);
 }

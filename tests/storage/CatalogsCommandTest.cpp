@@ -106,3 +106,57 @@ TEST(CatalogsCommand, SavesAScanAndListsShowsRenamesAndDeletesIt) {
     ASSERT_EQ(left.size(), 1);
     EXPECT_EQ(left.at(0).toObject().value("name").toString(), QStringLiteral("Music-2026"));
 }
+
+TEST(CatalogsCommand, ComparesACatalogWithAnotherOrWithAFreshScan) {
+    QTemporaryDir data;
+    QTemporaryDir appData;
+    const QByteArray root = QFile::encodeName(data.path());
+    makeFolder(root + "/keep");
+    writeFile(root + "/keep/grows", 10'000);
+    writeFile(root + "/goes", 70'000);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), appData.path());
+    const auto velmox = [&](QStringList args) { return runVelmox(args, environment); };
+    ASSERT_EQ(velmox({"scan", data.path(), "--save", "Before"}).exitCode, 0);
+
+    writeFile(root + "/keep/grows", 900'000);
+    ASSERT_TRUE(QFile::remove(data.path() + "/goes"));
+    writeFile(root + "/new", 5'000);
+    // Against a fresh scan of the catalog's own folder, then against a second catalog.
+    const VelmoxRun fresh = velmox({"catalogs", "diff", "Before", "--json", "--top", "3"});
+    ASSERT_EQ(fresh.exitCode, 0) << fresh.err.toStdString();
+    ASSERT_EQ(velmox({"scan", data.path(), "--save", "After"}).exitCode, 0);
+    const VelmoxRun saved = velmox({"catalogs", "diff", "Before", "After", "--json", "--top", "3"});
+    ASSERT_EQ(saved.exitCode, 0) << saved.err.toStdString();
+    for (const VelmoxRun& run : {fresh, saved}) {
+        const QJsonObject result = json(run).toObject();
+        EXPECT_EQ(result.keys(), (QStringList{"base", "other", "rows"}));
+        EXPECT_EQ(result.value("base").toObject().value("name").toString(), "Before");
+        const QJsonArray rows = result.value("rows").toArray();
+        ASSERT_EQ(rows.size(), 3);
+        QStringList kinds;
+        int64_t last = INT64_MAX;
+        for (const QJsonValue& value : rows) {
+            const QJsonObject row = value.toObject();
+            EXPECT_EQ(row.keys(), (QStringList{"after", "before", "change", "kind", "path"}));
+            EXPECT_EQ(row.value("change").toInteger(),
+                      row.value("after").toInteger() - row.value("before").toInteger());
+            EXPECT_LE(std::abs(row.value("change").toInteger()), last);
+            last = std::abs(row.value("change").toInteger());
+            kinds << row.value("kind").toString();
+        }
+        EXPECT_EQ(rows.at(0).toObject().value("path").toString(), data.path() + "/keep");
+        EXPECT_EQ(kinds, (QStringList{"grown", "grown", "vanished"}));
+        EXPECT_EQ(rows.at(2).toObject().value("path").toString(), data.path() + "/goes");
+    }
+    EXPECT_TRUE(json(fresh).toObject().value("other").toObject().value("name").isNull());
+    EXPECT_EQ(json(saved).toObject().value("other").toObject().value("name").toString(), "After");
+
+    const VelmoxRun text = velmox({"catalogs", "diff", "Before", "--path", data.path()});
+    ASSERT_EQ(text.exitCode, 0) << text.err.toStdString();
+    EXPECT_TRUE(text.out.contains("grown     " + root + "/keep/grows\n")) << text.out.toStdString();
+    EXPECT_EQ(velmox({"catalogs", "diff", "Before", "After", "--path", data.path()}).exitCode, 2);
+    const VelmoxRun missing = velmox({"catalogs", "diff", "Nothing"});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_EQ(missing.err, "There is no catalog named \"Nothing\".\n");
+}

@@ -32,8 +32,8 @@ protected:
         return {ScanScope::Kind::folder, QString::fromUtf8(root_), QStringLiteral("Music"), {}};
     }
     // Enough folders that one worker is still walking when the test pauses or cancels.
-    void addFolders(int count) {
-        for (int i = 0; i < count; ++i) {
+    void addFolders(int count, int first = 0) {
+        for (int i = first; i < first + count; ++i) {
             const QByteArray folder = root_ + "/more" + QByteArray::number(i);
             makeFolder(folder);
             writeFile(folder + "/song", 100);
@@ -292,4 +292,117 @@ TEST_F(ScanJobTest, ADamagedOrUnwritableCacheIsReportedAndAScanStillRuns) {
     EXPECT_EQ(unsaved->state(), ScanJob::State::finished);
     EXPECT_EQ(unsaved->tree()->items(0), 21u);
     EXPECT_TRUE(unsavedMessages.at(0).startsWith(QStringLiteral("This scan could not be saved")));
+}
+
+// A scan that did not end (the app was killed) is offered again from its checkpoint as a
+// paused scan, and resuming it ends with the totals of a full scan and no checkpoint left.
+TEST_F(ScanJobTest, AnInterruptedScanIsOfferedFromItsCheckpointAndResumesToTheFullTotals) {
+    QTemporaryDir data;
+    StorageCatalogStore store(data.path());
+    const QString checkpoint = store.checkpointFile(scope().identifier());
+    bool interrupted = false;
+    // A fast machine may finish a small walk before its first checkpoint: then grow it.
+    for (int attempt = 0, made = 0; attempt < 4 && !interrupted; ++attempt) {
+        addFolders(1000 << attempt, made);
+        made += 1000 << attempt;
+        ScanCenter center(SystemClock::shared(), &status_, &store);
+        ScanJob* job = center.job(scope());
+        job->setCheckpointInterval(std::chrono::milliseconds(1));
+        job->start(false, 1);
+        ASSERT_TRUE(processEventsUntil(
+            [&] { return QFile::exists(checkpoint) || job->state() != ScanJob::State::scanning; }));
+        interrupted = job->state() == ScanJob::State::scanning;
+        // Leaving the center now is what a crash leaves behind: the checkpoint stays.
+    }
+    ASSERT_TRUE(interrupted);
+    ASSERT_TRUE(QFile::exists(checkpoint));
+    const auto full = scanFolder(QString::fromUtf8(root_));
+
+    ScanCenter center(SystemClock::shared(), &status_, &store);
+    ScanJob* job = center.job(scope());
+    ASSERT_TRUE(job->openCachedScan());
+    ASSERT_TRUE(processEventsUntil([&] { return job->state() == ScanJob::State::finished; }));
+    EXPECT_TRUE(job->restoredFromCheckpoint());
+    EXPECT_TRUE(job->checkpointDate().isValid());
+    EXPECT_TRUE(job->scanNote().startsWith(QStringLiteral("This scan was interrupted on ")));
+    ASSERT_TRUE(job->canResume());
+    EXPECT_TRUE(job->tree()->hasFlag(0, NodeFlag::incompleteRoot));
+    EXPECT_LT(job->tree()->items(0), full->items(0));
+
+    ASSERT_TRUE(job->resume());
+    ASSERT_TRUE(processEventsUntil([&] { return job->state() == ScanJob::State::finished; }));
+    EXPECT_FALSE(job->isPaused());
+    EXPECT_EQ(job->tree()->items(0), full->items(0));
+    EXPECT_EQ(job->tree()->alloc(0), full->alloc(0));
+    EXPECT_EQ(job->tree()->logical(0), full->logical(0));
+    EXPECT_TRUE(processEventsUntil([&] { return !QFile::exists(checkpoint); }));
+    EXPECT_TRUE(
+        processEventsUntil([&] { return QFile::exists(store.cacheFile(scope().identifier())); }));
+}
+
+// Over the node budget a scan that no view shows keeps only its top folder levels, and is
+// read back in full when it is shown again; a rescanned folder goes into the cache too.
+TEST_F(ScanJobTest, ScansNotOnScreenShrinkToTheirTopLevelsWithinTheBudgetAndComeBackInFull) {
+    QTemporaryDir data;
+    StorageCatalogStore store(data.path());
+    const QByteArray deep = dir_.path().toUtf8() + "/Deep";
+    makeFolder(deep);
+    makeFolder(deep + "/a");
+    makeFolder(deep + "/a/b");
+    writeFile(deep + "/a/b/file", 5000);
+    ScanCenter center(SystemClock::shared(), &status_, &store);
+    ScanJob* music = center.job(scope());
+    const ScanScope deepScope{ScanScope::Kind::folder, QString::fromUtf8(deep), {}, {}};
+    ScanJob* other = center.job(deepScope);
+    for (ScanJob* job : {music, other}) {
+        job->start();
+        ASSERT_TRUE(processEventsUntil([&] { return job->fullCacheOnDisk(); }));
+    }
+    const int64_t deepAllocated = other->tree()->alloc(0);
+    music->setViewed(true);
+
+    center.setNodeBudget(music->tree()->size());
+    EXPECT_FALSE(music->isSummaryOnly());
+    ASSERT_TRUE(other->isSummaryOnly());
+    EXPECT_EQ(other->tree()->size(), 3); // the root, a and b
+    EXPECT_EQ(other->tree()->items(0), 3u);
+    EXPECT_EQ(other->tree()->alloc(0), deepAllocated);
+
+    music->setViewed(false);
+    other->setViewed(true);
+    EXPECT_TRUE(other->isReloadingFull());
+    ASSERT_TRUE(processEventsUntil([&] { return !other->isReloadingFull(); }));
+    EXPECT_FALSE(other->isSummaryOnly());
+    EXPECT_EQ(other->tree()->size(), 4);
+    EXPECT_TRUE(music->isSummaryOnly()); // now the one no view shows
+
+    writeFile(deep + "/a/new", 7000);
+    other->rescanFolder(*other->tree()->findPath(deep + "/a"));
+    ASSERT_TRUE(processEventsUntil([&] { return !other->rescanningFolder(); }));
+    ASSERT_TRUE(processEventsUntil([&] { return other->fullCacheOnDisk(); }));
+    const auto cached = store.readCache(deepScope.identifier());
+    ASSERT_TRUE(cached && *cached);
+    EXPECT_EQ((*cached)->tree.items(0), 4u);
+}
+
+// A paused scan leaves a checkpoint at once; declining the offer (cancel) deletes it.
+TEST_F(ScanJobTest, APausedScanIsOfferedAfterARestartUntilItIsCancelled) {
+    QTemporaryDir data;
+    StorageCatalogStore store(data.path());
+    const QString checkpoint = store.checkpointFile(scope().identifier());
+    addFolders(200);
+    {
+        ScanCenter center(SystemClock::shared(), &status_, &store);
+        ASSERT_TRUE(startPaused(*center.job(scope())));
+        ASSERT_TRUE(processEventsUntil([&] { return QFile::exists(checkpoint); }));
+    }
+    ScanCenter center(SystemClock::shared(), &status_, &store);
+    ScanJob* job = center.job(scope());
+    ASSERT_TRUE(job->openCachedScan());
+    ASSERT_TRUE(processEventsUntil([&] { return job->state() == ScanJob::State::finished; }));
+    EXPECT_TRUE(job->restoredFromCheckpoint());
+    EXPECT_TRUE(job->canResume());
+    job->cancel();
+    EXPECT_FALSE(job->restoredFromCheckpoint());
+    EXPECT_TRUE(processEventsUntil([&] { return !QFile::exists(checkpoint); }));
 }

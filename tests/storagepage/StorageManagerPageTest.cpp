@@ -317,8 +317,10 @@ TEST_F(StorageManagerPageTest, RendersInBothAppearances) {
         const QImage image = page->grab().toImage();
         ASSERT_FALSE(image.isNull());
         const QString folder = qEnvironmentVariable("VELMOX_STORAGEPAGE_SHOTS");
-        if (!folder.isEmpty())
+        if (!folder.isEmpty()) {
             image.save(folder + "/storage-page-" + theme + ".png");
+            page->chart()->grab().save(folder + "/storage-chart-" + theme + ".png");
+        }
         // The ring's first colour is somewhere in the picture.
         const QColor first = StorageRingChart::colorFor(page->chart()->slices().first().segment);
         bool found = false;
