@@ -75,6 +75,7 @@ void AppDelegate::didFinishLaunching() {
         autoClean_->start();
         services_.automation().start();
         services_.diskHealth().start();
+        services_.startChangeRecorder();
         services_.catalogReindexer().schedule(services_.clock());
     }
 

@@ -10,10 +10,13 @@
 #include "cleaning/OptimizationTaskRunner.h"
 #include "diskhealth/DiskHealthMonitor.h"
 #include "monitor/SystemMonitorEngine.h"
-#include "network/NetworkSpeedTestViewModel.h"
 #include "network/NetworkBlockerModel.h"
+#include "network/NetworkSpeedTestViewModel.h"
+#include "platform/ChangeHistory.h"
+#include "platform/PlatformPaths.h"
 #include "platform/PromptElevation.h"
 #include "platform/QtKeychainSecretStore.h"
+#include "platform/linux/ChangeRecorder.h"
 #include "services/ActionHistoryStore.h"
 #include "services/KeychainHelper.h"
 #include "services/ShellHelper.h"
@@ -106,7 +109,18 @@ ShellHelper& AppServices::shell() {
 ScanCenter& AppServices::scanCenter() {
     if (!scanCenter_)
         scanCenter_ = std::make_unique<ScanCenter>(clock_, &status_, &catalogStore());
+    if (!changeHistory_)
+        changeHistory_ = systemChangeHistory();
+    scanCenter_->setChangeHistory(changeHistory_.get());
     return *scanCenter_;
+}
+
+void AppServices::startChangeRecorder() {
+    if (changeRecorder_)
+        return;
+    changeRecorder_ = std::make_unique<ChangeRecorder>(PlatformPaths::appDataFolder());
+    if (const Status started = changeRecorder_->start(); !started)
+        qWarning("The change recorder did not start: %s", qPrintable(started.error()));
 }
 
 StorageCatalogStore& AppServices::catalogStore() {

@@ -12,6 +12,8 @@
 namespace velmox {
 
 class ActionHistoryStore;
+class ChangeHistory;
+class ChangeRecorder;
 class AutomationEngine;
 class DesktopNotifier;
 class DiskHealthMonitor;
@@ -58,6 +60,9 @@ public:
     // The one owner of every storage scan, made on first use.
     ScanCenter& scanCenter();
     StorageCatalogStore& catalogStore();
+    // Starts recording which folders change, for incremental rescans, for the rest of the
+    // session; a failure is logged and rescans read everything.
+    void startChangeRecorder();
     // The start-up pass over the catalog folders, made on first use; its notes go to the
     // activity log.
     CatalogReindexer& catalogReindexer();
@@ -96,6 +101,8 @@ private:
     std::unique_ptr<PromptElevation> promptElevation_;
     std::unique_ptr<ShellHelper> shell_;
     std::unique_ptr<StorageCatalogStore> catalogStore_; // outlives the scan center
+    std::unique_ptr<ChangeRecorder> changeRecorder_;
+    std::unique_ptr<ChangeHistory> changeHistory_; // outlives the scan center
     std::unique_ptr<ScanCenter> scanCenter_;
     std::unique_ptr<CatalogReindexer> catalogReindexer_; // uses the store and the log
     std::unique_ptr<SystemMonitorEngine> monitorEngine_;

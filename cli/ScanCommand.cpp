@@ -5,15 +5,20 @@
 // A walk writes a checkpoint of the scope now and then (ScanCheckpointer) and deletes it
 // when it ends complete, leaving the scope's scan cache instead. --resume continues the
 // checkpoint of a walk that was killed; --cached answers from the cache without scanning.
+// Otherwise a walk takes over the folders the change history shows unchanged since the
+// cached scan (RescanStart), when it safely can.
 //
 // Exit status 3: the memory cap stopped the walk, so the totals cover only what was read
 // (and nothing is saved).
 
 #include "cli/CliCommand.h"
 #include "cli/TreeJson.h"
+#include "platform/ChangeHistory.h"
 #include "services/ShownText.h"
 #include "storage/ChartSegment.h"
 #include "storage/DiskScanner.h"
+#include "storage/IncrementalPlan.h"
+#include "storage/IncrementalRescan.h"
 #include "storage/ScanCheckpointer.h"
 #include "storage/StorageCatalogStore.h"
 #include "storage/TreeBreakdown.h"
@@ -134,12 +139,14 @@ void drawProgress(QTextStream& terminal, const ScanProgress& progress) {
 }
 
 // How the result of `velmox scan` came about, and what it covers.
-enum class ScanMode { full, resumed, cache };
+enum class ScanMode { full, incremental, resumed, cache };
 
 QString toString(ScanMode mode) {
     switch (mode) {
     case ScanMode::full:
         return QStringLiteral("full");
+    case ScanMode::incremental:
+        return QStringLiteral("incremental");
     case ScanMode::resumed:
         return QStringLiteral("resumed");
     case ScanMode::cache:
@@ -218,9 +225,10 @@ QJsonObject volumeJson(const QString& name, const QString& format, int64_t capac
 namespace {
 
 // Walks until the end, writing checkpoints on the way; a walk that ends complete leaves the
-// scope's cache instead of its checkpoint.
+// scope's cache (with `stamp`, the change history's position when it began) instead of its
+// checkpoint.
 ScanOutcome walk(DiskScanner& scanner, StorageCatalogStore& store, const QString& scopeKey,
-                 const ScanOptions& options, CliIO& io) {
+                 const std::optional<ScanStamp>& stamp, const ScanOptions& options, CliIO& io) {
     const VolumeInfo volume = VolumeInfo::of(options.path);
     const QDateTime started = QDateTime::currentDateTime();
     ScanCheckpointer checkpoints(
@@ -247,10 +255,11 @@ ScanOutcome walk(DiskScanner& scanner, StorageCatalogStore& store, const QString
     outcome.unreadableSamples = scanner.unreadableSamples();
     outcome.workers = scanner.config().workerCount;
     outcome.seconds = scanner.progress().elapsed;
-    if (scanner.state() == DiskScanner::State::finished) {
+    // An incremental walk that must not be used leaves the cache to the full one after it.
+    if (scanner.state() == DiskScanner::State::finished && !scanner.needsFullScan()) {
         checkpoints.discard();
         CatalogMeta meta = catalogMetaFor(*outcome.tree, volume, started);
-        meta.scanStamp = ScanStamp{1, 0, {}, volume.uuid, started};
+        meta.scanStamp = stamp.value_or(ScanStamp{1, 0, {}, volume.uuid, started});
         if (Status cached = store.writeCache(scopeKey, outcome.tree, std::move(meta)).get();
             !cached)
             io.err << "velmox scan: "
@@ -363,7 +372,7 @@ int runScan(const QStringList& args, CliIO& io) {
         outcome = std::move(*cached);
     } else {
         std::unique_ptr<DiskScanner> scanner;
-        QString resumeNote;
+        QString readNote;
         if (options->resume) {
             auto restored = store.readCheckpoint(scopeKey);
             const int64_t entries = restored ? restored->info.entries : 0;
@@ -372,7 +381,7 @@ int runScan(const QStringList& args, CliIO& io) {
                                : Result<std::unique_ptr<DiskScanner>>(failure(restored.error()));
             if (rebuilt && (*rebuilt)->resume()) {
                 scanner = std::move(*rebuilt);
-                resumeNote =
+                readNote =
                     QStringLiteral("Continued the scan interrupted after %1 items.").arg(entries);
             } else {
                 const QString why =
@@ -380,22 +389,52 @@ int runScan(const QStringList& args, CliIO& io) {
                         ? QStringLiteral("There was no interrupted scan to continue.")
                     : !rebuilt ? rebuilt.error()
                                : QStringLiteral("The interrupted scan had nothing left to read.");
-                resumeNote = why + (why.endsWith(QLatin1Char('.')) ? "" : ".") +
-                             QStringLiteral(" Everything was read again.");
+                readNote = why + (why.endsWith(QLatin1Char('.')) ? "" : ".") +
+                           QStringLiteral(" Everything was read again.");
             }
         }
         const bool resumed = scanner != nullptr;
+        // A new walk is incremental when the last scan of this folder and a running Velmox's
+        // change journal allow it. A checkpoint's walk, or one that replaces it, reads the
+        // rest in full: where the history stood when it began is not kept.
+        std::optional<ScanStamp> stamp;
         if (!scanner) {
-            scanner = std::make_unique<DiskScanner>(config, baseCap);
+            if (options->resume) {
+                scanner = std::make_unique<DiskScanner>(config, baseCap);
+            } else {
+                const std::unique_ptr<ChangeHistory> history = systemChangeHistory();
+                RescanStart start =
+                    RescanStart::prepare(config, scopeKey, store, history.get(), baseCap);
+                scanner = std::move(start.scanner);
+                stamp = start.stamp;
+                readNote = start.note;
+            }
             if (Status started = scanner->start(); !started) {
                 io.err << started.error() << '\n';
                 return 1;
             }
         }
-        outcome = walk(*scanner, store, scopeKey, *options, io);
+        outcome = walk(*scanner, store, scopeKey, stamp, *options, io);
         outcome.mode = resumed ? ScanMode::resumed : ScanMode::full;
+        if (scanner->isIncremental() && !outcome.partial) {
+            if (scanner->needsFullScan()) {
+                readNote = IncrementalText::unsafe();
+                if (stamp)
+                    stamp->fullScanDate = QDateTime::currentDateTime();
+                scanner = std::make_unique<DiskScanner>(config, baseCap);
+                if (Status started = scanner->start(); !started) {
+                    io.err << started.error() << '\n';
+                    return 1;
+                }
+                outcome = walk(*scanner, store, scopeKey, stamp, *options, io);
+            } else {
+                outcome.mode = ScanMode::incremental;
+                outcome.note = IncrementalText::updated(scanner->rereadFolders(),
+                                                        scanner->reusedFolders(), outcome.seconds);
+            }
+        }
         if (outcome.note.isEmpty())
-            outcome.note = resumeNote;
+            outcome.note = readNote;
     }
 
     const auto& tree = outcome.tree;

@@ -103,6 +103,7 @@ void DirListing::clear() {
     mtime.clear();
     linkEntries.clear();
     linkKeys.clear();
+    linkCounts.clear();
     folderEntries.clear();
     folderDevices.clear();
     folderKeys.clear();
@@ -222,6 +223,7 @@ DirectoryReader::Result DirectoryReader::read(int parentFd, const char* folderNa
                 flags |= NodeFlag::multiplyLinked;
                 listing.linkEntries.push_back(position);
                 listing.linkKeys.push_back(linkKey(status.st_ino, status.st_dev));
+                listing.linkCounts.push_back(static_cast<uint32_t>(status.st_nlink));
             }
             listing.flags.push_back(flags);
             listing.alloc.push_back(static_cast<int64_t>(status.st_blocks) * 512);

@@ -22,6 +22,7 @@ struct DirListing {
     std::vector<int64_t> mtime;
     std::vector<uint32_t> linkEntries; // positions of multiply-linked files
     std::vector<LinkKey> linkKeys;
+    std::vector<uint32_t> linkCounts;    // their number of names (st_nlink)
     std::vector<uint32_t> folderEntries; // positions of sub-folders
     std::vector<uint64_t> folderDevices;
     std::vector<LinkKey> folderKeys;

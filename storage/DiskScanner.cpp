@@ -2,6 +2,7 @@
 
 #include "storage/CatalogRecords.h"
 #include "storage/DirectoryReader.h"
+#include "storage/IncrementalPlan.h"
 
 #include <QDeadlineTimer>
 #include <QThread>
@@ -59,6 +60,16 @@ DiskScanner::FolderHandle::~FolderHandle() {
 DiskScanner::DiskScanner(ScanConfiguration config, int64_t baseEntryCap)
     : config_(std::move(config)), baseEntryCap_(baseEntryCap) {}
 
+DiskScanner::DiskScanner(ScanConfiguration config, const FileTree& baseline, IncrementalPlan plan,
+                         int64_t baseEntryCap)
+    : config_(std::move(config)), baseEntryCap_(baseEntryCap),
+      baseline_(std::make_unique<FileTree>(baseline.copy())), marks_(std::move(plan.mark)) {
+    baseline_->unsumFolderSizes();
+    marks_.resize(size_t(baseline_->size()), IncrementalPlan::read);
+    for (const LinkedFile& file : baseline_->linkedFiles())
+        baselineLinks_.insert(file.key);
+}
+
 DiskScanner::~DiskScanner() {
     cancel();
     for (const auto& thread : threads_)
@@ -101,7 +112,9 @@ Status DiskScanner::start() {
     tree_->append(-1, isFolder ? NodeFlag::directory : 0, int64_t(root.st_blocks) * 512,
                   root.st_size, root.st_mtim.tv_sec, baseName(config_.rootPath));
     if (isFolder) {
-        stack_.push_back({0, config_.rootPath, nullptr, 0});
+        const bool fromBaseline =
+            baseline_ && baseline_->size() > 0 && marks_[0] != IncrementalPlan::readAll;
+        stack_.push_back({0, config_.rootPath, nullptr, 0, fromBaseline ? 0 : -1});
         seenDirs_.insert(linkKey(root.st_ino, root.st_dev));
     }
     entries_ = 1;
@@ -130,6 +143,16 @@ void DiskScanner::launchWorkers() {
     }
 }
 
+void DiskScanner::folderDone(int32_t node) {
+    std::erase_if(reading_, [node](const PendingFolderRecord& r) { return r.node == node; });
+    ++foldersDone_;
+    if (entries_ >= entryCap_ && !stack_.empty()) {
+        stoppedForSize_ = true;
+        stopRequested_ = true;
+    }
+    wake_.wakeAll();
+}
+
 bool DiskScanner::isExcluded(const QByteArray& path) const {
     return !config_.excludedPaths.isEmpty() && config_.excludedPaths.contains(path);
 }
@@ -139,8 +162,10 @@ void DiskScanner::workerLoop() {
     DirListing listing;
     std::vector<FolderCandidate> candidates;
     std::vector<FailedEntry> failed;
+    std::vector<RestatedFolder> restated;
     for (;;) {
         PendingFolder folder;
+        bool descend = false;
         {
             QMutexLocker locker(&condition_);
             while (stack_.empty() && activeWorkers_ > 0 && !stopRequested_)
@@ -149,8 +174,29 @@ void DiskScanner::workerLoop() {
                 break;
             folder = std::move(stack_.back());
             stack_.pop_back();
+            if (canReuse(folder)) {
+                reuseBaseline(folder.node, folder.base);
+                folderDone(folder.node);
+                continue;
+            }
             ++activeWorkers_;
             reading_.push_back({folder.node, folder.path});
+            descend = canDescend(folder);
+            if (baseline_ && !descend)
+                ++rereadFolders_;
+        }
+        if (descend) {
+            // A folder on the way to changes below it: its own entries are those of the
+            // baseline, with fresh ones for the folders on that way.
+            const bool restatted = restatMarkedFolders(folder, restated);
+            QMutexLocker locker(&condition_);
+            if (restatted) {
+                descendBaseline(folder, restated);
+                --activeWorkers_;
+                folderDone(folder.node);
+                continue;
+            }
+            ++rereadFolders_; // changed after all: read it
         }
         const int64_t began = nowNs();
         const bool keepOpen = openFolders_.load(std::memory_order_relaxed) < kMaxOpenFolders;
@@ -173,15 +219,8 @@ void DiskScanner::workerLoop() {
                 commit(folder, listing, candidates, failed, handle);
             else if (result.outcome == DirectoryReader::Outcome::blocked)
                 markBlocked(folder.node, folder.path, result.errorNumber);
-            std::erase_if(reading_,
-                          [&](const PendingFolderRecord& r) { return r.node == folder.node; });
-            ++foldersDone_;
             --activeWorkers_;
-            if (entries_ >= entryCap_ && !stack_.empty()) {
-                stoppedForSize_ = true;
-                stopRequested_ = true;
-            }
-            wake_.wakeAll();
+            folderDone(folder.node);
         }
         const int64_t ended = nowNs();
         lastActivityNs_.store(ended, std::memory_order_relaxed);
@@ -226,7 +265,8 @@ void DiskScanner::sortOutFolders(const PendingFolder& folder, DirListing& listin
             listing.flags[entry] |= NodeFlag::mountPoint;
             listing.alloc[entry] = listing.logical[entry] = 0;
         } else {
-            candidates.push_back({entry, listing.folderKeys[j], std::move(path), nameStart});
+            const int32_t base = folder.base >= 0 ? baselineChild(folder.base, baseName(path)) : -1;
+            candidates.push_back({entry, listing.folderKeys[j], std::move(path), nameStart, base});
         }
     }
     for (size_t j = 0; j < listing.failedEntries.size(); ++j) {
@@ -249,6 +289,10 @@ void DiskScanner::commit(const PendingFolder& folder, DirListing& listing,
     const auto first = static_cast<int32_t>(tree_->size());
     for (size_t i = 0; i < listing.linkEntries.size(); ++i) {
         const uint32_t entry = listing.linkEntries[i];
+        if (baseline_)
+            freshLinks_.push_back({listing.linkKeys[i],
+                                   i < listing.linkCounts.size() ? listing.linkCounts[i] : 2u,
+                                   first + static_cast<int32_t>(entry)});
         const bool counted = seenLinks_.insert(listing.linkKeys[i]);
         tree_->addLinkedFile({first + static_cast<int32_t>(entry), counted, listing.linkKeys[i],
                               listing.alloc[entry], listing.logical[entry]});
@@ -258,7 +302,8 @@ void DiskScanner::commit(const PendingFolder& folder, DirListing& listing,
     for (FolderCandidate& candidate : candidates) {
         if (seenDirs_.insert(candidate.key)) {
             stack_.push_back({first + static_cast<int32_t>(candidate.entry),
-                              std::move(candidate.path), handle, candidate.nameStart});
+                              std::move(candidate.path), handle, candidate.nameStart,
+                              candidate.base});
         } else {
             listing.flags[candidate.entry] |= NodeFlag::linkedFolder;
             listing.alloc[candidate.entry] = listing.logical[candidate.entry] = 0;
@@ -276,6 +321,181 @@ void DiskScanner::commit(const PendingFolder& folder, DirListing& listing,
     for (const int64_t bytes : listing.alloc)
         bytesSeen_ += bytes;
     entries_ += static_cast<int64_t>(listing.size());
+}
+
+int32_t DiskScanner::baselineChild(int32_t base, QByteArrayView name) const {
+    const uint32_t first = baseline_->firstChild(base);
+    const uint32_t end = first + baseline_->childCount(base);
+    for (uint32_t child = first; child < end; ++child) {
+        const auto node = static_cast<int32_t>(child);
+        if (baseline_->nameBytes(node) == name) {
+            const bool folder = baseline_->hasFlag(node, NodeFlag::directory) &&
+                                !baseline_->hasFlag(node, NodeFlag::mountPoint);
+            return folder && marks_[child] != IncrementalPlan::readAll ? node : -1;
+        }
+    }
+    return -1;
+}
+
+bool DiskScanner::canReuse(const PendingFolder& folder) const {
+    // The folder's entry was just read in its parent: a changed time means its entries
+    // changed, whatever the history said.
+    return folder.base >= 0 && marks_[size_t(folder.base)] == IncrementalPlan::reuse &&
+           tree_->mtime(folder.node) == baseline_->mtime(folder.base) &&
+           tree_->hasFlag(folder.node, NodeFlag::directory);
+}
+
+int32_t DiskScanner::appendBaselineChildren(int32_t into, int32_t source,
+                                            const std::vector<RestatedFolder>& restated) {
+    const FileTreeColumns& from = baseline_->columns();
+    const uint32_t first = from.firstChild[size_t(source)];
+    const uint32_t count = from.childCount[size_t(source)];
+    if (count == 0)
+        return tree_->size();
+    // A folder's names lie end to end in a tree the scanner built; a loaded one may order
+    // them otherwise.
+    const uint64_t nameStart = from.nameOffset[first];
+    uint64_t nameEnd = nameStart;
+    bool together = true;
+    for (uint32_t child = first; child < first + count && together; ++child) {
+        together = from.nameOffset[child] == nameEnd;
+        nameEnd += from.nameLength[child];
+    }
+    QByteArray names;
+    QByteArrayView batchNames;
+    if (together) {
+        batchNames =
+            QByteArrayView(from.names).sliced(qsizetype(nameStart), qsizetype(nameEnd - nameStart));
+    } else {
+        for (uint32_t child = first; child < first + count; ++child)
+            names += baseline_->nameBytes(int32_t(child));
+        batchNames = names;
+    }
+    FileTree::ChildBatch batch{count,
+                               from.flags.data() + first,
+                               from.alloc.data() + first,
+                               from.logical.data() + first,
+                               from.mtime.data() + first,
+                               from.nameLength.data() + first,
+                               batchNames};
+    // Folders looked at again get their fresh entries.
+    std::vector<int64_t> alloc, logical, mtime;
+    if (!restated.empty()) {
+        alloc.assign(batch.alloc, batch.alloc + count);
+        logical.assign(batch.logical, batch.logical + count);
+        mtime.assign(batch.mtime, batch.mtime + count);
+        for (const RestatedFolder& folder : restated) {
+            alloc[folder.index] = folder.alloc;
+            logical[folder.index] = folder.logical;
+            mtime[folder.index] = folder.mtime;
+        }
+        batch.alloc = alloc.data();
+        batch.logical = logical.data();
+        batch.mtime = mtime.data();
+    }
+    if (tracksChanges_)
+        changedRows_.push_back(into);
+    const int32_t added = tree_->appendChildren(into, batch);
+    const std::vector<LinkedFile>& links = baseline_->linkedFiles();
+    auto link =
+        std::lower_bound(links.begin(), links.end(), int32_t(first),
+                         [](const LinkedFile& file, int32_t index) { return file.node < index; });
+    for (; link != links.end() && link->node < int32_t(first + count); ++link) {
+        LinkedFile file = *link;
+        file.node = added + (link->node - int32_t(first));
+        tree_->addLinkedFile(file);
+    }
+    for (uint32_t i = 0; i < count; ++i)
+        bytesSeen_ += batch.alloc[i];
+    entries_ += count;
+    return added;
+}
+
+bool DiskScanner::canDescend(const PendingFolder& folder) const {
+    return folder.base >= 0 && marks_[size_t(folder.base)] == IncrementalPlan::descend &&
+           tree_->mtime(folder.node) == baseline_->mtime(folder.base) &&
+           tree_->hasFlag(folder.node, NodeFlag::directory);
+}
+
+void DiskScanner::reuseBaseline(int32_t node, int32_t base) {
+    const FileTreeColumns& from = baseline_->columns();
+    std::vector<std::pair<int32_t, int32_t>> folders{{node, base}}; // new node, baseline node
+    while (!folders.empty()) {
+        const auto [into, source] = folders.back();
+        folders.pop_back();
+        ++reusedFolders_;
+        const int32_t added = appendBaselineChildren(into, source, {});
+        const uint32_t first = from.firstChild[size_t(source)];
+        for (uint32_t i = 0; i < from.childCount[size_t(source)]; ++i) {
+            const uint16_t flags = from.flags[first + i];
+            if ((flags & NodeFlag::directory) && !(flags & NodeFlag::mountPoint))
+                folders.push_back({added + int32_t(i), int32_t(first + i)});
+        }
+    }
+}
+
+bool DiskScanner::restatMarkedFolders(const PendingFolder& folder,
+                                      std::vector<RestatedFolder>& restated) const {
+    restated.clear();
+    const uint32_t first = baseline_->firstChild(folder.base);
+    for (uint32_t i = 0; i < baseline_->childCount(folder.base); ++i) {
+        if (marks_[first + i] == IncrementalPlan::reuse)
+            continue;
+        const QByteArray path = childPath(folder.path, baseline_->nameBytes(int32_t(first + i)));
+        struct stat status {};
+        if (::lstat(path.constData(), &status) != 0 || !S_ISDIR(status.st_mode))
+            return false;
+        restated.push_back(
+            {i, int64_t(status.st_blocks) * 512, status.st_size, status.st_mtim.tv_sec});
+    }
+    return true;
+}
+
+void DiskScanner::descendBaseline(const PendingFolder& folder,
+                                  const std::vector<RestatedFolder>& restated) {
+    const int32_t added = appendBaselineChildren(folder.node, folder.base, restated);
+    const uint32_t first = baseline_->firstChild(folder.base);
+    for (uint32_t i = 0; i < baseline_->childCount(folder.base); ++i) {
+        const auto child = int32_t(first + i);
+        if (!baseline_->hasFlag(child, NodeFlag::directory) ||
+            baseline_->hasFlag(child, NodeFlag::mountPoint))
+            continue;
+        stack_.push_back({added + int32_t(i), childPath(folder.path, baseline_->nameBytes(child)),
+                          nullptr, 0,
+                          marks_[size_t(child)] == IncrementalPlan::readAll ? -1 : child});
+    }
+}
+
+void DiskScanner::settleLinkedFiles() {
+    // Every name of a file read again has to agree with the names taken over, and a file
+    // that was not hard-linked before must have no names in folders taken over: such a name
+    // would still show it as a file of its own.
+    struct Seen {
+        int64_t alloc, logical, mtime;
+        uint32_t names;
+    };
+    QHash<LinkKey, Seen> fresh;
+    const std::vector<LinkedFile>& links = tree_->linkedFiles();
+    for (const FreshLink& link : freshLinks_) {
+        const auto found = std::lower_bound(
+            links.begin(), links.end(), link.node,
+            [](const LinkedFile& file, int32_t index) { return file.node < index; });
+        if (found != links.end() && found->node == link.node && !fresh.contains(link.key))
+            fresh.insert(link.key, {found->alloc, found->logical, tree_->mtime(link.node), 0});
+    }
+    for (const LinkedFile& file : links) {
+        const auto seen = fresh.find(file.key);
+        if (seen == fresh.end())
+            continue;
+        ++seen->names;
+        if (seen->alloc != file.alloc || seen->logical != file.logical ||
+            seen->mtime != tree_->mtime(file.node))
+            needsFullScan_ = true;
+    }
+    for (const FreshLink& link : freshLinks_)
+        if (!baselineLinks_.contains(link.key) && fresh.value(link.key).names < link.names)
+            needsFullScan_ = true;
+    tree_->recountLinkedFiles();
 }
 
 void DiskScanner::markBlocked(int32_t node, const QByteArray& path, int errorNumber) {
@@ -297,6 +517,8 @@ void DiskScanner::finishRun() {
             outcome = State::cancelled;
         else if (!stack_.empty())
             outcome = stoppedForSize_ ? State::stoppedForSize : State::paused;
+        if (baseline_ && outcome == State::finished)
+            settleLinkedFiles();
         markStopped();
         state_ = outcome;
     }
@@ -374,6 +596,9 @@ DiskScanner::restore(ScanConfiguration config, RestoredScan&& restored, int64_t 
     DiskScanner& s = *scanner;
     // Every name of a hard-linked file seen so far is in the tree's records, and every folder
     // entered so far is a folder of the tree that was not skipped.
+    // A walk that took folders over from an earlier scan may have counted a file under two
+    // of its names so far: each is counted once from here on.
+    tree.recountLinkedFiles();
     for (const LinkedFile& file : tree.linkedFiles())
         s.seenLinks_.insert(file.key);
     for (int32_t node = 0; node < tree.size(); ++node) {
@@ -502,6 +727,21 @@ QList<UnreadableSample> DiskScanner::unreadableSamples() const {
 std::vector<int32_t> DiskScanner::blockedNodes() const {
     QMutexLocker locker(&condition_);
     return blockedNodes_;
+}
+
+int64_t DiskScanner::rereadFolders() const {
+    QMutexLocker locker(&condition_);
+    return rereadFolders_;
+}
+
+int64_t DiskScanner::reusedFolders() const {
+    QMutexLocker locker(&condition_);
+    return reusedFolders_;
+}
+
+bool DiskScanner::needsFullScan() const {
+    QMutexLocker locker(&condition_);
+    return needsFullScan_;
 }
 
 std::chrono::nanoseconds DiskScanner::duration() const {

@@ -22,6 +22,7 @@ class QThread;
 namespace velmox {
 
 struct DirListing;
+struct IncrementalPlan;
 struct RestoredScan;
 
 // Published while a scan runs.
@@ -68,6 +69,11 @@ public:
     static constexpr qsizetype kMaxUnreadableSamples = 200;
 
     explicit DiskScanner(ScanConfiguration config, int64_t baseEntryCap = defaultBaseEntryCap());
+    // An incremental rescan: the folders that `plan` leaves alone are taken over from
+    // `baseline` (a complete earlier scan of the same root, copied here) with everything
+    // below them, when their entry in the freshly read parent still matches; the rest is read.
+    DiskScanner(ScanConfiguration config, const FileTree& baseline, IncrementalPlan plan,
+                int64_t baseEntryCap = defaultBaseEntryCap());
     ~DiskScanner();
     DiskScanner(const DiskScanner&) = delete;
     DiskScanner& operator=(const DiskScanner&) = delete;
@@ -122,6 +128,14 @@ public:
     std::vector<int32_t> blockedNodes() const;
     std::chrono::nanoseconds duration() const;
 
+    bool isIncremental() const { return baseline_ != nullptr; }
+    // Folders of an incremental rescan read from the disk, and taken over from the baseline.
+    int64_t rereadFolders() const;
+    int64_t reusedFolders() const;
+    // After an incremental rescan: a hard-linked file changed in a way the taken-over folders
+    // may not show, so the tree must not be used and everything has to be read again.
+    bool needsFullScan() const;
+
     // Entries before the memory cap for a machine with `physicalMemory` bytes of RAM.
     static int64_t baseEntryCap(uint64_t physicalMemory);
     static int64_t defaultBaseEntryCap();
@@ -139,6 +153,7 @@ private:
         QByteArray path;
         std::shared_ptr<FolderHandle> parent; // when set, open the name relative to it
         qsizetype nameStart = 0;
+        int32_t base = -1; // the same folder in the baseline of an incremental rescan
     };
     // Folders kept open at once; beyond it sub-folders are opened by their full path.
     static constexpr int kMaxOpenFolders = 256;
@@ -149,6 +164,7 @@ private:
         LinkKey key;
         QByteArray path;
         qsizetype nameStart;
+        int32_t base;
     };
 
     // An entry that could not be looked at; it counts as unreadable.
@@ -171,6 +187,30 @@ private:
                 const std::shared_ptr<FolderHandle>& handle);
     // A folder that could not be opened, or an entry that could not be looked at.
     void markBlocked(int32_t node, const QByteArray& path, int errorNumber);
+    // Under the lock: whether a popped folder is taken over from the baseline, and doing so.
+    bool canReuse(const PendingFolder& folder) const;
+    void reuseBaseline(int32_t node, int32_t base);
+    // A folder only on the way to changes: its entries are the baseline's, the folders on
+    // the way looked at again (outside the lock); false when one is not a folder any more.
+    struct RestatedFolder {
+        uint32_t index; // among the folder's children
+        int64_t alloc, logical, mtime;
+    };
+    bool canDescend(const PendingFolder& folder) const;
+    bool restatMarkedFolders(const PendingFolder& folder,
+                             std::vector<RestatedFolder>& restated) const;
+    void descendBaseline(const PendingFolder& folder, const std::vector<RestatedFolder>& restated);
+    // Appends the baseline children of `source` below `into`, with their hard-link records;
+    // the index of the first.
+    int32_t appendBaselineChildren(int32_t into, int32_t source,
+                                   const std::vector<RestatedFolder>& restated);
+    // The baseline folder of that name below `base`, or -1.
+    int32_t baselineChild(int32_t base, QByteArrayView name) const;
+    // After an incremental walk: checks the hard-linked files read again, then lets each be
+    // counted once.
+    void settleLinkedFiles();
+    // Under the lock: counts a folder done and stops at the memory cap.
+    void folderDone(int32_t node);
     void finishRun();
     // Under the lock: a stopped walk's tree shows like a finished one (sizes summed, the root
     // and the folders still to read marked as not read), and back.
@@ -211,6 +251,20 @@ private:
     std::atomic<int64_t> lastActivityNs_{0};
     std::atomic<int> openFolders_{0};
     std::vector<std::unique_ptr<QThread>> threads_;
+
+    // Incremental rescans only.
+    struct FreshLink {
+        LinkKey key;
+        uint32_t names;
+        int32_t node;
+    };
+    std::unique_ptr<FileTree> baseline_; // sizes not summed
+    std::vector<uint8_t> marks_;         // IncrementalPlan::mark
+    LinkKeySet baselineLinks_;
+    std::vector<FreshLink> freshLinks_;
+    int64_t rereadFolders_ = 0;
+    int64_t reusedFolders_ = 0;
+    bool needsFullScan_ = false;
 };
 
 } // namespace velmox

@@ -476,6 +476,15 @@ void FileTree::countLinkedFilesOnce(const std::vector<bool>& fromFresh) {
             setCounted(file, true);
 }
 
+void FileTree::recountLinkedFiles() {
+    LinkKeySet counted;
+    for (LinkedFile& file : linkedFiles_) {
+        file.counted = counted.insert(file.key);
+        columns_.alloc[file.node] = file.counted ? file.alloc : 0;
+        columns_.logical[file.node] = file.counted ? file.logical : 0;
+    }
+}
+
 Status FileTree::validate() const {
     const FileTreeColumns& c = columns_;
     const size_t n = c.parent.size();

@@ -144,6 +144,9 @@ public:
     void addLinkedFile(const LinkedFile& file) { linkedFiles_.push_back(file); }
     Status setLinkedFiles(std::vector<LinkedFile> files);
     const std::vector<LinkedFile>& linkedFiles() const { return linkedFiles_; }
+    // Lets the first name of each linked file (in node order) carry its size and no other.
+    // Folder sizes must not be summed yet.
+    void recountLinkedFiles();
 
     int32_t size() const { return static_cast<int32_t>(columns_.parent.size()); }
     const FileTreeColumns& columns() const { return columns_; }

@@ -15,6 +15,7 @@ ScanJob* ScanCenter::job(const ScanScope& scope) {
     if (!job) {
         job = new ScanJob(scope, clock_, status_, this);
         job->setCacheStore(cache_);
+        job->setChangeHistory(history_);
         connect(job, &ScanJob::treeChanged, this, &ScanCenter::keepWithinBudget);
         connect(job, &ScanJob::stateChanged, this, &ScanCenter::keepWithinBudget);
     }

@@ -22,6 +22,9 @@ public:
                StorageCatalogStore* cache = nullptr, QObject* parent = nullptr);
 
     ScanJob* job(const ScanScope& scope);
+    // The change history for incremental rescans of jobs made from now on; it must outlive
+    // the center.
+    void setChangeHistory(ChangeHistory* history) { history_ = history; }
     QList<ScanJob*> jobs() const { return jobs_.values(); }
 
     // How many nodes all jobs may hold in full at once.
@@ -35,6 +38,7 @@ private:
     Clock& clock_;
     AppStatusCenter* status_;
     StorageCatalogStore* cache_;
+    ChangeHistory* history_ = nullptr;
     QHash<QString, ScanJob*> jobs_;
     int64_t nodeBudget_;
     bool balancing_ = false;

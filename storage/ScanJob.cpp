@@ -2,6 +2,8 @@
 
 #include "services/AppStatusCenter.h"
 #include "storage/DirectoryReader.h"
+#include "storage/IncrementalPlan.h"
+#include "storage/IncrementalRescan.h"
 #include "storage/StorageCatalogStore.h"
 
 #include <QCoreApplication>
@@ -134,7 +136,36 @@ void ScanJob::start(bool gentle, std::optional<int> workers) {
     setTree(nullptr);
     checkpoints_.reset();
     restoredFromCheckpoint_ = false;
-    launch(std::make_unique<DiskScanner>(std::move(config)));
+    stamp_.reset();
+    rescanNote_.clear();
+    if (history_ && cache_)
+        prepareRescan(std::move(config));
+    else
+        launch(std::make_unique<DiskScanner>(std::move(config)));
+}
+
+void ScanJob::prepareRescan(ScanConfiguration config) {
+    scanPhase_ = IncrementalText::checkingPhase();
+    setState(State::scanning);
+    report(QStringLiteral("Scanning Storage: %1...").arg(title()), true);
+    const int generation = generation_;
+    // Joined by the next start or the job's end.
+    prepareThread_ = std::jthread([this, config = std::move(config), generation, history = history_,
+                                   store = cache_, key = scope_.identifier()] {
+        // Shared, so that a walk whose job has gone is still destroyed.
+        auto start =
+            std::make_shared<RescanStart>(RescanStart::prepare(config, key, *store, history));
+        QMetaObject::invokeMethod(
+            this,
+            [this, generation, start] {
+                if (generation != generation_)
+                    return;
+                stamp_ = start->stamp;
+                rescanNote_ = start->note;
+                launch(std::move(start->scanner));
+            },
+            Qt::QueuedConnection);
+    });
 }
 
 void ScanJob::keepCheckpoints() {
@@ -222,6 +253,14 @@ void ScanJob::scannerFinished(const DiskScanner* which) {
     timer_.reset();
     std::unique_ptr<DiskScanner> scanner = std::move(scanner_);
     scanner->waitForFinished();
+    if (scanner->isIncremental() && scanner->state() == DiskScanner::State::finished &&
+        scanner->needsFullScan()) {
+        rescanNote_ = IncrementalText::unsafe();
+        if (stamp_)
+            stamp_->fullScanDate = clock_.now();
+        launch(std::make_unique<DiskScanner>(scanner->config()));
+        return;
+    }
     progress_ = scanner->progress();
     emit progressChanged();
     unreadableCount_ = scanner->unreadableCount();
@@ -232,6 +271,11 @@ void ScanJob::scannerFinished(const DiskScanner* which) {
     setTree(scanner->tree());
     volume_ = VolumeInfo::of(scope_.path);
     scanNote_ = scanner->note();
+    if (scanNote_.isEmpty())
+        scanNote_ = scanner->isIncremental()
+                        ? IncrementalText::updated(scanner->rereadFolders(),
+                                                   scanner->reusedFolders(), progress_.elapsed)
+                        : rescanNote_;
     const bool paused =
         outcome == DiskScanner::State::paused || outcome == DiskScanner::State::stoppedForSize;
     if (paused) {
@@ -256,7 +300,7 @@ void ScanJob::writeCache() {
         tree_->hasFlag(0, NodeFlag::incompleteRoot))
         return;
     CatalogMeta meta = catalogMetaFor(*tree_, volume_, scannedAt_);
-    meta.scanStamp = ScanStamp{1, 0, {}, volume_.uuid, scannedAt_};
+    meta.scanStamp = stamp_.value_or(ScanStamp{1, 0, {}, volume_.uuid, scannedAt_});
     // The write may end after the job has gone, so its answer goes through the application
     // object and finds the job again there.
     const QPointer<ScanJob> job(this);
@@ -344,6 +388,9 @@ bool ScanJob::openCachedScan() {
                     watch(*pausedScanner_);
                     restoredFromCheckpoint_ = true;
                     checkpointDate_ = loaded->checkpointDate;
+                    // Where the walk began in the change history is not kept with it.
+                    stamp_.reset();
+                    rescanNote_.clear();
                     progress_ = pausedScanner_->progress();
                     unreadableCount_ = pausedScanner_->unreadableCount();
                     unreadableSamples_ = pausedScanner_->unreadableSamples();

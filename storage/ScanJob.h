@@ -1,6 +1,7 @@
 #pragma once
 
 #include "services/Clock.h"
+#include "storage/CatalogRecords.h"
 #include "storage/DiskScanner.h"
 #include "storage/ProtectedScan.h"
 #include "storage/ScanCheckpointer.h"
@@ -16,6 +17,7 @@
 namespace velmox {
 
 class AppStatusCenter;
+class ChangeHistory;
 class StorageCatalogStore;
 
 // The state of "Read Blocked Folders" for one job.
@@ -76,6 +78,10 @@ public:
     // Where complete scans are kept and read back from; none by default. The store must
     // outlive the job.
     void setCacheStore(StorageCatalogStore* store) { cache_ = store; }
+    // With a change history (and a cache store), start() rescans incrementally when the
+    // scope's cached scan and the history allow it, and says in scanNote() which it did. The
+    // history must outlive the job.
+    void setChangeHistory(ChangeHistory* history) { history_ = history; }
     // Shows the scope's last scan when the job has no scan yet: the job is `loadingCache`
     // while the files are read on a thread of its own, then `finished`. A checkpoint left
     // by a scan that did not end comes first: it is offered as a paused scan to continue
@@ -139,6 +145,9 @@ private:
     // Hands the end of the scanner's runs to scannerFinished().
     void watch(DiskScanner& scanner);
     void launch(std::unique_ptr<DiskScanner> scanner);
+    // Reads the history and the cached scan on a thread of the job's, then launches an
+    // incremental walk or a full one.
+    void prepareRescan(ScanConfiguration config);
     void scannerFinished(const DiskScanner* scanner);
     // Cancels the running walk and keeps it until its workers have stopped.
     void retireScanner();
@@ -173,6 +182,9 @@ private:
     QString scanNote_;
     bool isFromCache_ = false;
     StorageCatalogStore* cache_ = nullptr;
+    ChangeHistory* history_ = nullptr;
+    std::optional<ScanStamp> stamp_; // of the walk under way, for its cache
+    QString rescanNote_;             // why the walk under way reads everything
     ProtectedScanState protectedScan_;
     std::optional<int32_t> rescanningFolder_;
     std::unique_ptr<ScheduledJob> timer_;
@@ -192,6 +204,7 @@ private:
     std::jthread rescanThread_;                         // stopped (cancelled) and joined
     std::jthread passThread_;                           // joined
     std::jthread cacheThread_;                          // joined
+    std::jthread prepareThread_;                        // joined
 };
 
 } // namespace velmox

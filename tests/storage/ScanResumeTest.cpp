@@ -67,7 +67,9 @@ TEST(ScanResume, AKilledScanResumesFromItsCheckpointWithTheTotalsOfAFullScan) {
     VelmoxRun full = velmox({});
     ASSERT_EQ(full.exitCode, 0) << full.err.toStdString();
     EXPECT_EQ(jsonOf(full).value(QStringLiteral("mode")).toString(), QStringLiteral("full"));
-    EXPECT_TRUE(jsonOf(full).value(QStringLiteral("note")).isNull());
+    // Without a running Velmox there is no change journal to update the scan from.
+    EXPECT_TRUE(jsonOf(full).value(QStringLiteral("note")).toString().startsWith(
+        QStringLiteral("The change history is not available")));
     EXPECT_FALSE(QFile::exists(checkpoint));
 
     // Nothing to continue: a full scan that says why.
