@@ -131,11 +131,16 @@ void SystemAutomationEnvironment::fetch(Watched& watched) {
                                                        QStringLiteral("GetAll"));
     call << watched.interface;
     ++pending_;
+    const quint64 question = ++watched.asked;
     // The watcher belongs to this object: an answer after it has gone is never delivered.
     auto* reply = new QDBusPendingCallWatcher(sources_.systemBus.asyncCall(call), this);
-    connect(reply, &QDBusPendingCallWatcher::finished, this, [this, reply, &watched] {
+    connect(reply, &QDBusPendingCallWatcher::finished, this, [this, reply, &watched, question] {
         reply->deleteLater();
         --pending_;
+        // A stalled service may answer an older question after a newer one: keep the newer.
+        if (question < watched.answered)
+            return;
+        watched.answered = question;
         const QDBusMessage answer = reply->reply();
         if (answer.type() == QDBusMessage::ReplyMessage && !answer.arguments().isEmpty())
             watched.properties = qdbus_cast<QVariantMap>(answer.arguments().constFirst());

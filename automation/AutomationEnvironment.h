@@ -97,6 +97,8 @@ private:
         QString path;
         QString interface;
         std::optional<QVariantMap> properties; // none: no answer (yet), or the service is gone
+        quint64 asked = 0;                     // the number of the last question sent
+        quint64 answered = 0; // the number of the question whose answer `properties` holds
     };
     std::optional<PowerState> powerFromUPower() const;
     void fetch(Watched& watched);
