@@ -115,24 +115,6 @@ std::optional<Target> findTarget(const QString& action, const AutomationStoreDat
     return std::nullopt;
 }
 
-// Asks on the terminal; refuses when there is no terminal to ask on.
-bool confirmed(const QString& caution, CliIO& io) {
-    if (!::isatty(STDIN_FILENO)) {
-        io.err << caution
-               << " Nothing was run: confirm with --yes when there is no terminal to ask on.\n";
-        return false;
-    }
-    io.err << caution << " Run it? [y/N] " << Qt::flush;
-    char line[16] = {};
-    const QString answer = std::fgets(line, sizeof line, stdin)
-                               ? QString::fromLocal8Bit(line).trimmed().toLower()
-                               : QString();
-    if (answer == QLatin1String("y") || answer == QLatin1String("yes"))
-        return true;
-    io.err << "Nothing was run.\n";
-    return false;
-}
-
 struct RunOptions {
     QString action;
     bool dryRun = false;
@@ -153,7 +135,8 @@ int run(const RunOptions& options, CliIO& io) {
     }
     const bool dryRun = options.dryRun || settings.boolValue(AutomationSettingsKeys::dryRun, false);
     const QString caution = runCaution(target->title, target->steps);
-    if (!dryRun && !caution.isEmpty() && !options.yes && !confirmed(caution, io))
+    if (!dryRun && !caution.isEmpty() && !options.yes &&
+        !(canAskOnTerminal(caution, io) && answeredYes(caution, io)))
         return 1;
 
     ActionHistoryStore history(settings, clock);

@@ -21,6 +21,26 @@ void CliRegistry::add(CliCommand command) {
               [](const CliCommand& a, const CliCommand& b) { return a.name < b.name; });
 }
 
+bool canAskOnTerminal(const QString& question, CliIO& io, const QString& gap) {
+    if (::isatty(STDIN_FILENO))
+        return true;
+    io.err << question << gap
+           << "Nothing was run: confirm with --yes when there is no terminal to ask on.\n";
+    return false;
+}
+
+bool answeredYes(const QString& question, CliIO& io, const QString& gap) {
+    io.err << question << gap << "Run it? [y/N] " << Qt::flush;
+    char line[16] = {};
+    const QString answer = std::fgets(line, sizeof line, stdin)
+                               ? QString::fromLocal8Bit(line).trimmed().toLower()
+                               : QString();
+    if (answer == QLatin1String("y") || answer == QLatin1String("yes"))
+        return true;
+    io.err << "Nothing was run.\n";
+    return false;
+}
+
 const CliCommand* CliRegistry::find(const QString& name) const {
     for (const CliCommand& command : commands_)
         if (command.name == name)

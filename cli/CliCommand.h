@@ -61,4 +61,10 @@ bool isHeadlessInvocation(const QStringList& args, const QStringList& appOptions
 // wrote on standard error.
 int runCommandLine(const QStringList& args, const QString& appHelp = {});
 
+// Confirmation of work that can harm, on the terminal. With no terminal to ask on, the first
+// says `question` and how to confirm with --yes, and refuses.
+bool canAskOnTerminal(const QString& question, CliIO& io, const QString& gap = QStringLiteral(" "));
+// Asks `question` and reads the answer; anything but yes runs nothing and says so.
+bool answeredYes(const QString& question, CliIO& io, const QString& gap = QStringLiteral(" "));
+
 } // namespace velmox

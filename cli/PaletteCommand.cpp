@@ -128,22 +128,10 @@ int rank(const PaletteArguments& arguments, CliIO& io) {
     return 0;
 }
 
-// Asks the palette's question on the terminal; refuses when there is no terminal to ask on.
+// The palette's question on the terminal, a blank line before what is asked.
 bool confirmed(const QString& question, CliIO& io) {
-    if (!::isatty(STDIN_FILENO)) {
-        io.err << question
-               << "\n\nNothing was run: confirm with --yes when there is no terminal to ask on.\n";
-        return false;
-    }
-    io.err << question << "\n\nRun it? [y/N] " << Qt::flush;
-    char line[16] = {};
-    const QString answer = std::fgets(line, sizeof line, stdin)
-                               ? QString::fromLocal8Bit(line).trimmed().toLower()
-                               : QString();
-    if (answer == QLatin1String("y") || answer == QLatin1String("yes"))
-        return true;
-    io.err << "Nothing was run.\n";
-    return false;
+    const QString gap = QStringLiteral("\n\n");
+    return canAskOnTerminal(question, io, gap) && answeredYes(question, io, gap);
 }
 
 // The services a run needs, as the window has them.

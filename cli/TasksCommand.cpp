@@ -58,11 +58,8 @@ QString cautionSentence(const OptimizationTask& task) {
 // them first, and then ends only those.
 bool confirmed(const OptimizationTask& task, OptimizationTaskRunner::AppsToEnd& appsToEnd,
                CliIO& io) {
-    if (!::isatty(STDIN_FILENO)) {
-        io.err << cautionSentence(task)
-               << " Nothing was run: confirm with --yes when there is no terminal to ask on.\n";
+    if (!canAskOnTerminal(cautionSentence(task), io))
         return false;
-    }
     if (task.work == TaskWork::endHungProcesses) {
         const std::unique_ptr<WindowPinger> pinger = WindowPinger::forThisSession();
         const Result<QList<UnresponsiveAppKiller::App>> found =
@@ -70,11 +67,7 @@ bool confirmed(const OptimizationTask& task, OptimizationTaskRunner::AppsToEnd& 
         io.err << UnresponsiveAppKiller::toEndSentence(found) << '\n';
         appsToEnd = UnresponsiveAppKiller::pids(found);
     }
-    io.err << cautionSentence(task) << " Run it? [y/N] ";
-    io.err.flush();
-    QTextStream in(stdin);
-    const QString answer = in.readLine().trimmed().toLower();
-    return answer == QLatin1String("y") || answer == QLatin1String("yes");
+    return answeredYes(cautionSentence(task), io);
 }
 
 // The task named by its key or its title, in any capitalisation.

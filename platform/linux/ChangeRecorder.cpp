@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstddef>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -188,26 +189,45 @@ void ChangeRecorder::readInotify() {
 }
 
 void ChangeRecorder::readFanotify() {
-    alignas(fanotify_event_metadata) char buffer[64 * 1024];
+    // Events with file identifiers have any length, so the records that follow the first are
+    // not aligned: every part is copied out before it is read.
+    char buffer[64 * 1024];
     for (;;) {
         const ssize_t got = ::read(fanotifyFd_, buffer, sizeof buffer);
         if (got <= 0)
             return;
-        auto* event = reinterpret_cast<fanotify_event_metadata*>(buffer);
-        for (ssize_t left = got; FAN_EVENT_OK(event, left); event = FAN_EVENT_NEXT(event, left)) {
-            if (event->mask & FAN_Q_OVERFLOW) {
+        fanotify_event_metadata event{};
+        for (ssize_t offset = 0; offset + ssize_t(sizeof event) <= got;
+             offset += ssize_t(event.event_len)) {
+            std::memcpy(&event, buffer + offset, sizeof event);
+            if (event.event_len < sizeof event || offset + ssize_t(event.event_len) > got)
+                break;
+            const char* record = buffer + offset;
+            if (event.mask & FAN_Q_OVERFLOW) {
                 note(Kind::gap, {});
                 continue;
             }
-            const auto* info = reinterpret_cast<const fanotify_event_info_fid*>(event + 1);
-            if (event->event_len < sizeof *event + sizeof *info ||
-                info->hdr.info_type != FAN_EVENT_INFO_TYPE_DFID_NAME) {
+            fanotify_event_info_fid info{};
+            const size_t handleAt = sizeof event + offsetof(fanotify_event_info_fid, handle);
+            file_handle handleHead{};
+            if (event.event_len < handleAt + sizeof handleHead) {
                 note(Kind::gap, {});
                 continue;
             }
-            auto* handle = reinterpret_cast<file_handle*>(const_cast<unsigned char*>(info->handle));
-            const char* name =
-                reinterpret_cast<const char*>(handle->f_handle + handle->handle_bytes);
+            std::memcpy(&info, record + sizeof event, sizeof info);
+            std::memcpy(&handleHead, record + handleAt, sizeof handleHead);
+            const size_t nameAt = handleAt + sizeof handleHead + handleHead.handle_bytes;
+            if (info.hdr.info_type != FAN_EVENT_INFO_TYPE_DFID_NAME ||
+                handleHead.handle_bytes > MAX_HANDLE_SZ || nameAt >= event.event_len) {
+                note(Kind::gap, {});
+                continue;
+            }
+            alignas(file_handle) char handleBuffer[sizeof(file_handle) + MAX_HANDLE_SZ];
+            std::memcpy(handleBuffer, record + handleAt,
+                        sizeof handleHead + handleHead.handle_bytes);
+            auto* handle = reinterpret_cast<file_handle*>(handleBuffer);
+            const QByteArray name(record + nameAt,
+                                  qsizetype(::strnlen(record + nameAt, event.event_len - nameAt)));
             // Any descriptor on the same file system opens its handles.
             int folderFd = -1;
             for (const int mountFd : std::as_const(markedDevices_))
@@ -234,8 +254,8 @@ void ChangeRecorder::readFanotify() {
                              [&](const QByteArray& root) { return isBelow(folder, root); }))
                 continue;
             note(Kind::folderChanged, folder);
-            if ((event->mask & FAN_ONDIR) && (event->mask & (FAN_CREATE | FAN_MOVED_TO)) &&
-                std::strcmp(name, ".") != 0)
+            if ((event.mask & FAN_ONDIR) && (event.mask & (FAN_CREATE | FAN_MOVED_TO)) &&
+                name != ".")
                 note(Kind::wholeTree, joinPath(folder, name));
         }
     }
