@@ -1,6 +1,7 @@
 #include "app/AppServices.h"
 
 #include "app/AppLanguageManager.h"
+#include "app/ScanResumeOffers.h"
 #include "app/pages/MonitorDemand.h"
 #include "automation/AutomationEngine.h"
 #include "automation/AutomationNotifier.h"
@@ -130,13 +131,26 @@ StorageCatalogStore& AppServices::catalogStore() {
 }
 
 CatalogReindexer& AppServices::catalogReindexer() {
-    if (!catalogReindexer_)
+    if (!catalogReindexer_) {
         catalogReindexer_ = std::make_unique<CatalogReindexer>(
             catalogStore(),
             [&history = history()](const QString& action, const QString& detail, bool success) {
                 history.record(action, detail, success);
             });
+        QObject::connect(catalogReindexer_.get(), &CatalogReindexer::finished, &status_,
+                         [this](const ReindexReport& report) { scanResumeOffers().add(report); });
+    }
     return *catalogReindexer_;
+}
+
+ScanResumeOffers& AppServices::scanResumeOffers() {
+    if (!scanResumeOffers_)
+        scanResumeOffers_ = std::make_unique<ScanResumeOffers>(
+            scanCenter(), catalogStore(), navigation_, &status_,
+            [this](const QString& action, const QString& detail, bool success) {
+                history().record(action, detail, success);
+            });
+    return *scanResumeOffers_;
 }
 
 MonitorDemand& AppServices::monitor() {

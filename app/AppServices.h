@@ -29,6 +29,7 @@ class NetworkBlockerModel;
 class OptimizationTaskRunner;
 class PromptElevation;
 class ScanCenter;
+class ScanResumeOffers;
 class SecretStore;
 class ShellHelper;
 class SpeedTestBackend;
@@ -66,6 +67,9 @@ public:
     // The start-up pass over the catalog folders, made on first use; its notes go to the
     // activity log.
     CatalogReindexer& catalogReindexer();
+    // The scans that did not end that the reindexer found, offered to be continued; made on
+    // first use.
+    ScanResumeOffers& scanResumeOffers();
     // The shared monitor engine, made on first use; it runs while a watcher holds it.
     MonitorDemand& monitor();
     OptimizationTaskRunner& taskRunner();
@@ -105,6 +109,7 @@ private:
     std::unique_ptr<ChangeHistory> changeHistory_; // outlives the scan center
     std::unique_ptr<ScanCenter> scanCenter_;
     std::unique_ptr<CatalogReindexer> catalogReindexer_; // uses the store and the log
+    std::unique_ptr<ScanResumeOffers> scanResumeOffers_; // uses the scans, the store and the log
     std::unique_ptr<SystemMonitorEngine> monitorEngine_;
     std::unique_ptr<MonitorDemand> monitorDemand_;
     std::unique_ptr<SpeedTestBackend> speedTestBackend_;

@@ -6,6 +6,7 @@
 #include "app/DiskHealthBadge.h"
 #include "app/GlobalStatusBar.h"
 #include "app/PaletteWindow.h"
+#include "app/ScanResumeNotice.h"
 #include "app/SidebarItems.h"
 #include "app/SidebarView.h"
 #include "app/SoftwareUpdater.h"
@@ -42,6 +43,7 @@ MainWindow::MainWindow(AppServices& services, QWidget* parent)
     auto* right = new QVBoxLayout;
     right->setSpacing(0);
     right->addWidget(pages_, 1);
+    right->addWidget(new ScanResumeNotice(services_.scanResumeOffers()));
     right->addWidget(statusLine_);
     columns->addLayout(right, 1);
     setCentralWidget(central);

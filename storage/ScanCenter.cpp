@@ -11,14 +11,15 @@ ScanCenter::ScanCenter(Clock& clock, AppStatusCenter* status, StorageCatalogStor
       nodeBudget_(nodeBudgetFor(DiskScanner::physicalMemory())) {}
 
 ScanJob* ScanCenter::job(const ScanScope& scope) {
-    ScanJob*& job = jobs_[scope.identifier()];
-    if (!job) {
-        job = new ScanJob(scope, clock_, status_, this);
-        job->setCacheStore(cache_);
-        job->setChangeHistory(history_);
-        connect(job, &ScanJob::treeChanged, this, &ScanCenter::keepWithinBudget);
-        connect(job, &ScanJob::stateChanged, this, &ScanCenter::keepWithinBudget);
-    }
+    if (ScanJob* known = jobs_.value(scope.identifier()))
+        return known;
+    auto* job = new ScanJob(scope, clock_, status_, this);
+    job->setCacheStore(cache_);
+    job->setChangeHistory(history_);
+    connect(job, &ScanJob::treeChanged, this, &ScanCenter::keepWithinBudget);
+    connect(job, &ScanJob::stateChanged, this, &ScanCenter::keepWithinBudget);
+    jobs_.insert(scope.identifier(), job);
+    emit jobAdded(job);
     return job;
 }
 

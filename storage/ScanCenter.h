@@ -32,6 +32,10 @@ public:
     void setNodeBudget(int64_t nodes);
     static int64_t nodeBudgetFor(uint64_t physicalMemory);
 
+signals:
+    // A job was made for a scope that had none.
+    void jobAdded(velmox::ScanJob* job);
+
 private:
     void keepWithinBudget();
 

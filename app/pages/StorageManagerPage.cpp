@@ -465,6 +465,11 @@ void StorageManagerPage::setScope(const ScanScope& scope) {
     publishDetail();
 }
 
+QString StorageManagerPage::scopeDetail(const ScanScope& scope) {
+    return QString::fromUtf8(QJsonDocument(QJsonObject{{QStringLiteral("scope"), toJson(scope)}})
+                                 .toJson(QJsonDocument::Compact));
+}
+
 void StorageManagerPage::startScan() {
     if (!job_ || job_->state() == ScanJob::State::scanning)
         return;

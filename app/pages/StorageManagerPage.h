@@ -55,6 +55,8 @@ public:
     void setScope(const ScanScope& scope);
     const ScanScope& scope() const { return scope_; }
     ScanJob* job() const { return job_; }
+    // The navigation detail that opens the page at a scope.
+    static QString scopeDetail(const ScanScope& scope);
     void startScan();
 
     void enterFolder(int32_t node);
