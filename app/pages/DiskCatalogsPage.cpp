@@ -5,8 +5,8 @@
 #include "app/pages/CatalogDiffModel.h"
 #include "app/pages/EmptyStateView.h"
 #include "app/pages/PageHeader.h"
-#include "app/pages/StorageChildModel.h"
-#include "app/pages/StorageRingChart.h"
+#include "app/pages/StorageManagerPage.h"
+#include "services/AppNavigationState.h"
 #include "services/AppStatusCenter.h"
 #include "services/ShownText.h"
 #include "storage/CatalogRecords.h"
@@ -24,7 +24,6 @@
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
-#include <QSplitter>
 #include <QStackedWidget>
 #include <QStandardItemModel>
 #include <QTreeView>
@@ -118,8 +117,9 @@ template <typename Work, typename Done> void DiskCatalogsPage::inBackground(Work
 }
 
 DiskCatalogsPage::DiskCatalogsPage(StorageCatalogStore& store, ScanCenter& center,
-                                   AppStatusCenter* status, QWidget* parent)
-    : QWidget(parent), store_(store), center_(center), status_(status),
+                                   AppNavigationState& navigation, AppStatusCenter* status,
+                                   QWidget* parent)
+    : QWidget(parent), store_(store), center_(center), navigation_(navigation), status_(status),
       saveName_(new QLineEdit(this)),
       save_(new QPushButton(QStringLiteral("Save Current Scan"), this)), message_(new QLabel(this)),
       views_(new QStackedWidget(this)), listStack_(new QStackedWidget(this)),
@@ -127,9 +127,7 @@ DiskCatalogsPage::DiskCatalogsPage(StorageCatalogStore& store, ScanCenter& cente
       open_(new QPushButton(QStringLiteral("Open"), this)),
       compare_(new QPushButton(QStringLiteral("Compare with Current Scan"), this)),
       rename_(new QPushButton(QStringLiteral("Rename..."), this)),
-      delete_(new QPushButton(QStringLiteral("Delete..."), this)), browserTitle_(new QLabel(this)),
-      browserPath_(new QLabel(this)), chart_(new StorageRingChart(this)),
-      browserModel_(new StorageChildModel(this)), diffTitle_(new QLabel(this)),
+      delete_(new QPushButton(QStringLiteral("Delete..."), this)), diffTitle_(new QLabel(this)),
       diffSummary_(new QLabel(this)), diffPath_(new QLabel(this)),
       diffModel_(new CatalogDiffModel(this)) {
     workers_.setMaxThreadCount(2);
@@ -180,31 +178,6 @@ DiskCatalogsPage::DiskCatalogsPage(StorageCatalogStore& store, ScanCenter& cente
     listLayout->addLayout(actions);
     views_->addWidget(listPage);
 
-    // The browser of one catalog.
-    auto* browser = new QWidget(this);
-    auto* browserLayout = new QVBoxLayout(browser);
-    browserLayout->setContentsMargins(0, 0, 0, 0);
-    auto* browserBar = new QHBoxLayout;
-    auto* browserBack = new QPushButton(QStringLiteral("All Catalogs"), browser);
-    auto* browserUp = new QPushButton(QStringLiteral("Up"), browser);
-    browserTitle_->setObjectName(QStringLiteral("cardTitle"));
-    browserBar->addWidget(browserBack);
-    browserBar->addWidget(browserUp);
-    browserBar->addWidget(browserTitle_, 1);
-    browserLayout->addLayout(browserBar);
-    browserPath_->setObjectName(QStringLiteral("pageSubtitle"));
-    browserLayout->addWidget(browserPath_);
-    browserList_ = makeTable(browserModel_, StorageChildModel::name, browser);
-    browserList_->setSortingEnabled(true);
-    browserList_->sortByColumn(StorageChildModel::size, Qt::DescendingOrder);
-    auto* split = new QSplitter(Qt::Horizontal, browser);
-    split->addWidget(chart_);
-    split->addWidget(browserList_);
-    split->setChildrenCollapsible(false);
-    split->setStretchFactor(1, 1);
-    browserLayout->addWidget(split, 1);
-    views_->addWidget(browser);
-
     // A comparison.
     auto* comparison = new QWidget(this);
     auto* diffLayout = new QVBoxLayout(comparison);
@@ -248,14 +221,8 @@ DiskCatalogsPage::DiskCatalogsPage(StorageCatalogStore& store, ScanCenter& cente
         if (!name.isEmpty())
             openCatalog(name);
     });
-    connect(browserBack, &QPushButton::clicked, this, &DiskCatalogsPage::showList);
     connect(diffBack, &QPushButton::clicked, this, &DiskCatalogsPage::showList);
-    connect(browserUp, &QPushButton::clicked, this, &DiskCatalogsPage::goUp);
     connect(diffUp, &QPushButton::clicked, this, &DiskCatalogsPage::goUp);
-    connect(chart_, &StorageRingChart::segmentClicked, this, &DiskCatalogsPage::enterBrowserFolder);
-    connect(browserList_, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
-        enterBrowserFolder(browserModel_->nodeAt(index.row()));
-    });
     connect(diffList_, &QTreeView::doubleClicked, this,
             [this](const QModelIndex& index) { enterDiffFolder(diffModel_->rowAt(index.row())); });
     connect(&store_, &StorageCatalogStore::catalogsChanged, this, &DiskCatalogsPage::refresh);
@@ -471,39 +438,15 @@ void DiskCatalogsPage::askToDelete() {
 }
 
 void DiskCatalogsPage::openCatalog(const QString& name) {
-    inBackground([&store = store_, name] { return openOne(store, name); },
-                 [](DiskCatalogsPage& page, Result<Opened> opened) {
-                     if (!opened) {
-                         page.showMessage(opened.error(), false);
-                         emit page.viewReady();
-                         return;
-                     }
-                     page.showMessage({}, true);
-                     page.browserTitle_->setText(
-                         QStringLiteral("%1, scanned %2")
-                             .arg(opened->name, dateText(opened->meta.scanDate)));
-                     page.shownCatalogs_ = {opened->name};
-                     page.browserModel_->setTree(opened->tree);
-                     page.showBrowserFolder(0);
-                     page.views_->setCurrentIndex(static_cast<int>(View::browser));
-                     emit page.viewReady();
-                 });
-}
-
-void DiskCatalogsPage::showBrowserFolder(int32_t node) {
-    const auto& tree = browserModel_->tree();
-    if (!tree)
-        return;
-    browserModel_->setFolder(node);
-    chart_->setSegments(StorageChart::segments(*tree, node, browserModel_->sizeKey()),
-                        tree->name(node));
-    browserPath_->setText(shownName(QByteArrayView(tree->pathBytes(node))));
-}
-
-void DiskCatalogsPage::enterBrowserFolder(int32_t node) {
-    const auto& tree = browserModel_->tree();
-    if (tree && node >= 0 && node < tree->size() && tree->childCount(node) > 0)
-        showBrowserFolder(node);
+    const QString listedName = StorageCatalogStore::catalogName(name);
+    for (const CatalogListEntry& entry : std::as_const(catalogs_))
+        if (entry.name == listedName && !entry.error.isEmpty()) {
+            showMessage(entry.error, false);
+            return;
+        }
+    showMessage({}, true);
+    navigation_.navigate(rawValue(Category::storageManager),
+                         StorageManagerPage::catalogDetail(listedName));
 }
 
 void DiskCatalogsPage::compareSelection() {
@@ -629,8 +572,6 @@ void DiskCatalogsPage::goUp() {
     if (view() == View::comparison && diffModel_->diff() && diffModel_->folder() > 0) {
         diffModel_->setFolder(diffModel_->diff()->row(diffModel_->folder()).parent);
         updateDiffFolder();
-    } else if (view() == View::browser && browserModel_->tree() && browserModel_->folder() > 0) {
-        showBrowserFolder(browserModel_->tree()->parent(browserModel_->folder()));
     }
 }
 

@@ -18,33 +18,32 @@ class QStandardItemModel;
 
 namespace velmox {
 
+class AppNavigationState;
 class AppStatusCenter;
 class CatalogDiffModel;
 class EmptyStateView;
 class ScanCenter;
 class ScanJob;
-class StorageChildModel;
-class StorageRingChart;
 
 // The Disk Catalogs page: scans saved by name. It saves the current scan of the Storage
 // Manager as a catalog, lists the catalogs with their date, volume, size and item count
-// (a damaged file with the reason it cannot be read), opens one in a browser of ring and
-// list like the Storage Manager's, renames and deletes them, and compares a catalog with
+// (a damaged file with the reason it cannot be read), opens one in the Storage Manager,
+// renames and deletes them, and compares a catalog with
 // the current scan or two catalogs with each other: per folder what grew, shrank, appeared
 // and vanished, largest change first, folder by folder.
 //
 // Lives on the main thread. Files are read and compared on the page's own worker threads,
 // and saved, renamed and deleted through the store's write queues; answers come back to the
 // main thread and are dropped when the page has gone (the destructor waits for the
-// workers). The store and the scan centre must outlive the page. The list follows the
-// store's catalogsChanged, so every page over the same store stays in step.
+// workers). The store, the scan centre and the navigation state must outlive the page. The list
+// follows the store's catalogsChanged, so every page over the same store stays in step.
 class DiskCatalogsPage : public QWidget {
     Q_OBJECT
 public:
-    enum class View { list, browser, comparison };
+    enum class View { list, comparison };
     enum Column { nameColumn, dateColumn, volumeColumn, sizeColumn, itemsColumn };
 
-    DiskCatalogsPage(StorageCatalogStore& store, ScanCenter& center,
+    DiskCatalogsPage(StorageCatalogStore& store, ScanCenter& center, AppNavigationState& navigation,
                      AppStatusCenter* status = nullptr, QWidget* parent = nullptr);
     ~DiskCatalogsPage() override;
 
@@ -66,11 +65,9 @@ public:
     void renameCatalog(const QString& oldName, const QString& newName);
     void deleteCatalog(const QString& name);
 
-    // Shows a catalog in the browser.
+    // Shows a catalog in the Storage Manager; one listed as damaged is refused here with the
+    // reason.
     void openCatalog(const QString& name);
-    StorageChildModel* browserModel() const { return browserModel_; }
-    StorageRingChart* browserChart() const { return chart_; }
-    void enterBrowserFolder(int32_t node);
 
     // Compares a catalog (the older scan) with the current finished scan, or with another
     // catalog (the older of the two is the base).
@@ -87,7 +84,7 @@ public:
 
 signals:
     void listChanged();
-    // A catalog was opened or a comparison is ready, or either failed (see messageText()).
+    // A comparison is ready, or it failed (see messageText()).
     void viewReady();
 
 private:
@@ -105,16 +102,16 @@ private:
     void askToRename();
     void askToDelete();
     void showComparison(std::shared_ptr<const CatalogDiff> diff, const QString& title);
-    void showBrowserFolder(int32_t node);
     void updateDiffFolder();
-    // Says so when a catalog shown in the browser or a comparison is no longer listed.
+    // Says so when a catalog compared is no longer listed.
     void noteShownGone();
 
     StorageCatalogStore& store_;
     ScanCenter& center_;
+    AppNavigationState& navigation_;
     AppStatusCenter* status_;
     QList<CatalogListEntry> catalogs_;
-    QStringList shownCatalogs_; // in the browser or the comparison
+    QStringList shownCatalogs_; // in the comparison
 
     QLineEdit* saveName_;
     QPushButton* save_;
@@ -128,12 +125,6 @@ private:
     QPushButton* compare_;
     QPushButton* rename_;
     QPushButton* delete_;
-
-    QLabel* browserTitle_;
-    QLabel* browserPath_;
-    StorageRingChart* chart_;
-    QTreeView* browserList_;
-    StorageChildModel* browserModel_;
 
     QLabel* diffTitle_;
     QLabel* diffSummary_;

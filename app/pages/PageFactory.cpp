@@ -37,11 +37,12 @@ QWidget* createPage(Category category, AppServices& services) {
             },
             &services.settings());
         page->setHistory(&services.history());
+        page->setCatalogStore(&services.catalogStore());
         return page;
     }
     case Category::diskCatalogs:
         return new DiskCatalogsPage(services.catalogStore(), services.scanCenter(),
-                                    &services.status());
+                                    services.navigation(), &services.status());
     case Category::diskHealth:
         return new DiskHealthPage(makeDiskInventorySource(), services.smartReader(),
                                   DiskHealthPage::desktopEfiActions(services.shell()),

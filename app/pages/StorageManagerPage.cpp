@@ -5,6 +5,7 @@
 #include "app/pages/EmptyStateView.h"
 #include "app/pages/PageHeader.h"
 #include "app/pages/StorageBreakdownPanel.h"
+#include "app/pages/StorageCatalogScope.h"
 #include "app/pages/StorageChildModel.h"
 #include "app/pages/StorageItemActions.h"
 #include "app/pages/StorageRevealer.h"
@@ -101,7 +102,7 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
       putBackLast_(new QPushButton(QStringLiteral("Put Back"), messageBar_)),
       levels_(new QSpinBox(this)), find_(new QLineEdit(this)), back_(new QToolButton(this)),
       forward_(new QToolButton(this)), listStack_(new QStackedWidget(this)),
-      breakdown_(new StorageBreakdownPanel(this)) {
+      breakdown_(new StorageBreakdownPanel(this)), catalog_(new StorageCatalogScope(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(28, 24, 28, 16);
     layout->setSpacing(10);
@@ -127,6 +128,7 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     toolbar->addWidget(unreadable_);
     layout->addLayout(toolbar);
 
+    layout->addWidget(catalog_);
     progress_->setObjectName(QStringLiteral("pageSubtitle"));
     layout->addWidget(progress_);
     // The last rescan's or administrator pass's answer stays until the user closes it.
@@ -327,6 +329,16 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
         if (settings_)
             (void)settings_->setValue(QLatin1String(kChartLevelsKey), levels);
     });
+    connect(catalog_, &StorageCatalogScope::loaded, this, [this] {
+        scope_ = catalog_->scope();
+        showTree();
+    });
+    connect(catalog_, &StorageCatalogScope::failed, this, [this](const QString& message) {
+        leaveCatalog();
+        showMessage(message);
+    });
+    connect(catalog_, &StorageCatalogScope::backRequested, this, &StorageManagerPage::leaveCatalog);
+    scopes_->setPlaceholderText(QStringLiteral("Saved catalog"));
     connect(&navigation_, &AppNavigationState::detailChanged, this,
             [this](const QString& page, const QString& detail) {
                 if (page == kPage && detail != navigationDetail())
@@ -437,6 +449,7 @@ void StorageManagerPage::chooseFolder() {
 }
 
 void StorageManagerPage::setScope(const ScanScope& scope) {
+    catalog_->close();
     addScopeChoice(scope);
     scopes_->setCurrentIndex(int(scopeChoices_.indexOf(scope)));
     if (job_ && scope == scope_)
@@ -470,6 +483,55 @@ QString StorageManagerPage::scopeDetail(const ScanScope& scope) {
                                  .toJson(QJsonDocument::Compact));
 }
 
+QString StorageManagerPage::catalogDetail(const QString& name) {
+    return QString::fromUtf8(QJsonDocument(QJsonObject{{QStringLiteral("catalog"), name}})
+                                 .toJson(QJsonDocument::Compact));
+}
+
+void StorageManagerPage::setCatalogStore(StorageCatalogStore* store) {
+    catalog_->setStore(store);
+}
+
+void StorageManagerPage::openCatalog(const QString& name) {
+    if (!catalog_->isActive())
+        liveScope_ = scope_;
+    if (job_) {
+        job_->disconnect(this);
+        job_->setViewed(false);
+        job_ = nullptr;
+    }
+    actions_->setJob(nullptr);
+    catalog_->open(name);
+    scope_ = catalog_->scope();
+    scopes_->setCurrentIndex(-1);
+    folderPath_.clear();
+    visited_.clear();
+    visitedAt_ = -1;
+    dismissMessage();
+    showTree();
+}
+
+void StorageManagerPage::leaveCatalog() {
+    setScope(liveScope_.path.isEmpty() ? homeScope() : liveScope_);
+}
+
+void StorageManagerPage::updateCatalogControls() {
+    const bool catalog = catalog_->isActive();
+    for (QPushButton* button : {scan_, pause_, resume_, cancel_, rescan_}) {
+        if (!button->property("liveToolTip").isValid())
+            button->setProperty("liveToolTip", button->toolTip());
+        button->setToolTip(catalog ? QStringLiteral("A saved catalog cannot be scanned or changed")
+                                   : button->property("liveToolTip").toString());
+        if (catalog)
+            button->setEnabled(false);
+    }
+    if (catalog_->isLoading())
+        emptyState_->show(
+            symbolIcon(pageSymbol(Category::storageManager), QStringLiteral("S")).pixmap(64, 64),
+            QStringLiteral("Opening the Catalog"),
+            QStringLiteral("Reading \u201c%1\u201d...").arg(catalog_->name()));
+}
+
 void StorageManagerPage::startScan() {
     if (!job_ || job_->state() == ScanJob::State::scanning)
         return;
@@ -488,7 +550,7 @@ std::optional<VolumeInfo> StorageManagerPage::volumeForRing() const {
 }
 
 void StorageManagerPage::showTree() {
-    const auto tree = job_ ? job_->tree() : nullptr;
+    const auto tree = job_ ? job_->tree() : catalog_->tree();
     if (job_)
         job_->lastViewed = QDateTime::currentDateTimeUtc();
     int32_t folder = 0;
@@ -789,12 +851,13 @@ void StorageManagerPage::updateControls() {
             emptyState_->show(picture, QStringLiteral("Nothing Scanned Yet"),
                               QStringLiteral("Press Scan to see what fills %1.").arg(scope_.path));
     }
+    updateCatalogControls();
     updateProgress();
 }
 
 void StorageManagerPage::updateProgress() {
     if (!job_) {
-        progress_->clear();
+        progress_->setText(catalog_->summary(model_->sizeKey()));
         return;
     }
     const QLocale locale;
@@ -876,7 +939,9 @@ StorageUnreadableSheet* StorageManagerPage::openUnreadableSheet() {
 }
 
 QString StorageManagerPage::navigationDetail() const {
-    QJsonObject detail{{QStringLiteral("scope"), toJson(scope_)}};
+    QJsonObject detail = catalog_->isActive()
+                             ? QJsonObject{{QStringLiteral("catalog"), catalog_->name()}}
+                             : QJsonObject{{QStringLiteral("scope"), toJson(scope_)}};
     if (!folderPath_.isEmpty())
         detail.insert(QStringLiteral("folder"), QString::fromUtf8(folderPath_));
     return QString::fromUtf8(QJsonDocument(detail).toJson(QJsonDocument::Compact));
@@ -884,10 +949,14 @@ QString StorageManagerPage::navigationDetail() const {
 
 bool StorageManagerPage::applyNavigationDetail(const QString& detail) {
     const QJsonObject object = QJsonDocument::fromJson(detail.toUtf8()).object();
+    const QString catalog = object.value(QStringLiteral("catalog")).toString();
     const auto scope = scanScopeFromJson(object.value(QStringLiteral("scope")).toObject());
-    if (!scope)
+    if (!catalog.isEmpty())
+        openCatalog(catalog);
+    else if (scope)
+        setScope(*scope);
+    else
         return false;
-    setScope(*scope);
     const QString folder = object.value(QStringLiteral("folder")).toString();
     if (const auto& tree = model_->tree(); tree && !folder.isEmpty()) {
         if (const auto node = tree->findPath(folder.toUtf8()))

@@ -27,6 +27,8 @@ class AppNavigationState;
 class ScanCenter;
 class Settings;
 class StorageBreakdownPanel;
+class StorageCatalogScope;
+class StorageCatalogStore;
 class StorageChildModel;
 class StorageRingChart;
 class StorageUnreadableSheet;
@@ -54,9 +56,18 @@ public:
 
     void setScope(const ScanScope& scope);
     const ScanScope& scope() const { return scope_; }
+    // The live scan shown; null while a saved catalog is shown.
     ScanJob* job() const { return job_; }
-    // The navigation detail that opens the page at a scope.
+    // The navigation details that open the page at a scope, or at a saved catalog.
     static QString scopeDetail(const ScanScope& scope);
+    static QString catalogDetail(const QString& name);
+
+    // Where saved catalogs are read from; must outlive the page.
+    void setCatalogStore(StorageCatalogStore* store);
+    // Shows a saved catalog, read-only, in place of the live scan until a scope is chosen
+    // again (or "Back to Live Scans").
+    void openCatalog(const QString& name);
+    StorageCatalogScope* catalog() const { return catalog_; }
     void startScan();
 
     void enterFolder(int32_t node);
@@ -113,6 +124,9 @@ private:
     std::optional<VolumeInfo> volumeForRing() const;
     void showFolder(int32_t node);
     void updateControls();
+    // Live scans only: what changes the disk is off while a catalog is shown.
+    void updateCatalogControls();
+    void leaveCatalog();
     void updateProgress();
     void showMessage(const QString& message);
     void rebuildBreadcrumb();
@@ -134,6 +148,7 @@ private:
     ProtectedScan::PrivilegedRunner privilegedRunner_;
     ScanScope scope_;
     QPointer<ScanJob> job_;
+    ScanScope liveScope_; // shown before the catalog
     QList<ScanScope> scopeChoices_;
     QByteArray folderPath_; // the folder shown, kept across tree changes
 
@@ -172,6 +187,7 @@ private:
     QList<QPushButton*> viewButtons_;
     QStackedWidget* listStack_;
     StorageBreakdownPanel* breakdown_;
+    StorageCatalogScope* catalog_;
     ListView listView_ = ListView::folder;
     QList<QByteArray> visited_; // folders shown in this scope, oldest first
     qsizetype visitedAt_ = -1;

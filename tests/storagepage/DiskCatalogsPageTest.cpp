@@ -2,10 +2,16 @@
 
 #include "app/Appearance.h"
 #include "app/pages/CatalogDiffModel.h"
+#include "app/pages/StorageBreakdownPanel.h"
+#include "app/pages/StorageCatalogScope.h"
+#include "app/pages/StorageItemActions.h"
+#include "app/pages/StorageRingChart.h"
 #include "services/Settings.h"
 #include "services/ShownText.h"
 #include "tests/storagepage/StoragePageFixture.h"
 
+#include <QLineEdit>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QStandardItemModel>
 #include <QTreeView>
@@ -24,7 +30,7 @@ struct DiskCatalogsPageTest : StoragePageFixture {
     DiskCatalogsPageTest() { QDir(store.catalogsFolder()).removeRecursively(); }
 
     std::unique_ptr<DiskCatalogsPage> makeCatalogsPage(ScanCenter& scans) {
-        auto page = std::make_unique<DiskCatalogsPage>(store, scans, &status);
+        auto page = std::make_unique<DiskCatalogsPage>(store, scans, navigation, &status);
         page->resize(1000, 640);
         return page;
     }
@@ -75,8 +81,9 @@ TEST_F(DiskCatalogsPageTest, SavesRenamesAndDeletesWithEveryPageInStep) {
 
     page->saveCurrentScan(QStringLiteral("Week 1"));
     EXPECT_TRUE(waitForMessage(*page, "A catalog named \"Week 1\" already exists."));
-    // Renamed on one page while another shows it.
-    ASSERT_TRUE(waitForView(*page, [&] { page->openCatalog(QStringLiteral("Week 1")); }));
+    // Renamed on one page while another compares it.
+    ASSERT_TRUE(
+        waitForView(*page, [&] { page->compareWithCurrentScan(QStringLiteral("Week 1")); }));
     other->renameCatalog(QStringLiteral("Week 1"), QStringLiteral("Week/2"));
     EXPECT_TRUE(waitForMessage(*other, "Renamed \"Week 1\" to \"Week-2\"."));
     EXPECT_TRUE(waitForMessage(*page, "\"Week 1\" was renamed or deleted since it was opened; "
@@ -95,9 +102,11 @@ TEST_F(DiskCatalogsPageTest, SavesRenamesAndDeletesWithEveryPageInStep) {
     EXPECT_TRUE(listed(*other, DiskCatalogsPage::volumeColumn)
                     .first()
                     .startsWith(QStringLiteral("The catalog file is damaged (")));
-    EXPECT_TRUE(waitForView(*other, [&] { other->openCatalog(QStringLiteral("Broken")); }));
+    // Refused where it is listed, without leaving the page.
+    navigation.setCurrentPage(QStringLiteral("diskCatalogs"));
+    other->openCatalog(QStringLiteral("Broken"));
     EXPECT_TRUE(other->messageText().startsWith(QStringLiteral("The catalog file is damaged (")));
-    EXPECT_EQ(other->view(), DiskCatalogsPage::View::list);
+    EXPECT_EQ(navigation.currentPage(), QStringLiteral("diskCatalogs"));
 }
 
 TEST_F(DiskCatalogsPageTest, ComparesWithTheCurrentScanAndDrillsDownFolderByFolder) {
@@ -150,13 +159,6 @@ TEST_F(DiskCatalogsPageTest, ComparesWithTheCurrentScanAndDrillsDownFolderByFold
         << page->comparisonTitle().toStdString();
     EXPECT_EQ(diffRows(model, CatalogDiffModel::kind), (QStringList{"Grew", "Gone", "New"}));
 
-    // The browser of a catalog walks it like the Storage Manager.
-    ASSERT_TRUE(waitForView(*page, [&] { page->openCatalog("Before"); }));
-    ASSERT_EQ(page->view(), DiskCatalogsPage::View::browser);
-    EXPECT_TRUE(names(*page->browserModel()).contains("medium.bin"));
-    page->enterBrowserFolder(page->browserModel()->nodeAt(rowNamed(*page->browserModel(), "big")));
-    EXPECT_EQ(names(*page->browserModel()), (QStringList{"a.bin", "b.bin", "sub"}));
-
     // A scan of another folder viewed since does not stand in for the catalog's own.
     ASSERT_NO_FATAL_FAILURE(scan(*manager, root + "/big"));
     ASSERT_TRUE(waitForView(*page, [&] { page->compareWithCurrentScan("Before"); }));
@@ -182,6 +184,82 @@ TEST_F(DiskCatalogsPageTest, ComparesWithTheCurrentScanAndDrillsDownFolderByFold
         page->compareWithCurrentScan("Before");
         ASSERT_TRUE(waitFor([&] { return page->view() == DiskCatalogsPage::View::comparison; }));
     }
+}
+
+// "Open" shows the catalog in the Storage Manager, as the disk was when it was saved, with
+// everything that would act on the disk off, until the user goes back to the live scan.
+TEST_F(DiskCatalogsPageTest, OpensACatalogReadOnlyInTheStorageManagerAndGoesBackToTheLiveScan) {
+    auto page = makeCatalogsPage(center);
+    manager->setCatalogStore(&store);
+    clock.setWallClock(QDateTime(QDate(2026, 11, 1), QTime(9, 0)));
+    ASSERT_NO_FATAL_FAILURE(scan(*manager, root));
+    page->saveCurrentScan(QStringLiteral("Week 1"));
+    ASSERT_TRUE(waitForMessage(*page, "Saved Week 1"));
+    ASSERT_TRUE(QFile::remove(root + "/medium.bin"));
+    manager->startScan();
+    ASSERT_TRUE(waitFor([&] { return manager->job()->state() == ScanJob::State::finished; }));
+    ScanJob* live = manager->job();
+
+    page->openCatalog(QStringLiteral("Week 1"));
+    EXPECT_EQ(navigation.currentPage(), QStringLiteral("storageManager"));
+    ASSERT_TRUE(waitFor([&] { return manager->model()->tree() != nullptr; }));
+    StorageCatalogScope& catalog = *manager->catalog();
+    EXPECT_EQ(manager->job(), nullptr);
+    EXPECT_TRUE(catalog.isVisibleTo(manager.get()));
+    EXPECT_EQ(catalog.heading(), QStringLiteral("Saved catalog \u201cWeek 1\u201d"));
+    EXPECT_TRUE(catalog.detail().contains(
+        QLocale().toString(QDateTime(QDate(2026, 11, 1), QTime(9, 0)), QLocale::ShortFormat)));
+    EXPECT_TRUE(names(*manager->model()).contains("medium.bin"));
+    EXPECT_EQ(manager->breadcrumb(), QStringList{"Week 1"});
+    EXPECT_FALSE(manager->chart()->slices().isEmpty());
+    EXPECT_TRUE(manager->progressText().contains(StorageChart::itemCount(8)))
+        << manager->progressText().toStdString();
+
+    // Nothing that reads or changes the disk, whatever is selected.
+    manager->list()->selectAll();
+    ASSERT_FALSE(manager->selectedNodes().isEmpty());
+    for (const auto kind : {StorageItemActions::moveToTrash, StorageItemActions::deletePermanently,
+                            StorageItemActions::rescan})
+        EXPECT_FALSE(manager->itemActions()->action(kind)->isEnabled()) << kind;
+    for (const QString button : {"Scan Again", "Rescan Folder"}) {
+        const auto found = manager->findChildren<QPushButton*>();
+        const auto it = std::find_if(found.cbegin(), found.cend(),
+                                     [&](const QPushButton* b) { return b->text() == button; });
+        ASSERT_NE(it, found.cend()) << button.toStdString();
+        EXPECT_FALSE((*it)->isEnabled()) << button.toStdString();
+        EXPECT_EQ((*it)->toolTip(), "A saved catalog cannot be scanned or changed");
+    }
+
+    // Folders, the largest files and find work on it as on a scan.
+    manager->enterFolder(manager->model()->nodeAt(rowNamed(*manager->model(), "big")));
+    EXPECT_EQ(manager->breadcrumb(), (QStringList{"Week 1", "big"}));
+    manager->goUp(1);
+    manager->findField()->setText(QStringLiteral("*.bin"));
+    EXPECT_EQ(names(*manager->model()), (QStringList{"medium.bin"}));
+    manager->findField()->clear();
+    manager->setListView(StorageManagerPage::ListView::largest);
+    ASSERT_TRUE(waitFor([&] { return !manager->breakdown()->isComputing(); }));
+    ASSERT_FALSE(manager->breakdown()->largestNodes().empty());
+    EXPECT_EQ(manager->model()->tree()->name(manager->breakdown()->largestNodes().front()),
+              QStringLiteral("a.bin"));
+
+    const QString shots = qEnvironmentVariable("VELMOX_STORAGEPAGE_SHOTS");
+    manager->show();
+    QCoreApplication::processEvents();
+    const QImage shot = manager->grab().toImage();
+    ASSERT_FALSE(shot.isNull());
+    if (!shots.isEmpty())
+        shot.save(shots + "/storage-manager-catalog.png");
+
+    // Back to the live scan the page showed before.
+    manager->setListView(StorageManagerPage::ListView::folder);
+    catalog.findChild<QPushButton*>(QStringLiteral("backToLiveScans"))->click();
+    EXPECT_EQ(manager->job(), live);
+    EXPECT_FALSE(catalog.isVisibleTo(manager.get()));
+    EXPECT_FALSE(names(*manager->model()).contains("medium.bin"));
+    manager->list()->selectAll();
+    EXPECT_TRUE(manager->itemActions()->action(StorageItemActions::moveToTrash)->isEnabled());
+    EXPECT_TRUE(manager->navigationDetail().contains("scope"));
 }
 
 } // namespace
