@@ -35,9 +35,8 @@ QWidget* createPage(Category category, AppServices& services) {
             [&shell = services.shell()](const QString& line) {
                 return shell.runPrivileged(line, true);
             },
-            &services.settings());
+            &services.settings(), &services.catalogStore());
         page->setHistory(&services.history());
-        page->setCatalogStore(&services.catalogStore());
         return page;
     }
     case Category::diskCatalogs:

@@ -79,7 +79,8 @@ QPushButton* segmentButton(const QString& title, QWidget* parent) {
 
 StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& navigation,
                                        ProtectedScan::PrivilegedRunner privilegedRunner,
-                                       Settings* settings, QWidget* parent)
+                                       Settings* settings, StorageCatalogStore* catalogs,
+                                       QWidget* parent)
     : QWidget(parent), center_(center), navigation_(navigation),
       privilegedRunner_(std::move(privilegedRunner)), scopes_(new QComboBox(this)),
       chooseFolder_(new QPushButton(QStringLiteral("Choose Folder..."), this)),
@@ -338,6 +339,7 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
         showMessage(message);
     });
     connect(catalog_, &StorageCatalogScope::backRequested, this, &StorageManagerPage::leaveCatalog);
+    catalog_->setStore(catalogs);
     scopes_->setPlaceholderText(QStringLiteral("Saved catalog"));
     connect(&navigation_, &AppNavigationState::detailChanged, this,
             [this](const QString& page, const QString& detail) {
@@ -486,10 +488,6 @@ QString StorageManagerPage::scopeDetail(const ScanScope& scope) {
 QString StorageManagerPage::catalogDetail(const QString& name) {
     return QString::fromUtf8(QJsonDocument(QJsonObject{{QStringLiteral("catalog"), name}})
                                  .toJson(QJsonDocument::Compact));
-}
-
-void StorageManagerPage::setCatalogStore(StorageCatalogStore* store) {
-    catalog_->setStore(store);
 }
 
 void StorageManagerPage::openCatalog(const QString& name) {

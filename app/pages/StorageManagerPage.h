@@ -42,9 +42,11 @@ class StorageManagerPage : public QWidget {
     Q_OBJECT
 public:
     // `settings`, when given, keeps the splitter and the list's columns as the user left them.
+    // `catalogs`, when given, is where saved catalogs are opened from; it must outlive the page.
     StorageManagerPage(ScanCenter& center, AppNavigationState& navigation,
                        ProtectedScan::PrivilegedRunner privilegedRunner,
-                       Settings* settings = nullptr, QWidget* parent = nullptr);
+                       Settings* settings = nullptr, StorageCatalogStore* catalogs = nullptr,
+                       QWidget* parent = nullptr);
 
     static constexpr auto kSplitterKey = "storageManager/splitter";
     static constexpr auto kColumnsKey = "storageManager/columns";
@@ -62,8 +64,6 @@ public:
     static QString scopeDetail(const ScanScope& scope);
     static QString catalogDetail(const QString& name);
 
-    // Where saved catalogs are read from; must outlive the page.
-    void setCatalogStore(StorageCatalogStore* store);
     // Shows a saved catalog, read-only, in place of the live scan until a scope is chosen
     // again (or "Back to Live Scans").
     void openCatalog(const QString& name);

@@ -25,7 +25,7 @@ namespace {
 // fixture's folder made through the Storage Manager page.
 struct DiskCatalogsPageTest : StoragePageFixture {
     StorageCatalogStore store{QDir::homePath() + QStringLiteral("/VelmoxData")};
-    std::unique_ptr<StorageManagerPage> manager = makePage();
+    std::unique_ptr<StorageManagerPage> manager = makePage(&store);
 
     DiskCatalogsPageTest() { QDir(store.catalogsFolder()).removeRecursively(); }
 
@@ -190,7 +190,6 @@ TEST_F(DiskCatalogsPageTest, ComparesWithTheCurrentScanAndDrillsDownFolderByFold
 // everything that would act on the disk off, until the user goes back to the live scan.
 TEST_F(DiskCatalogsPageTest, OpensACatalogReadOnlyInTheStorageManagerAndGoesBackToTheLiveScan) {
     auto page = makeCatalogsPage(center);
-    manager->setCatalogStore(&store);
     clock.setWallClock(QDateTime(QDate(2026, 11, 1), QTime(9, 0)));
     ASSERT_NO_FATAL_FAILURE(scan(*manager, root));
     page->saveCurrentScan(QStringLiteral("Week 1"));
@@ -260,6 +259,14 @@ TEST_F(DiskCatalogsPageTest, OpensACatalogReadOnlyInTheStorageManagerAndGoesBack
     manager->list()->selectAll();
     EXPECT_TRUE(manager->itemActions()->action(StorageItemActions::moveToTrash)->isEnabled());
     EXPECT_TRUE(manager->navigationDetail().contains("scope"));
+
+    // Asked for before Storage Manager was made: the page made then opens it.
+    manager.reset();
+    page->openCatalog(QStringLiteral("Week 1"));
+    const auto later = makePage(&store);
+    ASSERT_TRUE(waitFor([&] { return later->model()->tree() != nullptr; }));
+    EXPECT_EQ(later->job(), nullptr);
+    EXPECT_TRUE(names(*later->model()).contains("medium.bin"));
 }
 
 } // namespace

@@ -71,13 +71,16 @@ struct StoragePageFixture : ::testing::Test {
         EXPECT_TRUE(sparse.resize(8'000'000));
     }
 
-    std::unique_ptr<StorageManagerPage> makePage() {
+    // `catalogs`: where the page opens saved catalogs from.
+    std::unique_ptr<StorageManagerPage> makePage(StorageCatalogStore* catalogs = nullptr) {
         auto page = std::make_unique<StorageManagerPage>(
-            center, navigation, [this](const QString& line) -> CommandResult {
+            center, navigation,
+            [this](const QString& line) -> CommandResult {
                 privilegedLines << line;
                 return std::unexpected(CommandExecutorError::withMessage(QStringLiteral(
                     "Error executing command as another user: No authentication agent found.")));
-            });
+            },
+            nullptr, catalogs);
         page->resize(1000, 640);
         return page;
     }
