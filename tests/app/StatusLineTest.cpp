@@ -1,11 +1,20 @@
 #include "app/GlobalStatusBar.h"
 #include "app/MainWindow.h"
+#include "app/ScanResumeNotice.h"
 #include "app/TaskStatusOverlay.h"
 #include "app/pages/NetworkToolsPage.h"
 #include "app/pages/PageTabs.h"
 #include "app/pages/PowerUserPage.h"
+#include "app/pages/StorageManagerPage.h"
+#include "storage/CatalogReindexer.h"
+#include "storage/ScanCenter.h"
+#include "storage/StorageCatalogStore.h"
 #include "tests/app/WindowFixture.h"
+#include "tests/support/TestFiles.h"
 
+#include <QDir>
+#include <QPushButton>
+#include <QTemporaryDir>
 #include <QToolButton>
 #include <gtest/gtest.h>
 
@@ -106,4 +115,45 @@ TEST_F(StatusLineTest, APageOpensAtTheTabItWasSentToAndRecordsTheTabPicked) {
     EXPECT_EQ(tools->tabs().currentKey(), "speedTest");
     tools->tabs().setCurrentIndex(0);
     EXPECT_EQ(services.navigation().detail(QStringLiteral("networkTools")), "blocker");
+}
+
+// The app's own start-up pass reaches the window: a scan left unfinished by an earlier run is
+// offered above the status line, and Continue Scan takes it up in Storage Manager.
+TEST_F(StatusLineTest, AScanLeftUnfinishedIsOfferedAboveTheStatusLineAfterTheStartUpPass) {
+    QTemporaryDir data;
+    for (int folder = 0; folder < 300; ++folder)
+        ASSERT_TRUE(QDir(data.path()).mkpath(QStringLiteral("f%1/g").arg(folder)));
+    const ScanScope scope = StorageManagerPage::folderScope(data.path());
+    {
+        ScanCenter earlier(clock, nullptr, &services.catalogStore());
+        ScanJob& job = *earlier.job(scope);
+        for (int attempt = 0; attempt < 5 && !job.isPaused(); ++attempt) {
+            job.start(false, 1);
+            job.pause();
+            ASSERT_TRUE(test::waitFor([&] { return job.state() != ScanJob::State::scanning; }));
+        }
+        ASSERT_TRUE(job.isPaused());
+        ASSERT_TRUE(test::waitFor([&] {
+            return QFile::exists(services.catalogStore().checkpointFile(scope.identifier()));
+        }));
+    }
+    MainWindow window(services);
+    auto* notice = window.findChild<ScanResumeNotice*>();
+    ASSERT_NE(notice, nullptr);
+    EXPECT_TRUE(notice->isHidden());
+    bool passed = false;
+    QObject::connect(&services.catalogReindexer(), &CatalogReindexer::finished,
+                     [&] { passed = true; });
+    ASSERT_TRUE(services.catalogReindexer().start());
+    ASSERT_TRUE(test::waitFor([&] { return passed; }));
+    ASSERT_EQ(notice->shownTexts().size(), 1);
+    EXPECT_TRUE(notice->shownTexts().first().contains(data.path()));
+
+    notice->findChild<QPushButton*>(QStringLiteral("continueScan"))->click();
+    EXPECT_EQ(services.navigation().currentPage(), QStringLiteral("storageManager"));
+    ScanJob* job = services.scanCenter().job(scope);
+    ASSERT_TRUE(test::waitFor(
+        [&] { return job->state() == ScanJob::State::finished && !job->isPaused(); }));
+    EXPECT_EQ(job->tree()->items(0), 600u);
+    EXPECT_TRUE(test::waitFor([&] { return notice->isHidden(); }));
 }
