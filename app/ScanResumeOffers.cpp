@@ -71,8 +71,12 @@ std::optional<ScanScope> ScanResumeOffers::scopeFor(const QString& scopeKey) {
             if (volume.path == path)
                 return volume;
         return ScanScope{ScanScope::Kind::volume, path, QFileInfo(path).fileName(), {}};
-    case ScanScope::Kind::folder:
-        return StorageManagerPage::folderScope(path);
+    case ScanScope::Kind::folder: {
+        // The key's own path, so the scope finds the job and the files of that key.
+        ScanScope folder = StorageManagerPage::folderScope(path);
+        folder.path = path;
+        return folder;
+    }
     }
     return std::nullopt;
 }

@@ -170,6 +170,7 @@ DiskCatalogsPage::DiskCatalogsPage(StorageCatalogStore& store, ScanCenter& cente
     listStack_->addWidget(list_);
     listLayout->addWidget(listStack_, 1);
     auto* actions = new QHBoxLayout;
+    open_->setToolTip(QStringLiteral("Shows the catalog in Storage Manager, as the disk was then"));
     compare_->setToolTip(QStringLiteral("Select one catalog to compare it with the current "
                                         "scan, or two to compare them with each other"));
     for (QPushButton* button : {open_, compare_, rename_, delete_})

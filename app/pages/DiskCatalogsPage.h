@@ -28,15 +28,15 @@ class ScanJob;
 // The Disk Catalogs page: scans saved by name. It saves the current scan of the Storage
 // Manager as a catalog, lists the catalogs with their date, volume, size and item count
 // (a damaged file with the reason it cannot be read), opens one in the Storage Manager,
-// renames and deletes them, and compares a catalog with
-// the current scan or two catalogs with each other: per folder what grew, shrank, appeared
-// and vanished, largest change first, folder by folder.
+// renames and deletes them, and compares a catalog with the current scan or two catalogs
+// with each other: per folder what grew, shrank, appeared and vanished, largest change
+// first, folder by folder.
 //
 // Lives on the main thread. Files are read and compared on the page's own worker threads,
 // and saved, renamed and deleted through the store's write queues; answers come back to the
 // main thread and are dropped when the page has gone (the destructor waits for the
-// workers). The store, the scan centre and the navigation state must outlive the page. The list
-// follows the store's catalogsChanged, so every page over the same store stays in step.
+// workers). The store, the scan centre and the navigation state must outlive the page. The
+// list follows the store's catalogsChanged, so every page over the same store stays in step.
 class DiskCatalogsPage : public QWidget {
     Q_OBJECT
 public:
