@@ -13,7 +13,8 @@
 namespace velmox {
 
 StorageCatalogScope::StorageCatalogScope(QWidget* parent)
-    : QFrame(parent), heading_(new QLabel(this)), detail_(new QLabel(this)) {
+    : QFrame(parent), heading_(new QLabel(this)), detail_(new QLabel(this)),
+      back_(new QPushButton(QStringLiteral("Back to Live Scans"), this)) {
     setObjectName(QStringLiteral("card"));
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(12, 8, 8, 8);
@@ -26,11 +27,10 @@ StorageCatalogScope::StorageCatalogScope(QWidget* parent)
     texts->addWidget(heading_);
     texts->addWidget(detail_);
     layout->addLayout(texts, 1);
-    auto* back = new QPushButton(QStringLiteral("Back to Live Scans"), this);
-    back->setObjectName(QStringLiteral("backToLiveScans"));
-    back->setToolTip(QStringLiteral("Shows the scan of the disk that was open before"));
-    layout->addWidget(back, 0, Qt::AlignTop);
-    connect(back, &QPushButton::clicked, this, &StorageCatalogScope::backRequested);
+    back_->setObjectName(QStringLiteral("backToLiveScans"));
+    back_->setToolTip(QStringLiteral("Shows the scan of the disk that was open before"));
+    layout->addWidget(back_, 0, Qt::AlignTop);
+    connect(back_, &QPushButton::clicked, this, &StorageCatalogScope::backRequested);
     hide();
 }
 

@@ -8,6 +8,7 @@
 #include <thread>
 
 class QLabel;
+class QPushButton;
 
 namespace velmox {
 
@@ -43,6 +44,8 @@ public:
     // The card's heading and sentence.
     QString heading() const;
     QString detail() const;
+    // "Back to Live Scans".
+    QPushButton* backButton() const { return back_; }
 
     // Starts reading the catalog `name`.
     void open(const QString& name);
@@ -66,6 +69,7 @@ private:
     int generation_ = 0;
     QLabel* heading_;
     QLabel* detail_;
+    QPushButton* back_;
     std::jthread loader_; // last: joined first
 };
 

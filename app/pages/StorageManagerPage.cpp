@@ -784,8 +784,9 @@ void StorageManagerPage::rebuildBreadcrumb() {
 // Tab goes through the controls row by row as they are laid out, the breadcrumb (made anew for
 // every folder) in its place.
 void StorageManagerPage::orderTabs() {
-    QList<QWidget*> order{scopes_, chooseFolder_, scan_,       pause_,
-                          resume_, cancel_,       unreadable_, dismissMessage_};
+    QList<QWidget*> order{scopes_,        chooseFolder_, scan_,       pause_,
+                          resume_,        cancel_,       unreadable_, catalog_->backButton(),
+                          dismissMessage_};
     order << back_ << forward_;
     for (int i = 0; i < breadcrumbLayout_->count(); ++i)
         if (auto* button = qobject_cast<QToolButton*>(breadcrumbLayout_->itemAt(i)->widget()))

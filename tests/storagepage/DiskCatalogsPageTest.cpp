@@ -252,7 +252,7 @@ TEST_F(DiskCatalogsPageTest, OpensACatalogReadOnlyInTheStorageManagerAndGoesBack
 
     // Back to the live scan the page showed before.
     manager->setListView(StorageManagerPage::ListView::folder);
-    catalog.findChild<QPushButton*>(QStringLiteral("backToLiveScans"))->click();
+    catalog.backButton()->click();
     EXPECT_EQ(manager->job(), live);
     EXPECT_FALSE(catalog.isVisibleTo(manager.get()));
     EXPECT_FALSE(names(*manager->model()).contains("medium.bin"));
