@@ -352,7 +352,7 @@ void StorageRingChart::paintEvent(QPaintEvent*) {
     paintOuterRings(painter);
 
     // The middle: the hovered slice or arc, or the folder's total.
-    const double hole = ring.width() / 2 - innerRadius + 8;
+    const double hole = ring.width() / 2 - innerRadius + 5;
     const QRectF middle = ring.adjusted(hole, hole, -hole, -hole);
     const QString headline = this->headline();
     const QString figure = this->figure();
@@ -363,14 +363,20 @@ void StorageRingChart::paintEvent(QPaintEvent*) {
                             metrics.height()),
                      Qt::AlignHCenter | Qt::AlignBottom,
                      metrics.elidedText(headline, Qt::ElideMiddle, int(middle.width())));
+    // With several rings the middle is small: the figure shrinks a little before it is elided.
     QFont bold = font;
     bold.setBold(true);
     bold.setPointSizeF(font.pointSizeF() * 1.15);
+    while (bold.pointSizeF() > font.pointSizeF() * 0.8 &&
+           QFontMetrics(bold).horizontalAdvance(figure) > middle.width())
+        bold.setPointSizeF(bold.pointSizeF() - 0.5);
+    const QFontMetrics boldMetrics(bold);
     painter.setFont(bold);
     painter.setPen(text);
     painter.drawText(
-        QRectF(middle.left(), middle.center().y() + 2, middle.width(), QFontMetrics(bold).height()),
-        Qt::AlignHCenter | Qt::AlignTop, figure);
+        QRectF(middle.left(), middle.center().y() + 2, middle.width(), boldMetrics.height()),
+        Qt::AlignHCenter | Qt::AlignTop,
+        boldMetrics.elidedText(figure, Qt::ElideRight, int(middle.width())));
     painter.setFont(font);
 
     // The legend: a heading saying what the shares are of, then one row per segment.
