@@ -4,6 +4,7 @@
 #include "automation/AutomationEngine.h"
 #include "cleaning/OptimizationRegistry.h"
 #include "cleaning/OptimizationTaskRunner.h"
+#include "cleaning/TaskMeasurer.h"
 #include "palette/PaletteAutomation.h"
 #include "services/ActionHistoryStore.h"
 
@@ -18,6 +19,7 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QMessageBox>
+#include <QPointer>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -80,7 +82,8 @@ PaletteWindow::PaletteWindow(AppServices& services, QWidget* parent)
     : QFrame(parent, Qt::Popup | Qt::FramelessWindowHint), services_(services),
       sources_(builtInPaletteSources(OptimizationRegistry())), index_({}), field_(new QLineEdit),
       message_(new QLabel), list_(new QListWidget), confirm_(askQuestion),
-      changedPrompt_(askAboutChange), newCommandPrompt_(askForCommand) {
+      changedPrompt_(askAboutChange), newCommandPrompt_(askForCommand),
+      measurer_(new TaskMeasurer(this)) {
     setFrameShape(QFrame::StyledPanel);
     setAccessibleName(QStringLiteral("Command Palette"));
     commandWork_.setMaxThreadCount(1); // the store's changes in the order they were asked for
@@ -197,19 +200,42 @@ void PaletteWindow::open(const QString& id) {
         addCommand();
         return;
     }
-    if (entry.destination.isEmpty() && !entry.question.isEmpty() && !confirm_(entry.question))
+    if (!entry.destination.isEmpty()) {
+        remember(id);
+        openDestination(entry.destination);
         return;
+    }
+    if (paletteKind(entry.id) == QLatin1String("task")) {
+        runTask(entry);
+        return;
+    }
+    if (!entry.question.isEmpty() && !confirm_(entry.question))
+        return;
+    remember(id);
+    run(entry);
+}
+
+QString PaletteWindow::destination(const QString& id) const {
+    const auto position = positions_.constFind(id);
+    return position == positions_.cend() ? QString() : index_.entries()[*position].destination;
+}
+
+bool PaletteWindow::openPlace(const QString& id) {
+    const QString place = destination(id);
+    if (place.isEmpty())
+        return false;
+    openDestination(place);
+    return true;
+}
+
+void PaletteWindow::remember(const QString& id) {
     QStringList ids = recents();
     ids.removeAll(id);
     ids.prepend(id);
     store(kRecentsKey, ids.mid(0, kRecentCount));
-    if (!entry.destination.isEmpty())
-        openPlace(entry.destination);
-    else
-        run(entry);
 }
 
-void PaletteWindow::openPlace(const QString& destination) {
+void PaletteWindow::openDestination(const QString& destination) {
     const qsizetype slash = destination.indexOf(u'/');
     const QString page = destination.left(slash);
     if (page == QLatin1String("settings")) {
@@ -224,18 +250,55 @@ void PaletteWindow::openPlace(const QString& destination) {
                                                     : std::optional(destination.mid(slash + 1)));
 }
 
-void PaletteWindow::run(const PaletteEntry& entry) {
-    const QString kind = paletteKind(entry.id);
-    if (kind == QLatin1String("task")) {
-        for (const OptimizationTask& task : sources_.maintenanceTasks) {
-            if (OptimizationRegistry::key(task) == paletteKey(entry.id)) {
-                services_.taskRunner().run(task); // reports and records itself
-                return;
-            }
-        }
+void PaletteWindow::runTask(const PaletteEntry& entry) {
+    const auto task =
+        std::find_if(sources_.maintenanceTasks.cbegin(), sources_.maintenanceTasks.cend(),
+                     [key = paletteKey(entry.id)](const auto& each) {
+                         return OptimizationRegistry::key(each) == key;
+                     });
+    if (task == sources_.maintenanceTasks.cend())
         return;
+    QPointer<PaletteWindow> self(this);
+    if (task->work == TaskWork::endHungProcesses) {
+        services_.status().report(QStringLiteral("Looking for apps that no longer answer..."),
+                                  true);
+        services_.taskRunner().findUnresponsiveApps(
+            [self, entry, task = *task](const Result<OptimizationTaskRunner::Apps>& found) {
+                if (!self)
+                    return;
+                self->services_.status().clear(); // the search is over
+                const QString sentence = UnresponsiveAppKiller::toEndSentence(found);
+                if (!found || found->isEmpty())
+                    self->report(found.has_value(), sentence);
+                else
+                    self->confirmTask(entry, task, sentence, UnresponsiveAppKiller::pids(found));
+            });
+    } else if (task->deletesPermanently()) {
+        services_.status().report(QStringLiteral("Measuring what %1 deletes...").arg(task->title),
+                                  true);
+        measurer_->measure({*task}, [self, entry, task = *task](const auto& measured) {
+            if (!self)
+                return;
+            self->services_.status().clear();
+            self->confirmTask(entry, task, deletionSentence(task, measured.value(0)), std::nullopt);
+        });
+    } else {
+        confirmTask(entry, *task, QString(), std::nullopt);
     }
-    if (kind == QLatin1String("command")) {
+}
+
+void PaletteWindow::confirmTask(const PaletteEntry& entry, const OptimizationTask& task,
+                                const QString& findings,
+                                OptimizationTaskRunner::AppsToEnd appsToEnd) {
+    const QString question = questionWithFindings(entry.question, findings);
+    if (!question.isEmpty() && !confirm_(question))
+        return;
+    remember(entry.id);
+    services_.taskRunner().run(task, {}, std::move(appsToEnd)); // reports and records itself
+}
+
+void PaletteWindow::run(const PaletteEntry& entry) {
+    if (paletteKind(entry.id) == QLatin1String("command")) {
         runCommand(paletteKey(entry.id));
         return;
     }

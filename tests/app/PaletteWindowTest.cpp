@@ -5,11 +5,14 @@
 #include "app/pages/PageTabs.h"
 #include "automation/AutomationEngine.h"
 #include "automation/AutomationModel.h"
+#include "platform/Trash.h"
 #include "services/ActionHistoryStore.h"
 #include "tests/app/WindowFixture.h"
 
 #include <QAction>
 #include <QApplication>
+#include <QDir>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -47,6 +50,13 @@ struct PaletteWindowTest : test::WindowFixture {
         for (int row = 0; row < list->count(); ++row)
             texts.append(list->item(row)->text().trimmed());
         return texts;
+    }
+
+    QString status() { return services.status().message().value_or(QString()); }
+
+    QString lastAction() {
+        const QList<ActionHistoryEntry>& entries = services.history().entries();
+        return entries.isEmpty() ? QString() : entries.first().action;
     }
 
     QString currentId() {
@@ -252,20 +262,87 @@ TEST_F(PaletteWindowTest, AutomationRunsAskFirstWhenTheyCanDoHarmAndReportTheirR
     palette->open(QStringLiteral("automation:flushDNS"));
     EXPECT_EQ(questions.last(), QStringLiteral("This runs the automation task “Flush DNS Cache”."
                                                "\n\nThis needs administrator rights."));
-    QTRY_VERIFY_WITH_TIMEOUT(lastStatus().startsWith(QStringLiteral("Success: Dry run:")), 10000);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return lastStatus().startsWith(QStringLiteral("Success: Dry run:")); }, 10000));
     const auto lastAction = [this] {
         const QList<ActionHistoryEntry>& entries = services.history().entries();
         return entries.isEmpty() ? QString() : entries.first().action;
     };
-    QTRY_COMPARE_WITH_TIMEOUT(lastAction(), QStringLiteral("Automation (dry run): Flush DNS Cache"),
-                              10000);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return lastAction() == QStringLiteral("Automation (dry run): Flush DNS Cache"); },
+        10000));
     EXPECT_EQ(palette->recents().first(), QStringLiteral("automation:flushDNS"));
 
     // A task that can do no harm runs without a question.
     palette->open(QStringLiteral("automation:rebuildLaunchServices"));
     EXPECT_EQ(questions.size(), 2);
-    QTRY_COMPARE_WITH_TIMEOUT(
-        lastAction(), QStringLiteral("Automation (dry run): Rebuild Desktop Databases"), 10000);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            return lastAction() ==
+                   QStringLiteral("Automation (dry run): Rebuild Desktop Databases");
+        },
+        10000));
+}
+
+TEST_F(PaletteWindowTest, MaintenanceTasksSayWhatTheyDeleteOrEndBeforeTheyRun) {
+    const QString trashed = Trash::filesFolder() + QStringLiteral("/old notes.txt");
+    ASSERT_TRUE(QDir().mkpath(Trash::filesFolder()));
+    for (const QString& path : {trashed, Trash::filesFolder() + QStringLiteral("/draft.txt")}) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray(5000, 'x'));
+    }
+    // Other tests of this program may have left items there too.
+    const qsizetype items =
+        QDir(Trash::filesFolder())
+            .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot)
+            .size();
+    PaletteWindow* palette = window.commandPalette();
+    QStringList questions;
+    bool answer = false;
+    palette->setConfirm([&](const QString& question) {
+        questions << question;
+        return answer;
+    });
+
+    // The question counts what goes, measured when asked; a no deletes nothing.
+    palette->open(QStringLiteral("task:empty-trash"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return questions.size() == 1; }, 10000));
+    EXPECT_TRUE(questions.first().startsWith(
+        QStringLiteral("This runs the task “Trash Management”.\n\nIt can change or delete data."
+                       "\n\nThis permanently deletes %1 items (")
+            .arg(items)))
+        << questions.first().toStdString();
+    EXPECT_TRUE(
+        questions.first().endsWith(QStringLiteral(") from the Trash. This cannot be undone.")));
+    EXPECT_TRUE(QFile::exists(trashed));
+    EXPECT_TRUE(palette->recents().isEmpty());
+    EXPECT_EQ(status(), QString());
+
+    answer = true;
+    palette->open(QStringLiteral("task:empty-trash"));
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return lastAction() == QStringLiteral("Trash Management"); }, 15000));
+    EXPECT_FALSE(QFile::exists(trashed));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return status().startsWith(QStringLiteral("Success: Trash Management freed")); },
+        10000));
+    EXPECT_EQ(palette->recents(), QStringList{QStringLiteral("task:empty-trash")});
+
+    // With no display to ask windows on, nothing can be found: it says why, asks nothing and
+    // ends nothing.
+    qunsetenv("DISPLAY");
+    qunsetenv("WAYLAND_DISPLAY");
+    palette->open(QStringLiteral("task:hung-apps"));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            return status().startsWith(QStringLiteral("Error: There is no X11 display "
+                                                      "here"));
+        },
+        10000));
+    EXPECT_TRUE(status().endsWith(QStringLiteral("No app will be ended.")));
+    EXPECT_EQ(questions.size(), 2);
+    EXPECT_EQ(services.history().entries().size(), 1);
 }
 
 } // namespace
