@@ -3,6 +3,7 @@
 #include "app/AppServices.h"
 #include "app/MainWindow.h"
 #include "app/PageWindow.h"
+#include "app/PaletteWindow.h"
 #include "app/SettingsWindow.h"
 #include "app/SettingsWindowPresenter.h"
 #include "app/StatusPopover.h"
@@ -170,6 +171,17 @@ QList<PageWindow*> AppDelegate::pageWindows() const {
 void AppDelegate::showPalette() {
     reopen();
     ensureMainWindow().showPalette();
+}
+
+bool AppDelegate::openPaletteEntry(const QString& id) {
+    PaletteWindow* palette = ensureMainWindow().commandPalette();
+    const QString place = palette->destination(id);
+    if (place.isEmpty())
+        return false;
+    // Settings open in a window of their own; everything else in the main one.
+    if (!place.startsWith(QLatin1String("settings/")))
+        reopen();
+    return palette->openPlace(id);
 }
 
 void AppDelegate::showSettings() {
