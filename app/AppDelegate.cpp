@@ -151,6 +151,7 @@ PageWindow& AppDelegate::openPageWindow(Category category) {
     if (!window) {
         window = new PageWindow(services_, category);
         window->installEventFilter(this);
+        window->addAction(ensureMainWindow().paletteAction());
         pageWindows_.append(window);
     }
     setPolicy(ActivationPolicy::regular);
@@ -188,6 +189,8 @@ void AppDelegate::showSettings() {
     setPolicy(ActivationPolicy::regular);
     settings_->show();
     settings_->window()->installEventFilter(this);
+    // One action for every window: two with the same keys would cancel each other out.
+    settings_->window()->addAction(ensureMainWindow().paletteAction());
 }
 
 void AppDelegate::toggleMenuBarIcon() {

@@ -80,10 +80,10 @@ void MainWindow::buildMenus() {
         }
     }
     view->addSeparator();
-    QAction* palette =
+    paletteAction_ =
         view->addAction(QStringLiteral("Command &Palette..."), QKeySequence(Qt::CTRL | Qt::Key_K),
                         this, &MainWindow::showPalette);
-    palette->setShortcutContext(Qt::ApplicationShortcut);
+    paletteAction_->setShortcutContext(Qt::ApplicationShortcut);
     view->addAction(QStringLiteral("&Activity"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_A),
                     this, [this] { PowerUserPage::openActivity(services_.navigation()); });
 
@@ -204,6 +204,13 @@ PaletteWindow* MainWindow::commandPalette() {
 }
 
 void MainWindow::showPalette() {
+    // Asked from another window, this one may be hidden: the palette's places open here.
+    if (isMinimized())
+        showNormal();
+    else
+        show();
+    raise();
+    activateWindow();
     commandPalette()->popUp(this);
 }
 

@@ -1,7 +1,9 @@
 #include "app/PaletteWindow.h"
 
 #include "app/MainWindow.h"
+#include "app/PageWindow.h"
 #include "app/SettingsWindow.h"
+#include "app/SettingsWindowPresenter.h"
 #include "app/pages/PageTabs.h"
 #include "automation/AutomationEngine.h"
 #include "automation/AutomationModel.h"
@@ -343,6 +345,26 @@ TEST_F(PaletteWindowTest, MaintenanceTasksSayWhatTheyDeleteOrEndBeforeTheyRun) {
     EXPECT_TRUE(status().endsWith(QStringLiteral("No app will be ended.")));
     EXPECT_EQ(questions.size(), 2);
     EXPECT_EQ(services.history().entries().size(), 1);
+}
+
+struct PaletteShortcutTest : test::LaunchFixture {};
+
+TEST_F(PaletteShortcutTest, CtrlKOpensItFromTheSettingsWindowAndPageWindowsAlone) {
+    launchDelegate();
+    MainWindow* main = delegate->mainWindow();
+    ASSERT_NE(main, nullptr);
+    PageWindow& page = delegate->openPageWindow(Category::fanTemp);
+    delegate->showSettings();
+    for (QWidget* window : {delegate->settings().window(), static_cast<QWidget*>(&page)}) {
+        SCOPED_TRACE(window->windowTitle().toStdString());
+        main->commandPalette()->hide();
+        main->hide(); // the window the palette belongs to is not in view
+        window->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+        QTest::keyClick(window, Qt::Key_K, Qt::ControlModifier);
+        EXPECT_TRUE(main->commandPalette()->isVisible());
+        EXPECT_TRUE(main->isVisible());
+    }
 }
 
 } // namespace
