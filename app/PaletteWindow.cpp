@@ -9,6 +9,7 @@
 #include "services/ActionHistoryStore.h"
 
 #include <QAction>
+#include <QContextMenuEvent>
 #include <QCoreApplication>
 #include <QDialog>
 #include <QDialogButtonBox>
@@ -19,6 +20,7 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QMessageBox>
+#include <QMouseEvent>
 #include <QPointer>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -28,6 +30,9 @@ namespace velmox {
 namespace {
 
 const QKeySequence kFavoriteKey(Qt::CTRL | Qt::Key_D);
+// The star at the start of every row: a click on it pins or unpins the row.
+const QString kStarred = QStringLiteral("★ ");
+const QString kUnstarred = QStringLiteral("☆ ");
 
 // The status line's final message of a run.
 QString outcomeLine(bool success, const QString& message) {
@@ -94,6 +99,7 @@ PaletteWindow::PaletteWindow(AppServices& services, QWidget* parent)
     if (auto* clear = field_->findChild<QAction*>(QStringLiteral("_q_qlineeditclearaction")))
         clear->setText(QStringLiteral("Clear the search"));
     field_->installEventFilter(this);
+    list_->viewport()->installEventFilter(this);
     message_->setWordWrap(true);
     list_->setContextMenuPolicy(Qt::CustomContextMenu);
     list_->setUniformItemSizes(true);
@@ -398,8 +404,7 @@ void PaletteWindow::addHeader(const QString& title) {
 void PaletteWindow::addRow(int index, const QStringList& favorites) {
     const PaletteEntry& entry = index_.entries()[index];
     const bool favorite = favorites.contains(entry.id);
-    auto* item = new QListWidgetItem(
-        (favorite ? QStringLiteral("★ ") : QStringLiteral("   ")) + entry.title, list_);
+    auto* item = new QListWidgetItem((favorite ? kStarred : kUnstarred) + entry.title, list_);
     item->setData(kIdRole, entry.id);
     if (!entry.detail.isEmpty())
         item->setToolTip(entry.detail);
@@ -451,6 +456,19 @@ void PaletteWindow::refill() {
     }
 }
 
+bool PaletteWindow::clickedStar(const QPoint& at) {
+    const QListWidgetItem* item = list_->itemAt(at);
+    const QString id = item ? item->data(kIdRole).toString() : QString();
+    if (id.isEmpty())
+        return false;
+    const int starEnd =
+        list_->visualItemRect(item).left() + list_->fontMetrics().horizontalAdvance(kStarred) + 4;
+    if (at.x() > starEnd)
+        return false;
+    toggleFavorite(id);
+    return true;
+}
+
 void PaletteWindow::showRowMenu(const QPoint& at) {
     const QListWidgetItem* item = list_->itemAt(at);
     const QString id = item ? item->data(kIdRole).toString() : QString();
@@ -474,6 +492,15 @@ void PaletteWindow::showRowMenu(const QPoint& at) {
 }
 
 bool PaletteWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == list_->viewport() && event->type() == QEvent::MouseButtonPress)
+        return clickedStar(static_cast<QMouseEvent*>(event)->position().toPoint());
+    if (watched == field_ && event->type() == QEvent::ContextMenu &&
+        static_cast<QContextMenuEvent*>(event)->reason() == QContextMenuEvent::Keyboard) {
+        // The menu key works on the current row, not on the field's text.
+        if (const QListWidgetItem* item = list_->currentItem())
+            showRowMenu(list_->visualItemRect(item).center());
+        return true;
+    }
     if (watched != field_ || event->type() != QEvent::KeyPress)
         return QFrame::eventFilter(watched, event);
     auto* key = static_cast<QKeyEvent*>(event);

@@ -90,6 +90,8 @@ private:
     void refill();
     void addHeader(const QString& title);
     void addRow(int index, const QStringList& favorites);
+    // Pins or unpins the row when `at` is on its star; false elsewhere.
+    bool clickedStar(const QPoint& at);
     void showRowMenu(const QPoint& at);
     void store(const char* key, const QStringList& ids);
     QString currentId() const;

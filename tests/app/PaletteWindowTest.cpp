@@ -13,13 +13,16 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QContextMenuEvent>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -50,7 +53,7 @@ struct PaletteWindowTest : test::WindowFixture {
         QStringList texts;
         const QListWidget* list = window.commandPalette()->results();
         for (int row = 0; row < list->count(); ++row)
-            texts.append(list->item(row)->text().trimmed());
+            texts.append(list->item(row)->text().remove(QStringLiteral("☆ ")));
         return texts;
     }
 
@@ -177,6 +180,28 @@ TEST_F(PaletteWindowTest, FavouritesPinAboveRecentsAndRecentsKeepTheLastFew) {
     QTest::keyClick(palette->results(), Qt::Key_D, Qt::ControlModifier);
     EXPECT_TRUE(palette->favorites().isEmpty());
     EXPECT_EQ(rows().at(1), QStringLiteral("System Cleanup"));
+
+    // A click on a row's star pins it, a click on its title does not.
+    QListWidget* list = palette->results();
+    const QRect first = list->visualItemRect(list->currentItem());
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, first.center() + QPoint(80, 0));
+    EXPECT_TRUE(palette->favorites().isEmpty());
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                      QPoint(first.left() + 3, first.center().y()));
+    EXPECT_EQ(palette->favorites(), QStringList{QStringLiteral("page:cleanup")});
+
+    // The menu key opens the current row's menu from the search field.
+    QStringList offered;
+    QTimer::singleShot(0, [&] {
+        if (auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget())) {
+            for (const QAction* action : menu->actions())
+                offered << action->text();
+            menu->close();
+        }
+    });
+    QContextMenuEvent menuKey(QContextMenuEvent::Keyboard, QPoint(), QPoint());
+    QApplication::sendEvent(palette->searchField(), &menuKey);
+    EXPECT_EQ(offered, QStringList{QStringLiteral("Remove from favorites")});
 }
 
 TEST_F(PaletteWindowTest, EveryTabAndSettingsPaneIsAnEntryThatOpensIt) {
