@@ -124,6 +124,8 @@ MainWindow& AppDelegate::ensureMainWindow() {
         mainWindow_ = new MainWindow(services_);
         mainWindow_->installEventFilter(this);
         connect(mainWindow_, &MainWindow::settingsRequested, this, &AppDelegate::showSettings);
+        connect(mainWindow_, &MainWindow::settingFocusRequested, settings_.get(),
+                &SettingsWindowPresenter::focusSetting);
         connect(mainWindow_, &MainWindow::quitRequested, this, &AppDelegate::requestQuit);
         connect(mainWindow_, &MainWindow::pageWindowRequested, this,
                 [this](Category category) { openPageWindow(category); });

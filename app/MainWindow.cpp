@@ -194,9 +194,11 @@ PaletteWindow* MainWindow::commandPalette() {
     if (!commandPalette_) {
         commandPalette_ = new PaletteWindow(services_, this);
         connect(commandPalette_, &PaletteWindow::settingsRequested, this,
-                [this](const QString& pane) {
+                [this](const QString& pane, const QString& setting) {
                     emit settingsRequested();
                     services_.notifications().postOpenSettingsSection(pane);
+                    if (!setting.isEmpty())
+                        emit settingFocusRequested(setting);
                 });
         connect(commandPalette_, &PaletteWindow::aboutRequested, this, &MainWindow::showAbout);
     }

@@ -42,6 +42,8 @@ public:
 
 signals:
     void settingsRequested();
+    // After settingsRequested: the settings window is to focus the setting with this title.
+    void settingFocusRequested(const QString& title);
     void quitRequested();
     // "Open Page in New Window" for the page shown now.
     void pageWindowRequested(Category category);

@@ -208,7 +208,7 @@ void PaletteWindow::open(const QString& id) {
     }
     if (!entry.destination.isEmpty()) {
         remember(id);
-        openDestination(entry.destination);
+        openDestination(entry);
         return;
     }
     if (paletteKind(entry.id) == QLatin1String("task")) {
@@ -227,10 +227,9 @@ QString PaletteWindow::destination(const QString& id) const {
 }
 
 bool PaletteWindow::openPlace(const QString& id) {
-    const QString place = destination(id);
-    if (place.isEmpty())
+    if (destination(id).isEmpty())
         return false;
-    openDestination(place);
+    openDestination(index_.entries()[positions_.value(id)]);
     return true;
 }
 
@@ -241,11 +240,13 @@ void PaletteWindow::remember(const QString& id) {
     store(kRecentsKey, ids.mid(0, kRecentCount));
 }
 
-void PaletteWindow::openDestination(const QString& destination) {
+void PaletteWindow::openDestination(const PaletteEntry& entry) {
+    const QString& destination = entry.destination;
     const qsizetype slash = destination.indexOf(u'/');
     const QString page = destination.left(slash);
     if (page == QLatin1String("settings")) {
-        emit settingsRequested(destination.mid(slash + 1));
+        emit settingsRequested(destination.mid(slash + 1),
+                               entry.section == PaletteSection::settings ? entry.title : QString());
         return;
     }
     if (page == QLatin1String("help")) {

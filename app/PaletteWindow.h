@@ -76,8 +76,9 @@ public:
     void setNewCommandPrompt(NewCommandPrompt prompt) { newCommandPrompt_ = std::move(prompt); }
 
 signals:
-    // A settings entry was opened: the settings window is to show `pane`.
-    void settingsRequested(const QString& pane);
+    // A settings entry was opened: the settings window is to show `pane`, with the control of
+    // the setting titled `setting` focused when that is not empty.
+    void settingsRequested(const QString& pane, const QString& setting);
     // The About entry was opened.
     void aboutRequested();
 
@@ -96,7 +97,7 @@ private:
     void store(const char* key, const QStringList& ids);
     QString currentId() const;
     void remember(const QString& id);
-    void openDestination(const QString& destination);
+    void openDestination(const PaletteEntry& entry);
     void run(const PaletteEntry& entry);
     void runTask(const PaletteEntry& entry);
     // Asks the entry's question with `findings` added, then runs the task.

@@ -6,6 +6,7 @@
 #include "tests/app/WindowFixture.h"
 #include "tests/support/VelmoxProcess.h"
 
+#include <QAbstractButton>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -131,12 +132,17 @@ TEST_F(PaletteFromOutsideTest, RunningAPlaceBringsTheRunningVelmoxThere) {
     EXPECT_EQ(services.navigation().detail(QStringLiteral("networkTools")),
               QStringLiteral("speedTest"));
 
-    // A setting brings the settings window forward at its pane, and nothing else.
+    // A setting brings the settings window forward at its pane with its control focused, and
+    // nothing else.
     delegate->mainWindow()->hide();
     ASSERT_EQ(palette({"--run", "setting:diskHealthNotify"}), 0) << errors.toStdString();
     ASSERT_NE(delegate->settings().view(), nullptr);
     EXPECT_TRUE(delegate->settings().window()->isVisible());
     EXPECT_EQ(delegate->settings().view()->currentSection(), QStringLiteral("diskHealth"));
+    const auto* focused =
+        qobject_cast<QAbstractButton*>(delegate->settings().window()->focusWidget());
+    ASSERT_NE(focused, nullptr);
+    EXPECT_EQ(focused->text(), QStringLiteral("Send notifications"));
     EXPECT_FALSE(windowShown());
     // Opening from outside is not something the user ran from the palette.
     EXPECT_TRUE(delegate->mainWindow()->commandPalette()->recents().isEmpty());

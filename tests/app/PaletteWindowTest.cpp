@@ -249,6 +249,15 @@ TEST_F(PaletteWindowTest, EveryTabAndSettingsPaneIsAnEntryThatOpensIt) {
         }
     }
 
+    // Every setting has a control of its title in its pane.
+    SettingsView settingsView(services, QString());
+    for (const PaletteEntry& entry : palette->index().entries()) {
+        if (entry.section != PaletteSection::settings)
+            continue;
+        settingsView.selectSection(entry.destination.section(u'/', 1));
+        EXPECT_TRUE(settingsView.focusSetting(entry.title)) << entry.id.toStdString();
+    }
+
     // A setting opens the settings window at its pane.
     QSignalSpy settings(&window, &MainWindow::settingsRequested);
     QSignalSpy section(&services.notifications(), &AppNotifications::openSettingsSection);
