@@ -200,7 +200,10 @@ PaletteWindow* MainWindow::commandPalette() {
                     if (!setting.isEmpty())
                         emit settingFocusRequested(setting);
                 });
-        connect(commandPalette_, &PaletteWindow::aboutRequested, this, &MainWindow::showAbout);
+        // Queued: the About box waits for the user, and the request may come over the session
+        // bus, whose caller waits for the answer.
+        connect(commandPalette_, &PaletteWindow::aboutRequested, this, &MainWindow::showAbout,
+                Qt::QueuedConnection);
     }
     return commandPalette_;
 }

@@ -343,7 +343,8 @@ VELMOX_CLI_COMMAND(palette,
                    "palette [QUERY...] [--json] [--limit N] | palette --run ENTRY-ID [--yes] | "
                    "palette --window | palette --add-command NAME COMMAND",
                    "Ranks the palette's entries for a query as the palette does, runs one by its "
-                   "id, opens the palette of the running Velmox, or saves a custom command.",
+                   "id (a page, tab or setting opens in the running Velmox), opens the palette of "
+                   "the running Velmox, or saves a custom command.",
                    runPalette);
 
 } // namespace velmox

@@ -7,12 +7,15 @@
 #include "tests/support/VelmoxProcess.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QMessageBox>
 #include <QProcess>
 #include <QTest>
+#include <QTimer>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -104,7 +107,6 @@ struct PaletteFromOutsideTest : test::LaunchFixture {
 
     // Runs `velmox palette ARGS` while this process keeps answering; its exit code.
     int palette(const QStringList& args) {
-        QProcess command;
         command.start(QStringLiteral(VELMOX_BINARY), QStringList{"palette"} + args);
         command.closeWriteChannel();
         const bool ended =
@@ -113,6 +115,7 @@ struct PaletteFromOutsideTest : test::LaunchFixture {
         return ended ? command.exitCode() : -1;
     }
 
+    QProcess command;
     QByteArray errors;
 };
 
@@ -146,6 +149,23 @@ TEST_F(PaletteFromOutsideTest, RunningAPlaceBringsTheRunningVelmoxThere) {
     EXPECT_FALSE(windowShown());
     // Opening from outside is not something the user ran from the palette.
     EXPECT_TRUE(delegate->mainWindow()->commandPalette()->recents().isEmpty());
+}
+
+TEST_F(PaletteFromOutsideTest, TheAboutBoxDoesNotKeepTheCommandLineWaiting) {
+    launch();
+    // The box is closed once the command has ended, whenever that is.
+    bool shown = false;
+    QTimer closer;
+    QObject::connect(&closer, &QTimer::timeout, [&] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (box && command.state() == QProcess::NotRunning) {
+            shown = true;
+            box->accept();
+        }
+    });
+    closer.start(50);
+    EXPECT_EQ(palette({"--run", "tab:settings/about"}), 0) << errors.toStdString();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return shown; }, 10000));
 }
 
 } // namespace
