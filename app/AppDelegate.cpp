@@ -3,6 +3,7 @@
 #include "app/AppServices.h"
 #include "app/MainWindow.h"
 #include "app/PageWindow.h"
+#include "app/PaletteWindow.h"
 #include "app/SettingsWindow.h"
 #include "app/SettingsWindowPresenter.h"
 #include "app/StatusPopover.h"
@@ -123,6 +124,8 @@ MainWindow& AppDelegate::ensureMainWindow() {
         mainWindow_ = new MainWindow(services_);
         mainWindow_->installEventFilter(this);
         connect(mainWindow_, &MainWindow::settingsRequested, this, &AppDelegate::showSettings);
+        connect(mainWindow_, &MainWindow::settingFocusRequested, settings_.get(),
+                &SettingsWindowPresenter::focusSetting);
         connect(mainWindow_, &MainWindow::quitRequested, this, &AppDelegate::requestQuit);
         connect(mainWindow_, &MainWindow::pageWindowRequested, this,
                 [this](Category category) { openPageWindow(category); });
@@ -150,6 +153,7 @@ PageWindow& AppDelegate::openPageWindow(Category category) {
     if (!window) {
         window = new PageWindow(services_, category);
         window->installEventFilter(this);
+        window->addAction(ensureMainWindow().paletteAction());
         pageWindows_.append(window);
     }
     setPolicy(ActivationPolicy::regular);
@@ -172,10 +176,23 @@ void AppDelegate::showPalette() {
     ensureMainWindow().showPalette();
 }
 
+bool AppDelegate::openPaletteEntry(const QString& id) {
+    PaletteWindow* palette = ensureMainWindow().commandPalette();
+    const QString place = palette->destination(id);
+    if (place.isEmpty())
+        return false;
+    // Settings open in a window of their own; everything else in the main one.
+    if (!place.startsWith(QLatin1String("settings/")))
+        reopen();
+    return palette->openPlace(id);
+}
+
 void AppDelegate::showSettings() {
     setPolicy(ActivationPolicy::regular);
     settings_->show();
     settings_->window()->installEventFilter(this);
+    // One action for every window: two with the same keys would cancel each other out.
+    settings_->window()->addAction(ensureMainWindow().paletteAction());
 }
 
 void AppDelegate::toggleMenuBarIcon() {

@@ -57,6 +57,9 @@ public:
     // Reopens, then shows the command palette over the window (the tray, "velmox palette
     // --window").
     void showPalette();
+    // Opens a page, tab or setting entry of the palette: the window comes forward at the page
+    // and tab, or the settings window at the pane. False for any other id.
+    bool openPaletteEntry(const QString& id);
     void showSettings();
     // Shows the page in a window of its own, reusing the one already open for it.
     PageWindow& openPageWindow(Category category);

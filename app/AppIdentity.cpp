@@ -71,10 +71,7 @@ int runWindowedApp(QApplication& app) {
     options.executable = QCoreApplication::applicationFilePath();
     options.isLoginItemLaunch = isLoginItemLaunch;
     AppDelegate delegate(services, options);
-    QObject::connect(&instance, &SingleInstance::activationRequested, &delegate,
-                     &AppDelegate::reopen);
-    QObject::connect(&instance, &SingleInstance::paletteRequested, &delegate,
-                     &AppDelegate::showPalette);
+    instance.serve(delegate);
 
     delegate.willFinishLaunching();
     appearance.apply();

@@ -82,10 +82,10 @@ void MainWindow::buildMenus() {
         }
     }
     view->addSeparator();
-    QAction* palette =
+    paletteAction_ =
         view->addAction(QStringLiteral("Command &Palette..."), QKeySequence(Qt::CTRL | Qt::Key_K),
                         this, &MainWindow::showPalette);
-    palette->setShortcutContext(Qt::ApplicationShortcut);
+    paletteAction_->setShortcutContext(Qt::ApplicationShortcut);
     view->addAction(QStringLiteral("&Activity"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_A),
                     this, [this] { PowerUserPage::openActivity(services_.navigation()); });
 
@@ -196,16 +196,28 @@ PaletteWindow* MainWindow::commandPalette() {
     if (!commandPalette_) {
         commandPalette_ = new PaletteWindow(services_, this);
         connect(commandPalette_, &PaletteWindow::settingsRequested, this,
-                [this](const QString& pane) {
+                [this](const QString& pane, const QString& setting) {
                     emit settingsRequested();
                     services_.notifications().postOpenSettingsSection(pane);
+                    if (!setting.isEmpty())
+                        emit settingFocusRequested(setting);
                 });
-        connect(commandPalette_, &PaletteWindow::aboutRequested, this, &MainWindow::showAbout);
+        // Queued: the About box waits for the user, and the request may come over the session
+        // bus, whose caller waits for the answer.
+        connect(commandPalette_, &PaletteWindow::aboutRequested, this, &MainWindow::showAbout,
+                Qt::QueuedConnection);
     }
     return commandPalette_;
 }
 
 void MainWindow::showPalette() {
+    // Asked from another window, this one may be hidden: the palette's places open here.
+    if (isMinimized())
+        showNormal();
+    else
+        show();
+    raise();
+    activateWindow();
     commandPalette()->popUp(this);
 }
 

@@ -5,6 +5,7 @@
 #include <QHash>
 #include <QMainWindow>
 
+class QAction;
 class QMenu;
 class QStackedWidget;
 
@@ -34,10 +35,15 @@ public:
     // The command palette over this window, made the first time it is asked for.
     PaletteWindow* commandPalette();
     void showPalette();
+    // Ctrl+K: works wherever this action is added (the settings window, page windows) while
+    // one of its windows is in view, even with this window hidden.
+    QAction* paletteAction() const { return paletteAction_; }
     void showAbout();
 
 signals:
     void settingsRequested();
+    // After settingsRequested: the settings window is to focus the setting with this title.
+    void settingFocusRequested(const QString& title);
     void quitRequested();
     // "Open Page in New Window" for the page shown now.
     void pageWindowRequested(Category category);
@@ -56,6 +62,7 @@ private:
     QStackedWidget* pages_;
     GlobalStatusBar* statusLine_;
     PaletteWindow* commandPalette_ = nullptr;
+    QAction* paletteAction_ = nullptr;
     QHash<int, QWidget*> made_;
 };
 

@@ -4,10 +4,12 @@
 #include "automation/AutomationEngine.h"
 #include "cleaning/OptimizationRegistry.h"
 #include "cleaning/OptimizationTaskRunner.h"
+#include "cleaning/TaskMeasurer.h"
 #include "palette/PaletteAutomation.h"
 #include "services/ActionHistoryStore.h"
 
 #include <QAction>
+#include <QContextMenuEvent>
 #include <QCoreApplication>
 #include <QDialog>
 #include <QDialogButtonBox>
@@ -18,6 +20,8 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QMessageBox>
+#include <QMouseEvent>
+#include <QPointer>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -26,6 +30,9 @@ namespace velmox {
 namespace {
 
 const QKeySequence kFavoriteKey(Qt::CTRL | Qt::Key_D);
+// The star at the start of every row: a click on it pins or unpins the row.
+const QString kStarred = QStringLiteral("★ ");
+const QString kUnstarred = QStringLiteral("☆ ");
 
 // The status line's final message of a run.
 QString outcomeLine(bool success, const QString& message) {
@@ -80,7 +87,8 @@ PaletteWindow::PaletteWindow(AppServices& services, QWidget* parent)
     : QFrame(parent, Qt::Popup | Qt::FramelessWindowHint), services_(services),
       sources_(builtInPaletteSources(OptimizationRegistry())), index_({}), field_(new QLineEdit),
       message_(new QLabel), list_(new QListWidget), confirm_(askQuestion),
-      changedPrompt_(askAboutChange), newCommandPrompt_(askForCommand) {
+      changedPrompt_(askAboutChange), newCommandPrompt_(askForCommand),
+      measurer_(new TaskMeasurer(this)) {
     setFrameShape(QFrame::StyledPanel);
     setAccessibleName(QStringLiteral("Command Palette"));
     commandWork_.setMaxThreadCount(1); // the store's changes in the order they were asked for
@@ -91,6 +99,7 @@ PaletteWindow::PaletteWindow(AppServices& services, QWidget* parent)
     if (auto* clear = field_->findChild<QAction*>(QStringLiteral("_q_qlineeditclearaction")))
         clear->setText(QStringLiteral("Clear the search"));
     field_->installEventFilter(this);
+    list_->viewport()->installEventFilter(this);
     message_->setWordWrap(true);
     list_->setContextMenuPolicy(Qt::CustomContextMenu);
     list_->setUniformItemSizes(true);
@@ -197,23 +206,47 @@ void PaletteWindow::open(const QString& id) {
         addCommand();
         return;
     }
-    if (entry.destination.isEmpty() && !entry.question.isEmpty() && !confirm_(entry.question))
+    if (!entry.destination.isEmpty()) {
+        remember(id);
+        openDestination(entry);
         return;
+    }
+    if (paletteKind(entry.id) == QLatin1String("task")) {
+        runTask(entry);
+        return;
+    }
+    if (!entry.question.isEmpty() && !confirm_(entry.question))
+        return;
+    remember(id);
+    run(entry);
+}
+
+QString PaletteWindow::destination(const QString& id) const {
+    const auto position = positions_.constFind(id);
+    return position == positions_.cend() ? QString() : index_.entries()[*position].destination;
+}
+
+bool PaletteWindow::openPlace(const QString& id) {
+    if (destination(id).isEmpty())
+        return false;
+    openDestination(index_.entries()[positions_.value(id)]);
+    return true;
+}
+
+void PaletteWindow::remember(const QString& id) {
     QStringList ids = recents();
     ids.removeAll(id);
     ids.prepend(id);
     store(kRecentsKey, ids.mid(0, kRecentCount));
-    if (!entry.destination.isEmpty())
-        openPlace(entry.destination);
-    else
-        run(entry);
 }
 
-void PaletteWindow::openPlace(const QString& destination) {
+void PaletteWindow::openDestination(const PaletteEntry& entry) {
+    const QString& destination = entry.destination;
     const qsizetype slash = destination.indexOf(u'/');
     const QString page = destination.left(slash);
     if (page == QLatin1String("settings")) {
-        emit settingsRequested(destination.mid(slash + 1));
+        emit settingsRequested(destination.mid(slash + 1),
+                               entry.section == PaletteSection::settings ? entry.title : QString());
         return;
     }
     if (page == QLatin1String("help")) {
@@ -224,18 +257,55 @@ void PaletteWindow::openPlace(const QString& destination) {
                                                     : std::optional(destination.mid(slash + 1)));
 }
 
-void PaletteWindow::run(const PaletteEntry& entry) {
-    const QString kind = paletteKind(entry.id);
-    if (kind == QLatin1String("task")) {
-        for (const OptimizationTask& task : sources_.maintenanceTasks) {
-            if (OptimizationRegistry::key(task) == paletteKey(entry.id)) {
-                services_.taskRunner().run(task); // reports and records itself
-                return;
-            }
-        }
+void PaletteWindow::runTask(const PaletteEntry& entry) {
+    const auto task =
+        std::find_if(sources_.maintenanceTasks.cbegin(), sources_.maintenanceTasks.cend(),
+                     [key = paletteKey(entry.id)](const auto& each) {
+                         return OptimizationRegistry::key(each) == key;
+                     });
+    if (task == sources_.maintenanceTasks.cend())
         return;
+    QPointer<PaletteWindow> self(this);
+    if (task->work == TaskWork::endHungProcesses) {
+        services_.status().report(QStringLiteral("Looking for apps that no longer answer..."),
+                                  true);
+        services_.taskRunner().findUnresponsiveApps(
+            [self, entry, task = *task](const Result<OptimizationTaskRunner::Apps>& found) {
+                if (!self)
+                    return;
+                self->services_.status().clear(); // the search is over
+                const QString sentence = UnresponsiveAppKiller::toEndSentence(found);
+                if (!found || found->isEmpty())
+                    self->report(found.has_value(), sentence);
+                else
+                    self->confirmTask(entry, task, sentence, UnresponsiveAppKiller::pids(found));
+            });
+    } else if (task->deletesPermanently()) {
+        services_.status().report(QStringLiteral("Measuring what %1 deletes...").arg(task->title),
+                                  true);
+        measurer_->measure({*task}, [self, entry, task = *task](const auto& measured) {
+            if (!self)
+                return;
+            self->services_.status().clear();
+            self->confirmTask(entry, task, deletionSentence(task, measured.value(0)), std::nullopt);
+        });
+    } else {
+        confirmTask(entry, *task, QString(), std::nullopt);
     }
-    if (kind == QLatin1String("command")) {
+}
+
+void PaletteWindow::confirmTask(const PaletteEntry& entry, const OptimizationTask& task,
+                                const QString& findings,
+                                OptimizationTaskRunner::AppsToEnd appsToEnd) {
+    const QString question = questionWithFindings(entry.question, findings);
+    if (!question.isEmpty() && !confirm_(question))
+        return;
+    remember(entry.id);
+    services_.taskRunner().run(task, {}, std::move(appsToEnd)); // reports and records itself
+}
+
+void PaletteWindow::run(const PaletteEntry& entry) {
+    if (paletteKind(entry.id) == QLatin1String("command")) {
         runCommand(paletteKey(entry.id));
         return;
     }
@@ -335,8 +405,7 @@ void PaletteWindow::addHeader(const QString& title) {
 void PaletteWindow::addRow(int index, const QStringList& favorites) {
     const PaletteEntry& entry = index_.entries()[index];
     const bool favorite = favorites.contains(entry.id);
-    auto* item = new QListWidgetItem(
-        (favorite ? QStringLiteral("★ ") : QStringLiteral("   ")) + entry.title, list_);
+    auto* item = new QListWidgetItem((favorite ? kStarred : kUnstarred) + entry.title, list_);
     item->setData(kIdRole, entry.id);
     if (!entry.detail.isEmpty())
         item->setToolTip(entry.detail);
@@ -388,6 +457,19 @@ void PaletteWindow::refill() {
     }
 }
 
+bool PaletteWindow::clickedStar(const QPoint& at) {
+    const QListWidgetItem* item = list_->itemAt(at);
+    const QString id = item ? item->data(kIdRole).toString() : QString();
+    if (id.isEmpty())
+        return false;
+    const int starEnd =
+        list_->visualItemRect(item).left() + list_->fontMetrics().horizontalAdvance(kStarred) + 4;
+    if (at.x() > starEnd)
+        return false;
+    toggleFavorite(id);
+    return true;
+}
+
 void PaletteWindow::showRowMenu(const QPoint& at) {
     const QListWidgetItem* item = list_->itemAt(at);
     const QString id = item ? item->data(kIdRole).toString() : QString();
@@ -411,6 +493,15 @@ void PaletteWindow::showRowMenu(const QPoint& at) {
 }
 
 bool PaletteWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == list_->viewport() && event->type() == QEvent::MouseButtonPress)
+        return clickedStar(static_cast<QMouseEvent*>(event)->position().toPoint());
+    if (watched == field_ && event->type() == QEvent::ContextMenu &&
+        static_cast<QContextMenuEvent*>(event)->reason() == QContextMenuEvent::Keyboard) {
+        // The menu key works on the current row, not on the field's text.
+        if (const QListWidgetItem* item = list_->currentItem())
+            showRowMenu(list_->visualItemRect(item).center());
+        return true;
+    }
     if (watched != field_ || event->type() != QEvent::KeyPress)
         return QFrame::eventFilter(watched, event);
     auto* key = static_cast<QKeyEvent*>(event);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cleaning/OptimizationTaskRunner.h"
 #include "palette/PaletteCatalog.h"
 #include "palette/PaletteMatcher.h"
 
@@ -17,6 +18,7 @@ class QListWidgetItem;
 namespace velmox {
 
 class AppServices;
+class TaskMeasurer;
 
 // The command palette: a frameless popup over the main window with a search field and the
 // rows that match it, best first. Used from the keyboard alone: the arrows and Page Up/Down
@@ -54,8 +56,16 @@ public:
     const PaletteIndex& index() const { return index_; }
 
     // Opens the entry's page, tab or settings pane, or runs it after its question; remembers
-    // it among the recents.
+    // it among the recents. A maintenance task that deletes for good first measures what goes,
+    // and the hung-app task first looks for the apps it would end (doing nothing when there
+    // are none): the question says what was found.
     void open(const QString& id);
+    // Where a page, tab or settings entry leads ("networkTools/speedTest", "settings/access");
+    // empty for an unknown entry or one that runs.
+    QString destination(const QString& id) const;
+    // Opens a page, tab or settings entry without remembering it; false for an entry that
+    // is not one of those.
+    bool openPlace(const QString& id);
     void toggleFavorite(const QString& id);
     QStringList favorites() const;
     QStringList recents() const;
@@ -66,8 +76,9 @@ public:
     void setNewCommandPrompt(NewCommandPrompt prompt) { newCommandPrompt_ = std::move(prompt); }
 
 signals:
-    // A settings entry was opened: the settings window is to show `pane`.
-    void settingsRequested(const QString& pane);
+    // A settings entry was opened: the settings window is to show `pane`, with the control of
+    // the setting titled `setting` focused when that is not empty.
+    void settingsRequested(const QString& pane, const QString& setting);
     // The About entry was opened.
     void aboutRequested();
 
@@ -80,11 +91,18 @@ private:
     void refill();
     void addHeader(const QString& title);
     void addRow(int index, const QStringList& favorites);
+    // Pins or unpins the row when `at` is on its star; false elsewhere.
+    bool clickedStar(const QPoint& at);
     void showRowMenu(const QPoint& at);
     void store(const char* key, const QStringList& ids);
     QString currentId() const;
-    void openPlace(const QString& destination);
+    void remember(const QString& id);
+    void openDestination(const PaletteEntry& entry);
     void run(const PaletteEntry& entry);
+    void runTask(const PaletteEntry& entry);
+    // Asks the entry's question with `findings` added, then runs the task.
+    void confirmTask(const PaletteEntry& entry, const OptimizationTask& task,
+                     const QString& findings, OptimizationTaskRunner::AppsToEnd appsToEnd);
     void runCommand(const QString& id);
     void commandRan(const PaletteCommand& command, const PaletteCommandOutcome& outcome);
     void addCommand();
@@ -103,6 +121,7 @@ private:
     Confirm confirm_;
     ChangedPrompt changedPrompt_;
     NewCommandPrompt newCommandPrompt_;
+    TaskMeasurer* measurer_;
     QThreadPool commandWork_; // last: waited for first
 };
 

@@ -7,7 +7,10 @@
 #include "app/GeneralSettingsPane.h"
 #include "app/SymbolIcons.h"
 
+#include <QAbstractButton>
+#include <QGroupBox>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QListWidget>
 #include <QStackedWidget>
 
@@ -53,6 +56,47 @@ void SettingsView::selectSection(const QString& section) {
     const int index = sectionIds().indexOf(section);
     if (index >= 0)
         sections_->setCurrentRow(index);
+}
+
+namespace {
+
+QWidget* firstControl(const QWidget& group) {
+    for (QWidget* child : group.findChildren<QWidget*>())
+        if (child->focusPolicy() & Qt::TabFocus)
+            return child;
+    return nullptr;
+}
+
+} // namespace
+
+bool SettingsView::focusSetting(const QString& title) {
+    QWidget* shown = panes_->currentWidget();
+    if (!shown)
+        return false;
+    // Form labels end in a colon ("Check every:"); mnemonics are marked with "&".
+    const auto named = [&title](QString text) {
+        text = text.remove(u'&').trimmed();
+        if (text.endsWith(u':'))
+            text.chop(1);
+        return text == title;
+    };
+    QWidget* control = nullptr;
+    for (QWidget* widget : shown->findChildren<QWidget*>()) {
+        if (const auto* button = qobject_cast<QAbstractButton*>(widget);
+            button && named(button->text()))
+            control = widget;
+        else if (const auto* label = qobject_cast<QLabel*>(widget); label && named(label->text()))
+            control = label->buddy();
+        else if (const auto* group = qobject_cast<QGroupBox*>(widget);
+                 group && named(group->title()))
+            control = firstControl(*group);
+        if (control)
+            break;
+    }
+    if (!control)
+        return false;
+    control->setFocus(Qt::ShortcutFocusReason);
+    return true;
 }
 
 QWidget* SettingsView::pane(const QString& section) const {

@@ -21,6 +21,10 @@ public:
     // Unknown sections are ignored.
     void selectSection(const QString& section);
     QWidget* pane(const QString& section) const;
+    // Focuses the control of the shown pane titled `title`: a check box or button with that
+    // text, the field a label of that text names, or the first control of a group of that
+    // title. False when the pane has none.
+    bool focusSetting(const QString& title);
 
 private:
     QListWidget* sections_;

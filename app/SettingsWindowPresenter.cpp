@@ -45,6 +45,11 @@ void SettingsWindowPresenter::show(const std::optional<QString>& section) {
         services_.notifications().postOpenSettingsSection(*section);
 }
 
+void SettingsWindowPresenter::focusSetting(const QString& title) {
+    if (view_)
+        view_->focusSetting(title);
+}
+
 void SettingsWindowPresenter::selectSection(const QString& section) {
     if (view_)
         view_->selectSection(section);

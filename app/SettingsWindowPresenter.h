@@ -24,6 +24,8 @@ public:
     // Brings the window forward; a given section is selected through "OpenSettingsSection".
     void show(const std::optional<QString>& section = std::nullopt);
     QWidget* window() const { return window_.get(); }
+    // Focuses the control of the shown pane that carries this setting's title.
+    void focusSetting(const QString& title);
     SettingsView* view() const { return view_; }
 
 protected:

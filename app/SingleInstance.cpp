@@ -1,5 +1,8 @@
 #include "app/SingleInstance.h"
 
+#include "app/AppDelegate.h"
+#include "app/MainWindow.h"
+
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -22,12 +25,23 @@ bool SingleInstance::claim() {
     return reply.type() == QDBusMessage::ErrorMessage;
 }
 
+void SingleInstance::serve(AppDelegate& delegate) {
+    connect(this, &SingleInstance::activationRequested, &delegate, &AppDelegate::reopen);
+    connect(this, &SingleInstance::paletteRequested, &delegate, &AppDelegate::showPalette);
+    // The delegate lives as long as the event loop that delivers these calls.
+    openEntry_ = [&delegate](const QString& id) { return delegate.openPaletteEntry(id); };
+}
+
 void SingleInstance::Activate() {
     emit activationRequested();
 }
 
 void SingleInstance::ShowPalette() {
     emit paletteRequested();
+}
+
+bool SingleInstance::OpenEntry(const QString& id) {
+    return openEntry_ && openEntry_(id);
 }
 
 } // namespace velmox

@@ -5,6 +5,8 @@
 #include "automation/SystemTaskPerformer.h"
 #include "cleaning/OptimizationRegistry.h"
 #include "cleaning/OptimizationTaskRunner.h"
+#include "cleaning/TaskMeasurer.h"
+#include "cleaning/UnresponsiveAppKiller.h"
 #include "cli/CliCommand.h"
 #include "palette/PaletteAutomation.h"
 #include "palette/PaletteCatalog.h"
@@ -149,16 +151,39 @@ int finish(bool success, const QString& message, CliIO& io) {
     return success ? 0 : 1;
 }
 
-int runMaintenanceTask(const QString& key, RunServices& services, CliIO& io) {
-    for (const OptimizationTask& task : OptimizationRegistry().allTasks()) {
-        if (OptimizationRegistry::key(task) != key)
-            continue;
-        OptimizationTaskRunner runner(services.shell, services.history);
-        const TaskRunResult result = runner.runBlocking(task);
-        return finish(result.success, task.title + QStringLiteral(": ") + resultLine(task, result),
-                      io);
+std::optional<OptimizationTask> maintenanceTask(const QString& key) {
+    for (const OptimizationTask& task : OptimizationRegistry().allTasks())
+        if (OptimizationRegistry::key(task) == key)
+            return task;
+    return std::nullopt;
+}
+
+// Asks the entry's question, with what the task would delete or end found first, and runs it.
+int runMaintenanceTask(const PaletteEntry& entry, const OptimizationTask& task, bool yes,
+                       CliIO& io) {
+    QString findings;
+    OptimizationTaskRunner::AppsToEnd appsToEnd;
+    if (task.work == TaskWork::endHungProcesses) {
+        const std::unique_ptr<WindowPinger> pinger = WindowPinger::forThisSession();
+        const Result<QList<UnresponsiveAppKiller::App>> found =
+            UnresponsiveAppKiller(*pinger).find();
+        findings = UnresponsiveAppKiller::toEndSentence(found);
+        if (!found || found->isEmpty())
+            return finish(found.has_value(), findings, io);
+        appsToEnd = UnresponsiveAppKiller::pids(found);
+    } else if (task.deletesPermanently()) {
+        findings = deletionSentence(task, TaskMeasurement::of(task));
     }
-    return finish(false, QStringLiteral("There is no task called “%1”.").arg(key), io);
+    const QString question = questionWithFindings(entry.question, findings);
+    if (!question.isEmpty() && !yes && !confirmed(question, io))
+        return 1;
+
+    RunServices services;
+    QObject::connect(&services.history, &ActionHistoryStore::saveFailed,
+                     [&io](const QString& message) { io.err << message << '\n'; });
+    OptimizationTaskRunner runner(services.shell, services.history);
+    const TaskRunResult result = runner.runBlocking(task, appsToEnd);
+    return finish(result.success, task.title + QStringLiteral(": ") + resultLine(task, result), io);
 }
 
 int runAutomation(const PaletteEntry& entry, RunServices& services, CliIO& io) {
@@ -193,6 +218,64 @@ int runCustomCommand(const QString& id, RunServices& services, CliIO& io) {
     return finish(outcome.success, outcome.message, io);
 }
 
+// The running Velmox's single-instance object (app/SingleInstance.h).
+const QString kAppService = QStringLiteral("com.quarnet.velmox");
+
+QDBusMessage callOnce(QDBusConnection& bus, const QString& method, const QVariantList& arguments) {
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(kAppService, QStringLiteral("/com/quarnet/velmox"),
+                                       QStringLiteral("com.quarnet.velmox.Application"), method);
+    call.setArguments(arguments);
+    return bus.call(call, QDBus::Block, 3000);
+}
+
+// Calls `method` of the running Velmox, starting Velmox first when none answers.
+Result<QDBusMessage> callRunningVelmox(const QString& method, const QVariantList& arguments) {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return failure(QStringLiteral("Reaching the Velmox window needs a desktop session bus, "
+                                      "and none could be reached."));
+    if (bus.interface()->isServiceRegistered(kAppService)) {
+        QDBusMessage reply = callOnce(bus, method, arguments);
+        if (reply.type() == QDBusMessage::ReplyMessage)
+            return reply;
+        return failure(
+            QStringLiteral("The running Velmox did not answer (%1).").arg(reply.errorMessage()));
+    }
+    if (!QProcess::startDetached(QCoreApplication::applicationFilePath(), {}))
+        return failure(QStringLiteral("Velmox could not be started."));
+    // The new Velmox takes its name on the bus once it has started.
+    QDeadlineTimer deadline(std::chrono::seconds(20));
+    while (!deadline.hasExpired()) {
+        if (bus.interface()->isServiceRegistered(kAppService)) {
+            if (QDBusMessage reply = callOnce(bus, method, arguments);
+                reply.type() == QDBusMessage::ReplyMessage)
+                return reply;
+        }
+        QThread::msleep(100);
+    }
+    return failure(QStringLiteral("Velmox was started but did not answer within 20 seconds."));
+}
+
+int openWindow(CliIO& io) {
+    const Result<QDBusMessage> reply = callRunningVelmox(QStringLiteral("ShowPalette"), {});
+    return reply ? 0 : finish(false, reply.error(), io);
+}
+
+// A page, tab or setting entry opens in the running Velmox, which comes forward at it.
+int openInWindow(const PaletteEntry& entry, CliIO& io) {
+    const Result<QDBusMessage> reply = callRunningVelmox(QStringLiteral("OpenEntry"), {entry.id});
+    if (!reply)
+        return finish(false, reply.error(), io);
+    if (!reply->arguments().value(0).toBool())
+        return finish(false,
+                      QStringLiteral("The running Velmox has no entry “%1”; it may be an older "
+                                     "version: quit it and try again.")
+                          .arg(entry.id),
+                      io);
+    return 0;
+}
+
 int run(const PaletteArguments& arguments, CliIO& io) {
     const QList<PaletteEntry> entries = allEntries(io);
     const auto found = std::find_if(entries.begin(), entries.end(), [&](const PaletteEntry& each) {
@@ -208,17 +291,14 @@ int run(const PaletteArguments& arguments, CliIO& io) {
         io.err << "Add a custom command with “velmox palette --add-command NAME COMMAND”.\n";
         return 1;
     }
-    if (!entry.destination.isEmpty()) {
-        io.err << "“" << entry.title
-               << "” is opened in the window, not run: open it from the palette (“velmox palette "
-                  "--window”)."
-               << (paletteKind(entry.id) == QLatin1String("task")
-                       ? QStringLiteral(" “velmox tasks run %1” runs it after saying what it "
-                                        "removes.")
-                             .arg(paletteKey(entry.id))
-                       : QString())
-               << '\n';
-        return 1;
+    if (!entry.destination.isEmpty())
+        return openInWindow(entry, io);
+    if (paletteKind(entry.id) == QLatin1String("task")) {
+        const std::optional<OptimizationTask> task = maintenanceTask(paletteKey(entry.id));
+        if (!task)
+            return finish(false, QStringLiteral("There is no task called “%1”.").arg(entry.title),
+                          io);
+        return runMaintenanceTask(entry, *task, arguments.yes, io);
     }
     if (!entry.question.isEmpty() && !arguments.yes && !confirmed(entry.question, io))
         return 1;
@@ -226,10 +306,7 @@ int run(const PaletteArguments& arguments, CliIO& io) {
     RunServices services;
     QObject::connect(&services.history, &ActionHistoryStore::saveFailed,
                      [&io](const QString& message) { io.err << message << '\n'; });
-    const QString kind = paletteKind(entry.id);
-    if (kind == QLatin1String("task"))
-        return runMaintenanceTask(paletteKey(entry.id), services, io);
-    if (kind == QLatin1String("command"))
+    if (paletteKind(entry.id) == QLatin1String("command"))
         return runCustomCommand(paletteKey(entry.id), services, io);
     return runAutomation(entry, services, io);
 }
@@ -243,38 +320,6 @@ int addCommand(const QStringList& nameAndLine, CliIO& io) {
         return finish(false, added.error(), io);
     io.out << "Saved “" << added->name << "” as command:" << added->id << ".\n";
     return 0;
-}
-
-// The running Velmox's single-instance object (app/SingleInstance.h).
-const QString kAppService = QStringLiteral("com.quarnet.velmox");
-
-bool askToShowPalette(QDBusConnection& bus) {
-    const QDBusMessage call = QDBusMessage::createMethodCall(
-        kAppService, QStringLiteral("/com/quarnet/velmox"),
-        QStringLiteral("com.quarnet.velmox.Application"), QStringLiteral("ShowPalette"));
-    return bus.call(call, QDBus::Block, 3000).type() == QDBusMessage::ReplyMessage;
-}
-
-int openWindow(CliIO& io) {
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected())
-        return finish(false,
-                      QStringLiteral("The palette window needs a desktop session bus, and none "
-                                     "could be reached."),
-                      io);
-    if (askToShowPalette(bus))
-        return 0;
-    if (!QProcess::startDetached(QCoreApplication::applicationFilePath(), {}))
-        return finish(false, QStringLiteral("Velmox could not be started."), io);
-    // The new Velmox takes its name on the bus once it has started.
-    QDeadlineTimer deadline(std::chrono::seconds(20));
-    while (!deadline.hasExpired()) {
-        if (bus.interface()->isServiceRegistered(kAppService) && askToShowPalette(bus))
-            return 0;
-        QThread::msleep(100);
-    }
-    return finish(false, QStringLiteral("Velmox was started but did not answer within 20 seconds."),
-                  io);
 }
 
 int runPalette(const QStringList& args, CliIO& io) {
@@ -298,7 +343,8 @@ VELMOX_CLI_COMMAND(palette,
                    "palette [QUERY...] [--json] [--limit N] | palette --run ENTRY-ID [--yes] | "
                    "palette --window | palette --add-command NAME COMMAND",
                    "Ranks the palette's entries for a query as the palette does, runs one by its "
-                   "id, opens the palette of the running Velmox, or saves a custom command.",
+                   "id (a page, tab or setting opens in the running Velmox), opens the palette of "
+                   "the running Velmox, or saves a custom command.",
                    runPalette);
 
 } // namespace velmox

@@ -125,19 +125,6 @@ QString question(const QString& opening, bool destructive, bool admin) {
     return reasons.isEmpty() ? QString() : opening + QStringLiteral("\n\n") + reasons.join(u' ');
 }
 
-// Tasks that delete for good or end apps are run from their page, which says what and how
-// much first; the others run from the palette.
-bool runsFromItsPage(const OptimizationTask& task) {
-    return task.deletesPermanently() || task.work == TaskWork::endHungProcesses;
-}
-
-Category pageOf(const OptimizationTask& task) {
-    return task.category == TaskCategory::systemCleanup ||
-                   task.category == TaskCategory::privacySecurity
-               ? Category::cleanup
-               : Category::maintenance;
-}
-
 QString stepTitles(const QStringList& steps) {
     QStringList titles;
     for (const QString& step : steps)
@@ -171,13 +158,13 @@ QList<PaletteEntry> paletteEntries(const PaletteSources& sources) {
         const QString key = OptimizationRegistry::key(task);
         if (key.isEmpty())
             continue;
-        const bool fromPage = runsFromItsPage(task);
+        // What a task deletes or ends is found just before asking (questionWithFindings).
         entries.append(
             {QStringLiteral("task:") + key, task.title, QString(), task.description, S::entries,
-             fromPage ? rawValue(pageOf(task)) : QString(),
-             fromPage ? QString()
-                      : question(QStringLiteral("This runs the task “%1”.").arg(task.title),
-                                 task.impactLevel == ImpactLevel::highImpact, task.requiresSudo)});
+             QString(),
+             question(QStringLiteral("This runs the task “%1”.").arg(task.title),
+                      task.impactLevel == ImpactLevel::highImpact || task.deletesPermanently(),
+                      task.requiresSudo)});
     }
     for (const AutomationTask& task : sources.automationTasks)
         entries.append(
@@ -205,6 +192,12 @@ QList<PaletteEntry> paletteEntries(const PaletteSources& sources) {
                     QStringLiteral("add custom command shell script alias"), S::entries, QString(),
                     QString()});
     return entries;
+}
+
+QString questionWithFindings(const QString& question, const QString& findings) {
+    if (findings.isEmpty())
+        return question;
+    return question.isEmpty() ? findings : question + QStringLiteral("\n\n") + findings;
 }
 
 QList<PaletteEntry> builtInPaletteEntries(const OptimizationRegistry& registry) {

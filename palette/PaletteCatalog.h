@@ -31,6 +31,10 @@ PaletteSources builtInPaletteSources(const OptimizationRegistry& registry);
 // before it runs.
 QList<PaletteEntry> paletteEntries(const PaletteSources& sources);
 
+// A question followed, after a blank line, by what was found just before asking it: what a
+// maintenance task deletes for good and how much, or which apps it ends.
+QString questionWithFindings(const QString& question, const QString& findings);
+
 // The rows of builtInPaletteSources(registry).
 QList<PaletteEntry> builtInPaletteEntries(const OptimizationRegistry& registry);
 

@@ -1,15 +1,21 @@
 #include "app/PaletteWindow.h"
+#include "app/SettingsWindow.h"
+#include "app/SettingsWindowPresenter.h"
 #include "app/SingleInstance.h"
 #include "services/ActionHistoryStore.h"
 #include "tests/app/WindowFixture.h"
 #include "tests/support/VelmoxProcess.h"
 
+#include <QAbstractButton>
+#include <QApplication>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QMessageBox>
 #include <QProcess>
 #include <QTest>
+#include <QTimer>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -39,7 +45,7 @@ TEST_F(PaletteCommandsWindowTest, AddedCommandsRunAndChangedOnesWaitForTheUsersW
                          QStringLiteral("echo x >> '%1'").arg(marker)};
     });
     palette.open(kNewCommandId);
-    QTRY_VERIFY_WITH_TIMEOUT(!commandId().isEmpty(), 15000);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !commandId().isEmpty(); }, 15000));
     EXPECT_TRUE(status().startsWith(QStringLiteral("Success: “Touch marker” was saved")));
 
     QStringList questions;
@@ -51,7 +57,8 @@ TEST_F(PaletteCommandsWindowTest, AddedCommandsRunAndChangedOnesWaitForTheUsersW
     EXPECT_EQ(questions, QStringList{QStringLiteral("This runs your custom command:\n\necho x >> "
                                                     "'%1'")
                                          .arg(marker)});
-    QTRY_COMPARE_WITH_TIMEOUT(status(), QStringLiteral("Success: “Touch marker” finished."), 15000);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return status() == QStringLiteral("Success: “Touch marker” finished."); }, 15000));
     EXPECT_TRUE(QFile::exists(marker));
     EXPECT_EQ(services.history().entries().first().action,
               QStringLiteral("Custom command: Touch marker"));
@@ -75,35 +82,90 @@ TEST_F(PaletteCommandsWindowTest, AddedCommandsRunAndChangedOnesWaitForTheUsersW
         return choices.value(asked++);
     });
     palette.open(commandId());
-    QTRY_COMPARE_WITH_TIMEOUT(asked, 1, 15000);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return asked == 1; }, 15000));
     EXPECT_EQ(status(), QStringLiteral("Error: ") +
                             PaletteCommandStore::changedOutsideMessage("Touch marker"));
     EXPECT_FALSE(QFile::exists(marker));
 
     palette.open(commandId());
-    QTRY_COMPARE_WITH_TIMEOUT(asked, 2, 15000);
-    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(marker), 15000);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return asked == 2; }, 15000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return QFile::exists(marker); }, 15000));
     QFile ran(marker);
     ASSERT_TRUE(ran.open(QIODevice::ReadOnly));
     EXPECT_EQ(ran.readAll(), "y\n");
 }
 
-struct PaletteFromOutsideTest : test::LaunchFixture {};
-
-TEST_F(PaletteFromOutsideTest, VelmoxPaletteWindowOpensThePaletteOfTheRunningVelmox) {
-    launchDelegate();
+// The running Velmox (this process, its window offscreen) asked by the real command line.
+struct PaletteFromOutsideTest : test::LaunchFixture {
     SingleInstance instance;
-    ASSERT_TRUE(instance.claim());
-    QObject::connect(&instance, &SingleInstance::paletteRequested, delegate.get(),
-                     &AppDelegate::showPalette);
+
+    void launch() {
+        launchDelegate();
+        ASSERT_TRUE(instance.claim());
+        instance.serve(*delegate);
+    }
+
+    // Runs `velmox palette ARGS` while this process keeps answering; its exit code.
+    int palette(const QStringList& args) {
+        command.start(QStringLiteral(VELMOX_BINARY), QStringList{"palette"} + args);
+        command.closeWriteChannel();
+        const bool ended =
+            QTest::qWaitFor([&] { return command.state() == QProcess::NotRunning; }, 30000);
+        errors = command.readAllStandardError();
+        return ended ? command.exitCode() : -1;
+    }
 
     QProcess command;
-    command.start(QStringLiteral(VELMOX_BINARY), {"palette", "--window"});
-    QTRY_VERIFY_WITH_TIMEOUT(
-        delegate->mainWindow() && delegate->mainWindow()->commandPalette()->isVisible(), 15000);
+    QByteArray errors;
+};
+
+TEST_F(PaletteFromOutsideTest, VelmoxPaletteWindowOpensThePaletteOfTheRunningVelmox) {
+    launch();
+    ASSERT_EQ(palette({"--window"}), 0) << errors.toStdString();
+    EXPECT_TRUE(delegate->mainWindow()->commandPalette()->isVisible());
     EXPECT_TRUE(windowShown());
-    QTRY_COMPARE_WITH_TIMEOUT(command.state(), QProcess::NotRunning, 15000);
-    EXPECT_EQ(command.exitCode(), 0) << command.readAllStandardError().toStdString();
+}
+
+TEST_F(PaletteFromOutsideTest, RunningAPlaceBringsTheRunningVelmoxThere) {
+    launch();
+    delegate->mainWindow()->hide();
+    ASSERT_EQ(palette({"--run", "tab:networkTools/speedTest"}), 0) << errors.toStdString();
+    EXPECT_TRUE(windowShown());
+    EXPECT_EQ(services.navigation().currentPage(), QStringLiteral("networkTools"));
+    EXPECT_EQ(services.navigation().detail(QStringLiteral("networkTools")),
+              QStringLiteral("speedTest"));
+
+    // A setting brings the settings window forward at its pane with its control focused, and
+    // nothing else.
+    delegate->mainWindow()->hide();
+    ASSERT_EQ(palette({"--run", "setting:diskHealthNotify"}), 0) << errors.toStdString();
+    ASSERT_NE(delegate->settings().view(), nullptr);
+    EXPECT_TRUE(delegate->settings().window()->isVisible());
+    EXPECT_EQ(delegate->settings().view()->currentSection(), QStringLiteral("diskHealth"));
+    const auto* focused =
+        qobject_cast<QAbstractButton*>(delegate->settings().window()->focusWidget());
+    ASSERT_NE(focused, nullptr);
+    EXPECT_EQ(focused->text(), QStringLiteral("Send notifications"));
+    EXPECT_FALSE(windowShown());
+    // Opening from outside is not something the user ran from the palette.
+    EXPECT_TRUE(delegate->mainWindow()->commandPalette()->recents().isEmpty());
+}
+
+TEST_F(PaletteFromOutsideTest, TheAboutBoxDoesNotKeepTheCommandLineWaiting) {
+    launch();
+    // The box is closed once the command has ended, whenever that is.
+    bool shown = false;
+    QTimer closer;
+    QObject::connect(&closer, &QTimer::timeout, [&] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (box && command.state() == QProcess::NotRunning) {
+            shown = true;
+            box->accept();
+        }
+    });
+    closer.start(50);
+    EXPECT_EQ(palette({"--run", "tab:settings/about"}), 0) << errors.toStdString();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return shown; }, 10000));
 }
 
 } // namespace

@@ -1,20 +1,28 @@
 #include "app/PaletteWindow.h"
 
 #include "app/MainWindow.h"
+#include "app/PageWindow.h"
 #include "app/SettingsWindow.h"
+#include "app/SettingsWindowPresenter.h"
 #include "app/pages/PageTabs.h"
 #include "automation/AutomationEngine.h"
 #include "automation/AutomationModel.h"
+#include "platform/Trash.h"
 #include "services/ActionHistoryStore.h"
 #include "tests/app/WindowFixture.h"
 
 #include <QAction>
 #include <QApplication>
+#include <QContextMenuEvent>
+#include <QDir>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 #include <gtest/gtest.h>
 
 using namespace velmox;
@@ -45,8 +53,15 @@ struct PaletteWindowTest : test::WindowFixture {
         QStringList texts;
         const QListWidget* list = window.commandPalette()->results();
         for (int row = 0; row < list->count(); ++row)
-            texts.append(list->item(row)->text().trimmed());
+            texts.append(list->item(row)->text().remove(QStringLiteral("☆ ")));
         return texts;
+    }
+
+    QString status() { return services.status().message().value_or(QString()); }
+
+    QString lastAction() {
+        const QList<ActionHistoryEntry>& entries = services.history().entries();
+        return entries.isEmpty() ? QString() : entries.first().action;
     }
 
     QString currentId() {
@@ -165,6 +180,28 @@ TEST_F(PaletteWindowTest, FavouritesPinAboveRecentsAndRecentsKeepTheLastFew) {
     QTest::keyClick(palette->results(), Qt::Key_D, Qt::ControlModifier);
     EXPECT_TRUE(palette->favorites().isEmpty());
     EXPECT_EQ(rows().at(1), QStringLiteral("System Cleanup"));
+
+    // A click on a row's star pins it, a click on its title does not.
+    QListWidget* list = palette->results();
+    const QRect first = list->visualItemRect(list->currentItem());
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, first.center() + QPoint(80, 0));
+    EXPECT_TRUE(palette->favorites().isEmpty());
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                      QPoint(first.left() + 3, first.center().y()));
+    EXPECT_EQ(palette->favorites(), QStringList{QStringLiteral("page:cleanup")});
+
+    // The menu key opens the current row's menu from the search field.
+    QStringList offered;
+    QTimer::singleShot(0, [&] {
+        if (auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget())) {
+            for (const QAction* action : menu->actions())
+                offered << action->text();
+            menu->close();
+        }
+    });
+    QContextMenuEvent menuKey(QContextMenuEvent::Keyboard, QPoint(), QPoint());
+    QApplication::sendEvent(palette->searchField(), &menuKey);
+    EXPECT_EQ(offered, QStringList{QStringLiteral("Remove from favorites")});
 }
 
 TEST_F(PaletteWindowTest, EveryTabAndSettingsPaneIsAnEntryThatOpensIt) {
@@ -212,6 +249,15 @@ TEST_F(PaletteWindowTest, EveryTabAndSettingsPaneIsAnEntryThatOpensIt) {
         }
     }
 
+    // Every setting has a control of its title in its pane.
+    SettingsView settingsView(services, QString());
+    for (const PaletteEntry& entry : palette->index().entries()) {
+        if (entry.section != PaletteSection::settings)
+            continue;
+        settingsView.selectSection(entry.destination.section(u'/', 1));
+        EXPECT_TRUE(settingsView.focusSetting(entry.title)) << entry.id.toStdString();
+    }
+
     // A setting opens the settings window at its pane.
     QSignalSpy settings(&window, &MainWindow::settingsRequested);
     QSignalSpy section(&services.notifications(), &AppNotifications::openSettingsSection);
@@ -252,20 +298,92 @@ TEST_F(PaletteWindowTest, AutomationRunsAskFirstWhenTheyCanDoHarmAndReportTheirR
     palette->open(QStringLiteral("automation:flushDNS"));
     EXPECT_EQ(questions.last(), QStringLiteral("This runs the automation task “Flush DNS Cache”."
                                                "\n\nThis needs administrator rights."));
-    QTRY_VERIFY_WITH_TIMEOUT(lastStatus().startsWith(QStringLiteral("Success: Dry run:")), 10000);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return lastStatus().startsWith(QStringLiteral("Success: Dry run:")); }, 10000));
     const auto lastAction = [this] {
         const QList<ActionHistoryEntry>& entries = services.history().entries();
         return entries.isEmpty() ? QString() : entries.first().action;
     };
-    QTRY_COMPARE_WITH_TIMEOUT(lastAction(), QStringLiteral("Automation (dry run): Flush DNS Cache"),
-                              10000);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return lastAction() == QStringLiteral("Automation (dry run): Flush DNS Cache"); },
+        10000));
     EXPECT_EQ(palette->recents().first(), QStringLiteral("automation:flushDNS"));
 
     // A task that can do no harm runs without a question.
     palette->open(QStringLiteral("automation:rebuildLaunchServices"));
     EXPECT_EQ(questions.size(), 2);
-    QTRY_COMPARE_WITH_TIMEOUT(
-        lastAction(), QStringLiteral("Automation (dry run): Rebuild Desktop Databases"), 10000);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            return lastAction() ==
+                   QStringLiteral("Automation (dry run): Rebuild Desktop Databases");
+        },
+        10000));
+}
+
+TEST_F(PaletteWindowTest, ATaskThatDeletesForGoodSaysWhatGoesAndHowMuchFirst) {
+    const QString trashed = Trash::filesFolder() + QStringLiteral("/old notes.txt");
+    ASSERT_TRUE(QDir().mkpath(Trash::filesFolder()));
+    for (const QString& path : {trashed, Trash::filesFolder() + QStringLiteral("/draft.txt")}) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray(5000, 'x'));
+    }
+    // Other tests of this program may have left items there too.
+    const qsizetype items =
+        QDir(Trash::filesFolder())
+            .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot)
+            .size();
+    PaletteWindow* palette = window.commandPalette();
+    QStringList questions;
+    bool answer = false;
+    palette->setConfirm([&](const QString& question) {
+        questions << question;
+        return answer;
+    });
+
+    // The question counts what goes, measured when asked; a no deletes nothing.
+    palette->open(QStringLiteral("task:empty-trash"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return questions.size() == 1; }, 10000));
+    EXPECT_TRUE(questions.first().startsWith(
+        QStringLiteral("This runs the task “Trash Management”.\n\nIt can change or delete data."
+                       "\n\nThis permanently deletes %1 items (")
+            .arg(items)))
+        << questions.first().toStdString();
+    EXPECT_TRUE(
+        questions.first().endsWith(QStringLiteral(") from the Trash. This cannot be undone.")));
+    EXPECT_TRUE(QFile::exists(trashed));
+    EXPECT_TRUE(palette->recents().isEmpty());
+    EXPECT_EQ(status(), QString());
+
+    answer = true;
+    palette->open(QStringLiteral("task:empty-trash"));
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return lastAction() == QStringLiteral("Trash Management"); }, 15000));
+    EXPECT_FALSE(QFile::exists(trashed));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return status().startsWith(QStringLiteral("Success: Trash Management freed")); },
+        10000));
+    EXPECT_EQ(palette->recents(), QStringList{QStringLiteral("task:empty-trash")});
+}
+
+struct PaletteShortcutTest : test::LaunchFixture {};
+
+TEST_F(PaletteShortcutTest, CtrlKOpensItFromTheSettingsWindowAndPageWindowsAlone) {
+    launchDelegate();
+    MainWindow* main = delegate->mainWindow();
+    ASSERT_NE(main, nullptr);
+    PageWindow& page = delegate->openPageWindow(Category::fanTemp);
+    delegate->showSettings();
+    for (QWidget* window : {delegate->settings().window(), static_cast<QWidget*>(&page)}) {
+        SCOPED_TRACE(window->windowTitle().toStdString());
+        main->commandPalette()->hide();
+        main->hide(); // the window the palette belongs to is not in view
+        window->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+        QTest::keyClick(window, Qt::Key_K, Qt::ControlModifier);
+        EXPECT_TRUE(main->commandPalette()->isVisible());
+        EXPECT_TRUE(main->isVisible());
+    }
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "cleaning/OptimizationRegistry.h"
 #include "palette/PaletteCatalog.h"
 #include "palette/PaletteText.h"
+#include "services/Category.h"
 
 #include <gtest/gtest.h>
 
@@ -101,4 +102,31 @@ TEST(PaletteText, TheTokenCacheIsEmptiedWholeWhenFull) {
     EXPECT_GE(paletteTokenCacheSize(), 1);
     EXPECT_EQ(paletteCachedTokens(QStringLiteral("Fan & Temperature")),
               (QStringList{"fan", "temperature"}));
+}
+
+TEST(PaletteCatalog, EveryPageAndTaskOfBothSystemsHasOneEntryThatLeadsSomewhereOrAsks) {
+    for (const auto system :
+         {OptimizationRegistry::System::linuxDesktop, OptimizationRegistry::System::macOS}) {
+        const OptimizationRegistry registry(TaskPlaces::current(), system);
+        const QList<PaletteEntry> entries = builtInPaletteEntries(registry);
+        QHash<QString, PaletteEntry> byId;
+        for (const PaletteEntry& each : entries) {
+            EXPECT_FALSE(byId.contains(each.id)) << "twice: " << each.id.toStdString();
+            byId.insert(each.id, each);
+        }
+        for (const Category category : allCategories())
+            EXPECT_EQ(byId.value(QStringLiteral("page:") + rawValue(category)).destination,
+                      rawValue(category));
+        for (const OptimizationTask& task : registry.allTasks()) {
+            const PaletteEntry row =
+                byId.value(QStringLiteral("task:") + OptimizationRegistry::key(task));
+            EXPECT_EQ(row.title, task.title);
+            // Every task runs in place, and one that can do harm asks first.
+            EXPECT_TRUE(row.destination.isEmpty()) << task.title.toStdString();
+            EXPECT_EQ(!row.question.isEmpty(), task.needsConfirmation())
+                << task.title.toStdString();
+        }
+        for (const AutomationTask& task : automationCatalogue())
+            EXPECT_EQ(byId.value(QStringLiteral("automation:") + task.id).title, task.title);
+    }
 }
