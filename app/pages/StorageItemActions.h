@@ -2,6 +2,7 @@
 
 #include "app/pages/StorageRemover.h"
 #include "services/ActionHistoryEntry.h"
+#include "storage/ScanJob.h"
 
 #include <QList>
 #include <QObject>
@@ -16,7 +17,6 @@ class QWidget;
 namespace velmox {
 
 class ActionHistoryStore;
-class ScanJob;
 
 // What the Storage Manager does with the items the user picked in the list or the chart: one
 // QAction per command, shared by the context menu, the toolbar and the keys (Enter opens,
@@ -63,7 +63,8 @@ public:
     QAction* action(Kind kind) const { return actions_[kind]; }
     // A context menu of every command for the targets; the caller owns it.
     QMenu* makeMenu(QWidget* parent) const;
-    bool isRemoving() const { return remover_.isRunning(); }
+    // Until the removed items are gone from the disk and from the job's tree.
+    bool isRemoving() const { return remover_.isRunning() || (job_ && job_->isRemoving()); }
     // The last move to the Trash made here, while Put Back still works for it.
     std::optional<ActionHistoryEntry> undoableEntry() const;
     void putBackLast();
