@@ -297,7 +297,7 @@ void ScanJob::scannerFinished(const DiskScanner* which) {
 void ScanJob::writeCache() {
     // Only a complete tree stands for the scope's last scan.
     if (!cache_ || !tree_ || isSummaryOnly_ || pausedScanner_ ||
-        tree_->hasFlag(0, NodeFlag::incompleteRoot))
+        (tree_->flags(0) & NodeFlag::incompleteRoot) == NodeFlag::incompleteRoot)
         return;
     CatalogMeta meta = catalogMetaFor(*tree_, volume_, scannedAt_);
     meta.scanStamp = stamp_.value_or(ScanStamp{1, 0, {}, volume_.uuid, scannedAt_});
@@ -407,6 +407,8 @@ bool ScanJob::openCachedScan() {
                     return;
                 }
                 scannedAt_ = loaded->meta.scanDate;
+                // Written back with the tree when removals edit it.
+                stamp_ = loaded->meta.scanStamp;
                 isFromCache_ = true;
                 setTree(loaded->tree);
                 fullCacheOnDisk_ = !loaded->meta.isSummary;
@@ -545,6 +547,7 @@ void ScanJob::removalApplied(const std::shared_ptr<const FileTree>& base,
         if (updated) {
             setTree(std::move(updated));
             refreshUnreadable({});
+            writeCache();
         }
     } else if (tree_ && !isSummaryOnly_) {
         // A rescan replaced the tree meanwhile: the items go from the tree it left.

@@ -130,7 +130,8 @@ public:
     // Takes items that were removed from the disk out of the tree shown (paths not in it are
     // passed over) without reading anything again. The edited copy is built on a thread of
     // the job's from the tree shown, which stays on screen until the copy replaces it; paths
-    // given meanwhile wait and are taken out in the next pass.
+    // given meanwhile wait and are taken out in the next pass. The edited tree goes to the
+    // scope's cache, marked edited, so that the next scan reads everything.
     void removeFromTree(const QList<QByteArray>& paths);
     // Removed items are being taken out of the tree (isRemoving() changes emit stateChanged).
     bool isRemoving() const { return removing_; }

@@ -216,6 +216,32 @@ TEST_F(ScanJobTest, RemovalsAndARescanQueueBehindTheTreeEditAndEndAsAFreshScan) 
     EXPECT_EQ(before->items(0), 21u + 6u); // the tree that was shown was left alone
 }
 
+// After a restart the edited tree comes back from the cache as it was left, marked edited.
+TEST_F(ScanJobTest, ATreeEditedByRemovalsIsCachedAndComesBackEdited) {
+    QTemporaryDir data;
+    StorageCatalogStore store(data.path());
+    addFolders(1);
+    {
+        ScanCenter center(SystemClock::shared(), &status_, &store);
+        ScanJob* job = center.job(scope());
+        job->start();
+        ASSERT_TRUE(processEventsUntil([&] { return job->fullCacheOnDisk(); }));
+        ASSERT_TRUE(QDir(QString::fromUtf8(root_ + "/more0")).removeRecursively());
+        ASSERT_EQ(::unlink(root_ + "/albums/track3"), 0);
+        job->removeFromTree({root_ + "/more0", root_ + "/albums/track3"});
+        ASSERT_TRUE(processEventsUntil([&] { return job->tree()->items(0) == 20u; }));
+        ASSERT_TRUE(processEventsUntil([&] { return job->fullCacheOnDisk(); }));
+    }
+    ScanCenter center(SystemClock::shared(), &status_, &store);
+    ScanJob* job = center.job(scope());
+    ASSERT_TRUE(job->openCachedScan());
+    ASSERT_TRUE(processEventsUntil([&] { return job->state() == ScanJob::State::finished; }));
+    const FileTree& tree = *job->tree();
+    EXPECT_EQ(folderFigures(tree), folderFigures(*scanFolder(QString::fromUtf8(root_))));
+    EXPECT_TRUE(tree.hasFlag(0, NodeFlag::edited));
+    EXPECT_EQ(tree.flags(0) & NodeFlag::incomplete, 0);
+}
+
 TEST_F(ScanJobTest, OnlyAPausedScanResumesAndARefusedPassIsReported) {
     ScanJob* job = center_.job(scope());
     job->start();
