@@ -272,6 +272,10 @@ TEST_F(IncrementalRescanTest, AnyGapOrOtherHistoryMeansAFullScan) {
     expectFull(decide(),
                "The earlier scan was edited or incomplete, so everything was read again.");
     baseline_->setFlags(3, baseline_->flags(3) & ~NodeFlag::edited);
+    ASSERT_TRUE(baseline_->setDeletedChildCounts({{3, 2}}));
+    expectFull(decide(),
+               "The earlier scan was edited or incomplete, so everything was read again.");
+    ASSERT_TRUE(baseline_->setDeletedChildCounts({}));
 
     // A restarted recorder keeps a new journal; a stopped one keeps none.
     startRecorder();

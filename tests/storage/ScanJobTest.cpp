@@ -240,6 +240,8 @@ TEST_F(ScanJobTest, ATreeEditedByRemovalsIsCachedAndComesBackEdited) {
     EXPECT_EQ(folderFigures(tree), folderFigures(*scanFolder(QString::fromUtf8(root_))));
     EXPECT_TRUE(tree.hasFlag(0, NodeFlag::edited));
     EXPECT_EQ(tree.flags(0) & NodeFlag::incomplete, 0);
+    EXPECT_EQ(tree.deletedChildCount(0), 1u);
+    EXPECT_EQ(tree.deletedChildCount(*tree.findPath(root_ + "/albums")), 1u);
 }
 
 TEST_F(ScanJobTest, OnlyAPausedScanResumesAndARefusedPassIsReported) {
