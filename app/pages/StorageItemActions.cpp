@@ -272,7 +272,11 @@ void StorageItemActions::trigger(Kind kind) {
         return;
     }
     case openTerminal:
-        // The last terminal's thread has ended or is about to: it only starts a program.
+        // One at a time, so that the last one's thread has ended (it reported back) when it is
+        // joined here.
+        if (openingTerminal_)
+            return;
+        openingTerminal_ = true;
         terminalThread_ =
             std::jthread([this, open = desktop_.openTerminal,
                           folder = oneFolder ? paths.first() : folderOf(paths.first())] {
@@ -280,6 +284,7 @@ void StorageItemActions::trigger(Kind kind) {
                 QMetaObject::invokeMethod(
                     this,
                     [this, error] {
+                        openingTerminal_ = false;
                         if (!error.isEmpty())
                             emit message(error);
                     },

@@ -109,7 +109,8 @@ private:
     QAction* actions_[kKinds] = {};
     StorageRemover remover_;
     std::optional<ActionHistoryEntry> lastTrash_;
-    QStringList refused_;         // refused before the batch started, told with its outcome
+    QStringList refused_; // refused before the batch started, told with its outcome
+    bool openingTerminal_ = false;
     std::jthread terminalThread_; // opens the terminal; joined by the next one or the end
 };
 
