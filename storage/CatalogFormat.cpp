@@ -5,6 +5,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QtEndian>
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstring>
@@ -39,7 +40,7 @@ constexpr Tag kMeta{'M', 'E', 'T', 'A'}, kParent{'P', 'R', 'N', 'T'}, kFirst{'F'
     kFlags{'F', 'L', 'A', 'G'}, kAlloc{'A', 'L', 'O', 'C'}, kLogical{'L', 'O', 'G', 'I'},
     kMtime{'M', 'T', 'I', 'M'}, kNames{'N', 'A', 'M', 'E'}, kLinkNode{'L', 'N', 'O', 'D'},
     kLinkKey{'L', 'K', 'E', 'Y'}, kLinkAlloc{'L', 'A', 'L', 'C'}, kLinkLogical{'L', 'L', 'O', 'G'},
-    kLinkCounted{'L', 'C', 'N', 'T'}, kCheckpoint{'C', 'K', 'P', 'T'};
+    kLinkCounted{'L', 'C', 'N', 'T'}, kCheckpoint{'C', 'K', 'P', 'T'}, kDeleted{'D', 'E', 'L', 'C'};
 
 uint32_t crc32(QByteArrayView data) {
     static const auto table = [] {
@@ -132,6 +133,8 @@ constexpr BlockShape kShapes[] = {
     {kLinkCounted, 1, 1, 0, false},
     // The folders still to read and up to a few hundred unreadable samples.
     {kCheckpoint, 1, 2 * kMaxNameBytes, 1u << 20, false},
+    // Pairs of a folder's node and how many of its children were removed: one per node at most.
+    {kDeleted, 4, 8, 0, false},
 };
 
 struct Block {
@@ -376,6 +379,25 @@ std::expected<CatalogContents, CatalogReadError> Reader::read() {
             return damaged(QStringLiteral("the streams do not match"));
     }
 
+    // Children removed after the scan, from version 4 on.
+    if (const QByteArray deletedKey(kDeleted.data(), 4); blocks_.contains(deletedKey)) {
+        const Block deleted = blocks_.value(deletedKey);
+        if (version < 4)
+            return damaged(QStringLiteral("the streams do not match"));
+        if (deleted.data.size() % 8 != 0)
+            return damaged(QStringLiteral("a stream has the wrong length"));
+        QHash<int32_t, uint32_t> counts;
+        for (qsizetype at = 0; at < deleted.data.size(); at += 8) {
+            uint32_t pair[2];
+            std::memcpy(pair, deleted.data.constData() + at, sizeof(pair));
+            if (pair[0] > uint32_t(INT32_MAX) || counts.contains(int32_t(pair[0])))
+                return damaged(QStringLiteral("the streams do not match"));
+            counts.insert(int32_t(pair[0]), pair[1]);
+        }
+        if (!tree->setDeletedChildCounts(std::move(counts)))
+            return damaged(QStringLiteral("the streams do not match"));
+    }
+
     CatalogContents contents{std::move(*tree), std::move(*meta), std::nullopt, {}};
     if (version >= 3 && blocks_.contains(QByteArray(kCheckpoint.data(), 4))) {
         const QJsonObject checkpoint =
@@ -408,7 +430,8 @@ bool CatalogContents::sameAs(const CatalogContents& other) const {
            tree.pathRedirects == other.tree.pathRedirects &&
            tree.sizesSummed() == other.tree.sizesSummed() &&
            tree.columns() == other.tree.columns() &&
-           tree.linkedFiles() == other.tree.linkedFiles() && mine == other.meta &&
+           tree.linkedFiles() == other.tree.linkedFiles() &&
+           tree.deletedChildCounts() == other.tree.deletedChildCounts() && mine == other.meta &&
            checkpoint == other.checkpoint && stack == other.stack;
 }
 
@@ -480,6 +503,15 @@ Result<QByteArray> encode(const CatalogContents& contents, uint32_t version) {
         writer.column(kLinkAlloc, alloc);
         writer.column(kLinkLogical, logical);
         writer.column(kLinkCounted, counted);
+    }
+    if (version >= 4 && !tree.deletedChildCounts().isEmpty()) {
+        std::vector<uint32_t> pairs;
+        pairs.reserve(size_t(tree.deletedChildCounts().size()) * 2);
+        QList<int32_t> folders = tree.deletedChildCounts().keys();
+        std::sort(folders.begin(), folders.end());
+        for (const int32_t folder : folders)
+            pairs.insert(pairs.end(), {uint32_t(folder), tree.deletedChildCounts().value(folder)});
+        writer.column(kDeleted, pairs);
     }
     if (version >= 3 && contents.checkpoint) {
         QJsonArray stack;

@@ -44,7 +44,7 @@ struct CatalogSummary {
 // arguments: safe on any thread.
 namespace CatalogFormat {
 
-inline constexpr uint32_t kNewestVersion = 3;
+inline constexpr uint32_t kNewestVersion = 4;
 inline constexpr char kSignature[8] = {'V', 'X', 'C', 'A', 'T', 'L', 'O', 'G'};
 
 // Refuses a tree that must not be written: "the scan is inconsistent", "the child ranges do

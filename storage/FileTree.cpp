@@ -170,6 +170,15 @@ Status FileTree::setLinkedFiles(std::vector<LinkedFile> files) {
     return Done{};
 }
 
+Status FileTree::setDeletedChildCounts(QHash<int32_t, uint32_t> counts) {
+    for (auto entry = counts.cbegin(); entry != counts.cend(); ++entry)
+        if (entry.key() < 0 || entry.key() >= size() ||
+            !hasFlag(entry.key(), NodeFlag::directory) || entry.value() == 0)
+            return failure(QStringLiteral("bad deleted child count at %1").arg(entry.key()));
+    deletedChildCounts_ = std::move(counts);
+    return Done{};
+}
+
 void FileTree::reserve(size_t nodes, qsizetype nameBytes) {
     columns_.parent.reserve(nodes);
     columns_.firstChild.reserve(nodes);

@@ -200,6 +200,8 @@ public:
     // a folder that is rescanned starts again from none).
     uint32_t deletedChildCount(int32_t folder) const { return deletedChildCounts_.value(folder); }
     const QHash<int32_t, uint32_t>& deletedChildCounts() const { return deletedChildCounts_; }
+    // For a tree built elsewhere: each count names a folder of this tree and is above 0.
+    Status setDeletedChildCounts(QHash<int32_t, uint32_t> counts);
 
     Status validate() const;
 

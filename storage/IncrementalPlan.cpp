@@ -141,7 +141,9 @@ IncrementalDecision IncrementalDecision::decide(const Inputs& in) {
     if (baseline.size() < 2 || baseline.hasFlag(0, NodeFlag::incomplete))
         return full(everythingReadAgain("The earlier scan was not complete,"));
     const std::vector<uint16_t>& flags = baseline.columns().flags;
-    if (std::any_of(flags.begin(), flags.end(),
+    // Removed children count as an edit even where a file left out the flags.
+    if (!baseline.deletedChildCounts().isEmpty() ||
+        std::any_of(flags.begin(), flags.end(),
                     [](uint16_t f) { return (f & (NodeFlag::edited | NodeFlag::notRead)) != 0; }))
         return full(everythingReadAgain("The earlier scan was edited or incomplete,"));
     if (std::any_of(flags.begin(), flags.end(),

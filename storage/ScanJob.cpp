@@ -57,7 +57,7 @@ void ScanJob::setViewed(bool viewed) {
 bool ScanJob::reduceToSummary() {
     constexpr int kSummaryLevels = 2;
     if (visibleViews_ > 0 || !fullCacheOnDisk_ || isSummaryOnly_ || !tree_ || scanner_ ||
-        pausedScanner_ || isBusy() || isReloadingFull_ || state_ != State::finished)
+        pausedScanner_ || isBusy() || removing_ || isReloadingFull_ || state_ != State::finished)
         return false;
     tree_ = std::make_shared<FileTree>(tree_->topLevels(kSummaryLevels));
     isSummaryOnly_ = needsFullReload_ = true;
@@ -297,7 +297,7 @@ void ScanJob::scannerFinished(const DiskScanner* which) {
 void ScanJob::writeCache() {
     // Only a complete tree stands for the scope's last scan.
     if (!cache_ || !tree_ || isSummaryOnly_ || pausedScanner_ ||
-        tree_->hasFlag(0, NodeFlag::incompleteRoot))
+        (tree_->flags(0) & NodeFlag::incompleteRoot) == NodeFlag::incompleteRoot)
         return;
     CatalogMeta meta = catalogMetaFor(*tree_, volume_, scannedAt_);
     meta.scanStamp = stamp_.value_or(ScanStamp{1, 0, {}, volume_.uuid, scannedAt_});
@@ -407,6 +407,8 @@ bool ScanJob::openCachedScan() {
                     return;
                 }
                 scannedAt_ = loaded->meta.scanDate;
+                // Written back with the tree when removals edit it.
+                stamp_ = loaded->meta.scanStamp;
                 isFromCache_ = true;
                 setTree(loaded->tree);
                 fullCacheOnDisk_ = !loaded->meta.isSummary;
@@ -459,6 +461,13 @@ void ScanJob::rescanFolder(int32_t node) {
     if (!tree_ || node < 0 || node >= tree_->size() || isBusy() || isSummaryOnly_)
         return;
     const QByteArray path = tree_->pathBytes(node);
+    if (removing_) {
+        afterRemovals_.push_back([this, path] {
+            if (const auto again = tree_ ? tree_->findPath(path) : std::nullopt)
+                rescanFolder(*again);
+        });
+        return;
+    }
     const int fd = DirectoryReader::openFolder(path, node == 0);
     if (fd < 0) {
         emit messageChanged(QStringLiteral("\"%1\" could not be opened, so it was not rescanned "
@@ -501,24 +510,69 @@ void ScanJob::rescanFolder(int32_t node) {
 }
 
 void ScanJob::removeFromTree(const QList<QByteArray>& paths) {
-    if (!tree_)
+    if (!tree_ || paths.isEmpty())
         return;
-    std::vector<int32_t> nodes;
-    for (const QByteArray& path : paths)
-        if (const auto node = tree_->findPath(path); node && *node > 0)
-            nodes.push_back(*node);
-    if (nodes.empty())
+    pendingRemovals_ += paths;
+    if (!removing_)
+        startRemoval();
+}
+
+void ScanJob::startRemoval() {
+    removing_ = true;
+    const std::shared_ptr<const FileTree> base = tree_;
+    const QList<QByteArray> paths = std::exchange(pendingRemovals_, {});
+    // The tree shown is only read here: it is never changed in place. Joined by the next
+    // pass or the job's end.
+    removeThread_ = std::jthread([this, base, paths] {
+        std::vector<int32_t> nodes;
+        for (const QByteArray& path : paths)
+            if (const auto node = base->findPath(path); node && *node > 0)
+                nodes.push_back(*node);
+        std::shared_ptr<FileTree> updated;
+        if (!nodes.empty()) {
+            updated = std::make_shared<FileTree>(base->copy());
+            updated->removeSubtrees(nodes);
+        }
+        QMetaObject::invokeMethod(
+            this, [this, base, paths, updated] { removalApplied(base, paths, updated); },
+            Qt::QueuedConnection);
+    });
+    emit stateChanged();
+}
+
+void ScanJob::removalApplied(const std::shared_ptr<const FileTree>& base,
+                             const QList<QByteArray>& paths, std::shared_ptr<FileTree> updated) {
+    removing_ = false;
+    if (tree_ == base) {
+        if (updated) {
+            setTree(std::move(updated));
+            refreshUnreadable({});
+            writeCache();
+        }
+    } else if (tree_ && !isSummaryOnly_) {
+        // A rescan replaced the tree meanwhile: the items go from the tree it left.
+        pendingRemovals_ = paths + pendingRemovals_;
+    }
+    if (!tree_ || isSummaryOnly_)
+        pendingRemovals_.clear();
+    if (!pendingRemovals_.isEmpty()) {
+        startRemoval();
         return;
-    auto updated = std::make_shared<FileTree>(tree_->copy());
-    updated->removeSubtrees(nodes);
-    setTree(updated);
-    refreshUnreadable({});
+    }
+    for (const auto& then : std::exchange(afterRemovals_, {}))
+        then();
+    emit stateChanged();
 }
 
 void ScanJob::readBlockedFolders(const Result<QString>& executable,
                                  ProtectedScan::PrivilegedRunner runner) {
     if (!tree_ || isBusy() || isSummaryOnly_)
         return;
+    if (removing_) {
+        afterRemovals_.push_back(
+            [this, executable, runner] { readBlockedFolders(executable, runner); });
+        return;
+    }
     if (!executable) {
         protectedScan_.outcome = ProtectedScanOutcome{false, executable.error(), 0, 0, 0};
         emit messageChanged(executable.error());

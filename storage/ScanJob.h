@@ -9,6 +9,7 @@
 #include "storage/VolumeInfo.h"
 
 #include <QObject>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -123,14 +124,20 @@ public:
     // Stops a running or paused walk without waiting for its workers.
     void cancel();
     // Reads one folder of the tree again and puts the result in its place; one rescan or
-    // administrator pass at a time.
+    // administrator pass at a time. Asked for while removals are applied, it waits for them
+    // and then reads the folder at the same path.
     void rescanFolder(int32_t node);
     // Takes items that were removed from the disk out of the tree shown (paths not in it are
-    // passed over) without reading anything again: the tree is replaced by an edited copy,
-    // since a cache write may still read the old one.
+    // passed over) without reading anything again. The edited copy is built on a thread of
+    // the job's from the tree shown, which stays on screen until the copy replaces it; paths
+    // given meanwhile wait and are taken out in the next pass. The edited tree goes to the
+    // scope's cache, marked edited, so that the next scan reads everything.
     void removeFromTree(const QList<QByteArray>& paths);
+    // Removed items are being taken out of the tree (isRemoving() changes emit stateChanged).
+    bool isRemoving() const { return removing_; }
     // Reads the blocked folders as root with `runner`, Velmox's own verified executable
-    // being `executable` (ProtectedScan::verifiedExecutable()).
+    // being `executable` (ProtectedScan::verifiedExecutable()). Asked for while removals
+    // are applied, it starts after them.
     void readBlockedFolders(const Result<QString>& executable,
                             ProtectedScan::PrivilegedRunner runner);
 
@@ -166,6 +173,10 @@ private:
     // Reads the full tree back from the cache in place of the summary shown.
     void reloadFull();
     void discardCheckpoint();
+    // Takes the waiting removal paths out of a copy of the tree on removeThread_.
+    void startRemoval();
+    void removalApplied(const std::shared_ptr<const FileTree>& base, const QList<QByteArray>& paths,
+                        std::shared_ptr<FileTree> updated);
 
     ScanScope scope_;
     Clock& clock_;
@@ -197,6 +208,10 @@ private:
     bool isReloadingFull_ = false;
     int visibleViews_ = 0;
     QDateTime checkpointDate_;
+    bool removing_ = false;
+    QList<QByteArray> pendingRemovals_; // wait for the pass under way
+    // Rescans and administrator passes asked for during removals, run after them in order.
+    std::vector<std::function<void()>> afterRemovals_;
     // Declared last, so they are stopped before anything they report into goes.
     std::unique_ptr<DiskScanner> scanner_;
     std::unique_ptr<DiskScanner> pausedScanner_;
@@ -205,6 +220,7 @@ private:
     std::jthread passThread_;                           // joined
     std::jthread cacheThread_;                          // joined
     std::jthread prepareThread_;                        // joined
+    std::jthread removeThread_;                         // joined
 };
 
 } // namespace velmox

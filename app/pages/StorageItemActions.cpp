@@ -3,6 +3,7 @@
 #include "app/pages/StorageRevealer.h"
 #include "services/ActionHistoryStore.h"
 #include "services/ShownText.h"
+#include "services/ToolRunner.h"
 #include "storage/ChartSegment.h"
 #include "storage/ScanJob.h"
 
@@ -10,14 +11,15 @@
 #include <QClipboard>
 #include <QDesktopServices>
 #include <QFile>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QLocale>
 #include <QMenu>
 #include <QMessageBox>
 #include <QProcess>
 #include <QPushButton>
+#include <QStandardPaths>
 #include <QUrl>
-#include <unistd.h>
 
 namespace velmox {
 
@@ -68,23 +70,73 @@ StorageItemActions::Desktop StorageItemActions::systemDesktop() {
                              .arg(shown(path));
         },
         [](const QByteArray& folder) {
-            const QString program = terminalProgram();
-            if (program.isEmpty())
-                return QStringLiteral("No terminal program is installed (x-terminal-emulator, "
-                                      "gnome-terminal, konsole, xfce4-terminal or xterm).");
-            return QProcess::startDetached(program, {}, QFile::decodeName(folder))
+            const Result<QStringList> command =
+                chooseTerminal(QProcessEnvironment::systemEnvironment());
+            if (!command)
+                return command.error();
+            return QProcess::startDetached(command->first(), command->mid(1),
+                                           QFile::decodeName(folder))
                        ? QString()
-                       : QStringLiteral("The terminal “%1” could not be started.").arg(program);
+                       : QStringLiteral("The terminal “%1” could not be started.")
+                             .arg(command->first());
         },
     };
 }
 
-QString StorageItemActions::terminalProgram() {
-    for (const char* candidate : {"/usr/bin/x-terminal-emulator", "/usr/bin/gnome-terminal",
-                                  "/usr/bin/konsole", "/usr/bin/xfce4-terminal", "/usr/bin/xterm"})
-        if (::access(candidate, X_OK) == 0)
-            return QString::fromLatin1(candidate);
-    return {};
+Result<QStringList> StorageItemActions::chooseTerminal(const QProcessEnvironment& environment) {
+    const QStringList searchPath =
+        environment.value(QStringLiteral("PATH")).split(QLatin1Char(':'), Qt::SkipEmptyParts);
+    // A command line with its program found: the program's absolute path, then the arguments.
+    const auto found = [&](const QString& line) {
+        QStringList words = QProcess::splitCommand(line);
+        if (words.isEmpty())
+            return QStringList();
+        const QFileInfo named(words.first());
+        words.first() =
+            words.first().contains(QLatin1Char('/'))
+                ? (named.isAbsolute() && named.isExecutable() && named.isFile() ? words.first()
+                                                                                : QString())
+                : QStandardPaths::findExecutable(words.first(), searchPath);
+        return words.first().isEmpty() ? QStringList() : words;
+    };
+    for (const QString& line :
+         {QStringLiteral("xdg-terminal-exec"), environment.value(QStringLiteral("TERMINAL"))})
+        if (const QStringList command = found(line); !command.isEmpty())
+            return command;
+
+    // Desktops that keep their terminal in the `exec` key of a settings schema.
+    static constexpr std::pair<const char*, const char*> kSchemas[] = {
+        {"GNOME", "org.gnome.desktop.default-applications.terminal"},
+        {"X-Cinnamon", "org.cinnamon.desktop.default-applications.terminal"},
+        {"MATE", "org.mate.applications-terminal"},
+    };
+    const QStringList desktops = environment.value(QStringLiteral("XDG_CURRENT_DESKTOP"))
+                                     .split(QLatin1Char(':'), Qt::SkipEmptyParts);
+    const QString gsettings =
+        QStandardPaths::findExecutable(QStringLiteral("gsettings"), searchPath);
+    for (const auto& [desktop, schema] : kSchemas) {
+        if (gsettings.isEmpty() || !desktops.contains(QLatin1String(desktop), Qt::CaseInsensitive))
+            continue;
+        const ToolRunResult answer = ToolRunner::run(
+            gsettings, {QStringLiteral("get"), QString::fromLatin1(schema), QStringLiteral("exec")},
+            std::nullopt, 5.0);
+        // gsettings prints a string value in single quotes.
+        QString value = answer.standardOutput.trimmed();
+        if (value.size() >= 2 && value.startsWith(QLatin1Char('\'')) &&
+            value.endsWith(QLatin1Char('\'')))
+            value = value.mid(1, value.size() - 2);
+        if (answer.status == 0)
+            if (const QStringList command = found(value); !command.isEmpty())
+                return command;
+    }
+
+    for (const char* name : {"x-terminal-emulator", "gnome-terminal", "konsole", "xfce4-terminal",
+                             "mate-terminal", "kitty", "alacritty", "foot", "xterm"})
+        if (const QStringList command = found(QString::fromLatin1(name)); !command.isEmpty())
+            return command;
+    return failure(QStringLiteral(
+        "No terminal program was found. Install one (for example GNOME Terminal, Konsole or "
+        "xterm), or name yours in the TERMINAL environment variable."));
 }
 
 StorageItemActions::StorageItemActions(QWidget* window, const QList<QWidget*>& keyScopes)
@@ -220,7 +272,24 @@ void StorageItemActions::trigger(Kind kind) {
         return;
     }
     case openTerminal:
-        tell(desktop_.openTerminal(oneFolder ? paths.first() : folderOf(paths.first())));
+        // One at a time, so that the last one's thread has ended (it reported back) when it is
+        // joined here.
+        if (openingTerminal_)
+            return;
+        openingTerminal_ = true;
+        terminalThread_ =
+            std::jthread([this, open = desktop_.openTerminal,
+                          folder = oneFolder ? paths.first() : folderOf(paths.first())] {
+                const QString error = open(folder);
+                QMetaObject::invokeMethod(
+                    this,
+                    [this, error] {
+                        openingTerminal_ = false;
+                        if (!error.isEmpty())
+                            emit message(error);
+                    },
+                    Qt::QueuedConnection);
+            });
         return;
     case rescan:
         job_->rescanFolder(oneFolder ? nodes.first() : folder_);

@@ -2,12 +2,16 @@
 
 #include "app/pages/StorageRemover.h"
 #include "services/ActionHistoryEntry.h"
+#include "services/Result.h"
+#include "storage/ScanJob.h"
 
 #include <QList>
 #include <QObject>
 #include <QPointer>
+#include <QProcessEnvironment>
 #include <functional>
 #include <optional>
+#include <thread>
 
 class QAction;
 class QMenu;
@@ -16,7 +20,6 @@ class QWidget;
 namespace velmox {
 
 class ActionHistoryStore;
-class ScanJob;
 
 // What the Storage Manager does with the items the user picked in the list or the chart: one
 // QAction per command, shared by the context menu, the toolbar and the keys (Enter opens,
@@ -32,6 +35,8 @@ public:
     static constexpr int kKinds = deletePermanently + 1;
 
     // How the desktop is asked to show things; each answers an error sentence or nothing.
+    // openTerminal runs on a thread of the actions' own, since finding the terminal may ask
+    // the desktop's settings program.
     struct Desktop {
         std::function<QString(const QByteArray& path)> open;
         std::function<QString(const QByteArray& path)> reveal;
@@ -63,13 +68,18 @@ public:
     QAction* action(Kind kind) const { return actions_[kind]; }
     // A context menu of every command for the targets; the caller owns it.
     QMenu* makeMenu(QWidget* parent) const;
-    bool isRemoving() const { return remover_.isRunning(); }
+    // Until the removed items are gone from the disk and from the job's tree.
+    bool isRemoving() const { return remover_.isRunning() || (job_ && job_->isRemoving()); }
     // The last move to the Trash made here, while Put Back still works for it.
     std::optional<ActionHistoryEntry> undoableEntry() const;
     void putBackLast();
 
-    // The desktop's terminal program by absolute path, or empty when none is installed.
-    static QString terminalProgram();
+    // The desktop's terminal as a command (the program by absolute path, then its
+    // arguments), searched in the PATH of `environment`, in this order: xdg-terminal-exec,
+    // the TERMINAL variable, the terminal set in GNOME's, Cinnamon's or MATE's settings
+    // (gsettings), x-terminal-emulator, then the first of a few well-known terminals. Runs
+    // gsettings, so it blocks: call it from a worker thread.
+    static Result<QStringList> chooseTerminal(const QProcessEnvironment& environment);
     // "Delete 3 items permanently?" with their size and how many items they hold.
     Confirmation deleteConfirmation() const;
 
@@ -100,6 +110,8 @@ private:
     StorageRemover remover_;
     std::optional<ActionHistoryEntry> lastTrash_;
     QStringList refused_; // refused before the batch started, told with its outcome
+    bool openingTerminal_ = false;
+    std::jthread terminalThread_; // opens the terminal; joined by the next one or the end
 };
 
 } // namespace velmox

@@ -5,14 +5,24 @@
 // a few files are far larger than most), so the chart has slices and arcs to draw: with
 // make-tree.py's nearly equal sizes every group is under 1 % and lands in "Other files". Each
 // figure is the median of its repetitions.
+//
+// Removals from the page: RemovalRebuild is the whole edit of the tree for one removal (copy and
+// renumber), which the job does on a thread of its own; RemovalMainThreadStall is the longest
+// time the main thread works without a break (its own processor time) from the request until
+// the edited tree is shown (the job's tree read from a real cache file, as after a restart).
 
 #include "app/pages/StorageRingChart.h"
+#include "services/Clock.h"
 #include "storage/ChartSegment.h"
+#include "storage/ScanJob.h"
+#include "storage/StorageCatalogStore.h"
 #include "storage/TreeBreakdown.h"
 
 #include <QApplication>
 #include <QImage>
+#include <QTemporaryDir>
 #include <benchmark/benchmark.h>
+#include <ctime>
 
 using namespace velmox;
 
@@ -114,6 +124,65 @@ void FileTypes(benchmark::State& state) {
         benchmark::DoNotOptimize(TreeBreakdown::fileTypes(*tree, 0));
 }
 
+// Ten files of the `index`-th folder of the tree (each repetition takes other ones).
+QList<QByteArray> removalPaths(int index) {
+    QList<QByteArray> paths;
+    const QByteArray folder = "/bench/group" + QByteArray::number(index % 100) + "/folder" +
+                              QByteArray::number(index / 100);
+    for (int number = 0; number < 10; ++number)
+        paths << folder + "/file-" + QByteArray::number(number) + ".dat";
+    return paths;
+}
+
+void RemovalRebuild(benchmark::State& state) {
+    const auto tree = generatedTree();
+    int index = 0;
+    for (auto _ : state) {
+        std::vector<int32_t> nodes;
+        for (const QByteArray& path : removalPaths(index++))
+            nodes.push_back(*tree->findPath(path));
+        FileTree edited = tree->copy();
+        edited.removeSubtrees(nodes);
+        benchmark::DoNotOptimize(edited.size());
+    }
+}
+
+void RemovalMainThreadStall(benchmark::State& state) {
+    static QTemporaryDir data;
+    static StorageCatalogStore store(data.path());
+    static const ScanScope scope{ScanScope::Kind::folder, QStringLiteral("/bench"), {}, {}};
+    static const std::unique_ptr<ScanJob> job = [] {
+        if (!store.writeCache(scope.identifier(), generatedTree(), CatalogMeta{}).get())
+            std::abort();
+        auto made = std::make_unique<ScanJob>(scope, SystemClock::shared());
+        made->setCacheStore(&store);
+        made->openCachedScan();
+        while (made->state() != ScanJob::State::finished)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+        return made;
+    }();
+    static int index = 0;
+    for (auto _ : state) {
+        // The main thread's own processor time, so that other programs on a busy machine do
+        // not count as a stall.
+        const auto now = [] {
+            timespec time{};
+            clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+            return int64_t(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+        };
+        int64_t start = now();
+        job->removeFromTree(removalPaths(index++));
+        int64_t longest = now() - start;
+        while (job->isRemoving()) {
+            start = now();
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+            longest = std::max(longest, now() - start);
+        }
+        state.SetIterationTime(double(longest) / 1e9);
+    }
+    state.counters["nodes"] = job->tree()->size();
+}
+
 } // namespace
 
 // Levels, then the tree: 0 make-tree.py's shape, 1 four folders deep.
@@ -131,6 +200,18 @@ BENCHMARK(LargestFiles)
     ->ReportAggregatesOnly(true);
 BENCHMARK(FileTypes)
     ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->Repetitions(15)
+    ->ReportAggregatesOnly(true);
+
+BENCHMARK(RemovalRebuild)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->Repetitions(15)
+    ->ReportAggregatesOnly(true);
+BENCHMARK(RemovalMainThreadStall)
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime()
     ->Iterations(1)
     ->Repetitions(15)
     ->ReportAggregatesOnly(true);

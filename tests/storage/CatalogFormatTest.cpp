@@ -50,8 +50,11 @@ protected:
                                    meta.volumeUUID, meta.scanDate};
         FileTree tree = tree_->copy();
         tree.pathRedirects = meta.redirects;
+        // As left by removals from the page.
+        EXPECT_TRUE(tree.setDeletedChildCounts({{0, 2}, {photos(), 5}}));
         return {std::move(tree), meta, std::nullopt, {}};
     }
+    int32_t photos() const { return *tree_->findPath(root_ + "/photos"); }
 
     QTemporaryDir dir_;
     QByteArray root_;
@@ -68,6 +71,29 @@ bool isDamagedText(const QString& message) {
         "negative size at \\d+|the parent of node \\d+ is not a directory|bad name range at "
         "\\d+)\\)$"));
     return known.match(message).hasMatch();
+}
+
+// `file` with the data of its last block, `tag`, replaced by `pairs` stored raw.
+QByteArray withLastBlock(const QByteArray& file, const char* tag,
+                         const std::vector<uint32_t>& pairs) {
+    const qsizetype at = file.lastIndexOf(tag);
+    EXPECT_GT(at, 0) << tag;
+    const QByteArray data = CatalogFormat::shuffle(
+        QByteArrayView(reinterpret_cast<const char*>(pairs.data()), qsizetype(pairs.size() * 4)),
+        4);
+    uint32_t crc = 0xFFFFFFFFu;
+    for (const char byte : data) {
+        crc ^= uint8_t(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc & 1) ? 0xEDB88320u ^ (crc >> 1) : crc >> 1;
+    }
+    crc ^= 0xFFFFFFFFu;
+    const uint64_t size = uint64_t(data.size());
+    QByteArray header = file.mid(at, 4) + QByteArray("\0\x04\0\0", 4);
+    header.append(reinterpret_cast<const char*>(&size), 8);
+    header.append(reinterpret_cast<const char*>(&size), 8);
+    header.append(reinterpret_cast<const char*>(&crc), 4);
+    return file.left(at) + header + data;
 }
 
 // The data of a block in a file written without checksums (version 2).
@@ -90,10 +116,18 @@ TEST_F(CatalogFormatTest, RoundTripsEveryVersionThatIsRead) {
               QByteArray("odd\xff name"));
     EXPECT_EQ(read->tree.items(0), tree_->items(0));
 
-    // Version 2 has no checkpoint block, version 1 no hard-link records either.
-    const auto v2 = CatalogFormat::decode(*CatalogFormat::encode(original, 2), UINT64_MAX);
-    ASSERT_TRUE(v2.has_value());
-    EXPECT_TRUE(v2->sameAs(original));
+    EXPECT_EQ(read->tree.deletedChildCount(photos()), 5u);
+
+    // Version 3 has no removed-children counts, version 2 no checkpoint block either, version 1
+    // no hard-link records either.
+    for (const uint32_t version : {3, 2}) {
+        const auto older =
+            CatalogFormat::decode(*CatalogFormat::encode(original, version), UINT64_MAX);
+        ASSERT_TRUE(older.has_value()) << version;
+        EXPECT_EQ(older->tree.columns(), original.tree.columns());
+        EXPECT_EQ(older->tree.linkedFiles(), original.tree.linkedFiles());
+        EXPECT_TRUE(older->tree.deletedChildCounts().isEmpty());
+    }
     const auto v1 = CatalogFormat::decode(*CatalogFormat::encode(original, 1), UINT64_MAX);
     ASSERT_TRUE(v1.has_value());
     EXPECT_EQ(v1->tree.columns(), original.tree.columns());
@@ -170,9 +204,24 @@ TEST_F(CatalogFormatTest, EveryFlippedOrCutByteGivesADamagedFileText) {
     expectDamaged(file + '\0', "one byte too many");
 
     QByteArray future = file;
-    future[8] = 4;
+    future[8] = 5;
     EXPECT_EQ(CatalogFormat::decode(future, UINT64_MAX).error().message(),
-              QStringLiteral("The catalog file is damaged (unsupported version 4)"));
+              QStringLiteral("The catalog file is damaged (unsupported version 5)"));
+
+    // Removed-children counts that name no folder, count nothing, repeat a folder or are cut.
+    const auto file0 = uint32_t(*tree_->findPath(root_ + "/photos/big"));
+    const auto folder = uint32_t(photos());
+    ASSERT_TRUE(CatalogFormat::decode(withLastBlock(file, "DELC", {folder, 1}), UINT64_MAX));
+    for (const auto& pairs : std::vector<std::vector<uint32_t>>{
+             {uint32_t(tree_->size()), 1}, {file0, 1}, {folder, 0}, {folder, 1, folder, 2}})
+        EXPECT_EQ(
+            CatalogFormat::decode(withLastBlock(file, "DELC", pairs), UINT64_MAX).error().message(),
+            QStringLiteral("The catalog file is damaged (the streams do not match)"))
+            << pairs[0];
+    EXPECT_EQ(CatalogFormat::decode(withLastBlock(file, "DELC", {folder, 1, 0}), UINT64_MAX)
+                  .error()
+                  .message(),
+              QStringLiteral("The catalog file is damaged (a stream has the wrong length)"));
     EXPECT_EQ(CatalogFormat::decode(file, 1000).error().message(),
               QStringLiteral("The catalog file is too large to open."));
 }

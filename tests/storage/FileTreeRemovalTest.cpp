@@ -8,16 +8,6 @@ using namespace velmox::test;
 
 namespace {
 
-// Every folder of `tree` by path with its sizes and item count.
-QMap<QByteArray, std::tuple<int64_t, int64_t, uint32_t>> folderFigures(const FileTree& tree) {
-    QMap<QByteArray, std::tuple<int64_t, int64_t, uint32_t>> figures;
-    for (int32_t node = 0; node < tree.size(); ++node)
-        if (tree.hasFlag(node, NodeFlag::directory))
-            figures.insert(tree.pathBytes(node),
-                           {tree.alloc(node), tree.logical(node), tree.items(node)});
-    return figures;
-}
-
 // root/ { keep/ (k.bin, deep/d.bin), gone/ (g1.bin, sub/g2.bin), linked/ (one.bin), other.bin,
 // two.bin (a second name of linked/one.bin) }
 struct FileTreeRemoval : ::testing::Test {

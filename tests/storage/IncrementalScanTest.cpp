@@ -272,6 +272,10 @@ TEST_F(IncrementalRescanTest, AnyGapOrOtherHistoryMeansAFullScan) {
     expectFull(decide(),
                "The earlier scan was edited or incomplete, so everything was read again.");
     baseline_->setFlags(3, baseline_->flags(3) & ~NodeFlag::edited);
+    ASSERT_TRUE(baseline_->setDeletedChildCounts({{3, 2}}));
+    expectFull(decide(),
+               "The earlier scan was edited or incomplete, so everything was read again.");
+    ASSERT_TRUE(baseline_->setDeletedChildCounts({}));
 
     // A restarted recorder keeps a new journal; a stopped one keeps none.
     startRecorder();
@@ -303,6 +307,17 @@ TEST_F(IncrementalRescanTest, ScanJobRescansIncrementally) {
     ASSERT_TRUE(scanned());
     EXPECT_TRUE(job.scanNote().startsWith(QStringLiteral("Updated ")))
         << job.scanNote().toStdString();
+    expectSameFacts(factsOf(*job.tree()), factsOf(*fullScan(root_)));
+
+    // Items removed from the page leave an edited tree in the cache: the next scan reads
+    // everything, and still equals a full scan.
+    ASSERT_TRUE(processEventsUntil([&] { return job.fullCacheOnDisk(); }));
+    ASSERT_EQ(::unlink((root_ + "/d/single").constData()), 0);
+    job.removeFromTree({root_ + "/d/single"});
+    ASSERT_TRUE(processEventsUntil([&] { return !job.isRemoving() && job.fullCacheOnDisk(); }));
+    ASSERT_TRUE(scanned());
+    EXPECT_EQ(job.scanNote(), QStringLiteral("The earlier scan was edited or incomplete, so "
+                                             "everything was read again."));
     expectSameFacts(factsOf(*job.tree()), factsOf(*fullScan(root_)));
 }
 

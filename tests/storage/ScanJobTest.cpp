@@ -184,6 +184,66 @@ TEST_F(ScanJobTest, RescanningAFolderReplacesItsSubtree) {
     EXPECT_TRUE(job->tree()->validate().has_value());
 }
 
+// Removed items leave the tree on a thread of the job's: the tree shown stays until the edited
+// one replaces it, and removals and a rescan asked for meanwhile follow in order.
+TEST_F(ScanJobTest, RemovalsAndARescanQueueBehindTheTreeEditAndEndAsAFreshScan) {
+    addFolders(3);
+    ScanJob* job = center_.job(scope());
+    job->start();
+    ASSERT_TRUE(processEventsUntil([&] { return job->state() == ScanJob::State::finished; }));
+    const std::shared_ptr<const FileTree> before = job->tree();
+    ASSERT_EQ(::unlink(root_ + "/albums/track0"), 0);
+    ASSERT_TRUE(QDir(QString::fromUtf8(root_ + "/more0")).removeRecursively());
+    ASSERT_EQ(::unlink(root_ + "/more1/song"), 0);
+    writeFile(root_ + "/more2/extra", 3000);
+
+    job->removeFromTree({root_ + "/albums/track0", root_ + "/more0"});
+    job->removeFromTree({root_ + "/more1/song", root_ + "/not-in-the-scan"});
+    job->rescanFolder(*before->findPath(root_ + "/more2"));
+    EXPECT_TRUE(job->isRemoving());
+    EXPECT_EQ(job->tree(), before);
+    EXPECT_FALSE(job->rescanningFolder());
+    ASSERT_TRUE(processEventsUntil([&] { return !job->isRemoving() && !job->rescanningFolder(); }));
+
+    const std::shared_ptr<const FileTree> after = job->tree();
+    const auto fresh = scanFolder(QString::fromUtf8(root_));
+    ASSERT_TRUE(after->validate() && fresh);
+    EXPECT_EQ(folderFigures(*after), folderFigures(*fresh));
+    EXPECT_EQ(after->deletedChildCount(0), 1u);
+    EXPECT_EQ(after->deletedChildCount(*after->findPath(root_ + "/albums")), 1u);
+    EXPECT_EQ(after->deletedChildCount(*after->findPath(root_ + "/more1")), 1u);
+    EXPECT_EQ(after->deletedChildCount(*after->findPath(root_ + "/more2")), 0u);
+    EXPECT_EQ(before->items(0), 21u + 6u); // the tree that was shown was left alone
+}
+
+// After a restart the edited tree comes back from the cache as it was left, marked edited.
+TEST_F(ScanJobTest, ATreeEditedByRemovalsIsCachedAndComesBackEdited) {
+    QTemporaryDir data;
+    StorageCatalogStore store(data.path());
+    addFolders(1);
+    {
+        ScanCenter center(SystemClock::shared(), &status_, &store);
+        ScanJob* job = center.job(scope());
+        job->start();
+        ASSERT_TRUE(processEventsUntil([&] { return job->fullCacheOnDisk(); }));
+        ASSERT_TRUE(QDir(QString::fromUtf8(root_ + "/more0")).removeRecursively());
+        ASSERT_EQ(::unlink(root_ + "/albums/track3"), 0);
+        job->removeFromTree({root_ + "/more0", root_ + "/albums/track3"});
+        ASSERT_TRUE(processEventsUntil([&] { return job->tree()->items(0) == 20u; }));
+        ASSERT_TRUE(processEventsUntil([&] { return job->fullCacheOnDisk(); }));
+    }
+    ScanCenter center(SystemClock::shared(), &status_, &store);
+    ScanJob* job = center.job(scope());
+    ASSERT_TRUE(job->openCachedScan());
+    ASSERT_TRUE(processEventsUntil([&] { return job->state() == ScanJob::State::finished; }));
+    const FileTree& tree = *job->tree();
+    EXPECT_EQ(folderFigures(tree), folderFigures(*scanFolder(QString::fromUtf8(root_))));
+    EXPECT_TRUE(tree.hasFlag(0, NodeFlag::edited));
+    EXPECT_EQ(tree.flags(0) & NodeFlag::incomplete, 0);
+    EXPECT_EQ(tree.deletedChildCount(0), 1u);
+    EXPECT_EQ(tree.deletedChildCount(*tree.findPath(root_ + "/albums")), 1u);
+}
+
 TEST_F(ScanJobTest, OnlyAPausedScanResumesAndARefusedPassIsReported) {
     ScanJob* job = center_.job(scope());
     job->start();

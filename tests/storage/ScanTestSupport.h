@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QMap>
 #include <QProcess>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -59,6 +60,17 @@ inline bool startPaused(ScanJob& job) {
             return true;
     }
     return false;
+}
+
+// Every folder of `tree` by path with its sizes and item count.
+inline QMap<QByteArray, std::tuple<int64_t, int64_t, uint32_t>>
+folderFigures(const FileTree& tree) {
+    QMap<QByteArray, std::tuple<int64_t, int64_t, uint32_t>> figures;
+    for (int32_t node = 0; node < tree.size(); ++node)
+        if (tree.hasFlag(node, NodeFlag::directory))
+            figures.insert(tree.pathBytes(node),
+                           {tree.alloc(node), tree.logical(node), tree.items(node)});
+    return figures;
 }
 
 // A finished scan of `path`.

@@ -11,7 +11,10 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QMenu>
+#include <QMutex>
+#include <QProcessEnvironment>
 #include <QPushButton>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTreeView>
 
@@ -49,10 +52,17 @@ struct StorageItemActionsTest : StoragePageFixture {
         page->list()->setFocus();
     }
 
+    // The terminal is opened from a thread of the actions'.
     QString record(const char* what, const QByteArray& path) {
+        const QMutexLocker locker(&callsLock);
         desktopCalls << QString::fromLatin1(what) + ' ' + QFile::decodeName(path);
         return {};
     }
+    QStringList calls() {
+        const QMutexLocker locker(&callsLock);
+        return desktopCalls;
+    }
+    QMutex callsLock;
 
     void select(const QStringList& names) {
         QItemSelectionModel& selection = *page->list()->selectionModel();
@@ -182,8 +192,9 @@ TEST_F(StorageItemActionsTest, KeysAndMenusActOnTheSelectionOrTheFolderShown) {
     EXPECT_EQ(QApplication::clipboard()->text(), root + "/medium.bin\n" + root + "/small.txt");
     press(Qt::Key_Return);
     actions.action(StorageItemActions::openTerminal)->trigger();
-    EXPECT_EQ(desktopCalls, (QStringList{"open " + root + "/medium.bin",
-                                         "open " + root + "/small.txt", "terminal " + root}));
+    EXPECT_TRUE(waitFor([&] { return calls().size() == 3; }));
+    EXPECT_EQ(calls(), (QStringList{"open " + root + "/medium.bin", "open " + root + "/small.txt",
+                                    "terminal " + root}));
 
     // Enter on one folder opens it in the page; with nothing selected the folder shown is
     // what the commands act on, and it cannot be removed from here.
@@ -194,7 +205,7 @@ TEST_F(StorageItemActionsTest, KeysAndMenusActOnTheSelectionOrTheFolderShown) {
     EXPECT_FALSE(actions.action(StorageItemActions::moveToTrash)->isEnabled());
     desktopCalls.clear();
     actions.action(StorageItemActions::showInFiles)->trigger();
-    EXPECT_EQ(desktopCalls, QStringList{"reveal " + root + "/big"});
+    EXPECT_EQ(calls(), QStringList{"reveal " + root + "/big"});
 
     std::unique_ptr<QMenu> menu(actions.makeMenu(nullptr));
     QStringList titles;
@@ -220,4 +231,55 @@ TEST_F(StorageItemActionsTest, KeysAndMenusActOnTheSelectionOrTheFolderShown) {
     QMenu* shown = page->findChild<QMenu*>();
     ASSERT_TRUE(shown);
     shown->close();
+}
+
+// The desktop's terminal, looked for in order among real programs in a PATH of their own; each
+// one found is taken away in turn.
+TEST(StorageTerminalChoice, FollowsTheDesktopsOrderAndOpensInTheFolder) {
+    QTemporaryDir bin;
+    const QString dir = bin.path() + '/';
+    const auto program = [&](const QString& name, const QByteArray& body = "exit 0") {
+        QFile file(dir + name);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("#!/bin/sh\n" + body + "\n");
+        file.close();
+        ASSERT_TRUE(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    };
+    program("xdg-terminal-exec", "pwd > \"$0.ran\"");
+    for (const char* name : {"chosen-term", "settings-term", "x-terminal-emulator", "konsole"})
+        program(name);
+    program("gsettings", "[ \"$*\" = 'get org.gnome.desktop.default-applications.terminal exec' ] "
+                         "&& echo \"'settings-term --tab'\"");
+    QProcessEnvironment environment;
+    environment.insert("PATH", bin.path());
+    environment.insert("TERMINAL", "chosen-term -e sh");
+    environment.insert("XDG_CURRENT_DESKTOP", "ubuntu:GNOME");
+    const auto choice = [&] {
+        const auto command = StorageItemActions::chooseTerminal(environment);
+        return command ? command->join(' ') : command.error();
+    };
+
+    EXPECT_EQ(choice(), dir + "xdg-terminal-exec");
+    // Opened for real, in the folder asked for.
+    const QByteArray oldPath = qgetenv("PATH");
+    qputenv("PATH", bin.path().toUtf8());
+    EXPECT_EQ(StorageItemActions::systemDesktop().openTerminal(QFile::encodeName(QDir::homePath())),
+              QString());
+    qputenv("PATH", oldPath);
+    QFile ran(dir + "xdg-terminal-exec.ran");
+    ASSERT_TRUE(waitFor([&] { return ran.size() > 0; }));
+    ASSERT_TRUE(ran.open(QIODevice::ReadOnly));
+    EXPECT_EQ(ran.readAll().trimmed(), QFile::encodeName(QDir::homePath()));
+
+    QFile::remove(dir + "xdg-terminal-exec");
+    EXPECT_EQ(choice(), dir + "chosen-term -e sh");
+    environment.insert("TERMINAL", "not-installed");
+    EXPECT_EQ(choice(), dir + "settings-term --tab");
+    environment.insert("XDG_CURRENT_DESKTOP", "KDE");
+    EXPECT_EQ(choice(), dir + "x-terminal-emulator");
+    QFile::remove(dir + "x-terminal-emulator");
+    EXPECT_EQ(choice(), dir + "konsole");
+    QFile::remove(dir + "konsole");
+    EXPECT_EQ(choice(), "No terminal program was found. Install one (for example GNOME Terminal, "
+                        "Konsole or xterm), or name yours in the TERMINAL environment variable.");
 }
