@@ -38,7 +38,7 @@ AutomationRuleEditor::AutomationRuleEditor(const AutomationRule& rule,
     for (const AutomationCondition condition : allAutomationConditions())
         condition_->addItem(editorLabel(condition), rawValue(condition));
     condition_->setCurrentIndex(condition_->findData(rawValue(rule.condition)));
-    threshold_->setRange(0, 100000);
+    threshold_->setRange(0, maxThreshold(AutomationCondition::diskFreeBelowGB));
     threshold_->setDecimals(1);
     threshold_->setValue(rule.threshold);
     help_->setWordWrap(true);
@@ -47,7 +47,7 @@ AutomationRuleEditor::AutomationRuleEditor(const AutomationRule& rule,
     if (!rule.actionId.isEmpty() && action_->findData(rule.actionId) < 0)
         action_->addItem(actionTitle(rule.actionId, chains), rule.actionId);
     action_->setCurrentIndex(qMax(0, action_->findData(rule.actionId)));
-    cooldown_->setRange(0, 7 * 24 * 60);
+    cooldown_->setRange(0, AutomationRule::kMaxCooldownMinutes);
     cooldown_->setSuffix(QStringLiteral(" min"));
     cooldown_->setValue(rule.effectiveCooldownMinutes());
     onlyOnAC_->setChecked(rule.onlyOnAC);
@@ -79,21 +79,20 @@ void AutomationRuleEditor::showCondition() {
     const auto condition =
         automationConditionFromRaw(condition_->currentData().toString()).value_or(rule_.condition);
     threshold_->setVisible(!isEvent(condition));
-    // The unit of each measure; percentages cannot pass 100.
+    // The unit of each measure.
     switch (condition) {
     case AutomationCondition::diskFreeBelowGB:
         threshold_->setSuffix(QStringLiteral(" GB"));
-        threshold_->setMaximum(100000);
         break;
     case AutomationCondition::cpuTempAbove:
         threshold_->setSuffix(QStringLiteral(" °C"));
-        threshold_->setMaximum(150);
         break;
     default:
         threshold_->setSuffix(QStringLiteral(" %"));
-        threshold_->setMaximum(100);
         break;
     }
+    if (!isEvent(condition))
+        threshold_->setMaximum(maxThreshold(condition));
     help_->setText(helpText(condition));
     help_->setVisible(!help_->text().isEmpty());
 }
