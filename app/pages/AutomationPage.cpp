@@ -225,6 +225,18 @@ QString newId() {
     return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
 }
 
+// `list` with `record` in place of the record of the same id, or added at the end when there
+// is none (a new record, or one another process removed while it was edited here).
+template <typename T> QList<T> withRecord(QList<T> list, const T& record) {
+    const auto stored =
+        std::find_if(list.begin(), list.end(), [&](const T& item) { return item.id == record.id; });
+    if (stored == list.end())
+        list.append(record);
+    else
+        *stored = record;
+    return list;
+}
+
 } // namespace
 
 AutomationPage::AutomationPage(AutomationEngine& engine, Settings& settings,
@@ -378,27 +390,18 @@ void AutomationPage::showProfiles() {
 }
 
 void AutomationPage::editRule(int row) {
-    QList<AutomationRule> rules = engine_.rules();
+    const QList<AutomationRule> rules = engine_.rules();
     AutomationRule rule;
     if (row >= 0 && row < rules.size()) {
         rule = rules.at(row);
     } else {
-        row = -1;
         rule.id = newId();
         rule.actionId = automationCatalogue().constFirst().id;
     }
     auto* editor = new AutomationRuleEditor(rule, engine_.chains(), this);
     editor->setAttribute(Qt::WA_DeleteOnClose);
-    connect(editor, &QDialog::accepted, this, [this, editor, row] {
-        QList<AutomationRule> current = engine_.rules();
-        const AutomationRule edited = editor->rule();
-        if (row < 0)
-            current.append(edited);
-        else
-            for (AutomationRule& stored : current)
-                if (stored.id == edited.id)
-                    stored = edited;
-        showSaved(engine_.setRules(current));
+    connect(editor, &QDialog::accepted, this, [this, editor] {
+        showSaved(engine_.setRules(withRecord(engine_.rules(), editor->rule())));
     });
     editor->open();
 }
@@ -419,16 +422,7 @@ AutomationRoutineEditor* AutomationPage::editRoutine(int row) {
     auto* editor = new AutomationRoutineEditor(chain, this);
     editor->setAttribute(Qt::WA_DeleteOnClose);
     connect(editor, &QDialog::accepted, this, [this, editor] {
-        QList<AutomationChain> current = engine_.chains();
-        const AutomationChain edited = editor->chain();
-        const auto stored =
-            std::find_if(current.begin(), current.end(),
-                         [&](const AutomationChain& c) { return c.id == edited.id; });
-        if (stored == current.end())
-            current.append(edited);
-        else
-            *stored = edited;
-        showSaved(engine_.setChains(current));
+        showSaved(engine_.setChains(withRecord(engine_.chains(), editor->chain())));
     });
     editor->open();
     return editor;
@@ -457,16 +451,8 @@ AutomationProfileEditor* AutomationPage::editProfile(int row) {
     auto* editor = new AutomationProfileEditor(profile, this);
     editor->setAttribute(Qt::WA_DeleteOnClose);
     connect(editor, &QDialog::accepted, this, [this, editor] {
-        QList<AutomationProfile> current = engine_.customProfiles();
-        const AutomationProfile edited = editor->profile();
-        const auto stored =
-            std::find_if(current.begin(), current.end(),
-                         [&](const AutomationProfile& p) { return p.id == edited.id; });
-        if (stored == current.end())
-            current.append(edited);
-        else
-            *stored = edited;
-        showSaved(engine_.setCustomProfiles(current));
+        showSaved(
+            engine_.setCustomProfiles(withRecord(engine_.customProfiles(), editor->profile())));
     });
     editor->open();
     return editor;
