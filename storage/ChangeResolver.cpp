@@ -33,11 +33,9 @@ std::optional<ChangeResolver::Resolved> ChangeResolver::resolve(QByteArrayView p
     const auto match = tree_.matchPath(path, [this](int32_t folder, QByteArrayView name) {
         return tree_.hasFlag(folder, NodeFlag::directory) ? child(folder, name) : std::nullopt;
     });
-    if (!match) {
+    if (!match)
         ++loose;
-        return std::nullopt;
-    }
-    return Resolved{match->node, match->exact};
+    return match;
 }
 
 } // namespace velmox
