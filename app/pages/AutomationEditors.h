@@ -7,7 +7,6 @@
 
 class QCheckBox;
 class QComboBox;
-class QDialogButtonBox;
 class QFormLayout;
 class QLabel;
 class QLineEdit;
