@@ -1,5 +1,6 @@
 #include "app/AutomationSettingsPane.h"
 
+#include "app/SettingsPaneParts.h"
 #include "app/StatusReporter.h"
 #include "automation/agent/LinuxMaintenanceAgent.h"
 
@@ -39,8 +40,8 @@ AutomationSettingsPane::AutomationSettingsPane(QThreadPool& pool, QWidget* paren
           QStringLiteral("Purge Inactive Memory (RAM) - only if passwordless sudo is set up"))),
       daily_(new QRadioButton(QStringLiteral("Daily"))),
       weekly_(new QRadioButton(QStringLiteral("Weekly"))),
-      update_(new QPushButton(QStringLiteral("Update Automation Settings"))), state_(new QLabel),
-      reporter_(new StatusReporter) {
+      update_(new QPushButton(QStringLiteral("Update Automation Settings"))),
+      state_(makeSettingsNote()), reporter_(new StatusReporter) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(24, 20, 24, 20);
     auto* group = new QGroupBox(QStringLiteral("Automated Maintenance"));
@@ -64,14 +65,9 @@ AutomationSettingsPane::AutomationSettingsPane(QThreadPool& pool, QWidget* paren
     interval->addStretch(1);
     interval->addWidget(update_);
     groupLayout->addLayout(interval);
-    auto* note =
-        new QLabel(QStringLiteral("The agent runs even when Velmox is closed. It does not read the "
-                                  "protected folders and apps of automation."));
-    note->setObjectName(QStringLiteral("pageSubtitle"));
-    note->setWordWrap(true);
-    groupLayout->addWidget(note);
-    state_->setWordWrap(true);
-    state_->setObjectName(QStringLiteral("pageSubtitle"));
+    groupLayout->addWidget(
+        makeSettingsNote(QStringLiteral("The agent runs even when Velmox is closed. It does not "
+                                        "read the protected folders and apps of automation.")));
     groupLayout->addWidget(state_);
     groupLayout->addWidget(reporter_);
     layout->addWidget(group);

@@ -1,5 +1,6 @@
 #include "app/DiskHealthSettingsPane.h"
 
+#include "app/SettingsPaneParts.h"
 #include "app/StatusReporter.h"
 #include "diskhealth/DiskHealthMonitor.h"
 #include "services/Settings.h"
@@ -16,17 +17,6 @@
 
 namespace velmox {
 
-namespace {
-
-QLabel* note(const QString& text) {
-    auto* label = new QLabel(text);
-    label->setObjectName(QStringLiteral("pageSubtitle"));
-    label->setWordWrap(true);
-    return label;
-}
-
-} // namespace
-
 DiskHealthSettingsPane::DiskHealthSettingsPane(Settings& settings, DiskHealthMonitor& monitor,
                                                QWidget* parent)
     : QWidget(parent), settings_(settings), monitor_(monitor),
@@ -41,8 +31,9 @@ DiskHealthSettingsPane::DiskHealthSettingsPane(Settings& settings, DiskHealthMon
     layout->setSpacing(8);
 
     layout->addWidget(enabled_);
-    layout->addWidget(note(QStringLiteral("Velmox reads the S.M.A.R.T. values of every disk and "
-                                          "grades them while it runs.")));
+    layout->addWidget(
+        makeSettingsNote(QStringLiteral("Velmox reads the S.M.A.R.T. values of every disk and "
+                                        "grades them while it runs.")));
     auto* intervalForm = new QFormLayout;
     for (int minutes : DiskHealthMonitor::intervalChoices())
         interval_->addItem(DiskHealthMonitor::intervalTitle(minutes), minutes);

@@ -3,6 +3,7 @@
 #include "app/AppServices.h"
 #include "app/Appearance.h"
 #include "app/LaunchAtLogin.h"
+#include "app/SettingsPaneParts.h"
 #include "app/StatusReporter.h"
 #include "app/TrayFigure.h"
 #include "app/WeeklyAutoClean.h"
@@ -18,13 +19,6 @@ namespace velmox {
 namespace {
 
 const QString kShowTrayIconKey = QStringLiteral("showMenuBarIcon");
-
-QLabel* note(const QString& text) {
-    auto* label = new QLabel(text);
-    label->setObjectName(QStringLiteral("pageSubtitle"));
-    label->setWordWrap(true);
-    return label;
-}
 
 } // namespace
 
@@ -43,8 +37,9 @@ GeneralSettingsPane::GeneralSettingsPane(AppServices& services, QString executab
 
     trayIcon_->setChecked(settings.boolValue(kShowTrayIconKey, true));
     layout->addWidget(trayIcon_);
-    layout->addWidget(note(QStringLiteral("With the icon on, closing the window keeps Velmox "
-                                          "running in the tray.")));
+    layout->addWidget(
+        makeSettingsNote(QStringLiteral("With the icon on, closing the window keeps Velmox "
+                                        "running in the tray.")));
     layout->addSpacing(10);
 
     auto* form = new QFormLayout;
@@ -64,13 +59,15 @@ GeneralSettingsPane::GeneralSettingsPane(AppServices& services, QString executab
 
     launchAtLogin_->setChecked(LaunchAtLogin::isEnabled());
     layout->addWidget(launchAtLogin_);
-    layout->addWidget(note(QStringLiteral("Started at login, Velmox waits in the tray without "
-                                          "opening its window.")));
+    layout->addWidget(
+        makeSettingsNote(QStringLiteral("Started at login, Velmox waits in the tray without "
+                                        "opening its window.")));
     layout->addSpacing(10);
 
     autoClean_->setChecked(settings.boolValue(WeeklyAutoClean::kEnabledKey, false));
     layout->addWidget(autoClean_);
-    layout->addWidget(note(QStringLiteral("Runs the User Cache Cleaner once every 7 days.")));
+    layout->addWidget(
+        makeSettingsNote(QStringLiteral("Runs the User Cache Cleaner once every 7 days.")));
     layout->addSpacing(10);
     layout->addWidget(reporter_);
     layout->addStretch(1);

@@ -3,6 +3,7 @@
 #include <QJsonArray>
 #include <QLocale>
 #include <array>
+#include <cmath>
 
 namespace velmox {
 
@@ -45,6 +46,12 @@ std::optional<QDateTime> optionalDate(const QJsonObject& object, const QString& 
 int intValue(const QJsonObject& object, const QString& key, int fallback) {
     const QJsonValue value = object.value(key);
     return value.isDouble() ? value.toInt(fallback) : fallback;
+}
+
+// A number from 0 to `max`; `fallback` when the key holds none.
+double boundedNumber(const QJsonObject& object, const QString& key, double fallback, double max) {
+    const double value = object.value(key).toDouble(fallback);
+    return qBound(0.0, std::isnan(value) ? fallback : value, max);
 }
 
 bool boolValue(const QJsonObject& object, const QString& key, bool fallback) {
@@ -164,6 +171,22 @@ bool isEvent(AutomationCondition condition) {
     return condition == AutomationCondition::onWake || condition == AutomationCondition::onLaunch;
 }
 
+double maxThreshold(AutomationCondition condition) {
+    switch (condition) {
+    case AutomationCondition::diskFreeBelowGB:
+        return 100000;
+    case AutomationCondition::cpuTempAbove:
+        return 150;
+    case AutomationCondition::memoryAbovePercent:
+    case AutomationCondition::batteryBelowPercent:
+        return 100;
+    case AutomationCondition::onWake:
+    case AutomationCondition::onLaunch:
+        return 0;
+    }
+    return 0;
+}
+
 QString rawValue(AutomationScheduleKind kind) {
     switch (kind) {
     case AutomationScheduleKind::off:
@@ -203,7 +226,7 @@ QString summary(const AutomationSchedulePlan& plan) {
 }
 
 QString cooldownSummary(const AutomationRule& rule) {
-    QString text = QStringLiteral("%1 min between runs").arg(rule.cooldownMinutes);
+    QString text = QStringLiteral("%1 min between runs").arg(rule.effectiveCooldownMinutes());
     if (rule.onlyOnAC)
         text += QStringLiteral(", only on AC power");
     return text;
@@ -324,10 +347,14 @@ std::optional<AutomationRule> ruleFromJson(const QJsonObject& object) {
     rule.condition = *condition;
     rule.name = stringValue(object, QStringLiteral("name"), rule.name);
     rule.enabled = boolValue(object, QStringLiteral("enabled"), rule.enabled);
-    rule.threshold = object.value(QStringLiteral("threshold")).toDouble(rule.threshold);
+    // Numbers out of range (edited by hand, or by another program) are brought into it, as the
+    // editor would: nothing shows or compares a negative threshold or cooldown.
+    rule.threshold = boundedNumber(object, QStringLiteral("threshold"), rule.threshold,
+                                   maxThreshold(*condition));
     rule.actionId = stringValue(object, QStringLiteral("actionId"), rule.actionId);
     rule.cooldownMinutes =
-        intValue(object, QStringLiteral("cooldownMinutes"), rule.cooldownMinutes);
+        int(boundedNumber(object, QStringLiteral("cooldownMinutes"), rule.cooldownMinutes,
+                          AutomationRule::kMaxCooldownMinutes));
     rule.onlyOnAC = boolValue(object, QStringLiteral("onlyOnAC"), rule.onlyOnAC);
     rule.lastRun = optionalDate(object, QStringLiteral("lastRun"));
     return rule;

@@ -32,6 +32,9 @@ QString sentenceFragment(AutomationCondition condition);
 QString helpText(AutomationCondition condition);
 // True for the events, which have no threshold.
 bool isEvent(AutomationCondition condition);
+// The largest threshold a rule on `condition` can have, in its unit (GB, percent or degrees
+// Celsius); 0 for the events. The smallest is 0.
+double maxThreshold(AutomationCondition condition);
 
 enum class AutomationScheduleKind { off, daily, weekly };
 
@@ -63,6 +66,8 @@ struct AutomationRule {
     std::optional<QDateTime> lastRun;
     bool operator==(const AutomationRule&) const = default;
 
+    // The longest cooldown a rule can have: one week.
+    static constexpr int kMaxCooldownMinutes = 7 * 24 * 60;
     // Negative cooldowns count as none.
     int effectiveCooldownMinutes() const { return cooldownMinutes < 0 ? 0 : cooldownMinutes; }
 };

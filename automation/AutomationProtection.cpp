@@ -52,24 +52,34 @@ bool AutomationProtection::protectsCacheItem(const QByteArray& folder,
     return protectsCacheName(name) || protectsPath(withoutTrailingSlashes(folder) + '/' + name);
 }
 
-QString appIdFromDesktopEntry(const QString& path) {
-    const QFileInfo info(path);
-    if (info.suffix() != QLatin1String("desktop"))
-        return {};
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+QString appIdFromDesktopEntry(const QString& fileName, const QByteArray& contents) {
+    // A hidden file is no entry a menu shows, and its id would name hidden cache items.
+    const QLatin1String suffix(".desktop");
+    if (!fileName.endsWith(suffix) || fileName.startsWith(QLatin1Char('.')) ||
+        fileName.contains(QLatin1Char('/')))
         return {};
     // Only the main group counts; a Type of Link or Directory names no application.
     bool inEntry = false;
     bool isApplication = false;
-    while (!file.atEnd()) {
-        const QByteArray line = file.readLine().trimmed();
+    for (const QByteArray& rawLine : contents.split('\n')) {
+        const QByteArray line = rawLine.trimmed();
         if (line.startsWith('['))
             inEntry = line == "[Desktop Entry]";
         else if (inEntry && line.startsWith("Type") && line.mid(4).trimmed().startsWith('='))
             isApplication = line.mid(line.indexOf('=') + 1).trimmed() == "Application";
     }
-    return isApplication ? info.completeBaseName() : QString();
+    return isApplication ? fileName.chopped(suffix.size()) : QString();
+}
+
+QString appIdFromDesktopEntry(const QString& path) {
+    // Only a regular file of an entry's size: a pipe would keep the reader waiting and a device
+    // would never end.
+    constexpr qint64 kMaxEntryBytes = 1 << 20;
+    const QFileInfo info(path);
+    QFile file(path);
+    if (!info.isFile() || info.size() > kMaxEntryBytes || !file.open(QIODevice::ReadOnly))
+        return {};
+    return appIdFromDesktopEntry(info.fileName(), file.read(kMaxEntryBytes));
 }
 
 } // namespace velmox

@@ -31,5 +31,7 @@ private:
 // .../org.gnome.Nautilus.desktop), which names its caches as a bundle id does; empty when the
 // file is not a readable application entry.
 QString appIdFromDesktopEntry(const QString& path);
+// The same for an entry's file name (without folder) and contents.
+QString appIdFromDesktopEntry(const QString& fileName, const QByteArray& contents);
 
 } // namespace velmox

@@ -5,17 +5,11 @@
 #include "cleaning/OptimizationRegistry.h"
 #include "cleaning/TaskTableRow.h"
 #include "platform/PlatformPaths.h"
+#include "services/ShellWords.h"
 
 namespace velmox {
 
 namespace {
-
-// A path as one shell word, whatever characters it holds.
-QString quoted(const QString& text) {
-    QString escaped = text;
-    escaped.replace(QLatin1Char('\''), QStringLiteral("'\\''"));
-    return QLatin1Char('\'') + escaped + QLatin1Char('\'');
-}
 
 QString dnsFlushScript() {
     return QStringLiteral(
@@ -36,7 +30,7 @@ QString searchIndexScript() {
 
 QString maintenanceScript(const TaskPlaces& places) {
     return QStringLiteral("status=0; ran=0; for period in daily weekly monthly; do folder=") +
-           quoted(places.system(QStringLiteral("/etc/cron."))) +
+           shellQuoted(places.system(QStringLiteral("/etc/cron."))) +
            QStringLiteral(
                "\"$period\"; if [ -d \"$folder\" ]; then ran=1; /bin/run-parts --report "
                "\"$folder\" || status=1; fi; done; if [ $ran = 0 ]; then echo \"There are no "
@@ -48,19 +42,19 @@ QString fontCacheScript(const TaskPlaces& places) {
     // fc-cache finds the system font folders and cache folder under --sysroot.
     const QString sysroot = places.systemRoot.isEmpty()
                                 ? QString()
-                                : QStringLiteral(" --sysroot=") + quoted(places.systemRoot);
+                                : QStringLiteral(" --sysroot=") + shellQuoted(places.systemRoot);
     // The user's part runs as the user, although the script runs as root.
     return QStringLiteral("if [ -x /usr/bin/fc-cache ]; then /usr/bin/fc-cache") + sysroot +
-           QStringLiteral(" -r -s && /usr/sbin/runuser -u ") + quoted(places.user) +
-           QStringLiteral(" -- /usr/bin/env HOME=") + quoted(places.home) +
-           QStringLiteral(" XDG_CACHE_HOME=") + quoted(places.userCaches) +
+           QStringLiteral(" -r -s && /usr/sbin/runuser -u ") + shellQuoted(places.user) +
+           QStringLiteral(" -- /usr/bin/env HOME=") + shellQuoted(places.home) +
+           QStringLiteral(" XDG_CACHE_HOME=") + shellQuoted(places.userCaches) +
            QStringLiteral(" /usr/bin/fc-cache -r; else echo \"Fontconfig (fc-cache) is not "
                           "installed - there is no font cache to rebuild.\"; fi");
 }
 
 QString packageCacheScript(const TaskPlaces& places) {
     return QStringLiteral("if [ -x /usr/bin/apt-get ]; then /usr/bin/apt-get -o Dir::Cache=") +
-           quoted(places.system(QStringLiteral("/var/cache/apt"))) +
+           shellQuoted(places.system(QStringLiteral("/var/cache/apt"))) +
            QStringLiteral(
                " clean; elif [ -x /usr/bin/dnf ]; then /usr/bin/dnf clean packages; "
                "elif [ -x /usr/bin/pacman ]; then /usr/bin/pacman -Sc --noconfirm; "
@@ -71,12 +65,12 @@ QString packageCacheScript(const TaskPlaces& places) {
 
 QString logScrubScript(const TaskPlaces& places) {
     const QString logs = places.system(QStringLiteral("/var/log"));
-    const QString journal = quoted(logs + QStringLiteral("/journal"));
+    const QString journal = shellQuoted(logs + QStringLiteral("/journal"));
     // Rotated logs only ("syslog.2.gz", "auth.log.1", "dpkg.log-20240101"); the files the
     // services still write to stay.
     return QStringLiteral("if [ -d ") + journal +
            QStringLiteral(" ]; then /usr/bin/journalctl --directory=") + journal +
-           QStringLiteral(" --vacuum-time=7d; fi; /usr/bin/find ") + quoted(logs) +
+           QStringLiteral(" --vacuum-time=7d; fi; /usr/bin/find ") + shellQuoted(logs) +
            QStringLiteral(
                " -type f \\( -name '*.[0-9]' -o -name '*.[0-9].gz' -o -name '*.gz' -o -name "
                "'*.xz' -o -name '*.bz2' -o -name '*.zst' -o -name '*.old' -o -name "
@@ -87,11 +81,11 @@ QString logScrubScript(const TaskPlaces& places) {
 QString emptyTrashScript(const TaskPlaces& places) {
     QString folders;
     for (const char* sub : {"/files", "/info", "/expunged"})
-        folders += QLatin1Char(' ') + quoted(places.trash + QLatin1String(sub));
+        folders += QLatin1Char(' ') + shellQuoted(places.trash + QLatin1String(sub));
     return QStringLiteral("/usr/bin/find") + folders +
            QStringLiteral(" -mindepth 1 -maxdepth 1 -exec /bin/rm -rf {} + 2>/dev/null; "
                           "/bin/rm -f ") +
-           quoted(places.trash + QStringLiteral("/directorysizes")) + QStringLiteral("; true");
+           shellQuoted(places.trash + QStringLiteral("/directorysizes")) + QStringLiteral("; true");
 }
 
 QString clipboardScript() {
@@ -142,7 +136,7 @@ QList<OptimizationTask> OptimizationRegistry::linuxTable(const TaskPlaces& place
             "slower for a while; the Smart Scan leaves it out unless you tick it.",
             C::performanceSuite,
             "/usr/bin/sync; echo 3 > " +
-                quoted(places.system(QStringLiteral("/proc/sys/vm/drop_caches"))),
+                shellQuoted(places.system(QStringLiteral("/proc/sys/vm/drop_caches"))),
             true, high, {}, true)),
         taskRow("DNS Cache Flush",
                 "Clears the resolver's cache (systemd-resolved or nscd) to fix name lookups.",
@@ -189,8 +183,9 @@ QList<OptimizationTask> OptimizationRegistry::linuxTable(const TaskPlaces& place
             taskRow("Mail Attachment Remover",
                     "Permanently deletes the local copies of email attachments that Thunderbird "
                     "saved when you opened them.",
-                    C::systemCleanup, "/bin/rm -rf " + quoted(attachments) + " 2>/dev/null || true",
-                    false, safe, {attachments}, false),
+                    C::systemCleanup,
+                    "/bin/rm -rf " + shellQuoted(attachments) + " 2>/dev/null || true", false, safe,
+                    {attachments}, false),
             {{}, "from Thunderbird's opened attachments", {attachments}}),
         deleting(
             taskRow(
@@ -203,14 +198,14 @@ QList<OptimizationTask> OptimizationRegistry::linuxTable(const TaskPlaces& place
                 "Clears the desktop clipboard and selection to protect sensitive copied text and "
                 "passwords.",
                 C::systemCleanup, clipboardScript(), false, safe, {}, false),
-        deleting(
-            taskRow("Speech & Dictation Cache Cleaner",
-                    "Permanently deletes the cached files and logs of the speech service "
-                    "(speech-dispatcher).",
-                    C::systemCleanup,
-                    "/bin/rm -rf " + quoted(caches + "/speech-dispatcher") + " 2>/dev/null || true",
-                    false, safe, {caches + "/speech-dispatcher"}, true),
-            {{}, "from the speech service's cache", {caches + "/speech-dispatcher"}}),
+        deleting(taskRow("Speech & Dictation Cache Cleaner",
+                         "Permanently deletes the cached files and logs of the speech service "
+                         "(speech-dispatcher).",
+                         C::systemCleanup,
+                         "/bin/rm -rf " + shellQuoted(caches + "/speech-dispatcher") +
+                             " 2>/dev/null || true",
+                         false, safe, {caches + "/speech-dispatcher"}, true),
+                 {{}, "from the speech service's cache", {caches + "/speech-dispatcher"}}),
         taskRow("Hung Process Killer",
                 "Finds the apps whose windows no longer answer the desktop and ends them once "
                 "you confirm.",

@@ -1,6 +1,6 @@
 #include "diskhealth/DiskEfiActions.h"
 
-#include "diskhealth/ShellWords.h"
+#include "services/ShellWords.h"
 
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>

@@ -1,9 +1,9 @@
 #include "diskhealth/SmartReader.h"
 
 #include "diskhealth/NvmeHealthLog.h"
-#include "diskhealth/ShellWords.h"
 #include "diskhealth/SmartAnalyzer.h"
 #include "diskhealth/SmartctlJson.h"
+#include "services/ShellWords.h"
 #include "services/ToolRunner.h"
 
 #include <QDir>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "services/ShellWords.h"
+
 #include <QString>
 
 namespace velmox {
@@ -10,13 +12,6 @@ struct BlockChainFiles {
     QString hosts;
     QString rules;
 };
-
-// `text` as one single-quoted word of a POSIX shell line.
-inline QString shellWord(const QString& text) {
-    QString quoted = text;
-    quoted.replace(QLatin1Char('\''), QLatin1String("'\\''"));
-    return QLatin1Char('\'') + quoted + QLatin1Char('\'');
-}
 
 // The line every administrator chain of the blocker ends with; an apply succeeded only when
 // its output holds it.

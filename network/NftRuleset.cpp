@@ -46,7 +46,7 @@ QByteArray script(const FirewallAddresses* addresses) {
 }
 
 QString applyChain(const BlockChainFiles& files) {
-    const QString rules = shellWord(files.rules);
+    const QString rules = shellQuoted(files.rules);
     return QStringLiteral("exec </dev/null; ") + kPath + QStringLiteral("umask 022; ") +
            QStringLiteral("saved=$(/bin/mktemp) || exit 1; ") +
            QStringLiteral(
@@ -55,7 +55,7 @@ QString applyChain(const BlockChainFiles& files) {
                .arg(rules) +
            QStringLiteral("{ %1 && /usr/sbin/nft -f %2; } || { /bin/cp \"$saved\" /etc/hosts; "
                           "/bin/rm -f \"$saved\"; exit 1; }; ")
-               .arg(replaceHosts(shellWord(files.hosts)), rules) +
+               .arg(replaceHosts(shellQuoted(files.hosts)), rules) +
            QStringLiteral("/bin/rm -f \"$saved\"; ") +
            // Only resolvers that cache need flushing; neither is an error when absent.
            QStringLiteral("(/usr/bin/resolvectl flush-caches >/dev/null 2>&1 || true); "
@@ -64,7 +64,7 @@ QString applyChain(const BlockChainFiles& files) {
 }
 
 QString restoreChain(const QString& hostsFile) {
-    return QStringLiteral("exec </dev/null; ") + kPath + replaceHosts(shellWord(hostsFile)) +
+    return QStringLiteral("exec </dev/null; ") + kPath + replaceHosts(shellQuoted(hostsFile)) +
            QStringLiteral(" && /bin/echo ") + QLatin1String(kBlockerOkMarker);
 }
 

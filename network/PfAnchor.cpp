@@ -8,7 +8,7 @@ const QString kHosts = QStringLiteral("/private/etc/hosts");
 
 QString replaceHosts(const QString& from) {
     return QStringLiteral("/bin/cp %1 %2 && /usr/sbin/chown root:wheel %2 && /bin/chmod 644 %2")
-        .arg(shellWord(from), kHosts);
+        .arg(shellQuoted(from), kHosts);
 }
 
 } // namespace
@@ -28,7 +28,7 @@ QByteArray ruleFile(const FirewallAddresses& addresses) {
 }
 
 QString applyChain(const BlockChainFiles& files) {
-    const QString rules = shellWord(files.rules);
+    const QString rules = shellQuoted(files.rules);
     const QString anchor = QLatin1String(kAnchor);
     return QStringList{
         replaceHosts(files.hosts),

@@ -1,5 +1,6 @@
 #include "storage/CatalogFormat.h"
 
+#include "platform/Crc32.h"
 #include "storage/LzfseCodec.h"
 
 #include <QJsonArray>
@@ -41,23 +42,6 @@ constexpr Tag kMeta{'M', 'E', 'T', 'A'}, kParent{'P', 'R', 'N', 'T'}, kFirst{'F'
     kMtime{'M', 'T', 'I', 'M'}, kNames{'N', 'A', 'M', 'E'}, kLinkNode{'L', 'N', 'O', 'D'},
     kLinkKey{'L', 'K', 'E', 'Y'}, kLinkAlloc{'L', 'A', 'L', 'C'}, kLinkLogical{'L', 'L', 'O', 'G'},
     kLinkCounted{'L', 'C', 'N', 'T'}, kCheckpoint{'C', 'K', 'P', 'T'}, kDeleted{'D', 'E', 'L', 'C'};
-
-uint32_t crc32(QByteArrayView data) {
-    static const auto table = [] {
-        std::array<uint32_t, 256> t{};
-        for (uint32_t i = 0; i < 256; ++i) {
-            uint32_t c = i;
-            for (int k = 0; k < 8; ++k)
-                c = (c & 1) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
-            t[i] = c;
-        }
-        return t;
-    }();
-    uint32_t crc = 0xFFFFFFFFu;
-    for (char byte : data)
-        crc = table[(crc ^ static_cast<uint8_t>(byte)) & 0xFF] ^ (crc >> 8);
-    return crc ^ 0xFFFFFFFFu;
-}
 
 template <typename T> QByteArrayView bytesOf(const std::vector<T>& column) {
     return QByteArrayView(reinterpret_cast<const char*>(column.data()),

@@ -16,10 +16,8 @@ class ChangeResolver {
 public:
     explicit ChangeResolver(const FileTree& tree);
 
-    struct Resolved {
-        int32_t node = 0;   // the deepest node of the tree on the path
-        bool exact = false; // the whole path is that node
-    };
+    // The deepest node of the tree on the path, and whether the whole path is that node.
+    using Resolved = FileTree::PathMatch;
     // std::nullopt for a path outside the scanned root.
     std::optional<Resolved> resolve(QByteArrayView path);
 

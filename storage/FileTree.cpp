@@ -276,6 +276,22 @@ QString FileTree::path(int32_t node) const {
 }
 
 std::optional<int32_t> FileTree::findPath(QByteArrayView path) const {
+    const auto match = matchPath(
+        path, [this](int32_t folder, QByteArrayView name) { return childNamed(folder, name); });
+    return match && match->exact ? std::optional<int32_t>(match->node) : std::nullopt;
+}
+
+std::optional<int32_t> FileTree::childNamed(int32_t folder, QByteArrayView name) const {
+    const uint32_t first = columns_.firstChild[folder];
+    const uint32_t end = first + columns_.childCount[folder];
+    for (uint32_t child = first; child < end; ++child)
+        if (nameBytes(static_cast<int32_t>(child)) == name)
+            return static_cast<int32_t>(child);
+    return std::nullopt;
+}
+
+std::optional<FileTree::PathMatch> FileTree::matchPath(QByteArrayView path,
+                                                       const ChildLookup& child) const {
     if (columns_.parent.empty())
         return std::nullopt;
     const QByteArray root = rootPath.toUtf8();
@@ -284,7 +300,7 @@ std::optional<int32_t> FileTree::findPath(QByteArrayView path) const {
     QByteArrayView rest = path.sliced(root.size());
     if (!rest.isEmpty() && !root.endsWith('/') && !rest.startsWith('/'))
         return std::nullopt;
-    int32_t node = 0;
+    PathMatch match{0, true};
     while (!rest.isEmpty()) {
         while (rest.startsWith('/'))
             rest = rest.sliced(1);
@@ -293,19 +309,14 @@ std::optional<int32_t> FileTree::findPath(QByteArrayView path) const {
         const qsizetype slash = rest.indexOf('/');
         const QByteArrayView part = slash < 0 ? rest : rest.first(slash);
         rest = slash < 0 ? QByteArrayView() : rest.sliced(slash);
-        const uint32_t first = columns_.firstChild[node];
-        const uint32_t end = first + columns_.childCount[node];
-        std::optional<int32_t> found;
-        for (uint32_t child = first; child < end; ++child)
-            if (nameBytes(static_cast<int32_t>(child)) == part) {
-                found = static_cast<int32_t>(child);
-                break;
-            }
-        if (!found)
-            return std::nullopt;
-        node = *found;
+        const std::optional<int32_t> next = child(match.node, part);
+        if (!next) {
+            match.exact = false;
+            break;
+        }
+        match.node = *next;
     }
-    return node;
+    return match;
 }
 
 NodeKind FileTree::kind(int32_t node) const {

@@ -11,6 +11,7 @@
 #include <QSet>
 #include <QString>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <type_traits>
@@ -168,6 +169,17 @@ public:
     QString path(int32_t node) const;
     // The node at a path below (or equal to) the root, compared byte for byte.
     std::optional<int32_t> findPath(QByteArrayView path) const;
+    // The child of `folder` named `name`, searched in order.
+    std::optional<int32_t> childNamed(int32_t folder, QByteArrayView name) const;
+    // How far a path leads into the tree: the deepest node on it, and whether that node is the
+    // whole path. None when the path is not below (or equal to) the root. `child` finds a
+    // folder's child by name, so that a caller can index large folders.
+    struct PathMatch {
+        int32_t node = 0;
+        bool exact = false;
+    };
+    using ChildLookup = std::function<std::optional<int32_t>(int32_t folder, QByteArrayView name)>;
+    std::optional<PathMatch> matchPath(QByteArrayView path, const ChildLookup& child) const;
     NodeKind kind(int32_t node) const;
 
     // Adds every node's size and item count into its folder (children come after their

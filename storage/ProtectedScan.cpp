@@ -1,5 +1,6 @@
 #include "storage/ProtectedScan.h"
 
+#include "services/ShellWords.h"
 #include "storage/DirectoryReader.h"
 #include "storage/DiskScanner.h"
 #include "storage/ProtectedScanListing.h"
@@ -20,12 +21,6 @@
 namespace velmox {
 
 namespace {
-
-QString shellQuoted(const QString& text) {
-    QString quoted = text;
-    quoted.replace(QLatin1Char('\''), QLatin1String("'\\''"));
-    return QLatin1Char('\'') + quoted + QLatin1Char('\'');
-}
 
 // Paths are separated by a zero byte: a name may hold a newline, never a zero byte.
 QList<QByteArray> splitPaths(const QByteArray& bytes) {

@@ -23,13 +23,6 @@ QString taskTitle(const QString& id) {
     return task ? task->title : id;
 }
 
-QDialogButtonBox* saveCancelButtons(QDialog* dialog) {
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel, dialog);
-    QObject::connect(buttons, &QDialogButtonBox::accepted, dialog, &QDialog::accept);
-    QObject::connect(buttons, &QDialogButtonBox::rejected, dialog, &QDialog::reject);
-    return buttons;
-}
-
 } // namespace
 
 QLabel* makeDryRunBanner(QWidget* parent) {
@@ -182,67 +175,63 @@ AutomationSchedulePlan AutomationPlanEditor::edited(const AutomationSchedulePlan
     return plan;
 }
 
-AutomationRoutineEditor::AutomationRoutineEditor(const AutomationChain& chain, QWidget* parent)
-    : QDialog(parent), chain_(chain), name_(new QLineEdit(chain.name, this)),
-      steps_(new AutomationStepEditor(chain.steps, this)),
-      plan_(new AutomationPlanEditor(chain.plan, true, this)), buttons_(saveCancelButtons(this)) {
-    setWindowTitle(chain.name.isEmpty() ? QStringLiteral("New Routine") : chain.name);
-    name_->setPlaceholderText(QStringLiteral("Routine name"));
-    auto* form = new QFormLayout;
-    form->addRow(QStringLiteral("Name"), name_);
-    form->addRow(QStringLiteral("Steps"), steps_);
-    form->addRow(QStringLiteral("Runs"), plan_);
-    form->addRow(QString(), makePlanNote(this));
+AutomationStepsDialog::AutomationStepsDialog(const QString& name, const QString& newTitle,
+                                             const QString& placeholder, const QStringList& steps,
+                                             QWidget* parent)
+    : QDialog(parent), name_(new QLineEdit(name, this)),
+      steps_(new AutomationStepEditor(steps, this)), form_(new QFormLayout) {
+    setWindowTitle(name.isEmpty() ? newTitle : name);
+    name_->setPlaceholderText(placeholder);
+    form_->addRow(QStringLiteral("Name"), name_);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel, this);
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     auto* layout = new QVBoxLayout(this);
-    layout->addLayout(form);
-    layout->addWidget(buttons_);
-    const auto update = [this] { buttons_->button(QDialogButtonBox::Save)->setEnabled(canSave()); };
+    layout->addLayout(form_);
+    layout->addWidget(buttons);
+    const auto update = [this, buttons] {
+        buttons->button(QDialogButtonBox::Save)->setEnabled(canSave());
+    };
     connect(name_, &QLineEdit::textChanged, this, update);
     connect(steps_, &AutomationStepEditor::stepsChanged, this, update);
     update();
 }
 
-bool AutomationRoutineEditor::canSave() const {
+bool AutomationStepsDialog::canSave() const {
     return !name_->text().trimmed().isEmpty() && !steps_->steps().isEmpty();
+}
+
+AutomationRoutineEditor::AutomationRoutineEditor(const AutomationChain& chain, QWidget* parent)
+    : AutomationStepsDialog(chain.name, QStringLiteral("New Routine"),
+                            QStringLiteral("Routine name"), chain.steps, parent),
+      chain_(chain), plan_(new AutomationPlanEditor(chain.plan, true, this)) {
+    form()->addRow(QStringLiteral("Steps"), stepEditor());
+    form()->addRow(QStringLiteral("Runs"), plan_);
+    form()->addRow(QString(), makePlanNote(this));
 }
 
 AutomationChain AutomationRoutineEditor::chain() const {
     AutomationChain edited = chain_;
-    edited.name = name_->text().trimmed();
-    edited.steps = steps_->steps();
+    edited.name = nameField()->text().trimmed();
+    edited.steps = stepEditor()->steps();
     edited.plan = plan_->edited(chain_.plan);
     return edited;
 }
 
 AutomationProfileEditor::AutomationProfileEditor(const AutomationProfile& profile, QWidget* parent)
-    : QDialog(parent), profile_(profile), name_(new QLineEdit(profile.name, this)),
-      blurb_(new QLineEdit(profile.blurb, this)),
-      steps_(new AutomationStepEditor(profile.steps, this)), buttons_(saveCancelButtons(this)) {
-    setWindowTitle(profile.name.isEmpty() ? QStringLiteral("New Profile") : profile.name);
-    name_->setPlaceholderText(QStringLiteral("Profile name"));
+    : AutomationStepsDialog(profile.name, QStringLiteral("New Profile"),
+                            QStringLiteral("Profile name"), profile.steps, parent),
+      profile_(profile), blurb_(new QLineEdit(profile.blurb, this)) {
     blurb_->setPlaceholderText(QStringLiteral("What it is for, in one line"));
-    auto* form = new QFormLayout;
-    form->addRow(QStringLiteral("Name"), name_);
-    form->addRow(QStringLiteral("Description"), blurb_);
-    form->addRow(QStringLiteral("Steps"), steps_);
-    auto* layout = new QVBoxLayout(this);
-    layout->addLayout(form);
-    layout->addWidget(buttons_);
-    const auto update = [this] { buttons_->button(QDialogButtonBox::Save)->setEnabled(canSave()); };
-    connect(name_, &QLineEdit::textChanged, this, update);
-    connect(steps_, &AutomationStepEditor::stepsChanged, this, update);
-    update();
-}
-
-bool AutomationProfileEditor::canSave() const {
-    return !name_->text().trimmed().isEmpty() && !steps_->steps().isEmpty();
+    form()->addRow(QStringLiteral("Description"), blurb_);
+    form()->addRow(QStringLiteral("Steps"), stepEditor());
 }
 
 AutomationProfile AutomationProfileEditor::profile() const {
     AutomationProfile edited = profile_;
-    edited.name = name_->text().trimmed();
+    edited.name = nameField()->text().trimmed();
     edited.blurb = blurb_->text().trimmed();
-    edited.steps = steps_->steps();
+    edited.steps = stepEditor()->steps();
     edited.isBuiltIn = false;
     if (edited.icon.isEmpty())
         edited.icon = QStringLiteral("list.bullet");

@@ -7,7 +7,7 @@
 
 class QCheckBox;
 class QComboBox;
-class QDialogButtonBox;
+class QFormLayout;
 class QLabel;
 class QLineEdit;
 class QListWidget;
@@ -80,43 +80,51 @@ private:
     QComboBox* weekday_;
 };
 
-// Edits one routine: its name, steps and own plan. Save needs a name and a step.
-class AutomationRoutineEditor : public QDialog {
+// The frame of the routine and profile editors: a form that begins with the name, the steps
+// editor (the subclass places it), and Save, enabled only with a name and at least one step.
+class AutomationStepsDialog : public QDialog {
+    Q_OBJECT
+public:
+    QLineEdit* nameField() const { return name_; }
+    AutomationStepEditor* stepEditor() const { return steps_; }
+    bool canSave() const;
+
+protected:
+    // `newTitle` is the window's title while the record has no name.
+    AutomationStepsDialog(const QString& name, const QString& newTitle, const QString& placeholder,
+                          const QStringList& steps, QWidget* parent);
+    QFormLayout* form() const { return form_; }
+
+private:
+    QLineEdit* name_;
+    AutomationStepEditor* steps_;
+    QFormLayout* form_;
+};
+
+// Edits one routine: its name, steps and own plan.
+class AutomationRoutineEditor : public AutomationStepsDialog {
     Q_OBJECT
 public:
     explicit AutomationRoutineEditor(const AutomationChain& chain, QWidget* parent = nullptr);
     AutomationChain chain() const;
 
-    QLineEdit* nameField() const { return name_; }
-    AutomationStepEditor* stepEditor() const { return steps_; }
     AutomationPlanEditor* planEditor() const { return plan_; }
-    bool canSave() const;
 
 private:
     AutomationChain chain_;
-    QLineEdit* name_;
-    AutomationStepEditor* steps_;
     AutomationPlanEditor* plan_;
-    QDialogButtonBox* buttons_;
 };
 
 // Edits one of the user's profiles: name, one-line description and steps.
-class AutomationProfileEditor : public QDialog {
+class AutomationProfileEditor : public AutomationStepsDialog {
     Q_OBJECT
 public:
     explicit AutomationProfileEditor(const AutomationProfile& profile, QWidget* parent = nullptr);
     AutomationProfile profile() const;
 
-    QLineEdit* nameField() const { return name_; }
-    AutomationStepEditor* stepEditor() const { return steps_; }
-    bool canSave() const;
-
 private:
     AutomationProfile profile_;
-    QLineEdit* name_;
     QLineEdit* blurb_;
-    AutomationStepEditor* steps_;
-    QDialogButtonBox* buttons_;
 };
 
 } // namespace velmox

@@ -38,7 +38,7 @@ AutomationRuleEditor::AutomationRuleEditor(const AutomationRule& rule,
     for (const AutomationCondition condition : allAutomationConditions())
         condition_->addItem(editorLabel(condition), rawValue(condition));
     condition_->setCurrentIndex(condition_->findData(rawValue(rule.condition)));
-    threshold_->setRange(0, 100000);
+    threshold_->setRange(0, maxThreshold(AutomationCondition::diskFreeBelowGB));
     threshold_->setDecimals(1);
     threshold_->setValue(rule.threshold);
     help_->setWordWrap(true);
@@ -47,7 +47,7 @@ AutomationRuleEditor::AutomationRuleEditor(const AutomationRule& rule,
     if (!rule.actionId.isEmpty() && action_->findData(rule.actionId) < 0)
         action_->addItem(actionTitle(rule.actionId, chains), rule.actionId);
     action_->setCurrentIndex(qMax(0, action_->findData(rule.actionId)));
-    cooldown_->setRange(0, 7 * 24 * 60);
+    cooldown_->setRange(0, AutomationRule::kMaxCooldownMinutes);
     cooldown_->setSuffix(QStringLiteral(" min"));
     cooldown_->setValue(rule.effectiveCooldownMinutes());
     onlyOnAC_->setChecked(rule.onlyOnAC);
@@ -79,21 +79,20 @@ void AutomationRuleEditor::showCondition() {
     const auto condition =
         automationConditionFromRaw(condition_->currentData().toString()).value_or(rule_.condition);
     threshold_->setVisible(!isEvent(condition));
-    // The unit of each measure; percentages cannot pass 100.
+    // The unit of each measure.
     switch (condition) {
     case AutomationCondition::diskFreeBelowGB:
         threshold_->setSuffix(QStringLiteral(" GB"));
-        threshold_->setMaximum(100000);
         break;
     case AutomationCondition::cpuTempAbove:
         threshold_->setSuffix(QStringLiteral(" °C"));
-        threshold_->setMaximum(150);
         break;
     default:
         threshold_->setSuffix(QStringLiteral(" %"));
-        threshold_->setMaximum(100);
         break;
     }
+    if (!isEvent(condition))
+        threshold_->setMaximum(maxThreshold(condition));
     help_->setText(helpText(condition));
     help_->setVisible(!help_->text().isEmpty());
 }
@@ -224,6 +223,18 @@ QWidget* section(QWidget* parent, const QString& help, QListWidget* list, QHBoxL
 
 QString newId() {
     return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+}
+
+// `list` with `record` in place of the record of the same id, or added at the end when there
+// is none (a new record, or one another process removed while it was edited here).
+template <typename T> QList<T> withRecord(QList<T> list, const T& record) {
+    const auto stored =
+        std::find_if(list.begin(), list.end(), [&](const T& item) { return item.id == record.id; });
+    if (stored == list.end())
+        list.append(record);
+    else
+        *stored = record;
+    return list;
 }
 
 } // namespace
@@ -379,27 +390,18 @@ void AutomationPage::showProfiles() {
 }
 
 void AutomationPage::editRule(int row) {
-    QList<AutomationRule> rules = engine_.rules();
+    const QList<AutomationRule> rules = engine_.rules();
     AutomationRule rule;
     if (row >= 0 && row < rules.size()) {
         rule = rules.at(row);
     } else {
-        row = -1;
         rule.id = newId();
         rule.actionId = automationCatalogue().constFirst().id;
     }
     auto* editor = new AutomationRuleEditor(rule, engine_.chains(), this);
     editor->setAttribute(Qt::WA_DeleteOnClose);
-    connect(editor, &QDialog::accepted, this, [this, editor, row] {
-        QList<AutomationRule> current = engine_.rules();
-        const AutomationRule edited = editor->rule();
-        if (row < 0)
-            current.append(edited);
-        else
-            for (AutomationRule& stored : current)
-                if (stored.id == edited.id)
-                    stored = edited;
-        showSaved(engine_.setRules(current));
+    connect(editor, &QDialog::accepted, this, [this, editor] {
+        showSaved(engine_.setRules(withRecord(engine_.rules(), editor->rule())));
     });
     editor->open();
 }
@@ -420,16 +422,7 @@ AutomationRoutineEditor* AutomationPage::editRoutine(int row) {
     auto* editor = new AutomationRoutineEditor(chain, this);
     editor->setAttribute(Qt::WA_DeleteOnClose);
     connect(editor, &QDialog::accepted, this, [this, editor] {
-        QList<AutomationChain> current = engine_.chains();
-        const AutomationChain edited = editor->chain();
-        const auto stored =
-            std::find_if(current.begin(), current.end(),
-                         [&](const AutomationChain& c) { return c.id == edited.id; });
-        if (stored == current.end())
-            current.append(edited);
-        else
-            *stored = edited;
-        showSaved(engine_.setChains(current));
+        showSaved(engine_.setChains(withRecord(engine_.chains(), editor->chain())));
     });
     editor->open();
     return editor;
@@ -458,16 +451,8 @@ AutomationProfileEditor* AutomationPage::editProfile(int row) {
     auto* editor = new AutomationProfileEditor(profile, this);
     editor->setAttribute(Qt::WA_DeleteOnClose);
     connect(editor, &QDialog::accepted, this, [this, editor] {
-        QList<AutomationProfile> current = engine_.customProfiles();
-        const AutomationProfile edited = editor->profile();
-        const auto stored =
-            std::find_if(current.begin(), current.end(),
-                         [&](const AutomationProfile& p) { return p.id == edited.id; });
-        if (stored == current.end())
-            current.append(edited);
-        else
-            *stored = edited;
-        showSaved(engine_.setCustomProfiles(current));
+        showSaved(
+            engine_.setCustomProfiles(withRecord(engine_.customProfiles(), editor->profile())));
     });
     editor->open();
     return editor;

@@ -22,8 +22,9 @@ ToolRunResult runSystemctl(const QStringList& arguments) {
                            std::nullopt, kSystemctlTimeoutSeconds);
 }
 
+// What went wrong, from the tool's own words, as one sentence on one line.
 QString reason(const ToolRunResult& run) {
-    QString text = run.standardError.trimmed();
+    QString text = run.standardError.simplified();
     if (text.isEmpty())
         text = QStringLiteral("it ended with status %1").arg(run.status);
     if (!text.endsWith(QLatin1Char('.')))
@@ -201,13 +202,17 @@ Status LinuxMaintenanceAgent::remove() {
 }
 
 std::optional<MaintenanceAgentSettings> LinuxMaintenanceAgent::installed() {
-    const QByteArray timer = readFile(timerPath());
+    return settingsFromFiles(readFile(timerPath()), readFile(scriptPath()));
+}
+
+std::optional<MaintenanceAgentSettings>
+LinuxMaintenanceAgent::settingsFromFiles(const QByteArray& timer, const QByteArray& script) {
     if (timer.isEmpty())
         return std::nullopt;
     MaintenanceAgentSettings settings;
     settings.interval =
         timer.contains("\nOnCalendar=weekly\n") ? AgentInterval::weekly : AgentInterval::daily;
-    const QList<QByteArray> lines = readFile(scriptPath()).split('\n');
+    const QList<QByteArray> lines = script.split('\n');
     settings.caches = lines.contains("# task:caches");
     settings.trash = lines.contains("# task:trash");
     settings.purge = lines.contains("# task:purge");
@@ -215,13 +220,16 @@ std::optional<MaintenanceAgentSettings> LinuxMaintenanceAgent::installed() {
 }
 
 QString LinuxMaintenanceAgent::timerState() {
-    const ToolRunResult run = runSystemctl({QStringLiteral("is-active"), QLatin1String(kTimer)});
-    if (run.status == 0)
+    return timerState(runSystemctl({QStringLiteral("is-active"), QLatin1String(kTimer)}));
+}
+
+QString LinuxMaintenanceAgent::timerState(const ToolRunResult& isActive) {
+    if (isActive.status == 0)
         return QStringLiteral("The timer is active.");
-    const QString state = run.standardOutput.trimmed();
-    if (!state.isEmpty() && run.standardError.trimmed().isEmpty())
+    const QString state = isActive.standardOutput.simplified();
+    if (!state.isEmpty() && isActive.standardError.simplified().isEmpty())
         return QStringLiteral("The timer is %1.").arg(state);
-    return QStringLiteral("The user's service manager can't be reached: %1").arg(reason(run));
+    return QStringLiteral("The user's service manager can't be reached: %1").arg(reason(isActive));
 }
 
 } // namespace velmox

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "automation/agent/MaintenanceAgentSettings.h"
+#include "services/ToolRunner.h"
 
 #include <optional>
 
@@ -38,8 +39,13 @@ public:
     static Status remove();
     // What is installed, read back from the files; nothing when the agent is not installed.
     static std::optional<MaintenanceAgentSettings> installed();
+    // The same from the timer unit's and the script's contents (the timer empty: none).
+    static std::optional<MaintenanceAgentSettings> settingsFromFiles(const QByteArray& timer,
+                                                                     const QByteArray& script);
     // One sentence on whether the user's service manager runs the timer now.
     static QString timerState();
+    // The same from what `systemctl --user is-active` answered.
+    static QString timerState(const ToolRunResult& isActive);
 };
 
 } // namespace velmox

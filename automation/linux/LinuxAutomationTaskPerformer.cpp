@@ -9,6 +9,7 @@
 #include "platform/Trash.h"
 #include "services/KeychainHelper.h"
 #include "services/ShellHelper.h"
+#include "services/ShellWords.h"
 #include "services/ShownText.h"
 #include "services/SudoRunner.h"
 #include "services/ToolRunner.h"
@@ -37,13 +38,6 @@ AutomationTaskOutcome failed(QString message) {
 
 QString unchanged(const QString& what) {
     return QStringLiteral("Dry run: would %1. Nothing was changed.").arg(what);
-}
-
-// A path as one shell word, whatever characters it holds.
-QString quoted(const QString& text) {
-    QString escaped = text;
-    escaped.replace(QLatin1Char('\''), QStringLiteral("'\\''"));
-    return QLatin1Char('\'') + escaped + QLatin1Char('\'');
 }
 
 QString withStop(QString text) {
@@ -354,9 +348,9 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::flushDns(bool dryRun) {
     const QString nscd = tool({QStringLiteral("nscd")});
     QString line;
     if (running(resolvectl, "/run/systemd/resolve/io.systemd.Resolve"))
-        line = quoted(resolvectl) + QStringLiteral(" flush-caches");
+        line = shellQuoted(resolvectl) + QStringLiteral(" flush-caches");
     else if (running(nscd, "/run/nscd/socket"))
-        line = quoted(nscd) + QStringLiteral(" --invalidate=hosts");
+        line = shellQuoted(nscd) + QStringLiteral(" --invalidate=hosts");
     else
         return succeeded(QStringLiteral("No DNS cache service (systemd-resolved or nscd) is "
                                         "running, so there is no DNS cache to flush."));
@@ -372,9 +366,10 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::purgeMemory(bool dryRun) {
     if (dryRun)
         return succeeded(unchanged(QStringLiteral("purge inactive memory")));
     const QString sync = tool({QStringLiteral("sync")});
-    const QString line = (sync.isEmpty() ? QString() : quoted(sync) + QStringLiteral("; ")) +
-                         QStringLiteral("echo 1 > ") +
-                         quoted(options_.systemRoot + QStringLiteral("/proc/sys/vm/drop_caches"));
+    const QString line =
+        (sync.isEmpty() ? QString() : shellQuoted(sync) + QStringLiteral("; ")) +
+        QStringLiteral("echo 1 > ") +
+        shellQuoted(options_.systemRoot + QStringLiteral("/proc/sys/vm/drop_caches"));
     const Result<QString> run = runAsRoot(line, QStringLiteral("Purging inactive memory failed: "));
     if (!run)
         return failed(run.error());
@@ -449,7 +444,7 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::reindexFileSearch(bool dryRu
     QStringList done;
     if (!updatedb.isEmpty()) {
         const Result<QString> run =
-            runAsRoot(quoted(updatedb), QStringLiteral("File search reindex failed: "));
+            runAsRoot(shellQuoted(updatedb), QStringLiteral("File search reindex failed: "));
         if (!run)
             return failed(run.error());
         done << QStringLiteral("The file search index was rebuilt.");
@@ -504,16 +499,16 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::verifyRootFileSystem(bool dr
         return succeeded(QStringLiteral("Dry run: would verify the startup volume (read-only, can "
                                         "take several minutes). Nothing was changed."));
 
-    const QString mountPoint = quoted(QFile::decodeName(root->mountPoint));
+    const QString mountPoint = shellQuoted(QFile::decodeName(root->mountPoint));
     QString line;
     if (ext)
-        line = quoted(program) + QStringLiteral(" -l ") + quoted(source);
+        line = shellQuoted(program) + QStringLiteral(" -l ") + shellQuoted(source);
     else if (type == QLatin1String("btrfs"))
-        line = quoted(program) + QStringLiteral(" device stats ") + mountPoint +
-               QStringLiteral(" && ") + quoted(program) + QStringLiteral(" scrub start -B -r ") +
-               mountPoint + QStringLiteral(" >&2");
+        line = shellQuoted(program) + QStringLiteral(" device stats ") + mountPoint +
+               QStringLiteral(" && ") + shellQuoted(program) +
+               QStringLiteral(" scrub start -B -r ") + mountPoint + QStringLiteral(" >&2");
     else
-        line = quoted(program) + QStringLiteral(" -n ") + mountPoint;
+        line = shellQuoted(program) + QStringLiteral(" -n ") + mountPoint;
     const Result<QString> run =
         runAsRoot(line, QStringLiteral("Disk verification reported a problem: "));
     if (!run)
@@ -547,14 +542,15 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::thinSnapshots(bool dryRun) {
     QString line;
     if (!snapper.isEmpty()) {
         // The cleanup algorithms delete what the configuration's limits allow.
-        line = quoted(snapper) + QStringLiteral(" cleanup number && ") + quoted(snapper) +
+        line = shellQuoted(snapper) + QStringLiteral(" cleanup number && ") + shellQuoted(snapper) +
                QStringLiteral(" cleanup timeline");
     } else {
         // Timeshift lists oldest first; the newest snapshot always stays.
-        line = QStringLiteral("set -- $(") + quoted(timeshift) +
+        line = QStringLiteral("set -- $(") + shellQuoted(timeshift) +
                QStringLiteral(" --list --scripted 2>/dev/null | /usr/bin/awk '$2 == \">\" "
                               "{ print $3 }'); if [ $# -gt 1 ]; then ") +
-               quoted(timeshift) + QStringLiteral(" --delete --snapshot \"$1\" --scripted; fi");
+               shellQuoted(timeshift) +
+               QStringLiteral(" --delete --snapshot \"$1\" --scripted; fi");
     }
     const Result<QString> run = runAsRoot(line, QStringLiteral("Thinning snapshots failed: "));
     if (!run)

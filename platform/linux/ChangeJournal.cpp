@@ -1,11 +1,12 @@
 #include "platform/linux/ChangeJournal.h"
 
+#include "platform/Crc32.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -16,23 +17,6 @@
 namespace velmox::ChangeJournal {
 
 namespace {
-
-uint32_t crc32(QByteArrayView data, uint32_t crc = 0) {
-    static const std::array<uint32_t, 256> table = [] {
-        std::array<uint32_t, 256> t{};
-        for (uint32_t i = 0; i < 256; ++i) {
-            uint32_t c = i;
-            for (int k = 0; k < 8; ++k)
-                c = (c & 1) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
-            t[i] = c;
-        }
-        return t;
-    }();
-    crc = ~crc;
-    for (const char byte : data)
-        crc = table[(crc ^ static_cast<uint8_t>(byte)) & 0xFF] ^ (crc >> 8);
-    return ~crc;
-}
 
 template <typename T> void put(QByteArray& out, T value) {
     for (size_t i = 0; i < sizeof(T); ++i)

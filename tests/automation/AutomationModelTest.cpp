@@ -81,7 +81,7 @@ AutomationStoreData sampleData() {
     rule.condition = AutomationCondition::diskFreeBelowGB;
     rule.threshold = 12.5;
     rule.actionId = "chain:gone";
-    rule.cooldownMinutes = -3;
+    rule.cooldownMinutes = 30;
     rule.onlyOnAC = true;
     rule.lastRun = QDateTime(QDate(2026, 7, 1), QTime(8, 15, 30), Qt::LocalTime);
     data.rules = {rule};
@@ -169,6 +169,32 @@ TEST(AutomationStore, MissingAndBadFilesGiveDefaultsAndOnlyASaveReplacesThem) {
     EXPECT_EQ(AutomationStore(path).load().data, changed);
     EXPECT_EQ(QDir(home.filePath("deep/Velmox")).entryList(QDir::Files),
               QStringList{"Automation Rules.json"});
+}
+
+// A file edited by hand: numbers out of range come back in range, so no list shows them and no
+// rule compares with them.
+TEST(AutomationStore, RuleNumbersOutOfRangeComeBackInRange) {
+    QTemporaryDir home;
+    const QString path = home.filePath("Automation Rules.json");
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(R"({"rules": [
+        {"id": "a", "condition": "diskFreeBelowGB", "threshold": -5, "cooldownMinutes": -30},
+        {"id": "b", "condition": "memoryAbovePercent", "threshold": 250, "cooldownMinutes": 1e12},
+        {"id": "c", "condition": "cpuTempAbove", "threshold": 1e300, "cooldownMinutes": 90.5},
+        {"id": "d", "condition": "onWake", "threshold": 40}]})");
+    file.close();
+    const QList<AutomationRule> rules = AutomationStore(path).load().data.rules;
+    ASSERT_EQ(rules.size(), 4);
+    QList<double> thresholds;
+    QStringList cooldowns;
+    for (const AutomationRule& rule : rules) {
+        thresholds << rule.threshold;
+        cooldowns << cooldownSummary(rule);
+    }
+    EXPECT_EQ(thresholds, (QList<double>{0, 100, 150, 0}));
+    EXPECT_EQ(cooldowns, (QStringList{"0 min between runs", "10080 min between runs",
+                                      "90 min between runs", "60 min between runs"}));
 }
 
 TEST(AutomationStore, SavesKeepWhatAnotherProcessChangedMeanwhile) {

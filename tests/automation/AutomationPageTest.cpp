@@ -31,6 +31,7 @@
 #include <QTemporaryDir>
 #include <QThreadPool>
 #include <QTimeEdit>
+#include <sys/stat.h>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -280,9 +281,14 @@ TEST_F(PageWorld, SafetyTabWritesSwitchesAndProtectedLists) {
     tab.addApp();
     tab.addApp();
     EXPECT_EQ(stored().protectedBundleIDs, QStringList{"org.example.Editor"});
-    tab.setAppChooser([&] { return link; });
-    tab.addApp();
-    EXPECT_EQ(tab.reporter()->message(), "Couldn't read an app ID from that app.");
+    // A pipe given an entry's name is refused at once rather than waited on.
+    const QString pipe = folder.filePath("org.example.Pipe.desktop");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    for (const QString& notAnApp : {link, pipe}) {
+        tab.setAppChooser([&] { return notAnApp; });
+        tab.addApp();
+        EXPECT_EQ(tab.reporter()->message(), "Couldn't read an app ID from that app.");
+    }
 
     tab.appsList()->setCurrentRow(0);
     tab.removeApp();

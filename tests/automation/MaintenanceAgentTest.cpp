@@ -259,3 +259,16 @@ TEST(LinuxMaintenanceAgentTest, CommandLineInstallsUpdatesAndRemovesTheUnits) {
 }
 
 } // namespace
+
+// The status line reads systemctl's answer: what it printed over several lines is one sentence.
+TEST(LinuxMaintenanceAgentTest, TimerStateIsOneSentenceOnOneLine) {
+    ToolRunResult run;
+    run.status = 3;
+    run.standardOutput = "inactive\n";
+    EXPECT_EQ(LinuxMaintenanceAgent::timerState(run), "The timer is inactive.");
+    run.status = 1;
+    run.standardError = "Failed to connect to bus:\n  No medium found\n";
+    EXPECT_EQ(LinuxMaintenanceAgent::timerState(run),
+              "The user's service manager can't be reached: Failed to connect to bus: No medium "
+              "found.");
+}

@@ -56,9 +56,9 @@ TEST(AddressBlockerPage, AddApplyAndRestoreFromThePage) {
     NetworkBlockerModel model(settings, keychain, [&](const QString& chain) -> CommandResult {
         const QString inside =
             QStringLiteral("/bin/mount --bind %1 /etc/hosts && /sbin/ip link set lo up && { %2; }")
-                .arg(shellWord(hosts), chain);
+                .arg(shellQuoted(hosts), chain);
         const PrivilegedRunResult ran =
-            SudoRunner::run({}, "/usr/bin/unshare --net --mount /bin/sh -c " + shellWord(inside));
+            SudoRunner::run({}, "/usr/bin/unshare --net --mount /bin/sh -c " + shellQuoted(inside));
         if (!ran.succeeded)
             return commandFailure(ran.errorMessage.value_or(QString()));
         return ran.output;

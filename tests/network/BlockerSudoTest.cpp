@@ -42,9 +42,9 @@ TEST(BlockerSudo, TheWholeApplyRunsAsOneChainThroughSudo) {
         const QString inside =
             QStringLiteral("/bin/mount --bind %1 /etc/hosts && /sbin/ip link set lo up && { %2; "
                            "}; /usr/sbin/nft list tables")
-                .arg(shellWord(hosts), chain);
+                .arg(shellQuoted(hosts), chain);
         const CommandResult result = shell.runPrivileged(
-            "/usr/bin/unshare --net --mount /bin/sh -c " + shellWord(inside), false);
+            "/usr/bin/unshare --net --mount /bin/sh -c " + shellQuoted(inside), false);
         output = result ? *result : result.error().description();
         return result;
     });
