@@ -5,6 +5,7 @@
 #include "app/AutomationSettingsPane.h"
 #include "app/DiskHealthSettingsPane.h"
 #include "app/GeneralSettingsPane.h"
+#include "app/StorageSettingsPane.h"
 #include "app/SymbolIcons.h"
 
 #include <QHBoxLayout>
@@ -15,7 +16,8 @@ namespace velmox {
 
 const QStringList& SettingsView::sectionIds() {
     static const QStringList ids{QStringLiteral("general"), QStringLiteral("access"),
-                                 QStringLiteral("automation"), QStringLiteral("diskHealth")};
+                                 QStringLiteral("automation"), QStringLiteral("diskHealth"),
+                                 QStringLiteral("storage")};
     return ids;
 }
 
@@ -30,7 +32,8 @@ SettingsView::SettingsView(AppServices& services, const QString& executable, QWi
     const std::pair<QString, QString> titles[] = {{QStringLiteral("General"), "gearshape"},
                                                   {QStringLiteral("Access"), "person.badge.key"},
                                                   {QStringLiteral("Automation"), "gearshape.2"},
-                                                  {QStringLiteral("Disk Health"), "internaldrive"}};
+                                                  {QStringLiteral("Disk Health"), "internaldrive"},
+                                                  {QStringLiteral("Storage"), "externaldrive.fill"}};
     for (const auto& [title, symbol] : titles) {
         auto* item = new QListWidgetItem(symbolIcon(symbol, title), title, sections_);
         item->setSizeHint(QSize(0, 30));
@@ -39,6 +42,7 @@ SettingsView::SettingsView(AppServices& services, const QString& executable, QWi
     panes_->addWidget(new AccessSettingsPane(services));
     panes_->addWidget(new AutomationSettingsPane(services.checks()));
     panes_->addWidget(new DiskHealthSettingsPane(services.settings(), services.diskHealth()));
+    panes_->addWidget(new StorageSettingsPane(services.settings()));
     layout->addWidget(sections_);
     layout->addWidget(panes_, 1);
     connect(sections_, &QListWidget::currentRowChanged, panes_, &QStackedWidget::setCurrentIndex);

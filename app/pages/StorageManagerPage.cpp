@@ -6,6 +6,7 @@
 #include "app/pages/PageHeader.h"
 #include "app/pages/StorageBreakdownPanel.h"
 #include "app/pages/StorageChildModel.h"
+#include "app/pages/StorageExclusionsSheet.h"
 #include "app/pages/StorageItemActions.h"
 #include "app/pages/StorageRevealer.h"
 #include "app/pages/StorageRingChart.h"
@@ -118,6 +119,13 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     scopes_->setMinimumWidth(220);
     toolbar->addWidget(scopes_);
     toolbar->addWidget(chooseFolder_);
+    if (settings_) {
+        auto* exclusions = new QPushButton(QStringLiteral("Exclusions..."), this);
+        exclusions->setObjectName(QStringLiteral("scanExclusions"));
+        exclusions->setToolTip(QStringLiteral("Folders and names that scans of this scope skip"));
+        connect(exclusions, &QPushButton::clicked, this, &StorageManagerPage::openExclusionsSheet);
+        toolbar->addWidget(exclusions);
+    }
     toolbar->addSpacing(12);
     scan_->setDefault(true);
     for (QPushButton* button : {scan_, pause_, resume_, cancel_})
@@ -868,6 +876,15 @@ StorageUnreadableSheet* StorageManagerPage::openUnreadableSheet() {
     }
     sheet_->open();
     return sheet_;
+}
+
+StorageExclusionsSheet* StorageManagerPage::openExclusionsSheet() {
+    if (!settings_)
+        return nullptr;
+    auto* sheet = new StorageExclusionsSheet(*settings_, scope_, this);
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    sheet->open();
+    return sheet;
 }
 
 QString StorageManagerPage::navigationDetail() const {

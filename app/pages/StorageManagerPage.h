@@ -28,6 +28,7 @@ class ScanCenter;
 class Settings;
 class StorageBreakdownPanel;
 class StorageChildModel;
+class StorageExclusionsSheet;
 class StorageRingChart;
 class StorageUnreadableSheet;
 
@@ -95,6 +96,8 @@ public:
     // Why the selected folder was not entered by the scan, when it was not.
     QString explanationText() const;
     StorageUnreadableSheet* openUnreadableSheet();
+    // What scans of the current scope skip ("Exclusions..."); none without settings.
+    StorageExclusionsSheet* openExclusionsSheet();
 
     // The navigation detail of the page: the scope and the folder shown.
     QString navigationDetail() const;
