@@ -18,7 +18,8 @@ ExclusionListEditor::ExclusionListEditor(const QStringList& patterns, Save save,
       list_(new QListWidget(this)),
       addFolder_(new QPushButton(QStringLiteral("Add Folder..."), this)),
       addPattern_(new QPushButton(QStringLiteral("Add Pattern..."), this)),
-      remove_(new QPushButton(QStringLiteral("Remove"), this)), reporter_(new StatusReporter(this)) {
+      remove_(new QPushButton(QStringLiteral("Remove"), this)),
+      reporter_(new StatusReporter(this)) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     list_->setObjectName(QStringLiteral("exclusionList"));

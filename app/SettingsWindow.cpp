@@ -29,11 +29,12 @@ SettingsView::SettingsView(AppServices& services, const QString& executable, QWi
     sections_->setObjectName(QStringLiteral("sidebar"));
     sections_->setFixedWidth(170);
     sections_->setIconSize(QSize(18, 18));
-    const std::pair<QString, QString> titles[] = {{QStringLiteral("General"), "gearshape"},
-                                                  {QStringLiteral("Access"), "person.badge.key"},
-                                                  {QStringLiteral("Automation"), "gearshape.2"},
-                                                  {QStringLiteral("Disk Health"), "internaldrive"},
-                                                  {QStringLiteral("Storage"), "externaldrive.fill"}};
+    const std::pair<QString, QString> titles[] = {
+        {QStringLiteral("General"), "gearshape"},
+        {QStringLiteral("Access"), "person.badge.key"},
+        {QStringLiteral("Automation"), "gearshape.2"},
+        {QStringLiteral("Disk Health"), "internaldrive"},
+        {QStringLiteral("Storage"), "externaldrive.fill"}};
     for (const auto& [title, symbol] : titles) {
         auto* item = new QListWidgetItem(symbolIcon(symbol, title), title, sections_);
         item->setSizeHint(QSize(0, 30));

@@ -5,8 +5,8 @@
 
 #include <QColor>
 #include <QGuiApplication>
-#include <QPalette>
 #include <QLocale>
+#include <QPalette>
 #include <algorithm>
 
 namespace velmox {

@@ -120,11 +120,11 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     toolbar->addWidget(scopes_);
     toolbar->addWidget(chooseFolder_);
     if (settings_) {
-        auto* exclusions = new QPushButton(QStringLiteral("Exclusions..."), this);
-        exclusions->setObjectName(QStringLiteral("scanExclusions"));
-        exclusions->setToolTip(QStringLiteral("Folders and names that scans of this scope skip"));
-        connect(exclusions, &QPushButton::clicked, this, &StorageManagerPage::openExclusionsSheet);
-        toolbar->addWidget(exclusions);
+        exclusions_ = new QPushButton(QStringLiteral("Exclusions..."), this);
+        exclusions_->setObjectName(QStringLiteral("scanExclusions"));
+        exclusions_->setToolTip(QStringLiteral("Folders and names that scans of this scope skip"));
+        connect(exclusions_, &QPushButton::clicked, this, &StorageManagerPage::openExclusionsSheet);
+        toolbar->addWidget(exclusions_);
     }
     toolbar->addSpacing(12);
     scan_->setDefault(true);
@@ -729,6 +729,8 @@ void StorageManagerPage::rebuildBreadcrumb() {
 void StorageManagerPage::orderTabs() {
     QList<QWidget*> order{scopes_, chooseFolder_, scan_,       pause_,
                           resume_, cancel_,       unreadable_, dismissMessage_};
+    if (exclusions_)
+        order.insert(2, exclusions_);
     order << back_ << forward_;
     for (int i = 0; i < breadcrumbLayout_->count(); ++i)
         if (auto* button = qobject_cast<QToolButton*>(breadcrumbLayout_->itemAt(i)->widget()))

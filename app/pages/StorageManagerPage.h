@@ -154,6 +154,7 @@ private:
     QPushButton* rescan_;
     QPushButton* reveal_;
     QPushButton* unreadable_;
+    QPushButton* exclusions_ = nullptr; // with settings only
     QStackedWidget* content_;
     EmptyStateView* emptyState_;
     StorageRingChart* chart_;

@@ -33,8 +33,8 @@ TEST_F(StorageExclusionsTest, SettingsListSavesEachChangeAndRefusesBadOnesWithAR
     EXPECT_EQ(ScanExclusionSettings::global(settings),
               (QStringList{QStringLiteral("*.iso"), root + QStringLiteral("/big")}));
 
-    for (const QString& bad : {QStringLiteral("../up"), QStringLiteral(" "),
-                               QStringLiteral("./*.iso")}) {
+    for (const QString& bad :
+         {QStringLiteral("../up"), QStringLiteral(" "), QStringLiteral("./*.iso")}) {
         EXPECT_FALSE(editor.addPattern(bad)) << bad.toStdString();
         EXPECT_FALSE(editor.reporter()->isSuccess());
         EXPECT_FALSE(editor.reporter()->message().isEmpty());
@@ -52,8 +52,8 @@ TEST_F(StorageExclusionsTest, SettingsListSavesEachChangeAndRefusesBadOnesWithAR
     EXPECT_FALSE(editor.addPattern(QStringLiteral("*.tmp")));
     EXPECT_EQ(editor.patterns(), QStringList{root + QStringLiteral("/big")});
     EXPECT_FALSE(editor.reporter()->message().isEmpty());
-    ASSERT_TRUE(QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner |
-                                                  QFile::ExeOwner));
+    ASSERT_TRUE(
+        QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     EXPECT_EQ(ScanExclusionSettings::global(settings), QStringList{root + QStringLiteral("/big")});
 }
 
