@@ -1,6 +1,7 @@
 #include "storage/ScanExclusions.h"
 
 #include "ScanTestSupport.h"
+#include "services/Clock.h"
 #include "storage/CatalogFormat.h"
 #include "storage/TreeBreakdown.h"
 #include "tests/support/VelmoxProcess.h"
@@ -131,23 +132,22 @@ TEST_F(ScanExclusionsTest, ScanSkipsWhatAScanOfThePrunedCopyNeverSaw) {
 }
 
 TEST_F(ScanExclusionsTest, RescanOfOneFolderKeepsTheTreesExclusions) {
-    const auto skipped = scanWith(root_, patterns_);
-    ASSERT_TRUE(skipped);
-    const std::optional<int32_t> keep = skipped->findPath(root_ + "/keep");
-    ASSERT_TRUE(keep);
-    // What Rescan Folder does: the folder alone, with the exclusions of the whole tree.
-    ScanConfiguration config = ScanConfiguration::build(
-        {ScanScope::Kind::folder, QString::fromUtf8(root_ + "/keep"), {}, {}});
-    config.exclusions = ScanExclusions(skipped->exclusions, root_);
-    DiskScanner folder(config);
-    ASSERT_TRUE(folder.start());
-    folder.waitForFinished();
-    FileTree updated = skipped->copy();
-    updated.replaceSubtree(*keep, *folder.tree());
-    EXPECT_EQ(fileTotals(updated), fileTotals(*skipped));
-    const auto iso = updated.findPath(root_ + "/keep/deep/disc.iso");
+    QStringList patterns = patterns_;
+    ScanJob job({ScanScope::Kind::folder, QString::fromUtf8(root_), {}, {}}, SystemClock::shared());
+    job.setExclusionSource([&patterns](const ScanScope&) { return patterns; });
+    job.start();
+    ASSERT_TRUE(processEventsUntil([&] { return job.state() == ScanJob::State::finished; }));
+    const auto scanned = job.tree();
+    // Exclusions changed since the scan do not reach into the tree shown.
+    patterns.clear();
+    job.rescanFolder(*scanned->findPath(root_ + "/keep"));
+    ASSERT_TRUE(processEventsUntil([&] { return job.tree() != scanned && !job.isBusy(); }));
+    const auto updated = job.tree();
+    EXPECT_EQ(fileTotals(*updated), fileTotals(*scanned));
+    const auto iso = updated->findPath(root_ + "/keep/deep/disc.iso");
     ASSERT_TRUE(iso);
-    EXPECT_TRUE(updated.hasFlag(*iso, NodeFlag::excluded));
+    EXPECT_TRUE(updated->hasFlag(*iso, NodeFlag::excluded));
+    EXPECT_EQ(updated->exclusions, scanned->exclusions);
 }
 
 TEST(ScanExclusionPatterns, BadPatternsAreRefusedWithAReasonAndTheRestAreWrittenOneWay) {
@@ -231,4 +231,32 @@ TEST_F(ScanExclusionsTest, CommandLineExcludesAndSaysWhat) {
         {QStringLiteral("scan"), root, QStringLiteral("--exclude"), QStringLiteral("../up")});
     EXPECT_EQ(bad.exitCode, 2);
     EXPECT_TRUE(bad.err.contains("leads out of the scanned folder")) << bad.err.toStdString();
+}
+
+TEST_F(ScanExclusionsTest, CheckpointIsContinuedOnlyWithTheSameExclusions) {
+    const auto velmox = [&](const QStringList& options, const QStringList& patterns) {
+        QStringList args{QStringLiteral("scan"), QString::fromUtf8(root_), QStringLiteral("--json"),
+                         QStringLiteral("--workers"), QStringLiteral("1")};
+        for (const QString& pattern : patterns)
+            args << QStringLiteral("--exclude") << pattern;
+        const VelmoxRun run = runVelmox(args + options);
+        return std::pair{run.exitCode, QJsonDocument::fromJson(run.out).object()};
+    };
+    const QStringList capped{QStringLiteral("--max-items"), QStringLiteral("5")};
+    ASSERT_EQ(velmox(capped, patterns_).first, 3);
+    const auto [status, other] = velmox({QStringLiteral("--resume")}, {QStringLiteral("*.iso")});
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(other.value(QStringLiteral("mode")).toString(), QStringLiteral("full"));
+    EXPECT_TRUE(other.value(QStringLiteral("note"))
+                    .toString()
+                    .contains(QStringLiteral("skipped other items than the exclusions now set")))
+        << other.value(QStringLiteral("note")).toString().toStdString();
+
+    ASSERT_EQ(velmox(capped, patterns_).first, 3);
+    const auto [resumedStatus, resumed] = velmox({QStringLiteral("--resume")}, patterns_);
+    EXPECT_EQ(resumedStatus, 0);
+    EXPECT_EQ(resumed.value(QStringLiteral("mode")).toString(), QStringLiteral("resumed"));
+    const auto full = scanWith(root_, patterns_);
+    EXPECT_EQ(resumed.value(QStringLiteral("allocated")).toInteger(), full->alloc(0));
+    EXPECT_EQ(resumed.value(QStringLiteral("items")).toInteger(), full->items(0));
 }
