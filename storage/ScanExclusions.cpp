@@ -18,9 +18,7 @@ bool hasGlob(QStringView pattern) {
            pattern.contains(QLatin1Char('['));
 }
 
-// One way of writing a pattern: no surrounding blanks, no empty or "." parts, no trailing
-// slash. ".." parts are kept, for check() to refuse.
-QString cleaned(const QString& pattern) {
+QString cleanedOnce(const QString& pattern) {
     const QString trimmed = pattern.trimmed();
     const bool absolute = trimmed.startsWith(QLatin1Char('/'));
     QStringList parts;
@@ -28,6 +26,15 @@ QString cleaned(const QString& pattern) {
         if (part != QLatin1String("."))
             parts.append(part);
     return (absolute ? QStringLiteral("/") : QString()) + parts.join(QLatin1Char('/'));
+}
+
+// One way of writing a pattern: no surrounding blanks, no empty or "." parts, no trailing
+// slash. ".." parts are kept, for check() to refuse. Taking a slash away can leave a blank at
+// the end ("x\v/"), so it goes on until nothing changes; each pass only shortens the text.
+QString cleaned(QString pattern) {
+    for (QString next = cleanedOnce(pattern); next != pattern; next = cleanedOnce(pattern))
+        pattern = next;
+    return pattern;
 }
 
 QByteArray joined(const QByteArray& folder, QByteArrayView name) {
@@ -130,13 +137,17 @@ bool ScanExclusions::Folder::excludes(QByteArrayView name) const {
 }
 
 bool ScanExclusions::matchesGlob(QByteArrayView folder, QByteArrayView name) const {
-    if (!nameGlobs_.empty()) {
-        const QByteArray text = name.toByteArray();
-        for (const NameGlob& glob : nameGlobs_) {
-            if (!glob.suffix.isEmpty() ? name.endsWith(glob.suffix)
-                                       : fnmatches(glob.pattern, text, 0))
+    QByteArray text; // fnmatch needs the name ended by a zero byte; made once if needed
+    for (const NameGlob& glob : nameGlobs_) {
+        if (!glob.suffix.isEmpty()) {
+            if (name.endsWith(glob.suffix))
                 return true;
+            continue;
         }
+        if (text.isNull())
+            text = name.toByteArray();
+        if (fnmatches(glob.pattern, text, 0))
+            return true;
     }
     if (pathGlobs_.empty())
         return false;

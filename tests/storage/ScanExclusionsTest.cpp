@@ -161,6 +161,10 @@ TEST(ScanExclusionPatterns, BadPatternsAreRefusedWithAReasonAndTheRestAreWritten
                                     QStringLiteral("*.iso"), QStringLiteral("../x"),
                                     QStringLiteral("/abs/./p/")}),
         (QStringList{QStringLiteral("*.iso"), QStringLiteral("/abs/p"), QStringLiteral("b/c")}));
+    // Written one way means written the same way again.
+    const QStringList blanks = ScanExclusions::normalized({QStringLiteral("x/\v/")});
+    EXPECT_EQ(blanks, QStringList{QStringLiteral("x")});
+    EXPECT_EQ(ScanExclusions::normalized(blanks), blanks);
 
     const ScanExclusions exclusions(
         {QStringLiteral("name[0-9]"), QStringLiteral("out/*.o"), QStringLiteral("/elsewhere/x")},
