@@ -465,6 +465,13 @@ void ScanJob::cancel() {
 void ScanJob::rescanFolder(int32_t node) {
     if (!tree_ || node < 0 || node >= tree_->size() || isBusy() || isSummaryOnly_)
         return;
+    if (tree_->hasFlag(node, NodeFlag::excluded)) {
+        emit messageChanged(QStringLiteral("\"%1\" is excluded from this scan, so it was not "
+                                           "rescanned. Remove it from the exclusions and scan "
+                                           "again to count it.")
+                                .arg(tree_->name(node)));
+        return;
+    }
     const QByteArray path = tree_->pathBytes(node);
     const int fd = DirectoryReader::openFolder(path, node == 0);
     if (fd < 0) {

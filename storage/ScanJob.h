@@ -131,7 +131,7 @@ public:
     // Stops a running or paused walk without waiting for its workers.
     void cancel();
     // Reads one folder of the tree again and puts the result in its place; one rescan or
-    // administrator pass at a time.
+    // administrator pass at a time. An excluded folder is not read; the job says so instead.
     void rescanFolder(int32_t node);
     // Takes items that were removed from the disk out of the tree shown (paths not in it are
     // passed over) without reading anything again: the tree is replaced by an edited copy,

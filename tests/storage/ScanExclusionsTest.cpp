@@ -148,6 +148,15 @@ TEST_F(ScanExclusionsTest, RescanOfOneFolderKeepsTheTreesExclusions) {
     ASSERT_TRUE(iso);
     EXPECT_TRUE(updated->hasFlag(*iso, NodeFlag::excluded));
     EXPECT_EQ(updated->exclusions, scanned->exclusions);
+
+    // An excluded folder is not read by a rescan either.
+    QString message;
+    QObject::connect(&job, &ScanJob::messageChanged, [&message](const QString& m) { message = m; });
+    job.rescanFolder(*updated->findPath(root_ + "/vms"));
+    EXPECT_FALSE(job.isBusy());
+    EXPECT_EQ(job.tree(), updated);
+    EXPECT_TRUE(message.startsWith(QStringLiteral("\"vms\" is excluded from this scan")))
+        << message.toStdString();
 }
 
 TEST(ScanExclusionPatterns, BadPatternsAreRefusedWithAReasonAndTheRestAreWrittenOneWay) {
