@@ -23,6 +23,7 @@
 #include "services/ShellHelper.h"
 #include "storage/CatalogReindexer.h"
 #include "storage/ScanCenter.h"
+#include "storage/ScanExclusions.h"
 #include "storage/StorageCatalogStore.h"
 
 namespace velmox {
@@ -113,6 +114,9 @@ ScanCenter& AppServices::scanCenter() {
     if (!changeHistory_)
         changeHistory_ = systemChangeHistory();
     scanCenter_->setChangeHistory(changeHistory_.get());
+    scanCenter_->setExclusionSource([this](const ScanScope& scope) {
+        return ScanExclusionSettings::patternsFor(settings_, scope);
+    });
     return *scanCenter_;
 }
 

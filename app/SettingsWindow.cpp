@@ -5,6 +5,7 @@
 #include "app/AutomationSettingsPane.h"
 #include "app/DiskHealthSettingsPane.h"
 #include "app/GeneralSettingsPane.h"
+#include "app/StorageSettingsPane.h"
 #include "app/SymbolIcons.h"
 
 #include <QAbstractButton>
@@ -18,7 +19,8 @@ namespace velmox {
 
 const QStringList& SettingsView::sectionIds() {
     static const QStringList ids{QStringLiteral("general"), QStringLiteral("access"),
-                                 QStringLiteral("automation"), QStringLiteral("diskHealth")};
+                                 QStringLiteral("automation"), QStringLiteral("diskHealth"),
+                                 QStringLiteral("storage")};
     return ids;
 }
 
@@ -30,10 +32,12 @@ SettingsView::SettingsView(AppServices& services, const QString& executable, QWi
     sections_->setObjectName(QStringLiteral("sidebar"));
     sections_->setFixedWidth(170);
     sections_->setIconSize(QSize(18, 18));
-    const std::pair<QString, QString> titles[] = {{QStringLiteral("General"), "gearshape"},
-                                                  {QStringLiteral("Access"), "person.badge.key"},
-                                                  {QStringLiteral("Automation"), "gearshape.2"},
-                                                  {QStringLiteral("Disk Health"), "internaldrive"}};
+    const std::pair<QString, QString> titles[] = {
+        {QStringLiteral("General"), "gearshape"},
+        {QStringLiteral("Access"), "person.badge.key"},
+        {QStringLiteral("Automation"), "gearshape.2"},
+        {QStringLiteral("Disk Health"), "internaldrive"},
+        {QStringLiteral("Storage"), "externaldrive.fill"}};
     for (const auto& [title, symbol] : titles) {
         auto* item = new QListWidgetItem(symbolIcon(symbol, title), title, sections_);
         item->setSizeHint(QSize(0, 30));
@@ -42,6 +46,7 @@ SettingsView::SettingsView(AppServices& services, const QString& executable, QWi
     panes_->addWidget(new AccessSettingsPane(services));
     panes_->addWidget(new AutomationSettingsPane(services.checks()));
     panes_->addWidget(new DiskHealthSettingsPane(services.settings(), services.diskHealth()));
+    panes_->addWidget(new StorageSettingsPane(services.settings()));
     layout->addWidget(sections_);
     layout->addWidget(panes_, 1);
     connect(sections_, &QListWidget::currentRowChanged, panes_, &QStackedWidget::setCurrentIndex);

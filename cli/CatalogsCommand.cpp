@@ -80,7 +80,9 @@ int list(StorageCatalogStore& store, const CatalogArgs& args, CliIO& io) {
                                          {QStringLiteral("allocated"), qint64(entry.allocated)},
                                          {QStringLiteral("logical"), qint64(entry.logical)},
                                          {QStringLiteral("items"), qint64(entry.items)},
-                                         {QStringLiteral("isSummary"), entry.meta.isSummary}});
+                                         {QStringLiteral("isSummary"), entry.meta.isSummary},
+                                         {QStringLiteral("exclusions"),
+                                          QJsonArray::fromStringList(entry.meta.exclusions)}});
         io.out << QJsonDocument(array).toJson(QJsonDocument::Compact) << '\n';
         return 0;
     }
@@ -120,6 +122,7 @@ int show(StorageCatalogStore& store, const CatalogArgs& args, CliIO& io) {
             {QStringLiteral("folders"), qint64(folderCount(tree))},
             {QStringLiteral("unreadable"), qint64(unreadable)},
             {QStringLiteral("top"), topJson(tree, TreeSortKey::real, args.top)},
+            {QStringLiteral("exclusions"), QJsonArray::fromStringList(tree.exclusions)},
             {QStringLiteral("volume"),
              volumeJson(meta.volumeName, meta.format, meta.totalCapacity, meta.availableSpace)}};
         io.out << QJsonDocument(result).toJson(QJsonDocument::Compact) << '\n';
@@ -131,6 +134,8 @@ int show(StorageCatalogStore& store, const CatalogArgs& args, CliIO& io) {
            << "Logical:   " << byteText(tree.logical(0)) << " (" << tree.logical(0) << " bytes)\n"
            << "Items: " << tree.items(0) << ", folders: " << folderCount(tree)
            << ", unreadable: " << unreadable << '\n';
+    if (!tree.exclusions.isEmpty())
+        io.out << "Excluded: " << tree.exclusions.join(QStringLiteral(", ")) << '\n';
     if (!meta.format.isEmpty())
         io.out << "Volume: " << meta.volumeName << " (" << meta.format << "), "
                << byteText(meta.totalCapacity) << ", " << byteText(meta.availableSpace)

@@ -1,12 +1,13 @@
 // velmox scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N]
 //                  [--save NAME [--replace]] [--resume | --cached] [--checkpoint-every SECONDS]
-//                  [--largest N] [--types]
+//                  [--largest N] [--types] [--exclude PATTERN]...
 //
 // A walk writes a checkpoint of the scope now and then (ScanCheckpointer) and deletes it
 // when it ends complete, leaving the scope's scan cache instead. --resume continues the
 // checkpoint of a walk that was killed; --cached answers from the cache without scanning.
 // Otherwise a walk takes over the folders the change history shows unchanged since the
-// cached scan (RescanStart), when it safely can.
+// cached scan (RescanStart), when it safely can. --exclude skips items (ScanExclusions); only
+// a walk with the same exclusions takes over from a cached scan or a checkpoint.
 //
 // Exit status 3: the memory cap stopped the walk, so the totals cover only what was read
 // (and nothing is saved).
@@ -20,6 +21,7 @@
 #include "storage/IncrementalPlan.h"
 #include "storage/IncrementalRescan.h"
 #include "storage/ScanCheckpointer.h"
+#include "storage/ScanExclusions.h"
 #include "storage/StorageCatalogStore.h"
 #include "storage/TreeBreakdown.h"
 #include "storage/VolumeInfo.h"
@@ -47,6 +49,7 @@ struct ScanOptions {
     std::chrono::milliseconds checkpointEvery = ScanCheckpointer::kDefaultInterval;
     int largest = 0;    // how many of the largest files to list
     bool types = false; // the sizes by kind of file
+    QStringList exclusions;
 };
 
 std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& err) {
@@ -95,6 +98,17 @@ std::optional<ScanOptions> parseOptions(const QStringList& args, QTextStream& er
             options.largest = *value;
         } else if (arg == QLatin1String("--types")) {
             options.types = true;
+        } else if (arg == QLatin1String("--exclude")) {
+            if (i + 1 >= args.size()) {
+                err << "velmox scan: --exclude needs a folder, a path or a pattern.\n";
+                return std::nullopt;
+            }
+            const QString pattern = args.at(++i);
+            if (const Status usable = ScanExclusions::check(pattern); !usable) {
+                err << "velmox scan: " << usable.error() << '\n';
+                return std::nullopt;
+            }
+            options.exclusions.append(pattern);
         } else if (arg == QLatin1String("--replace")) {
             options.replace = true;
         } else if (arg == QLatin1String("--resume")) {
@@ -356,6 +370,7 @@ int runScan(const QStringList& args, CliIO& io) {
         ScanConfiguration::build({ScanScope::Kind::folder, options->path, options->path, {}});
     if (options->workers > 0)
         config.workerCount = options->workers;
+    config.exclusions = ScanExclusions(options->exclusions, config.rootPath);
     // The resolved path names the scope, however the folder was written.
     const QString scopeKey =
         ScanScope{ScanScope::Kind::folder, QString::fromUtf8(config.rootPath), {}, {}}.identifier();
@@ -367,6 +382,15 @@ int runScan(const QStringList& args, CliIO& io) {
         auto cached = fromCache(store, scopeKey, options->path);
         if (!cached) {
             io.err << cached.error() << '\n';
+            return 1;
+        }
+        if (!options->exclusions.isEmpty() &&
+            cached->tree->exclusions != config.exclusions.patterns()) {
+            io.err << QStringLiteral("The saved scan of %1 skipped other items than these "
+                                     "exclusions, so it cannot answer for them. Scan again "
+                                     "without --cached.")
+                          .arg(options->path)
+                   << '\n';
             return 1;
         }
         outcome = std::move(*cached);
@@ -489,6 +513,7 @@ int runScan(const QStringList& args, CliIO& io) {
             {QStringLiteral("workers"), outcome.workers},
             {QStringLiteral("seconds"), outcome.seconds},
             {QStringLiteral("top"), topJson(*tree, key, options->top)},
+            {QStringLiteral("exclusions"), QJsonArray::fromStringList(tree->exclusions)},
             {QStringLiteral("volume"),
              volumeJson(volume.name, volume.format, volume.total, volume.freeAvailable)}};
         if (options->largest > 0)
@@ -516,6 +541,8 @@ int runScan(const QStringList& args, CliIO& io) {
            << "Logical:   " << byteText(tree->logical(0)) << " (" << tree->logical(0) << " bytes)\n"
            << "Items: " << tree->items(0) << ", folders: " << folders
            << ", unreadable: " << outcome.unreadableCount << '\n';
+    if (!tree->exclusions.isEmpty())
+        io.out << "Excluded: " << tree->exclusions.join(QStringLiteral(", ")) << '\n';
     if (outcome.mode != ScanMode::cache)
         io.out << "Time: " << QString::asprintf("%.2f", outcome.seconds) << " s with "
                << outcome.workers << (outcome.workers == 1 ? " worker\n" : " workers\n");
@@ -568,10 +595,13 @@ int runScan(const QStringList& args, CliIO& io) {
 VELMOX_CLI_COMMAND(
     scan,
     "scan PATH [--json] [--top N] [--logical] [--workers N] [--max-items N] [--save NAME "
-    "[--replace]] [--resume | --cached] [--checkpoint-every SECONDS] [--largest N] [--types]",
+    "[--replace]] [--resume | --cached] [--checkpoint-every SECONDS] [--largest N] [--types] "
+    "[--exclude PATTERN]...",
     "Scans a folder or a file: sizes, items, unreadable folders, the volume, the largest "
     "items; --largest N lists the N largest files anywhere inside, --types the sizes by kind "
-    "of file; --save keeps the finished scan as a catalog. A scan writes a checkpoint every 30 "
+    "of file; --save keeps the finished scan as a catalog. --exclude skips an absolute path, a "
+    "path below PATH, or names matching a glob (*.iso) at any depth; repeat it for more, and "
+    "the window's exclusions do not apply. A scan writes a checkpoint every 30 "
     "seconds (--checkpoint-every): --resume continues one that was interrupted, --cached "
     "answers from the last complete scan without scanning. Exit status 3 when the item cap "
     "stopped the scan early.",

@@ -69,6 +69,8 @@ constexpr PlaceRow kTabs[] = {
      "preferences background agent systemd timer daily weekly"},
     {"settings/diskHealth", "settings/diskHealth", "Disk Health Settings", "",
      "preferences smart monitor checks notifications"},
+    {"settings/storage", "settings/storage", "Storage Settings", "",
+     "preferences scan exclusions skip exclude folders patterns"},
     {"settings/about", "help/about", "About Velmox", "", "about version credits licence license"},
 };
 
@@ -106,6 +108,9 @@ constexpr PlaceRow kSettings[] = {
      "smart disk health warning critical level"},
     {"diskHealthNotifyRecovery", "settings/diskHealth", "Also notify when a disk gets better",
      "A notification when a disk's grade falls again.", "smart disk health recovery better"},
+    {"scanExclusions", "settings/storage", "Skip in every scan",
+     "Folders and name patterns that storage scans leave out.",
+     "scan exclusions exclude skip ignore folders patterns storage disk"},
     {"automationAgent", "settings/automation", "Enable Automated Maintenance",
      "Schedule recurring cleanup tasks to run automatically in the background.",
      "background agent systemd timer daily weekly caches trash purge"},

@@ -31,7 +31,7 @@ constexpr uint16_t kKnownFlags = NodeFlag::directory | NodeFlag::symbolicLink | 
                                  NodeFlag::hidden | NodeFlag::edited | NodeFlag::incomplete |
                                  NodeFlag::linkedFolder | NodeFlag::dataless | NodeFlag::otherKind |
                                  NodeFlag::notRead | NodeFlag::multiplyLinked |
-                                 NodeFlag::mountPoint | NodeFlag::blocked;
+                                 NodeFlag::mountPoint | NodeFlag::blocked | NodeFlag::excluded;
 
 using Tag = std::array<char, 4>;
 // Longest name a file system gives, in UTF-8 bytes, with room to spare.
@@ -337,6 +337,7 @@ std::expected<CatalogContents, CatalogReadError> Reader::read() {
     if (!tree)
         return damaged(tree.error());
     tree->pathRedirects = meta->redirects;
+    tree->exclusions = meta->exclusions;
 
     // Hard-linked files, from version 2 on.
     if (version >= 2) {
@@ -407,11 +408,13 @@ std::expected<CatalogContents, CatalogReadError> Reader::read() {
 } // namespace
 
 bool CatalogContents::sameAs(const CatalogContents& other) const {
-    // The redirects are the tree's; the record's copy of them is not looked at.
+    // The redirects and exclusions are the tree's; the record's copy is not looked at.
     CatalogMeta mine = meta;
     mine.redirects = other.meta.redirects;
+    mine.exclusions = other.meta.exclusions;
     return tree.rootPath == other.tree.rootPath && tree.rootName == other.tree.rootName &&
            tree.pathRedirects == other.tree.pathRedirects &&
+           tree.exclusions == other.tree.exclusions &&
            tree.sizesSummed() == other.tree.sizesSummed() &&
            tree.columns() == other.tree.columns() &&
            tree.linkedFiles() == other.tree.linkedFiles() &&
@@ -448,6 +451,7 @@ Result<QByteArray> encode(const CatalogContents& contents, uint32_t version) {
     Writer writer(version);
     CatalogMeta record = contents.meta;
     record.redirects = tree.pathRedirects;
+    record.exclusions = tree.exclusions;
     const QJsonObject meta{
         {QStringLiteral("meta"), toJson(record)},
         {QStringLiteral("tree"),

@@ -98,6 +98,7 @@ QJsonObject toJson(const CatalogMeta& meta) {
                        {QStringLiteral("volumeUUID"), meta.volumeUUID}};
     if (meta.scanStamp)
         object.insert(QStringLiteral("scanStamp"), toJson(*meta.scanStamp));
+    object.insert(QStringLiteral("exclusions"), QJsonArray::fromStringList(meta.exclusions));
     return object;
 }
 
@@ -132,6 +133,12 @@ Result<CatalogMeta> catalogMetaFromJson(const QJsonObject& object) {
         if (!stamp)
             return failure(stamp.error());
         meta.scanStamp = *stamp;
+    }
+    // Older records have none.
+    for (const QJsonValue& value : object.value(QStringLiteral("exclusions")).toArray()) {
+        if (!value.isString())
+            return failure(missing("exclusions"));
+        meta.exclusions.append(value.toString());
     }
     return meta;
 }
@@ -198,6 +205,7 @@ CatalogMeta catalogMetaFor(const FileTree& tree, const VolumeInfo& volume,
     meta.scanDate = scanDate;
     meta.rootPath = tree.rootPath;
     meta.redirects = tree.pathRedirects;
+    meta.exclusions = tree.exclusions;
     meta.volumeUUID = volume.uuid;
     return meta;
 }

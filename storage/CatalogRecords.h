@@ -37,6 +37,7 @@ struct CatalogMeta {
     QList<PathRedirect> redirects; // written from the tree's own
     QString volumeUUID;
     std::optional<ScanStamp> scanStamp;
+    QStringList exclusions; // what the scan skipped, written from the tree's own
     bool operator==(const CatalogMeta&) const = default;
 };
 

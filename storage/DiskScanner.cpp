@@ -108,6 +108,7 @@ Status DiskScanner::start() {
                            .arg(name, QString::fromLocal8Bit(std::strerror(error))));
     }
     tree_ = std::make_shared<FileTree>(QString::fromUtf8(config_.rootPath), config_.rootName);
+    tree_->exclusions = config_.exclusions.patterns();
     const bool isFolder = S_ISDIR(root.st_mode);
     tree_->append(-1, isFolder ? NodeFlag::directory : 0, int64_t(root.st_blocks) * 512,
                   root.st_size, root.st_mtim.tv_sec, baseName(config_.rootPath));
@@ -242,6 +243,7 @@ void DiskScanner::sortOutFolders(const PendingFolder& folder, DirListing& listin
                                  std::vector<FailedEntry>& failed) const {
     candidates.clear();
     failed.clear();
+    applyExclusions(folder, listing);
     if (listing.folderEntries.empty() && listing.failedEntries.empty())
         return;
     std::vector<qsizetype> nameStarts(listing.size());
@@ -280,6 +282,46 @@ void DiskScanner::sortOutFolders(const PendingFolder& folder, DirListing& listin
         else
             failed.push_back({entry, std::move(path), listing.failedErrors[j]});
     }
+}
+
+void DiskScanner::applyExclusions(const PendingFolder& folder, DirListing& listing) const {
+    const ScanExclusions::Folder matcher = config_.exclusions.inFolder(folder.path);
+    if (!matcher.active())
+        return;
+    std::vector<uint8_t> excluded(listing.size(), 0);
+    bool any = false;
+    qsizetype at = 0;
+    for (size_t i = 0; i < listing.size(); ++i) {
+        const QByteArrayView name(listing.nameBytes.data() + at, listing.nameLengths[i]);
+        at += listing.nameLengths[i];
+        if (!matcher.excludes(name))
+            continue;
+        excluded[i] = any = true;
+        // Only the kind and what the name says stay.
+        listing.flags[i] =
+            (listing.flags[i] & (NodeFlag::directory | NodeFlag::symbolicLink |
+                                 NodeFlag::otherKind | NodeFlag::hidden | NodeFlag::package)) |
+            NodeFlag::excluded;
+        listing.alloc[i] = listing.logical[i] = 0;
+    }
+    if (!any)
+        return;
+    // Drops the excluded positions from a list of positions and the lists parallel to it.
+    const auto keep = [&excluded](std::vector<uint32_t>& positions, auto&... parallel) {
+        size_t kept = 0;
+        for (size_t j = 0; j < positions.size(); ++j) {
+            if (excluded[positions[j]])
+                continue;
+            positions[kept] = positions[j];
+            ((j < parallel.size() ? void(parallel[kept] = parallel[j]) : void()), ...);
+            ++kept;
+        }
+        positions.resize(kept);
+        (parallel.resize(std::min(parallel.size(), kept)), ...);
+    };
+    keep(listing.folderEntries, listing.folderDevices, listing.folderKeys);
+    keep(listing.linkEntries, listing.linkKeys, listing.linkCounts);
+    keep(listing.failedEntries, listing.failedErrors);
 }
 
 void DiskScanner::commit(const PendingFolder& folder, DirListing& listing,
@@ -428,7 +470,8 @@ void DiskScanner::reuseBaseline(int32_t node, int32_t base) {
         const uint32_t first = from.firstChild[size_t(source)];
         for (uint32_t i = 0; i < from.childCount[size_t(source)]; ++i) {
             const uint16_t flags = from.flags[first + i];
-            if ((flags & NodeFlag::directory) && !(flags & NodeFlag::mountPoint))
+            if ((flags & NodeFlag::directory) &&
+                !(flags & (NodeFlag::mountPoint | NodeFlag::excluded)))
                 folders.push_back({added + int32_t(i), int32_t(first + i)});
         }
     }
@@ -458,7 +501,7 @@ void DiskScanner::descendBaseline(const PendingFolder& folder,
     for (uint32_t i = 0; i < baseline_->childCount(folder.base); ++i) {
         const auto child = int32_t(first + i);
         if (!baseline_->hasFlag(child, NodeFlag::directory) ||
-            baseline_->hasFlag(child, NodeFlag::mountPoint))
+            baseline_->hasFlag(child, NodeFlag::mountPoint | NodeFlag::excluded))
             continue;
         stack_.push_back({added + int32_t(i), childPath(folder.path, baseline_->nameBytes(child)),
                           nullptr, 0,
@@ -587,6 +630,9 @@ DiskScanner::restore(ScanConfiguration config, RestoredScan&& restored, int64_t 
     if (tree.size() == 0 || tree.sizesSummed() || tree.rootPath.toUtf8() != config.rootPath)
         return failure(QStringLiteral("The checkpoint belongs to another scan, so it cannot be "
                                       "continued."));
+    if (tree.exclusions != config.exclusions.patterns())
+        return failure(QStringLiteral("The interrupted scan skipped other items than the "
+                                      "exclusions now set, so it cannot be continued."));
     for (const PendingFolderRecord& folder : restored.stack)
         if (folder.node < 0 || folder.node >= tree.size() ||
             !tree.hasFlag(folder.node, NodeFlag::directory) || tree.childCount(folder.node) != 0)
@@ -603,7 +649,7 @@ DiskScanner::restore(ScanConfiguration config, RestoredScan&& restored, int64_t 
         s.seenLinks_.insert(file.key);
     for (int32_t node = 0; node < tree.size(); ++node) {
         if (!tree.hasFlag(node, NodeFlag::directory) ||
-            tree.hasFlag(node, NodeFlag::mountPoint | NodeFlag::linkedFolder))
+            tree.hasFlag(node, NodeFlag::mountPoint | NodeFlag::linkedFolder | NodeFlag::excluded))
             continue;
         struct stat folder {};
         if (::lstat(tree.pathBytes(node).constData(), &folder) == 0 && S_ISDIR(folder.st_mode))

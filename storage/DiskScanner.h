@@ -217,6 +217,9 @@ private:
     void markStopped();
     void unmarkStopped();
     bool isExcluded(const QByteArray& path) const;
+    // Outside the lock: flags the entries the user's exclusions match and takes them out of
+    // the folder's lists of sub-folders, hard-linked files and failed entries.
+    void applyExclusions(const PendingFolder& folder, DirListing& listing) const;
 
     const ScanConfiguration config_;
     const int64_t baseEntryCap_;

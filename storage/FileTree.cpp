@@ -41,7 +41,7 @@ FileTree::FileTree(QString rootPath, QString rootName)
 
 FileTree::FileTree(FileTree&& other) noexcept
     : rootPath(std::move(other.rootPath)), rootName(std::move(other.rootName)),
-      pathRedirects(std::move(other.pathRedirects)),
+      pathRedirects(std::move(other.pathRedirects)), exclusions(std::move(other.exclusions)),
       cachesSortedChildren(other.cachesSortedChildren), columns_(std::move(other.columns_)),
       linkedFiles_(std::move(other.linkedFiles_)),
       deletedChildCounts_(std::move(other.deletedChildCounts_)), sizesSummed_(other.sizesSummed_) {
@@ -54,6 +54,7 @@ FileTree& FileTree::operator=(FileTree&& other) noexcept {
     rootPath = std::move(other.rootPath);
     rootName = std::move(other.rootName);
     pathRedirects = std::move(other.pathRedirects);
+    exclusions = std::move(other.exclusions);
     cachesSortedChildren = other.cachesSortedChildren;
     columns_ = std::move(other.columns_);
     linkedFiles_ = std::move(other.linkedFiles_);
@@ -67,6 +68,7 @@ FileTree& FileTree::operator=(FileTree&& other) noexcept {
 FileTree FileTree::copy() const {
     FileTree result(rootPath, rootName);
     result.pathRedirects = pathRedirects;
+    result.exclusions = exclusions;
     result.cachesSortedChildren = cachesSortedChildren;
     result.columns_ = columns_;
     result.linkedFiles_ = linkedFiles_;
@@ -81,6 +83,7 @@ void FileTree::updateMirror(FileTree& mirror, const std::vector<int32_t>& change
         mirror.rootPath = rootPath;
         mirror.rootName = rootName;
         mirror.pathRedirects = pathRedirects;
+        mirror.exclusions = exclusions;
     }
     const auto from = static_cast<size_t>(mirror.size());
     const auto tail = [from](const auto& source, auto& target) {
@@ -117,6 +120,7 @@ FileTree FileTree::topLevels(int levels) const {
     Q_ASSERT(sizesSummed_ && size() > 0);
     FileTree top(rootPath, rootName);
     top.pathRedirects = pathRedirects;
+    top.exclusions = exclusions;
     top.cachesSortedChildren = cachesSortedChildren;
     // Nodes are appended in the order they are queued, so a node's place in the queue is
     // its index in the new tree and every folder's children stay contiguous.
@@ -403,6 +407,7 @@ void FileTree::rebuild(const std::vector<Replacement>& replacements, const QSet<
     };
     FileTree rebuilt(rootPath, rootName);
     rebuilt.pathRedirects = pathRedirects;
+    rebuilt.exclusions = exclusions;
     rebuilt.cachesSortedChildren = cachesSortedChildren;
     rebuilt.reserve(nodes, names);
     if (!freshFor.contains(0))

@@ -10,6 +10,7 @@
 #include <QMutex>
 #include <QSet>
 #include <QString>
+#include <QStringList>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -37,6 +38,8 @@ inline constexpr uint16_t multiplyLinked = 0x800;
 inline constexpr uint16_t mountPoint = 0x1000;
 // A folder that could not be opened (also carries notRead).
 inline constexpr uint16_t blocked = 0x2000;
+// An item that matches one of the scan's exclusions: kept without size, never entered.
+inline constexpr uint16_t excluded = 0x4000;
 } // namespace NodeFlag
 
 struct PathRedirect {
@@ -121,6 +124,7 @@ public:
     QString rootPath;
     QString rootName;
     QList<PathRedirect> pathRedirects;
+    QStringList exclusions; // the scan's exclusion patterns (ScanExclusions::patterns())
 
     // Appends a node; the parent's children must be appended one after another.
     int32_t append(int32_t parent, uint16_t flags, int64_t alloc, int64_t logical, int64_t mtime,

@@ -65,6 +65,12 @@ IncrementalPlan IncrementalPlan::build(const FileTree& baseline, const ReplayCol
         int32_t node = resolved->node;
         if (!resolved->exact)
             mark = read;
+        // What happens inside an excluded item shows only in its entry, which its folder
+        // holds.
+        if (baseline.hasFlag(node, NodeFlag::excluded)) {
+            node = baseline.parent(node);
+            mark = read;
+        }
         while (node > 0 && !baseline.hasFlag(node, NodeFlag::directory)) {
             node = baseline.parent(node);
             mark = read;
@@ -138,6 +144,8 @@ IncrementalDecision IncrementalDecision::decide(const Inputs& in) {
     const FileTree& baseline = *in.baseline;
     if (in.baselineRoot != in.root || baseline.rootPath != in.root)
         return full(everythingReadAgain("The earlier scan covered something different,"));
+    if (baseline.exclusions != in.exclusions)
+        return full(everythingReadAgain("The exclusions changed,"));
     if (baseline.size() < 2 || baseline.hasFlag(0, NodeFlag::incomplete))
         return full(everythingReadAgain("The earlier scan was not complete,"));
     const std::vector<uint16_t>& flags = baseline.columns().flags;

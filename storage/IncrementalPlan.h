@@ -69,6 +69,7 @@ struct IncrementalDecision {
         QDateTime now;
         ChangeHistory* history = nullptr;
         std::chrono::milliseconds replayLimit = ReplayCollector::kTimeLimit;
+        QStringList exclusions; // of the scan about to run (ScanExclusions::patterns())
     };
     // Runs the checks in order; the first that fails gives the note of a full scan.
     static IncrementalDecision decide(const Inputs& inputs);

@@ -24,7 +24,8 @@ RescanStart RescanStart::prepare(const ScanConfiguration& config, const QString&
     IncrementalDecision decision = IncrementalDecision::decide(
         {cached ? &cached->tree : nullptr, cached ? cached->meta.scanStamp : std::nullopt,
          cached ? cached->meta.rootPath : QString(), root, volume.uuid, now,
-         start.stamp ? history : nullptr});
+         start.stamp ? history : nullptr, ReplayCollector::kTimeLimit,
+         config.exclusions.patterns()});
     if (decision.plan) {
         // An update keeps the date of the last complete scan.
         start.stamp->fullScanDate = cached->meta.scanStamp->fullScanDate;

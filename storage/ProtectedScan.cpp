@@ -31,7 +31,10 @@ QList<QByteArray> splitPaths(const QByteArray& bytes) {
     return paths;
 }
 
-ProtectedScanListing::Section scanAsRoot(const QByteArray& path) {
+// The scan's root and its exclusion patterns, each followed by a zero byte.
+constexpr char kExclusionsFile[] = "exclusions";
+
+ProtectedScanListing::Section scanAsRoot(const QByteArray& path, const ScanExclusions& exclusions) {
     ProtectedScanListing::Section section{path, 0, std::nullopt};
     const int fd = DirectoryReader::openFolder(path, false);
     if (fd < 0) {
@@ -39,8 +42,10 @@ ProtectedScanListing::Section scanAsRoot(const QByteArray& path) {
         return section;
     }
     ::close(fd);
-    DiskScanner scanner(ScanConfiguration::build(
-        {ScanScope::Kind::folder, QString::fromUtf8(path), QString::fromUtf8(path), {}}));
+    ScanConfiguration config = ScanConfiguration::build(
+        {ScanScope::Kind::folder, QString::fromUtf8(path), QString::fromUtf8(path), {}});
+    config.exclusions = exclusions;
+    DiskScanner scanner(std::move(config));
     if (!scanner.start()) {
         section.errorNumber = EIO;
         return section;
@@ -125,6 +130,15 @@ ProtectedScanOutcome ProtectedScan::run(FileTree& tree, const QList<QByteArray>&
         !paths.commit())
         return failed(
             QStringLiteral("Could not prepare the request: %1.").arg(paths.errorString()));
+    // The pass skips what the scan skipped.
+    QSaveFile exclusions(folder + QLatin1Char('/') + QLatin1String(kExclusionsFile));
+    QByteArray skipped = tree.rootPath.toUtf8() + '\0';
+    for (const QString& pattern : std::as_const(tree.exclusions))
+        skipped += pattern.toUtf8() + '\0';
+    if (!exclusions.open(QIODevice::WriteOnly) || exclusions.write(skipped) < 0 ||
+        !exclusions.commit())
+        return failed(
+            QStringLiteral("Could not prepare the request: %1.").arg(exclusions.errorString()));
 
     const CommandResult result = runner(commandLine(executable, folder));
     if (!result)
@@ -194,9 +208,19 @@ int runProtectedScanHelper(const QStringList& args) {
         std::fprintf(stderr, "velmox: the request could not be read.\n");
         return 1;
     }
+    ScanExclusions exclusions;
+    if (QFile file(folder + QLatin1Char('/') + QLatin1String(kExclusionsFile));
+        file.open(QIODevice::ReadOnly)) {
+        const QList<QByteArray> parts = file.readAll().split('\0');
+        QStringList patterns;
+        for (qsizetype i = 1; i < parts.size(); ++i)
+            if (!parts[i].isEmpty())
+                patterns.append(QString::fromUtf8(parts[i]));
+        exclusions = ScanExclusions(patterns, parts.value(0));
+    }
     std::vector<ProtectedScanListing::Section> sections;
     for (const QByteArray& path : splitPaths(pathsFile.readAll()))
-        sections.push_back(scanAsRoot(path));
+        sections.push_back(scanAsRoot(path, exclusions));
 
     const QString listingPath =
         folder + QLatin1Char('/') + QLatin1String(ProtectedScan::kListingFile);

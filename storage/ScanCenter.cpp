@@ -16,11 +16,18 @@ ScanJob* ScanCenter::job(const ScanScope& scope) {
     auto* job = new ScanJob(scope, clock_, status_, this);
     job->setCacheStore(cache_);
     job->setChangeHistory(history_);
+    job->setExclusionSource(exclusions_);
     connect(job, &ScanJob::treeChanged, this, &ScanCenter::keepWithinBudget);
     connect(job, &ScanJob::stateChanged, this, &ScanCenter::keepWithinBudget);
     jobs_.insert(scope.identifier(), job);
     emit jobAdded(job);
     return job;
+}
+
+void ScanCenter::setExclusionSource(const ScanJob::ExclusionSource& source) {
+    exclusions_ = source;
+    for (ScanJob* job : std::as_const(jobs_))
+        job->setExclusionSource(source);
 }
 
 void ScanCenter::setNodeBudget(int64_t nodes) {

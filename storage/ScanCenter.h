@@ -26,6 +26,8 @@ public:
     // the center.
     void setChangeHistory(ChangeHistory* history) { history_ = history; }
     QList<ScanJob*> jobs() const { return jobs_.values(); }
+    // What every job's scans skip (ScanJob::setExclusionSource), for jobs made before and after.
+    void setExclusionSource(const ScanJob::ExclusionSource& source);
 
     // How many nodes all jobs may hold in full at once.
     int64_t nodeBudget() const { return nodeBudget_; }
@@ -43,6 +45,7 @@ private:
     AppStatusCenter* status_;
     StorageCatalogStore* cache_;
     ChangeHistory* history_ = nullptr;
+    ScanJob::ExclusionSource exclusions_;
     QHash<QString, ScanJob*> jobs_;
     int64_t nodeBudget_;
     bool balancing_ = false;

@@ -3,6 +3,7 @@
 #include "storage/FileTree.h"
 #include "storage/LinkKey.h"
 #include "storage/MountTable.h"
+#include "storage/ScanExclusions.h"
 #include "storage/ScanScope.h"
 
 #include <QByteArray>
@@ -40,6 +41,9 @@ struct ScanConfiguration {
     LinkKey rootKey = 0;
     RootStamp rootStamp;
     QList<PathRedirect> redirects;
+    // What the user chose to skip; compiled for the scope's root, so a walk of one of its
+    // folders (Rescan Folder) keeps it as it is.
+    ScanExclusions exclusions;
 
     using MediumProbe = std::function<StorageMedium(const MountEntry&)>;
     // Looks at the root (made absolute, with every symbolic link resolved), its file system

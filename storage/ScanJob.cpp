@@ -120,8 +120,13 @@ void ScanJob::refreshUnreadable(const QList<UnreadableSample>& found) {
     unreadableSamples_ = samples;
 }
 
+QStringList ScanJob::exclusions() const {
+    return exclusionSource_ ? ScanExclusions::normalized(exclusionSource_(scope_)) : QStringList();
+}
+
 void ScanJob::start(bool gentle, std::optional<int> workers) {
     ScanConfiguration config = ScanConfiguration::build(scope_, gentle);
+    config.exclusions = ScanExclusions(exclusions(), config.rootPath);
     if (workers)
         config.workerCount = *workers;
     retireScanner();
@@ -347,16 +352,18 @@ bool ScanJob::openCachedScan() {
         QStringList refused;
     };
     // Joined by the next load or the job's end.
-    cacheThread_ = std::jthread([this, generation, store = cache_, scope = scope_] {
+    cacheThread_ = std::jthread([this, generation, store = cache_, scope = scope_,
+                                 exclusions = exclusions()] {
         auto loaded = std::make_shared<Loaded>();
         const QString key = scope.identifier();
         if (QFileInfo::exists(store->checkpointFile(key))) {
             auto restored = store->readCheckpoint(key);
             const QDateTime savedAt = restored ? restored->info.savedAt : QDateTime();
-            auto rebuilt =
-                restored
-                    ? DiskScanner::restore(ScanConfiguration::build(scope), std::move(*restored))
-                    : Result<std::unique_ptr<DiskScanner>>(failure(restored.error()));
+            ScanConfiguration config = ScanConfiguration::build(scope);
+            config.exclusions = ScanExclusions(exclusions, config.rootPath);
+            auto rebuilt = restored
+                               ? DiskScanner::restore(std::move(config), std::move(*restored))
+                               : Result<std::unique_ptr<DiskScanner>>(failure(restored.error()));
             if (rebuilt) {
                 loaded->paused = std::move(*rebuilt);
                 loaded->checkpointDate = savedAt;
@@ -460,6 +467,13 @@ void ScanJob::cancel() {
 void ScanJob::rescanFolder(int32_t node) {
     if (!tree_ || node < 0 || node >= tree_->size() || isBusy() || isSummaryOnly_)
         return;
+    if (tree_->hasFlag(node, NodeFlag::excluded)) {
+        emit messageChanged(QStringLiteral("\"%1\" is excluded from this scan, so it was not "
+                                           "rescanned. Remove it from the exclusions and scan "
+                                           "again to count it.")
+                                .arg(tree_->name(node)));
+        return;
+    }
     const QByteArray path = tree_->pathBytes(node);
     if (removing_) {
         afterRemovals_.push_back([this, path] {
@@ -483,7 +497,10 @@ void ScanJob::rescanFolder(int32_t node) {
     const ScanScope folderScope{ScanScope::Kind::folder, QString::fromUtf8(path), {}, {}};
     // Joined by the next rescan or the job's end, which also stops the walk.
     rescanThread_ = std::jthread([this, base, node, generation, folderScope](std::stop_token stop) {
-        DiskScanner scanner(ScanConfiguration::build(folderScope));
+        // The folder skips what the rest of the tree skipped.
+        ScanConfiguration config = ScanConfiguration::build(folderScope);
+        config.exclusions = ScanExclusions(base->exclusions, base->rootPath.toUtf8());
+        DiskScanner scanner(std::move(config));
         std::shared_ptr<FileTree> updated;
         if (scanner.start()) {
             const std::stop_callback cancelWalk(stop, [&scanner] { scanner.cancel(); });

@@ -83,6 +83,14 @@ public:
     // scope's cached scan and the history allow it, and says in scanNote() which it did. The
     // history must outlive the job.
     void setChangeHistory(ChangeHistory* history) { history_ = history; }
+    // Gives the patterns that a scan of the scope skips (ScanExclusions); asked on the main
+    // thread at each start and before a checkpoint is continued. None by default. A scan
+    // whose exclusions differ from those of the scope's cached scan or checkpoint reads
+    // everything again.
+    using ExclusionSource = std::function<QStringList(const ScanScope&)>;
+    void setExclusionSource(ExclusionSource source) { exclusionSource_ = std::move(source); }
+    // The patterns the next scan skips.
+    QStringList exclusions() const;
     // Shows the scope's last scan when the job has no scan yet: the job is `loadingCache`
     // while the files are read on a thread of its own, then `finished`. A checkpoint left
     // by a scan that did not end comes first: it is offered as a paused scan to continue
@@ -124,8 +132,9 @@ public:
     // Stops a running or paused walk without waiting for its workers.
     void cancel();
     // Reads one folder of the tree again and puts the result in its place; one rescan or
-    // administrator pass at a time. Asked for while removals are applied, it waits for them
-    // and then reads the folder at the same path.
+    // administrator pass at a time. An excluded folder is not read; the job says so instead.
+    // Asked for while removals are applied, it waits for them and then reads the folder at
+    // the same path.
     void rescanFolder(int32_t node);
     // Takes items that were removed from the disk out of the tree shown (paths not in it are
     // passed over) without reading anything again. The edited copy is built on a thread of
@@ -194,6 +203,7 @@ private:
     bool isFromCache_ = false;
     StorageCatalogStore* cache_ = nullptr;
     ChangeHistory* history_ = nullptr;
+    ExclusionSource exclusionSource_;
     std::optional<ScanStamp> stamp_; // of the walk under way, for its cache
     QString rescanNote_;             // why the walk under way reads everything
     ProtectedScanState protectedScan_;

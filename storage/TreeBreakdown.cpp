@@ -62,8 +62,8 @@ bool isFile(const FileTree& tree, int32_t node) {
     return !tree.hasFlag(node, NodeFlag::directory) || tree.hasFlag(node, NodeFlag::package);
 }
 
-// Every node below `folder` that is a file (a package folder stands for its contents), in
-// depth-first order.
+// Every node below `folder` that is a file (a package folder stands for its contents) and
+// not excluded, in depth-first order.
 template <typename Visit> void forEachFile(const FileTree& tree, int32_t folder, Visit visit) {
     std::vector<int32_t> stack{folder};
     while (!stack.empty()) {
@@ -73,6 +73,8 @@ template <typename Visit> void forEachFile(const FileTree& tree, int32_t folder,
         const uint32_t end = first + tree.childCount(node);
         for (uint32_t child = first; child < end; ++child) {
             const auto index = int32_t(child);
+            if (tree.hasFlag(index, NodeFlag::excluded))
+                continue; // not part of the scan
             if (isFile(tree, index))
                 visit(index);
             else

@@ -4,7 +4,9 @@
 #include "storage/ChartSegment.h"
 
 #include <QColor>
+#include <QGuiApplication>
 #include <QLocale>
+#include <QPalette>
 #include <algorithm>
 
 namespace velmox {
@@ -235,6 +237,9 @@ QString StorageChildModel::kindOf(const FileTree& tree, int32_t node) {
 }
 
 QString StorageChildModel::explanation(const FileTree& tree, int32_t node) {
+    if (tree.hasFlag(node, NodeFlag::excluded))
+        return QStringLiteral("This item matches one of the scan's exclusions, so it was skipped "
+                              "and is not counted.");
     if (tree.hasFlag(node, NodeFlag::mountPoint))
         return QStringLiteral("Another disk is mounted in this folder. It is not part of this "
                               "scan.");
@@ -266,18 +271,22 @@ QVariant StorageChildModel::data(const QModelIndex& index, int role) const {
     }
     if (role == Qt::ForegroundRole && tree.hasFlag(node, NodeFlag::blocked))
         return QColor(0xd9, 0x6c, 0x00);
+    if (role == Qt::ForegroundRole && tree.hasFlag(node, NodeFlag::excluded))
+        return QGuiApplication::palette().color(QPalette::Disabled, QPalette::Text);
     if (role != Qt::DisplayRole)
         return {};
     const QLocale locale;
     // A folder the walk did not enter has no share or contents of its own to show.
-    const bool entered =
-        !tree.hasFlag(node, NodeFlag::mountPoint | NodeFlag::linkedFolder | NodeFlag::blocked);
+    const bool entered = !tree.hasFlag(node, NodeFlag::mountPoint | NodeFlag::linkedFolder |
+                                                 NodeFlag::blocked | NodeFlag::excluded);
     switch (index.column()) {
     case name:
         return shownName(tree.nameBytes(node));
     case size:
         if (tree.hasFlag(node, NodeFlag::mountPoint))
             return QStringLiteral("not scanned");
+        if (tree.hasFlag(node, NodeFlag::excluded))
+            return QStringLiteral("Excluded");
         if (tree.hasFlag(node, NodeFlag::multiplyLinked | NodeFlag::linkedFolder) &&
             tree.size(node, sizeKey_) == 0)
             return QStringLiteral("counted elsewhere");

@@ -7,6 +7,7 @@
 #include "app/pages/StorageBreakdownPanel.h"
 #include "app/pages/StorageCatalogScope.h"
 #include "app/pages/StorageChildModel.h"
+#include "app/pages/StorageExclusionsSheet.h"
 #include "app/pages/StorageItemActions.h"
 #include "app/pages/StorageRevealer.h"
 #include "app/pages/StorageRingChart.h"
@@ -120,6 +121,13 @@ StorageManagerPage::StorageManagerPage(ScanCenter& center, AppNavigationState& n
     scopes_->setMinimumWidth(220);
     toolbar->addWidget(scopes_);
     toolbar->addWidget(chooseFolder_);
+    if (settings_) {
+        exclusions_ = new QPushButton(QStringLiteral("Exclusions..."), this);
+        exclusions_->setObjectName(QStringLiteral("scanExclusions"));
+        exclusions_->setToolTip(QStringLiteral("Folders and names that scans of this scope skip"));
+        connect(exclusions_, &QPushButton::clicked, this, &StorageManagerPage::openExclusionsSheet);
+        toolbar->addWidget(exclusions_);
+    }
     toolbar->addSpacing(12);
     scan_->setDefault(true);
     for (QPushButton* button : {scan_, pause_, resume_, cancel_})
@@ -515,6 +523,8 @@ void StorageManagerPage::leaveCatalog() {
 
 void StorageManagerPage::updateCatalogControls() {
     const bool catalog = catalog_->isActive();
+    if (exclusions_)
+        exclusions_->setEnabled(!catalog);
     for (QPushButton* button : {scan_, pause_, resume_, cancel_, rescan_}) {
         if (!button->property("liveToolTip").isValid())
             button->setProperty("liveToolTip", button->toolTip());
@@ -787,6 +797,8 @@ void StorageManagerPage::orderTabs() {
     QList<QWidget*> order{scopes_,        chooseFolder_, scan_,       pause_,
                           resume_,        cancel_,       unreadable_, catalog_->backButton(),
                           dismissMessage_};
+    if (exclusions_)
+        order.insert(2, exclusions_);
     order << back_ << forward_;
     for (int i = 0; i < breadcrumbLayout_->count(); ++i)
         if (auto* button = qobject_cast<QToolButton*>(breadcrumbLayout_->itemAt(i)->widget()))
@@ -935,6 +947,15 @@ StorageUnreadableSheet* StorageManagerPage::openUnreadableSheet() {
     }
     sheet_->open();
     return sheet_;
+}
+
+StorageExclusionsSheet* StorageManagerPage::openExclusionsSheet() {
+    if (!settings_)
+        return nullptr;
+    auto* sheet = new StorageExclusionsSheet(*settings_, scope_, this);
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    sheet->open();
+    return sheet;
 }
 
 QString StorageManagerPage::navigationDetail() const {

@@ -30,6 +30,7 @@ class StorageBreakdownPanel;
 class StorageCatalogScope;
 class StorageCatalogStore;
 class StorageChildModel;
+class StorageExclusionsSheet;
 class StorageRingChart;
 class StorageUnreadableSheet;
 
@@ -108,6 +109,8 @@ public:
     // Why the selected folder was not entered by the scan, when it was not.
     QString explanationText() const;
     StorageUnreadableSheet* openUnreadableSheet();
+    // What scans of the current scope skip ("Exclusions..."); none without settings.
+    StorageExclusionsSheet* openExclusionsSheet();
 
     // The navigation detail of the page: the scope and the folder shown.
     QString navigationDetail() const;
@@ -168,6 +171,7 @@ private:
     QPushButton* rescan_;
     QPushButton* reveal_;
     QPushButton* unreadable_;
+    QPushButton* exclusions_ = nullptr; // with settings only
     QStackedWidget* content_;
     EmptyStateView* emptyState_;
     StorageRingChart* chart_;

@@ -50,8 +50,9 @@ TEST(CatalogsCommand, SavesAScanAndListsShowsRenamesAndDeletesIt) {
     const QJsonArray catalogs = json(listed).toArray();
     ASSERT_EQ(catalogs.size(), 1);
     const QJsonObject entry = catalogs.at(0).toObject();
-    EXPECT_EQ(entry.keys(), (QStringList{"allocated", "file", "format", "isSummary", "items",
-                                         "logical", "name", "rootPath", "scanDate", "volumeName"}));
+    EXPECT_EQ(entry.keys(),
+              (QStringList{"allocated", "exclusions", "file", "format", "isSummary", "items",
+                           "logical", "name", "rootPath", "scanDate", "volumeName"}));
     EXPECT_EQ(entry.value("name").toString(), QStringLiteral("Music-2026"));
     EXPECT_TRUE(entry.value("file").toString().endsWith(
         QStringLiteral("/Velmox/Catalogs/Music-2026.vxcatalog")));

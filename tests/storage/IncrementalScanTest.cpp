@@ -91,10 +91,11 @@ void expectSameFacts(const TreeFacts& updated, const TreeFacts& full) {
             ADD_FAILURE() << "only in the rescan: " << path.toStdString();
 }
 
-ScanConfiguration configFor(const QByteArray& root) {
+ScanConfiguration configFor(const QByteArray& root, const QStringList& exclusions = {}) {
     ScanConfiguration config =
         ScanConfiguration::build({ScanScope::Kind::folder, QString::fromUtf8(root), {}, {}});
     config.workerCount = 2;
+    config.exclusions = ScanExclusions(exclusions, config.rootPath);
     return config;
 }
 
@@ -105,8 +106,8 @@ std::shared_ptr<FileTree> scan(DiskScanner& scanner) {
     return scanner.tree();
 }
 
-std::shared_ptr<FileTree> fullScan(const QByteArray& root) {
-    DiskScanner scanner(configFor(root));
+std::shared_ptr<FileTree> fullScan(const QByteArray& root, const QStringList& exclusions = {}) {
+    DiskScanner scanner(configFor(root, exclusions));
     return scan(scanner);
 }
 
@@ -144,29 +145,32 @@ protected:
     }
 
     // A full scan taken as the baseline, with the stamp a scan at this moment gets.
-    void takeBaseline() {
+    void takeBaseline(const QStringList& exclusions = {}) {
         const auto uuid = history_.uuid(root_);
         ASSERT_TRUE(uuid.has_value());
         const auto position = history_.currentPosition(root_, 30s);
         ASSERT_TRUE(position) << position.error().toStdString();
         stamp_ =
             ScanStamp{1, *position, *uuid, QStringLiteral("volume"), QDateTime::currentDateTime()};
-        baseline_ = fullScan(root_);
+        baseline_ = fullScan(root_, exclusions);
     }
 
-    IncrementalDecision decide(std::optional<ScanStamp> stamp = std::nullopt) {
+    IncrementalDecision decide(std::optional<ScanStamp> stamp = std::nullopt,
+                               const QStringList& exclusions = {}) {
         return IncrementalDecision::decide(
             {baseline_.get(), stamp.value_or(stamp_), baseline_->rootPath, QString::fromUtf8(root_),
-             QStringLiteral("volume"), QDateTime::currentDateTime(), &history_});
+             QStringLiteral("volume"), QDateTime::currentDateTime(), &history_,
+             ReplayCollector::kTimeLimit, ScanExclusions::normalized(exclusions)});
     }
 
     // The incremental rescan beside a full scan of the same folder.
-    void expectSameAsFullScan(const IncrementalDecision& decision, int64_t* reread = nullptr) {
+    void expectSameAsFullScan(const IncrementalDecision& decision, int64_t* reread = nullptr,
+                              const QStringList& exclusions = {}) {
         ASSERT_TRUE(decision.plan) << decision.note.toStdString();
-        DiskScanner scanner(configFor(root_), *baseline_, *decision.plan);
+        DiskScanner scanner(configFor(root_, exclusions), *baseline_, *decision.plan);
         const auto updated = scan(scanner);
         EXPECT_FALSE(scanner.needsFullScan());
-        const auto full = fullScan(root_);
+        const auto full = fullScan(root_, exclusions);
         EXPECT_TRUE(updated->validate());
         expectSameFacts(factsOf(*updated), factsOf(*full));
         if (reread)
@@ -223,6 +227,33 @@ TEST_F(IncrementalRescanTest, RescanAfterRealChangesEqualsAFullScan) {
     EXPECT_GT(reread, 0);
     EXPECT_EQ(IncrementalText::updated(0, 9, 1.5),
               QStringLiteral("Updated from the previous scan in 1.5 s: no folders had changed."));
+}
+
+// Changes inside excluded folders show only in their entries; changes elsewhere create and
+// remove items that the exclusions match.
+TEST_F(IncrementalRescanTest, RescanWithExclusionsEqualsAFullScanWithThem) {
+    const QStringList exclusions{QStringLiteral("c/keep"), QStringLiteral("*.tmp"),
+                                 QString::fromUtf8(root_ + "/a/deep")};
+    startRecorder();
+    takeBaseline(exclusions);
+    ASSERT_TRUE(baseline_->hasFlag(*baseline_->findPath(root_ + "/a/deep"), NodeFlag::excluded));
+    writeFile(root_ + "/c/keep/inside", 5000);
+    makeFolder(root_ + "/c/keep/newer");
+    appendTo(root_ + "/a/deep/er/grow", 9000);
+    writeFile(root_ + "/b/scratch.tmp", 7000);
+    makeFolder(root_ + "/d/more.tmp");
+    writeFile(root_ + "/d/more.tmp/x", 100);
+    writeFile(root_ + "/d/counted", 2500);
+    int64_t reread = 0;
+    expectSameAsFullScan(decide(std::nullopt, exclusions), &reread, exclusions);
+    EXPECT_LT(reread, 6);
+
+    // Other exclusions make another scan.
+    takeBaseline(exclusions);
+    const IncrementalDecision other = decide(std::nullopt, {QStringLiteral("*.tmp")});
+    EXPECT_FALSE(other.plan);
+    EXPECT_EQ(other.note, QStringLiteral("The exclusions changed, so everything was read again."));
+    EXPECT_TRUE(decide(std::nullopt, exclusions).plan);
 }
 
 TEST_F(IncrementalRescanTest, RescanWithFanotifyEqualsAFullScan) {

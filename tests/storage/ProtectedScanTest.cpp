@@ -135,6 +135,25 @@ TEST_F(BlockedTree, TheAdministratorPassReadsBlockedFoldersAsRootAndMergesThem) 
     EXPECT_EQ(tree->logical(0), rootDu("-b"));
 }
 
+TEST_F(BlockedTree, TheAdministratorPassSkipsWhatTheScanSkipped) {
+    savePassword();
+    ScanConfiguration config =
+        ScanConfiguration::build({ScanScope::Kind::folder, QString::fromUtf8(root_), {}, {}});
+    config.exclusions = ScanExclusions({QStringLiteral("secret/inner")}, config.rootPath);
+    DiskScanner scanner(config);
+    auto tree = scanFolder(QString::fromUtf8(root_), 0, &scanner);
+    ASSERT_TRUE(tree);
+    const ProtectedScanOutcome outcome =
+        ProtectedScan::run(*tree, {secret_}, QStringLiteral(VELMOX_PROTECTED_HELPER), runner());
+    ASSERT_TRUE(outcome.success) << outcome.message.toStdString();
+    const auto inner = tree->findPath(secret_ + "/inner");
+    ASSERT_TRUE(inner);
+    EXPECT_TRUE(tree->hasFlag(*inner, NodeFlag::excluded));
+    EXPECT_EQ(tree->childCount(*inner), 0u);
+    EXPECT_EQ(tree->items(*tree->findPath(secret_)), 2u);
+    EXPECT_EQ(tree->exclusions, QStringList{QStringLiteral("secret/inner")});
+}
+
 TEST_F(BlockedTree, TheJobCountsBlockedFoldersAfreshAfterEachRescanAndPass) {
     ScanJob job({ScanScope::Kind::folder, QString::fromUtf8(root_), {}, {}},
                 SystemClock::shared());
