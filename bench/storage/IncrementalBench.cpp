@@ -115,13 +115,13 @@ int main() {
 
     QElapsedTimer timer;
     timer.start();
-    IncrementalDecision decision = IncrementalDecision::decide({baseline.get(),
-                                                                stamp,
-                                                                baseline->rootPath,
-                                                                baseline->rootPath,
-                                                                {},
-                                                                QDateTime::currentDateTime(),
-                                                                &history});
+    IncrementalDecision::Inputs inputs;
+    inputs.baseline = baseline.get();
+    inputs.stamp = stamp;
+    inputs.baselineRoot = inputs.root = baseline->rootPath;
+    inputs.now = QDateTime::currentDateTime();
+    inputs.history = &history;
+    IncrementalDecision decision = IncrementalDecision::decide(inputs);
     if (!decision.plan) {
         std::fprintf(stderr, "No incremental rescan: %s\n", qPrintable(decision.note));
         return 1;
