@@ -24,6 +24,7 @@ ExclusionListEditor::ExclusionListEditor(const QStringList& patterns, Save save,
     layout->setContentsMargins(0, 0, 0, 0);
     list_->setObjectName(QStringLiteral("exclusionList"));
     list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    setFocusProxy(list_);
     layout->addWidget(list_, 1);
     auto* buttons = new QHBoxLayout;
     for (QPushButton* button : {addFolder_, addPattern_, remove_})

@@ -20,6 +20,7 @@ StorageSettingsPane::StorageSettingsPane(Settings& settings, QWidget* parent)
     layout->setSpacing(8);
     auto* title = new QLabel(QStringLiteral("Skip in every scan"));
     title->setObjectName(QStringLiteral("sectionTitle"));
+    title->setBuddy(exclusions_);
     layout->addWidget(title);
     auto* note = new QLabel(QStringLiteral(
         "A folder or a path below the scanned folder is skipped with everything in it; a "
