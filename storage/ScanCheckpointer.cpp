@@ -68,7 +68,7 @@ bool ScanCheckpointer::take(DiskScanner& scanner) {
                                                std::move(snapshot->unreadableSamples),
                                                snapshot->elapsed,
                                                QDateTime::currentDateTime(),
-                                               false};
+                                               scanner.isIncremental()};
     writeStarted_ = SteadyClock::now();
     write_ = store_.writeCheckpoint(contents_);
     return true;
