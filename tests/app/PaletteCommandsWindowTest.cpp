@@ -89,7 +89,9 @@ TEST_F(PaletteCommandsWindowTest, AddedCommandsRunAndChangedOnesWaitForTheUsersW
 
     palette.open(commandId());
     ASSERT_TRUE(QTest::qWaitFor([&] { return asked == 2; }, 15000));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return QFile::exists(marker); }, 15000));
+    // Waiting for the file alone races the shell, which creates it before echo writes.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return status() == QStringLiteral("Success: “Touch marker” finished."); }, 15000));
     QFile ran(marker);
     ASSERT_TRUE(ran.open(QIODevice::ReadOnly));
     EXPECT_EQ(ran.readAll(), "y\n");
