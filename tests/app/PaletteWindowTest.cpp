@@ -59,6 +59,17 @@ struct PaletteWindowTest : test::WindowFixture {
 
     QString status() { return services.status().message().value_or(QString()); }
 
+    // The palette, its questions collected in `questions` and answered with `answer`.
+    QStringList questions;
+    bool answer = false;
+    PaletteWindow* answeredHere() {
+        window.commandPalette()->setConfirm([this](const QString& question) {
+            questions << question;
+            return answer;
+        });
+        return window.commandPalette();
+    }
+
     QString lastAction() {
         const QList<ActionHistoryEntry>& entries = services.history().entries();
         return entries.isEmpty() ? QString() : entries.first().action;
@@ -274,13 +285,7 @@ TEST_F(PaletteWindowTest, AutomationRunsAskFirstWhenTheyCanDoHarmAndReportTheirR
                                    QStringLiteral("Evening Tidy"),
                                    {QStringLiteral("emptyTrash")},
                                    {}}}));
-    PaletteWindow* palette = window.commandPalette();
-    QStringList questions;
-    bool answer = false;
-    palette->setConfirm([&](const QString& question) {
-        questions << question;
-        return answer;
-    });
+    PaletteWindow* palette = answeredHere();
 
     // The routine the engine just got is listed, and refusing its question runs nothing.
     shortcut(&window);
@@ -293,17 +298,12 @@ TEST_F(PaletteWindowTest, AutomationRunsAskFirstWhenTheyCanDoHarmAndReportTheirR
     EXPECT_TRUE(palette->recents().isEmpty());
     EXPECT_FALSE(services.status().message());
 
-    const auto lastStatus = [this] { return services.status().message().value_or(QString()); };
     answer = true;
     palette->open(QStringLiteral("automation:flushDNS"));
     EXPECT_EQ(questions.last(), QStringLiteral("This runs the automation task “Flush DNS Cache”."
                                                "\n\nThis needs administrator rights."));
     ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return lastStatus().startsWith(QStringLiteral("Success: Dry run:")); }, 10000));
-    const auto lastAction = [this] {
-        const QList<ActionHistoryEntry>& entries = services.history().entries();
-        return entries.isEmpty() ? QString() : entries.first().action;
-    };
+        [&] { return status().startsWith(QStringLiteral("Success: Dry run:")); }, 10000));
     ASSERT_TRUE(QTest::qWaitFor(
         [&] { return lastAction() == QStringLiteral("Automation (dry run): Flush DNS Cache"); },
         10000));
@@ -333,13 +333,7 @@ TEST_F(PaletteWindowTest, ATaskThatDeletesForGoodSaysWhatGoesAndHowMuchFirst) {
         QDir(Trash::filesFolder())
             .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot)
             .size();
-    PaletteWindow* palette = window.commandPalette();
-    QStringList questions;
-    bool answer = false;
-    palette->setConfirm([&](const QString& question) {
-        questions << question;
-        return answer;
-    });
+    PaletteWindow* palette = answeredHere();
 
     // The question counts what goes, measured when asked; a no deletes nothing.
     palette->open(QStringLiteral("task:empty-trash"));
