@@ -4,6 +4,8 @@
 #include "app/MainWindow.h"
 #include "app/PageWindow.h"
 #include "app/PaletteWindow.h"
+#include "app/ScanResumeNotice.h"
+#include "app/ScanResumeOffers.h"
 #include "app/SettingsWindow.h"
 #include "app/SettingsWindowPresenter.h"
 #include "app/StatusPopover.h"
@@ -77,6 +79,12 @@ void AppDelegate::didFinishLaunching() {
         services_.automation().start();
         services_.diskHealth().start();
         services_.startChangeRecorder();
+        resumeNotice_ = std::make_unique<ScanResumeDesktopNotice>(
+            services_.scanResumeOffers(), QDBusConnection::sessionBus(),
+            [this] {
+                return mainWindow_ && mainWindow_->isVisible() && !mainWindow_->isMinimized();
+            },
+            [this] { reopen(); });
         services_.catalogReindexer().schedule(services_.clock());
     }
 

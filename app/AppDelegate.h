@@ -13,6 +13,7 @@ namespace velmox {
 class AppServices;
 class MainWindow;
 class PageWindow;
+class ScanResumeDesktopNotice;
 class SettingsWindowPresenter;
 class TrayIcon;
 class WeeklyAutoClean;
@@ -85,6 +86,7 @@ private:
     std::unique_ptr<SettingsWindowPresenter> settings_;
     std::unique_ptr<TrayIcon> statusItem_;
     std::unique_ptr<WeeklyAutoClean> autoClean_;
+    std::unique_ptr<ScanResumeDesktopNotice> resumeNotice_;
     QPointer<MainWindow> mainWindow_;
     QList<QPointer<PageWindow>> pageWindows_;
     ActivationPolicy policy_ = ActivationPolicy::regular;

@@ -3,6 +3,9 @@
 #include "app/ScanResumeOffers.h"
 #include "app/SymbolIcons.h"
 
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -69,6 +72,100 @@ void ScanResumeNotice::refresh() {
         rows_->addWidget(row);
     }
     setVisible(!offers_.offers().isEmpty());
+}
+
+namespace {
+
+const QString kService = QStringLiteral("org.freedesktop.Notifications");
+const QString kPath = QStringLiteral("/org/freedesktop/Notifications");
+
+QDBusMessage serverCall(const QString& method) {
+    return QDBusMessage::createMethodCall(kService, kPath, kService, method);
+}
+
+} // namespace
+
+ScanResumeDesktopNotice::ScanResumeDesktopNotice(ScanResumeOffers& offers,
+                                                 QDBusConnection sessionBus,
+                                                 std::function<bool()> windowShown,
+                                                 std::function<void()> showWindow, QObject* parent)
+    : QObject(parent), offers_(offers), bus_(std::move(sessionBus)),
+      windowShown_(std::move(windowShown)), showWindow_(std::move(showWindow)) {
+    bus_.connect(kService, kPath, kService, QStringLiteral("ActionInvoked"), this,
+                 SLOT(actionInvoked(uint, QString)));
+    connect(&offers_, &ScanResumeOffers::changed, this, &ScanResumeDesktopNotice::offersChanged);
+    offersChanged();
+}
+
+void ScanResumeDesktopNotice::offersChanged() {
+    QStringList fresh;
+    for (const ScanResumeOffer& offer : offers_.offers()) {
+        const QString id = offer.checkpointId();
+        if (!seen_.contains(id)) {
+            seen_.insert(id);
+            fresh << id;
+        }
+    }
+    // Offers taken up or discarded elsewhere leave the desktop too.
+    for (auto it = notifications_.begin(); it != notifications_.end();) {
+        if (offers_.find(it.value())) {
+            ++it;
+            continue;
+        }
+        QDBusMessage close = serverCall(QStringLiteral("CloseNotification"));
+        close << it.key();
+        bus_.asyncCall(close);
+        it = notifications_.erase(it);
+    }
+    if (fresh.isEmpty() || windowShown_())
+        return;
+    auto* watcher = new QDBusPendingCallWatcher(
+        bus_.asyncCall(serverCall(QStringLiteral("GetCapabilities"))), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, fresh] {
+        watcher->deleteLater();
+        const QDBusPendingReply<QStringList> capabilities = *watcher;
+        const bool withActions =
+            capabilities.isValid() && capabilities.value().contains(QStringLiteral("actions"));
+        for (const QString& id : fresh)
+            send(id, withActions);
+    });
+}
+
+void ScanResumeDesktopNotice::send(const QString& checkpointId, bool withActions) {
+    const auto offer = offers_.find(checkpointId);
+    if (!offer)
+        return;
+    // "default" is the click on the notification itself.
+    QStringList actions{QStringLiteral("default"), QStringLiteral("Open Storage Manager")};
+    if (withActions)
+        actions << QStringLiteral("continue") << QStringLiteral("Continue Scan")
+                << QStringLiteral("discard") << QStringLiteral("Discard");
+    QDBusMessage notify = serverCall(QStringLiteral("Notify"));
+    notify << QStringLiteral("Velmox") << 0u << QStringLiteral("velmox")
+           << QStringLiteral("Scan Interrupted") << offer->text() << actions << QVariantMap() << 0;
+    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(notify), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, checkpointId] {
+        watcher->deleteLater();
+        const QDBusPendingReply<uint> shown = *watcher;
+        if (shown.isValid())
+            notifications_.insert(shown.value(), checkpointId);
+    });
+}
+
+void ScanResumeDesktopNotice::actionInvoked(uint notification, const QString& action) {
+    const auto offer = offers_.find(notifications_.value(notification));
+    if (!offer)
+        return;
+    const QString key = offer->scope.identifier();
+    if (action == QLatin1String("continue")) {
+        showWindow_();
+        offers_.continueScan(key);
+    } else if (action == QLatin1String("discard")) {
+        offers_.discard(key);
+    } else if (action == QLatin1String("default")) {
+        showWindow_();
+        offers_.showStorageManager();
+    }
 }
 
 } // namespace velmox

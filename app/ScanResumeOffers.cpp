@@ -41,6 +41,10 @@ QString ScanResumeOffer::text() const {
                           : QStringLiteral("%1 items").arg(QLocale().toString(qint64(entries))));
 }
 
+QString ScanResumeOffer::checkpointId() const {
+    return velmox::checkpointId(scope.identifier(), savedAt);
+}
+
 ScanResumeOffers::ScanResumeOffers(ScanCenter& center, StorageCatalogStore& store,
                                    AppNavigationState& navigation, AppStatusCenter* status,
                                    Note note, QObject* parent)
@@ -123,6 +127,17 @@ std::optional<ScanResumeOffer> ScanResumeOffers::take(const QString& scopeKey) {
         return offer;
     }
     return std::nullopt;
+}
+
+std::optional<ScanResumeOffer> ScanResumeOffers::find(const QString& checkpointId) const {
+    for (const ScanResumeOffer& offer : offers_)
+        if (offer.checkpointId() == checkpointId)
+            return offer;
+    return std::nullopt;
+}
+
+void ScanResumeOffers::showStorageManager() {
+    navigation_.navigate(rawValue(Category::storageManager), std::nullopt);
 }
 
 void ScanResumeOffers::continueScan(const QString& scopeKey) {

@@ -29,6 +29,8 @@ struct ScanResumeOffer {
     // "The scan of Music (/home/me/Music) was interrupted on 22/11/2026 14:03 with 1,200
     // items read."
     QString text() const;
+    // This checkpoint, whichever pass found it: a newer one of the same scope differs.
+    QString checkpointId() const;
 };
 
 // The scans to continue that the start-up pass over the catalog folders found, one offer per
@@ -55,6 +57,10 @@ public:
     void add(const ReindexReport& report);
     void continueScan(const QString& scopeKey);
     void discard(const QString& scopeKey);
+    // The offer of this checkpoint while it is still offered.
+    std::optional<ScanResumeOffer> find(const QString& checkpointId) const;
+    // Turns the navigation to the Storage Manager, where the window shows the offers.
+    void showStorageManager();
 
     // The scope a checkpoint's scope key stands for, titled as the Storage Manager titles it;
     // std::nullopt for a key that names no scope.

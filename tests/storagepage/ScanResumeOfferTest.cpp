@@ -6,13 +6,47 @@
 #include "storage/StorageCatalogStore.h"
 #include "tests/storagepage/StoragePageFixture.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
 #include <QLocale>
+#include <QProcess>
 #include <QPushButton>
 
 using namespace velmox;
 using namespace velmox::test;
 
 namespace {
+
+// A desktop's notification server with actions, on a bus of the test's own.
+class NotificationServer : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+public:
+    struct Shown {
+        QString summary;
+        QString body;
+        QStringList actions;
+    };
+    QList<Shown> shown; // the notification with id N is shown[N - 1]
+    QList<uint> closed;
+    int markers = 0;
+
+public slots:
+    QStringList GetCapabilities() { return {QStringLiteral("actions"), QStringLiteral("body")}; }
+    uint Notify(const QString& appName, uint, const QString&, const QString& summary,
+                const QString& body, const QStringList& actions, const QVariantMap&, int) {
+        if (appName == QLatin1String("marker")) {
+            ++markers;
+            return 0;
+        }
+        shown.append({summary, body, actions});
+        return uint(shown.size());
+    }
+    void CloseNotification(uint id) { closed.append(id); }
+
+signals:
+    void ActionInvoked(uint id, const QString& action);
+};
 
 // Scans of real folders interrupted in an earlier run, their checkpoints written by the real
 // store, found by a real pass of the reindexer over the data folder; the offers, the notice
@@ -154,3 +188,119 @@ TEST_F(ScanResumeOfferTest, OffersEachCheckpointFoundOnceAndContinuesOrDiscardsI
     EXPECT_TRUE(waitFor([&] { return notice.isHidden(); }));
     EXPECT_TRUE(QFile::exists(checkpointOf(video)));
 }
+
+namespace {
+
+// The offers reaching a Velmox that lives in the tray: a real bus with a notification server
+// on it.
+struct ScanResumeDesktopTest : ScanResumeOfferTest {
+    QProcess daemon;
+    QString address;
+    NotificationServer server;
+    std::optional<ScanResumeDesktopNotice> desktop;
+    bool windowShown = true;
+    int windowsShown = 0;
+
+    ScanResumeDesktopTest() {
+        daemon.start(QStringLiteral("dbus-daemon"),
+                     {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                      QStringLiteral("--print-address=1")});
+        EXPECT_TRUE(daemon.waitForReadyRead(10000));
+        address = QString::fromUtf8(daemon.readLine()).trimmed();
+        QDBusConnection serverBus = bus(QStringLiteral("server"));
+        EXPECT_TRUE(serverBus.registerService(QStringLiteral("org.freedesktop.Notifications")));
+        EXPECT_TRUE(serverBus.registerObject(
+            QStringLiteral("/org/freedesktop/Notifications"), &server,
+            QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals));
+        desktop.emplace(
+            *offers, bus(QStringLiteral("velmox")), [this] { return windowShown; },
+            [this] { ++windowsShown; });
+    }
+    ~ScanResumeDesktopTest() override {
+        desktop.reset();
+        for (const char* name : {"server", "velmox"})
+            QDBusConnection::disconnectFromBus(QString::fromLatin1(name));
+        daemon.kill();
+        daemon.waitForFinished();
+    }
+    QDBusConnection bus(const QString& name) const {
+        return QDBusConnection::connectToBus(address, name);
+    }
+
+    // Every notification sent so far has reached the server: the marker goes after them.
+    void settle() {
+        QDBusMessage marker = QDBusMessage::createMethodCall(
+            QStringLiteral("org.freedesktop.Notifications"),
+            QStringLiteral("/org/freedesktop/Notifications"),
+            QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
+        marker << QStringLiteral("marker") << 0u << QString() << QString() << QString()
+               << QStringList() << QVariantMap() << 0;
+        const int markers = server.markers;
+        bus(QStringLiteral("velmox")).call(marker, QDBus::NoBlock);
+        ASSERT_TRUE(waitFor([&] { return server.markers > markers; }));
+    }
+
+    // The notification of the scan of `path`, 0 when none.
+    uint shownFor(const QString& path) const {
+        for (qsizetype i = 0; i < server.shown.size(); ++i)
+            if (server.shown[i].body.contains(QStringLiteral("(%1)").arg(path)))
+                return uint(i + 1);
+        return 0;
+    }
+};
+
+} // namespace
+
+TEST_F(ScanResumeDesktopTest, NotifiesOnceForEachCheckpointFoundWhileNoWindowShowsIt) {
+    const QString music = root + QStringLiteral("/Music");
+    const QString photos = root + QStringLiteral("/Photos");
+    const QString video = root + QStringLiteral("/Video");
+
+    // Found while the window shows the strip: no notification, then or later.
+    ASSERT_NO_FATAL_FAILURE(leaveInterrupted(music));
+    ASSERT_NO_FATAL_FAILURE(reindex());
+    ASSERT_EQ(offers->offers().size(), 1);
+
+    windowShown = false;
+    ASSERT_NO_FATAL_FAILURE(leaveInterrupted(photos));
+    ASSERT_NO_FATAL_FAILURE(leaveInterrupted(video));
+    ASSERT_NO_FATAL_FAILURE(reindex());
+    ASSERT_NO_FATAL_FAILURE(reindex());
+    ASSERT_TRUE(waitFor([&] { return server.shown.size() >= 2; }));
+    ASSERT_NO_FATAL_FAILURE(settle());
+    ASSERT_EQ(server.shown.size(), 2);
+    EXPECT_EQ(shownFor(music), 0u);
+    const uint photosShown = shownFor(photos);
+    const uint videoShown = shownFor(video);
+    ASSERT_TRUE(photosShown && videoShown);
+    const NotificationServer::Shown& shown = server.shown[photosShown - 1];
+    EXPECT_EQ(shown.summary, QStringLiteral("Scan Interrupted"));
+    EXPECT_TRUE(shown.body.startsWith(
+        QStringLiteral("The scan of Photos (%1) was interrupted on ").arg(photos)))
+        << shown.body.toStdString();
+    EXPECT_TRUE(shown.actions.contains(QStringLiteral("Continue Scan")));
+    EXPECT_TRUE(shown.actions.contains(QStringLiteral("Discard")));
+
+    // Continue from the desktop: the window comes forward and the walk goes on as from the
+    // strip; the notification goes with the offer, and a second click does nothing.
+    emit server.ActionInvoked(photosShown, QStringLiteral("continue"));
+    ASSERT_TRUE(waitFor([&] { return windowsShown == 1; }));
+    EXPECT_EQ(navigation.currentPage(), QStringLiteral("storageManager"));
+    ScanJob& photosJob = *scans.job(StorageManagerPage::folderScope(photos));
+    ASSERT_TRUE(waitFor(
+        [&] { return photosJob.state() == ScanJob::State::finished && !photosJob.isPaused(); }));
+    EXPECT_TRUE(waitFor([&] { return !QFile::exists(checkpointOf(photos)); }));
+    EXPECT_TRUE(waitFor([&] { return server.closed.contains(photosShown); }));
+    emit server.ActionInvoked(photosShown, QStringLiteral("continue"));
+
+    // Discard from the desktop deletes the checkpoint as the strip's button does.
+    emit server.ActionInvoked(videoShown, QStringLiteral("discard"));
+    EXPECT_TRUE(waitFor([&] { return !QFile::exists(checkpointOf(video)); }));
+    ASSERT_TRUE(waitFor([&] { return history.entries().size() == 1; }));
+    EXPECT_EQ(history.entries().first().action, QStringLiteral("Discarded an interrupted scan"));
+    EXPECT_EQ(windowsShown, 1);
+    ASSERT_EQ(offers->offers().size(), 1);
+    EXPECT_EQ(offers->offers().first().scope.path, music);
+}
+
+#include "ScanResumeOfferTest.moc"
