@@ -118,6 +118,13 @@ bool AppDelegate::createStatusItem() {
         connect(item.get(), &TrayIcon::paletteRequested, this, &AppDelegate::showPalette);
         connect(item.get(), &TrayIcon::settingsRequested, this, &AppDelegate::showSettings);
         connect(item.get(), &TrayIcon::quitRequested, this, &AppDelegate::requestQuit);
+        connect(item.get(), &TrayIcon::interruptedScanRequested, this,
+                &AppDelegate::showInterruptedScans);
+        ScanResumeOffers& offers = services_.scanResumeOffers();
+        item->setInterruptedScans(!offers.offers().isEmpty());
+        connect(&offers, &ScanResumeOffers::changed, item.get(), [item = item.get(), &offers] {
+            item->setInterruptedScans(!offers.offers().isEmpty());
+        });
         statusItem_ = std::move(item);
     }
     return true;
@@ -177,6 +184,11 @@ QList<PageWindow*> AppDelegate::pageWindows() const {
         if (window)
             open.append(window);
     return open;
+}
+
+void AppDelegate::showInterruptedScans() {
+    reopen();
+    services_.scanResumeOffers().showStorageManager();
 }
 
 void AppDelegate::showPalette() {

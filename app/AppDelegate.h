@@ -52,6 +52,9 @@ public:
     MainWindow* mainWindow() const { return mainWindow_; }
     SettingsWindowPresenter& settings() { return *settings_; }
     WeeklyAutoClean* autoClean() const { return autoClean_.get(); }
+    // Brings the window forward at the Storage Manager, where the strip shows the scans to
+    // continue (the tray's "Continue Interrupted Scan...").
+    void showInterruptedScans();
 
     // Reopen (a second launch, the tray's "Open Velmox"): shows and raises the window.
     void reopen();

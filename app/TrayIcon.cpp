@@ -42,6 +42,9 @@ TrayIcon::TrayIcon(AppStatusCenter& status, QObject* parent)
     connect(popover_.get(), &StatusPopover::settingsRequested, this, &TrayIcon::settingsRequested);
     connect(popover_.get(), &StatusPopover::quitRequested, this, &TrayIcon::quitRequested);
     menu_->addAction(QStringLiteral("Open Velmox"), this, &TrayIcon::openWindowRequested);
+    interruptedScan_ = menu_->addAction(QStringLiteral("Continue Interrupted Scan..."), this,
+                                        &TrayIcon::interruptedScanRequested);
+    interruptedScan_->setVisible(false);
     menu_->addAction(QStringLiteral("Command Palette..."), QKeySequence(Qt::CTRL | Qt::Key_K), this,
                      &TrayIcon::paletteRequested);
     menu_->addAction(QStringLiteral("Settings..."), this, &TrayIcon::settingsRequested);
@@ -101,6 +104,10 @@ bool TrayIcon::show() {
 
 bool TrayIcon::isVisible() const {
     return icon_ && icon_->isVisible();
+}
+
+void TrayIcon::setInterruptedScans(bool any) {
+    interruptedScan_->setVisible(any);
 }
 
 void TrayIcon::togglePopover() {

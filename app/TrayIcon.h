@@ -3,6 +3,7 @@
 #include <QObject>
 #include <memory>
 
+class QAction;
 class QMenu;
 class QSystemTrayIcon;
 
@@ -32,8 +33,12 @@ public:
     TrayReadout* readout() const { return readout_.get(); }
     QSystemTrayIcon* systemIcon() const { return icon_.get(); }
     void togglePopover();
+    // Shows "Continue Interrupted Scan..." in the menu while there are scans to continue.
+    void setInterruptedScans(bool any);
+    QMenu* menu() const { return menu_.get(); }
 
 signals:
+    void interruptedScanRequested();
     void openWindowRequested();
     void paletteRequested();
     void activityRequested();
@@ -46,6 +51,7 @@ private:
     Settings* settings_ = nullptr;
     std::unique_ptr<StatusPopover> popover_;
     std::unique_ptr<QMenu> menu_;
+    QAction* interruptedScan_ = nullptr;
     std::unique_ptr<QSystemTrayIcon> icon_;
     // Declared last: it lets go of the monitor before the rest goes.
     std::unique_ptr<TrayReadout> readout_;

@@ -1,10 +1,14 @@
 #include "app/AppDelegate.h"
 #include "app/MainWindow.h"
+#include "app/ScanResumeOffers.h"
 #include "app/StatusPopover.h"
 #include "app/TrayIcon.h"
 #include "app/pages/MonitorDemand.h"
 #include "tests/app/WindowFixture.h"
 
+#include "storage/CatalogReindexer.h"
+
+#include <QMenu>
 #include <QSignalSpy>
 #include <QSystemTrayIcon>
 #include <gtest/gtest.h>
@@ -79,6 +83,32 @@ TEST_F(TrayTest, TheIconTogglesThePopoverAndItsButtonsReachTheApp) {
     emit popover.openWindowRequested();
     EXPECT_EQ(opened.size(), 1);
     EXPECT_TRUE(windowShown());
+}
+
+TEST_F(TrayTest, TheMenuLeadsToTheInterruptedScansWhileThereAreAny) {
+    loginItem = true;
+    launch();
+    const auto entry = [this]() -> QAction* {
+        for (QAction* action : delegate->statusItem()->menu()->actions())
+            if (action->text() == QStringLiteral("Continue Interrupted Scan..."))
+                return action;
+        return nullptr;
+    };
+    ASSERT_NE(entry(), nullptr);
+    EXPECT_FALSE(entry()->isVisible());
+
+    ScanResumeOffers& offers = services.scanResumeOffers();
+    ReindexReport found;
+    found.checkpoints.append(
+        {QStringLiteral("folder:") + folder.path(), 10, 1, 0, {}, 1.0, clock.now(), false});
+    offers.add(found);
+    ASSERT_TRUE(entry()->isVisible());
+    entry()->trigger();
+    EXPECT_TRUE(windowShown());
+    EXPECT_EQ(services.navigation().currentPage(), QStringLiteral("storageManager"));
+
+    offers.discard(offers.offers().first().scope.identifier());
+    EXPECT_FALSE(entry()->isVisible());
 }
 
 TEST_F(TrayTest, TheChosenFigureReplacesTheIconAndTheReadoutsFillTheToolTip) {
