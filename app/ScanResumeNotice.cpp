@@ -112,9 +112,7 @@ void ScanResumeDesktopNotice::offersChanged() {
             ++it;
             continue;
         }
-        QDBusMessage close = serverCall(QStringLiteral("CloseNotification"));
-        close << it.key();
-        bus_.asyncCall(close);
+        close(it.key());
         it = notifications_.erase(it);
     }
     if (fresh.isEmpty() || windowShown_())
@@ -147,9 +145,19 @@ void ScanResumeDesktopNotice::send(const QString& checkpointId, bool withActions
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, checkpointId] {
         watcher->deleteLater();
         const QDBusPendingReply<uint> shown = *watcher;
-        if (shown.isValid())
+        if (!shown.isValid())
+            return;
+        if (offers_.find(checkpointId))
             notifications_.insert(shown.value(), checkpointId);
+        else
+            close(shown.value()); // the offer went while the server answered
     });
+}
+
+void ScanResumeDesktopNotice::close(uint notification) {
+    QDBusMessage call = serverCall(QStringLiteral("CloseNotification"));
+    call << notification;
+    bus_.asyncCall(call);
 }
 
 void ScanResumeDesktopNotice::actionInvoked(uint notification, const QString& action) {

@@ -49,6 +49,7 @@ private slots:
 private:
     void offersChanged();
     void send(const QString& checkpointId, bool withActions);
+    void close(uint notification);
 
     ScanResumeOffers& offers_;
     QDBusConnection bus_;

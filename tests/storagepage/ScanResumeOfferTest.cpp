@@ -29,10 +29,11 @@ public:
     };
     QList<Shown> shown; // the notification with id N is shown[N - 1]
     QList<uint> closed;
+    QStringList capabilities{QStringLiteral("actions"), QStringLiteral("body")};
     int markers = 0;
 
 public slots:
-    QStringList GetCapabilities() { return {QStringLiteral("actions"), QStringLiteral("body")}; }
+    QStringList GetCapabilities() { return capabilities; }
     uint Notify(const QString& appName, uint, const QString&, const QString& summary,
                 const QString& body, const QStringList& actions, const QVariantMap&, int) {
         if (appName == QLatin1String("marker")) {
@@ -301,6 +302,30 @@ TEST_F(ScanResumeDesktopTest, NotifiesOnceForEachCheckpointFoundWhileNoWindowSho
     EXPECT_EQ(windowsShown, 1);
     ASSERT_EQ(offers->offers().size(), 1);
     EXPECT_EQ(offers->offers().first().scope.path, music);
+}
+
+TEST_F(ScanResumeDesktopTest, WithoutActionsAClickOnTheNotificationOpensTheStorageManager) {
+    server.capabilities = {QStringLiteral("body")};
+    windowShown = false;
+    ReindexReport found;
+    found.checkpoints.append({StorageManagerPage::folderScope(root).identifier(),
+                              10,
+                              1,
+                              0,
+                              {},
+                              1.0,
+                              clock.now(),
+                              false});
+    offers->add(found);
+    ASSERT_TRUE(waitFor([&] { return server.shown.size() == 1; }));
+    EXPECT_EQ(server.shown.first().actions,
+              QStringList({QStringLiteral("default"), QStringLiteral("Open Storage Manager")}));
+
+    emit server.ActionInvoked(1, QStringLiteral("default"));
+    ASSERT_TRUE(waitFor([&] { return windowsShown == 1; }));
+    EXPECT_EQ(navigation.currentPage(), QStringLiteral("storageManager"));
+    // The strip still offers the scan there.
+    EXPECT_EQ(offers->offers().size(), 1);
 }
 
 #include "ScanResumeOfferTest.moc"
