@@ -121,26 +121,29 @@ void ScanResumeDesktopNotice::offersChanged() {
         bus_.asyncCall(serverCall(QStringLiteral("GetCapabilities"))), this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, fresh] {
         watcher->deleteLater();
-        const QDBusPendingReply<QStringList> capabilities = *watcher;
-        const bool withActions =
-            capabilities.isValid() && capabilities.value().contains(QStringLiteral("actions"));
+        const QDBusPendingReply<QStringList> reply = *watcher;
+        const QStringList capabilities = reply.isValid() ? reply.value() : QStringList();
         for (const QString& id : fresh)
-            send(id, withActions);
+            send(id, capabilities);
     });
 }
 
-void ScanResumeDesktopNotice::send(const QString& checkpointId, bool withActions) {
+void ScanResumeDesktopNotice::send(const QString& checkpointId, const QStringList& capabilities) {
     const auto offer = offers_.find(checkpointId);
     if (!offer)
         return;
     // "default" is the click on the notification itself.
     QStringList actions{QStringLiteral("default"), QStringLiteral("Open Storage Manager")};
-    if (withActions)
+    if (capabilities.contains(QStringLiteral("actions")))
         actions << QStringLiteral("continue") << QStringLiteral("Continue Scan")
                 << QStringLiteral("discard") << QStringLiteral("Discard");
+    // A server that reads markup would take a "<" or "&" in a folder's name for a tag.
+    const QString body = capabilities.contains(QStringLiteral("body-markup"))
+                             ? offer->text().toHtmlEscaped()
+                             : offer->text();
     QDBusMessage notify = serverCall(QStringLiteral("Notify"));
     notify << QStringLiteral("Velmox") << 0u << QStringLiteral("velmox")
-           << QStringLiteral("Scan Interrupted") << offer->text() << actions << QVariantMap() << 0;
+           << QStringLiteral("Scan Interrupted") << body << actions << QVariantMap() << 0;
     auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(notify), this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, checkpointId] {
         watcher->deleteLater();

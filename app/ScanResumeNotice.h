@@ -48,7 +48,7 @@ private slots:
 
 private:
     void offersChanged();
-    void send(const QString& checkpointId, bool withActions);
+    void send(const QString& checkpointId, const QStringList& capabilities);
     void close(uint notification);
 
     ScanResumeOffers& offers_;

@@ -284,22 +284,21 @@ TEST_F(ScanResumeDesktopTest, NotifiesOnceForEachCheckpointFoundWhileNoWindowSho
     EXPECT_EQ(server.shown.size(), 2);
 }
 
-TEST_F(ScanResumeDesktopTest, WithoutActionsAClickOnTheNotificationOpensTheStorageManager) {
-    server.capabilities = {QStringLiteral("body")};
+TEST_F(ScanResumeDesktopTest, WithoutActionsAClickOpensTheStorageManagerAndMarkupIsEscaped) {
+    server.capabilities = {QStringLiteral("body"), QStringLiteral("body-markup")};
     windowShown = false;
+    ScanCheckpointInfo checkpoint;
+    checkpoint.scopeKey =
+        StorageManagerPage::folderScope(root + QStringLiteral("/R&B <live>")).identifier();
+    checkpoint.savedAt = clock.now();
     ReindexReport found;
-    found.checkpoints.append({StorageManagerPage::folderScope(root).identifier(),
-                              10,
-                              1,
-                              0,
-                              {},
-                              1.0,
-                              clock.now(),
-                              false});
+    found.checkpoints.append(checkpoint);
     offers->add(found);
     ASSERT_TRUE(waitFor([&] { return server.shown.size() == 1; }));
     EXPECT_EQ(server.shown.first().actions,
               QStringList({QStringLiteral("default"), QStringLiteral("Open Storage Manager")}));
+    EXPECT_TRUE(server.shown.first().body.contains(QStringLiteral("/R&amp;B &lt;live&gt;)")))
+        << server.shown.first().body.toStdString();
 
     emit server.ActionInvoked(1, QStringLiteral("default"));
     ASSERT_TRUE(waitFor([&] { return windowsShown == 1; }));
