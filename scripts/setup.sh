@@ -15,7 +15,7 @@ packages=(
     libqt6svg6 qt6-qpa-plugins libsecret-1-0 adwaita-icon-theme
     zsh sudo pkexec procps util-linux smartmontools nftables iproute2 dbus dbus-x11 btrfs-progs
     # tests and benchmarks
-    gnome-keyring xvfb xauth passwd fdisk e2fsprogs hyperfine python3-dbus python3-gi appstream desktop-file-utils
+    gnome-keyring xvfb xauth passwd fdisk e2fsprogs hyperfine python3-dbus python3-gi appstream desktop-file-utils dunst
     # fuzzing: clang with libFuzzer
     clang-16 libclang-rt-16-dev
 )

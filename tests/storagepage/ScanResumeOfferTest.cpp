@@ -7,9 +7,11 @@
 #include "tests/storagepage/StoragePageFixture.h"
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QLocale>
 #include <QProcess>
 #include <QPushButton>
+#include <QStandardPaths>
 
 using namespace velmox;
 using namespace velmox::test;
@@ -305,6 +307,80 @@ TEST_F(ScanResumeDesktopTest, WithoutActionsAClickOpensTheStorageManagerAndMarku
     EXPECT_EQ(navigation.currentPage(), QStringLiteral("storageManager"));
     // The strip still offers the scan there.
     EXPECT_EQ(offers->offers().size(), 1);
+}
+
+namespace {
+
+// The same offers shown by a real notification daemon, dunst, on an X server and a bus of the
+// test's own; `dunstctl` clicks the notification as a user would.
+struct ScanResumeDunstTest : ScanResumeOfferTest {
+    QProcess daemon, display, dunst;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    std::optional<ScanResumeDesktopNotice> desktop;
+    int windowsShown = 0;
+
+    void SetUp() override {
+        if (QStandardPaths::findExecutable(QStringLiteral("dunst")).isEmpty() ||
+            QStandardPaths::findExecutable(QStringLiteral("Xvfb")).isEmpty())
+            GTEST_SKIP() << "dunst and Xvfb are needed";
+        daemon.start(QStringLiteral("dbus-daemon"),
+                     {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                      QStringLiteral("--print-address=1")});
+        ASSERT_TRUE(daemon.waitForReadyRead(10000));
+        const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
+        display.start(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"),
+                                               QStringLiteral("-nolisten"), QStringLiteral("tcp")});
+        ASSERT_TRUE(display.waitForReadyRead(10000));
+        environment.insert(QStringLiteral("DISPLAY"),
+                           QLatin1Char(':') + QString::fromUtf8(display.readLine()).trimmed());
+        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), address);
+        dunst.setProcessEnvironment(environment);
+        dunst.start(QStringLiteral("dunst"),
+                    {QStringLiteral("-config"), QStringLiteral("/dev/null")});
+        QDBusConnection bus = QDBusConnection::connectToBus(address, QStringLiteral("velmox"));
+        ASSERT_TRUE(waitFor([&] {
+            return bus.interface()
+                ->isServiceRegistered(QStringLiteral("org.freedesktop.Notifications"))
+                .value();
+        }));
+        desktop.emplace(
+            *offers, bus, [] { return false; }, [this] { ++windowsShown; });
+    }
+    void TearDown() override {
+        desktop.reset();
+        QDBusConnection::disconnectFromBus(QStringLiteral("velmox"));
+        for (QProcess* process : {&dunst, &display, &daemon}) {
+            process->kill();
+            process->waitForFinished();
+        }
+    }
+    QString dunstctl(const QStringList& arguments) {
+        QProcess control;
+        control.setProcessEnvironment(environment);
+        control.start(QStringLiteral("dunstctl"), arguments);
+        control.waitForFinished();
+        return QString::fromUtf8(control.readAllStandardOutput()).trimmed();
+    }
+};
+
+} // namespace
+
+TEST_F(ScanResumeDunstTest, TheDaemonShowsTheOfferAndAClickOpensTheStorageManager) {
+    ScanCheckpointInfo checkpoint;
+    checkpoint.scopeKey =
+        StorageManagerPage::folderScope(root + QStringLiteral("/R&B <live>")).identifier();
+    checkpoint.savedAt = clock.now();
+    ReindexReport found;
+    found.checkpoints.append(checkpoint);
+    offers->add(found);
+    ASSERT_TRUE(waitFor([&] {
+        return dunstctl({QStringLiteral("count"), QStringLiteral("displayed")}) ==
+               QStringLiteral("1");
+    }));
+
+    dunstctl({QStringLiteral("action"), QStringLiteral("0")});
+    ASSERT_TRUE(waitFor([&] { return windowsShown == 1; }));
+    EXPECT_EQ(navigation.currentPage(), QStringLiteral("storageManager"));
 }
 
 #include "ScanResumeOfferTest.moc"
