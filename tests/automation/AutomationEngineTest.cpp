@@ -88,7 +88,7 @@ protected:
     QList<ShownNotification> notifications() {
         // The notification travels over the bus after the run ends.
         QCoreApplication::processEvents();
-        QThread::msleep(100);
+        QThread::msleep(300);
         return standIns->notifications.shown();
     }
     QStringList activity() {

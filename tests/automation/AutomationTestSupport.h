@@ -1,6 +1,8 @@
 #pragma once
 
 #include "automation/AutomationTaskPerformer.h"
+#include "tests/support/DunstDaemon.h"
+#include "tests/support/PrivateBus.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -25,31 +27,6 @@ inline bool waitUntil(const std::function<bool()>& done) {
     }
     return done();
 }
-
-// A message bus of the test's own, standing in for the system and session buses.
-class PrivateBus {
-public:
-    PrivateBus() {
-        daemon_.start(QStringLiteral("dbus-daemon"),
-                      {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                       QStringLiteral("--print-address=1")});
-        if (daemon_.waitForReadyRead(10000))
-            address_ = QString::fromUtf8(daemon_.readLine()).trimmed();
-    }
-    ~PrivateBus() {
-        daemon_.kill();
-        daemon_.waitForFinished();
-    }
-    const QString& address() const { return address_; }
-    // A client connection of the calling thread under `name`.
-    QDBusConnection connect(const QString& name) const {
-        return QDBusConnection::connectToBus(address_, name);
-    }
-
-private:
-    QProcess daemon_;
-    QString address_;
-};
 
 // logind's manager object: idle hints and the sleep signal.
 class Login1StandIn : public QObject {
@@ -89,38 +66,11 @@ public:
     uint type() const { return 2; }
 };
 
-struct ShownNotification {
-    QString title;
-    QString body;
-    bool operator==(const ShownNotification&) const = default;
-};
-
-class NotificationsStandIn : public QObject {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
-public:
-    QList<ShownNotification> shown() const {
-        QMutexLocker lock(&mutex_);
-        return shown_;
-    }
-public slots:
-    uint Notify(const QString&, uint, const QString&, const QString& summary, const QString& body,
-                const QStringList&, const QVariantMap&, int) {
-        QMutexLocker lock(&mutex_);
-        shown_.append({summary, body});
-        return uint(shown_.size());
-    }
-
-private:
-    mutable QMutex mutex_;
-    QList<ShownNotification> shown_;
-};
-
 // The stand-in services on a thread of their own, so that the code under test can make
 // blocking calls to them from the main thread.
 class StandInServices {
 public:
-    explicit StandInServices(const PrivateBus& bus) {
+    explicit StandInServices(const PrivateBus& bus) : notifications(bus.address()) {
         context_.moveToThread(&thread_);
         for (QObject* object : owned_)
             object->moveToThread(&thread_);
@@ -135,16 +85,12 @@ public:
             connection_->registerObject(QStringLiteral("/org/freedesktop/UPower"), &upower, all);
             connection_->registerObject(
                 QStringLiteral("/org/freedesktop/UPower/devices/DisplayDevice"), &device, all);
-            connection_->registerObject(QStringLiteral("/org/freedesktop/Notifications"),
-                                        &notifications, all);
-            connection_->registerService(QStringLiteral("org.freedesktop.Notifications"));
         });
     }
     ~StandInServices() {
         onThread([&] {
             for (const char* path : {"/org/freedesktop/login1", "/org/freedesktop/UPower",
-                                     "/org/freedesktop/UPower/devices/DisplayDevice",
-                                     "/org/freedesktop/Notifications"})
+                                     "/org/freedesktop/UPower/devices/DisplayDevice"})
                 connection_->unregisterObject(QString::fromLatin1(path));
             qDeleteAll(owned_);
             connection_.reset();
@@ -173,14 +119,14 @@ public:
     Login1StandIn& login1 = *new Login1StandIn;
     UPowerStandIn& upower = *new UPowerStandIn;
     UPowerDeviceStandIn& device = *new UPowerDeviceStandIn;
-    NotificationsStandIn& notifications = *new NotificationsStandIn;
+    DunstDaemon notifications;
 
 private:
     void onThread(const std::function<void()>& work) {
         QMetaObject::invokeMethod(&context_, work, Qt::BlockingQueuedConnection);
     }
     // Made and deleted on the services' thread, where the bus delivers to them.
-    const QList<QObject*> owned_{&login1, &upower, &device, &notifications};
+    const QList<QObject*> owned_{&login1, &upower, &device};
     QThread thread_;
     QObject context_;
     std::unique_ptr<QDBusConnection> connection_;

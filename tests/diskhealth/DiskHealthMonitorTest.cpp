@@ -3,6 +3,7 @@
 #include "diskhealth/SmartAnalyzer.h"
 #include "services/Settings.h"
 #include "tests/diskhealth/PrivateBus.h"
+#include "tests/support/DunstDaemon.h"
 #include "tests/support/ManualClock.h"
 
 #include <QDBusConnection>
@@ -15,28 +16,6 @@
 
 namespace velmox {
 namespace {
-
-// A notification server on a private bus, as a desktop shell provides one.
-class NotificationServer : public QObject {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
-public:
-    QStringList summaries;
-    QStringList bodies;
-    int markers = 0;
-
-public slots:
-    uint Notify(const QString& appName, uint, const QString&, const QString& summary,
-                const QString& body, const QStringList&, const QVariantMap&, int) {
-        if (appName == QLatin1String("marker")) {
-            ++markers;
-            return 0;
-        }
-        summaries.append(summary);
-        bodies.append(body);
-        return static_cast<uint>(summaries.size());
-    }
-};
 
 // Drives read like real ones, with a temperature the test sets per disk; the grade comes from
 // the analyzer.
@@ -77,10 +56,7 @@ SmartTarget disk(const QByteArray& device) {
 class DiskHealthMonitorTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(serverBus.isConnected() && clientBus.isConnected());
-        ASSERT_TRUE(serverBus.registerService(QStringLiteral("org.freedesktop.Notifications")));
-        ASSERT_TRUE(serverBus.registerObject(QStringLiteral("/org/freedesktop/Notifications"),
-                                             &server, QDBusConnection::ExportAllSlots));
+        ASSERT_TRUE(clientBus.isConnected());
         notifier = std::make_unique<FreedesktopNotifier>(clientBus);
         settings = std::make_unique<Settings>(dir.filePath(QStringLiteral("Velmox.conf")));
         monitor = std::make_unique<DiskHealthMonitor>(
@@ -92,36 +68,43 @@ protected:
     }
     void TearDown() override { monitor.reset(); }
 
-    // Runs one check and returns the notifications it sent, all of them: a marker sent after
-    // the check arrives after every notification the check sent.
+    // Runs one check and returns the titles of the notifications it sent, all of them: the
+    // daemon answers a marker sent after the check only once it has every earlier one.
     QStringList check() {
-        const int before = static_cast<int>(server.summaries.size());
+        const qsizetype before = shown().size();
         bool finished = false;
         const auto connection =
             QObject::connect(monitor.get(), &DiskHealthMonitor::checked, [&] { finished = true; });
         monitor->checkNow();
         EXPECT_TRUE(QTest::qWaitFor([&] { return finished; }, 20000));
         QObject::disconnect(connection);
-        const int markers = server.markers;
         QDBusMessage marker = QDBusMessage::createMethodCall(
             QStringLiteral("org.freedesktop.Notifications"),
             QStringLiteral("/org/freedesktop/Notifications"),
             QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
-        marker << QStringLiteral("marker") << 0u << QString() << QString() << QString()
-               << QStringList() << QVariantMap() << -1;
-        clientBus.call(marker, QDBus::NoBlock);
-        EXPECT_TRUE(QTest::qWaitFor([&] { return server.markers > markers; }, 20000));
-        return server.summaries.mid(before);
+        marker << QStringLiteral("marker") << 0u << QString() << QStringLiteral("marker")
+               << QString() << QStringList() << QVariantMap() << -1;
+        EXPECT_EQ(clientBus.call(marker).type(), QDBusMessage::ReplyMessage);
+        QStringList titles;
+        for (const test::ShownNotification& notification : shown().mid(before))
+            titles.append(notification.title);
+        return titles;
     }
+    // What the daemon showed, without the markers.
+    QList<test::ShownNotification> shown() {
+        QList<test::ShownNotification> all = dunst.shown();
+        all.removeIf([](const auto& notification) { return notification.title == "marker"; });
+        return all;
+    }
+    QString lastBody() { return shown().last().body; }
 
     void setSetting(const char* key, const QVariant& value) {
         ASSERT_TRUE(settings->setValue(QLatin1String(key), value));
     }
 
     test::PrivateBus bus;
-    QDBusConnection serverBus = bus.connect(QStringLiteral("server"));
     QDBusConnection clientBus = bus.connect(QStringLiteral("client"));
-    NotificationServer server;
+    test::DunstDaemon dunst{bus.address()};
     QTemporaryDir dir;
     test::ManualClock clock;
     std::shared_ptr<TemperatureReader> reader = std::make_shared<TemperatureReader>();
@@ -134,7 +117,7 @@ TEST_F(DiskHealthMonitorTest, NotifiesWhenAGradeRisesToTheChosenLevel) {
     // First check: sda already needs a look and notifies once; sdb is only recorded.
     reader->set("/dev/sda", 72);
     EXPECT_EQ(check(), QStringList{QStringLiteral("S.M.A.R.T. needs a look: Disk sda")});
-    EXPECT_TRUE(server.bodies.last().contains(QStringLiteral("72 °C")));
+    EXPECT_TRUE(lastBody().contains(QStringLiteral("72 °C")));
     EXPECT_EQ(settings->value(QStringLiteral("diskHealthLastLevels")).toMap(),
               (QVariantMap{{QStringLiteral("Disk sda /dev/sda"), 2},
                            {QStringLiteral("Disk sdb /dev/sdb"), 0}}));
@@ -152,8 +135,7 @@ TEST_F(DiskHealthMonitorTest, NotifiesWhenAGradeRisesToTheChosenLevel) {
     setSetting("diskHealthNotifyRecovery", true);
     reader->set("/dev/sda", 30);
     EXPECT_EQ(check(), QStringList{QStringLiteral("S.M.A.R.T. OK: Disk sda")});
-    EXPECT_EQ(server.bodies.last(),
-              QStringLiteral("The disk's S.M.A.R.T. grade went from Watch to OK."));
+    EXPECT_EQ(lastBody(), QStringLiteral("The disk's S.M.A.R.T. grade went from Watch to OK."));
 
     // "Serious problems only": a rise to a warning stays quiet, critical does not.
     setSetting("diskHealthNotifyLevel", QStringLiteral("critical"));
@@ -174,5 +156,3 @@ TEST_F(DiskHealthMonitorTest, NotifiesWhenAGradeRisesToTheChosenLevel) {
 
 } // namespace
 } // namespace velmox
-
-#include "DiskHealthMonitorTest.moc"

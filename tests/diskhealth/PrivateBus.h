@@ -39,6 +39,7 @@ public:
     }
 
     const QDBusConnection& bus() const { return *bus_; }
+    const QString& address() const { return address_; }
     // One more connection to the bus, as another program would have it.
     QDBusConnection connect(const QString& name) {
         names_.append(name);

@@ -5,6 +5,8 @@
 #include "storage/CatalogReindexer.h"
 #include "storage/StorageCatalogStore.h"
 #include "tests/storagepage/StoragePageFixture.h"
+#include "tests/support/DunstDaemon.h"
+#include "tests/support/PrivateBus.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -191,37 +193,26 @@ namespace {
 // The offers reaching a Velmox that lives in the tray: a real bus with a notification server
 // on it.
 struct ScanResumeDesktopTest : ScanResumeOfferTest {
-    QProcess daemon;
-    QString address;
+    PrivateBus privateBus;
     NotificationServer server;
     std::optional<ScanResumeDesktopNotice> desktop;
     bool windowShown = true;
     int windowsShown = 0;
 
     ScanResumeDesktopTest() {
-        daemon.start(QStringLiteral("dbus-daemon"),
-                     {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                      QStringLiteral("--print-address=1")});
-        EXPECT_TRUE(daemon.waitForReadyRead(10000));
-        address = QString::fromUtf8(daemon.readLine()).trimmed();
-        QDBusConnection serverBus = bus(QStringLiteral("server"));
+        QDBusConnection serverBus = privateBus.connect(QStringLiteral("server"));
         EXPECT_TRUE(serverBus.registerService(QStringLiteral("org.freedesktop.Notifications")));
         EXPECT_TRUE(serverBus.registerObject(
             QStringLiteral("/org/freedesktop/Notifications"), &server,
             QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals));
         desktop.emplace(
-            *offers, bus(QStringLiteral("velmox")), [this] { return windowShown; },
+            *offers, privateBus.connect(QStringLiteral("velmox")), [this] { return windowShown; },
             [this] { ++windowsShown; });
     }
     ~ScanResumeDesktopTest() override {
         desktop.reset();
         for (const char* name : {"server", "velmox"})
             QDBusConnection::disconnectFromBus(QString::fromLatin1(name));
-        daemon.kill();
-        daemon.waitForFinished();
-    }
-    QDBusConnection bus(const QString& name) const {
-        return QDBusConnection::connectToBus(address, name);
     }
 
     // The notification of the scan of `path`, 0 when none.
@@ -311,55 +302,21 @@ TEST_F(ScanResumeDesktopTest, WithoutActionsAClickOpensTheStorageManagerAndMarku
 
 namespace {
 
-// The same offers shown by a real notification daemon, dunst, on an X server and a bus of the
-// test's own; `dunstctl` clicks the notification as a user would.
+// The same offers shown by the desktop's real notification daemon on a bus of the test's own.
 struct ScanResumeDunstTest : ScanResumeOfferTest {
-    QProcess daemon, display, dunst;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    PrivateBus bus;
+    DunstDaemon dunst{bus.address()};
     std::optional<ScanResumeDesktopNotice> desktop;
     int windowsShown = 0;
 
-    void SetUp() override {
-        if (QStandardPaths::findExecutable(QStringLiteral("dunst")).isEmpty() ||
-            QStandardPaths::findExecutable(QStringLiteral("Xvfb")).isEmpty())
-            GTEST_SKIP() << "dunst and Xvfb are needed";
-        daemon.start(QStringLiteral("dbus-daemon"),
-                     {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                      QStringLiteral("--print-address=1")});
-        ASSERT_TRUE(daemon.waitForReadyRead(10000));
-        const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
-        display.start(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"),
-                                               QStringLiteral("-nolisten"), QStringLiteral("tcp")});
-        ASSERT_TRUE(display.waitForReadyRead(10000));
-        environment.insert(QStringLiteral("DISPLAY"),
-                           QLatin1Char(':') + QString::fromUtf8(display.readLine()).trimmed());
-        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), address);
-        dunst.setProcessEnvironment(environment);
-        dunst.start(QStringLiteral("dunst"),
-                    {QStringLiteral("-config"), QStringLiteral("/dev/null")});
-        QDBusConnection bus = QDBusConnection::connectToBus(address, QStringLiteral("velmox"));
-        ASSERT_TRUE(waitFor([&] {
-            return bus.interface()
-                ->isServiceRegistered(QStringLiteral("org.freedesktop.Notifications"))
-                .value();
-        }));
+    ScanResumeDunstTest() {
         desktop.emplace(
-            *offers, bus, [] { return false; }, [this] { ++windowsShown; });
+            *offers, bus.connect(QStringLiteral("velmox")), [] { return false; },
+            [this] { ++windowsShown; });
     }
-    void TearDown() override {
+    ~ScanResumeDunstTest() override {
         desktop.reset();
         QDBusConnection::disconnectFromBus(QStringLiteral("velmox"));
-        for (QProcess* process : {&dunst, &display, &daemon}) {
-            process->kill();
-            process->waitForFinished();
-        }
-    }
-    QString dunstctl(const QStringList& arguments) {
-        QProcess control;
-        control.setProcessEnvironment(environment);
-        control.start(QStringLiteral("dunstctl"), arguments);
-        control.waitForFinished();
-        return QString::fromUtf8(control.readAllStandardOutput()).trimmed();
     }
 };
 
@@ -373,12 +330,8 @@ TEST_F(ScanResumeDunstTest, TheDaemonShowsTheOfferAndAClickOpensTheStorageManage
     ReindexReport found;
     found.checkpoints.append(checkpoint);
     offers->add(found);
-    ASSERT_TRUE(waitFor([&] {
-        return dunstctl({QStringLiteral("count"), QStringLiteral("displayed")}) ==
-               QStringLiteral("1");
-    }));
-
-    dunstctl({QStringLiteral("action"), QStringLiteral("0")});
+    ASSERT_TRUE(waitFor([&] { return dunst.displayed() == 1; }));
+    dunst.click();
     ASSERT_TRUE(waitFor([&] { return windowsShown == 1; }));
     EXPECT_EQ(navigation.currentPage(), QStringLiteral("storageManager"));
 }
