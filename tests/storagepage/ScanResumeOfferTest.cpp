@@ -112,6 +112,16 @@ struct ScanResumeOfferTest : StoragePageFixture {
         scanner.waitForFinished();
         return scanner.tree();
     }
+
+    // An offer for a checkpoint of `path` as the reindexer reports one, with no file behind it.
+    void offerCheckpointOf(const QString& path) {
+        ScanCheckpointInfo checkpoint;
+        checkpoint.scopeKey = StorageManagerPage::folderScope(path).identifier();
+        checkpoint.savedAt = clock.now();
+        ReindexReport found;
+        found.checkpoints.append(checkpoint);
+        offers->add(found);
+    }
 };
 
 } // namespace
@@ -280,13 +290,7 @@ TEST_F(ScanResumeDesktopTest, NotifiesOnceForEachCheckpointFoundWhileNoWindowSho
 TEST_F(ScanResumeDesktopTest, WithoutActionsAClickOpensTheStorageManagerAndMarkupIsEscaped) {
     server.capabilities = {QStringLiteral("body"), QStringLiteral("body-markup")};
     windowShown = false;
-    ScanCheckpointInfo checkpoint;
-    checkpoint.scopeKey =
-        StorageManagerPage::folderScope(root + QStringLiteral("/R&B <live>")).identifier();
-    checkpoint.savedAt = clock.now();
-    ReindexReport found;
-    found.checkpoints.append(checkpoint);
-    offers->add(found);
+    offerCheckpointOf(root + QStringLiteral("/R&B <live>"));
     ASSERT_TRUE(waitFor([&] { return server.shown.size() == 1; }));
     EXPECT_EQ(server.shown.first().actions,
               QStringList({QStringLiteral("default"), QStringLiteral("Open Storage Manager")}));
@@ -323,13 +327,7 @@ struct ScanResumeDunstTest : ScanResumeOfferTest {
 } // namespace
 
 TEST_F(ScanResumeDunstTest, TheDaemonShowsTheOfferAndAClickOpensTheStorageManager) {
-    ScanCheckpointInfo checkpoint;
-    checkpoint.scopeKey =
-        StorageManagerPage::folderScope(root + QStringLiteral("/R&B <live>")).identifier();
-    checkpoint.savedAt = clock.now();
-    ReindexReport found;
-    found.checkpoints.append(checkpoint);
-    offers->add(found);
+    offerCheckpointOf(root + QStringLiteral("/R&B <live>"));
     ASSERT_TRUE(waitFor([&] { return dunst.displayed() == 1; }));
     dunst.click();
     ASSERT_TRUE(waitFor([&] { return windowsShown == 1; }));
