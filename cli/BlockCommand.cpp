@@ -1,17 +1,13 @@
 // velmox block: the address blocker on the command line.
 #include "cli/CliCommand.h"
+#include "cli/PrivilegedServices.h"
 #include "network/BlockApplier.h"
 #include "network/BlockRule.h"
 #include "network/FirewallAddresses.h"
 #include "network/HostsBackupManager.h"
 #include "network/HostsFile.h"
-#include "platform/PromptElevation.h"
-#include "platform/QtKeychainSecretStore.h"
-#include "services/ActionHistoryStore.h"
 #include "services/Clock.h"
-#include "services/KeychainHelper.h"
 #include "services/Settings.h"
-#include "services/ShellHelper.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -72,13 +68,7 @@ int changeList(const QString& verb, const QString& typed, bool json, CliIO& io) 
 }
 
 // The system's blocker state changes: apply, off and restore.
-struct BlockerWorld {
-    Settings settings;
-    ActionHistoryStore history{settings, SystemClock::shared()};
-    QtKeychainSecretStore secrets;
-    KeychainHelper keychain{secrets};
-    std::unique_ptr<PromptElevation> prompt = PromptElevation::forThisSystem();
-    ShellHelper shell{keychain, settings, *prompt};
+struct BlockerWorld : PrivilegedServices {
     HostsBackupManager backups{keychain};
     BlockApplier applier{backups,
                          [this](const QString& line) { return shell.runPrivileged(line, true); }};

@@ -8,16 +8,12 @@
 #include "cleaning/TaskMeasurer.h"
 #include "cleaning/UnresponsiveAppKiller.h"
 #include "cli/CliCommand.h"
+#include "cli/PrivilegedServices.h"
 #include "palette/PaletteAutomation.h"
 #include "palette/PaletteCatalog.h"
 #include "palette/PaletteMatcher.h"
-#include "platform/PromptElevation.h"
-#include "platform/QtKeychainSecretStore.h"
-#include "services/ActionHistoryStore.h"
 #include "services/Clock.h"
-#include "services/KeychainHelper.h"
 #include "services/Settings.h"
-#include "services/ShellHelper.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -136,15 +132,6 @@ bool confirmed(const QString& question, CliIO& io) {
     return canAskOnTerminal(question, io, gap) && answeredYes(question, io, gap);
 }
 
-// The services a run needs, as the window has them.
-struct RunServices {
-    Settings settings;
-    ActionHistoryStore history{settings, SystemClock::shared()};
-    QtKeychainSecretStore secrets;
-    KeychainHelper keychain{secrets};
-    std::unique_ptr<PromptElevation> prompt = PromptElevation::forThisSystem();
-    ShellHelper shell{keychain, settings, *prompt};
-};
 
 int finish(bool success, const QString& message, CliIO& io) {
     (success ? io.out : io.err) << message << '\n';
@@ -178,7 +165,7 @@ int runMaintenanceTask(const PaletteEntry& entry, const OptimizationTask& task, 
     if (!question.isEmpty() && !yes && !confirmed(question, io))
         return 1;
 
-    RunServices services;
+    PrivilegedServices services;
     QObject::connect(&services.history, &ActionHistoryStore::saveFailed,
                      [&io](const QString& message) { io.err << message << '\n'; });
     OptimizationTaskRunner runner(services.shell, services.history);
@@ -186,7 +173,7 @@ int runMaintenanceTask(const PaletteEntry& entry, const OptimizationTask& task, 
     return finish(result.success, task.title + QStringLiteral(": ") + resultLine(task, result), io);
 }
 
-int runAutomation(const PaletteEntry& entry, RunServices& services, CliIO& io) {
+int runAutomation(const PaletteEntry& entry, PrivilegedServices& services, CliIO& io) {
     AutomationStore store;
     SystemAutomationEnvironment environment(
         SystemAutomationEnvironment::systemSources(SystemClock::shared()));
@@ -208,7 +195,7 @@ int runAutomation(const PaletteEntry& entry, RunServices& services, CliIO& io) {
     return finish(result->success, shownMessage(result->message()), io);
 }
 
-int runCustomCommand(const QString& id, RunServices& services, CliIO& io) {
+int runCustomCommand(const QString& id, PrivilegedServices& services, CliIO& io) {
     const std::optional<PaletteCommand> command = PaletteCommandStore().find(id);
     if (!command)
         return finish(false, QStringLiteral("That custom command no longer exists."), io);
@@ -303,7 +290,7 @@ int run(const PaletteArguments& arguments, CliIO& io) {
     if (!entry.question.isEmpty() && !arguments.yes && !confirmed(entry.question, io))
         return 1;
 
-    RunServices services;
+    PrivilegedServices services;
     QObject::connect(&services.history, &ActionHistoryStore::saveFailed,
                      [&io](const QString& message) { io.err << message << '\n'; });
     if (paletteKind(entry.id) == QLatin1String("command"))
