@@ -18,6 +18,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <cerrno>
+#include <optional>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -90,6 +91,17 @@ QString failedTool(const QString& what, const ToolRunResult& run) {
     if (text.isEmpty())
         text = QStringLiteral("it ended with exit status %1").arg(run.status);
     return withStop(text);
+}
+
+// Runs a desktop tool as the user; the failure reads "<failure>: <tool>: <why>".
+std::optional<QString> runUserTool(const QString& program, const QStringList& arguments,
+                                   const QString& failure) {
+    const ToolRunResult run =
+        ToolRunner::run(program, arguments, std::nullopt, kToolTimeoutSeconds);
+    if (run.status == 0 && !run.timedOut)
+        return std::nullopt;
+    const QString name = QFileInfo(program).fileName();
+    return QStringLiteral("%1: %2: %3").arg(failure, name, failedTool(name, run));
 }
 
 } // namespace
@@ -402,13 +414,10 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::rebuildDesktopDatabases(bool
     for (const Step& step : steps) {
         if (step.program.isEmpty() || !QFileInfo(step.folder).isDir())
             continue;
-        const ToolRunResult run =
-            ToolRunner::run(step.program, step.arguments, std::nullopt, kToolTimeoutSeconds);
-        const QString name = QFileInfo(step.program).fileName();
-        if (run.status != 0 || run.timedOut)
-            return failed(QStringLiteral("Desktop database rebuild failed: %1: %2")
-                              .arg(name, failedTool(name, run)));
-        rebuilt << name;
+        if (const auto problem = runUserTool(step.program, step.arguments,
+                                             QStringLiteral("Desktop database rebuild failed")))
+            return failed(*problem);
+        rebuilt << QFileInfo(step.program).fileName();
     }
     if (rebuilt.isEmpty())
         return succeeded(QStringLiteral("You have no desktop entries or MIME types of your own, so "
@@ -450,12 +459,9 @@ AutomationTaskOutcome LinuxAutomationTaskPerformer::reindexFileSearch(bool dryRu
         done << QStringLiteral("The file search index was rebuilt.");
     }
     for (const Indexer& indexer : indexers) {
-        const ToolRunResult run =
-            ToolRunner::run(indexer.program, indexer.arguments, std::nullopt, kToolTimeoutSeconds);
-        const QString name = QFileInfo(indexer.program).fileName();
-        if (run.status != 0 || run.timedOut)
-            return failed(QStringLiteral("Desktop search reindex failed: %1: %2")
-                              .arg(name, failedTool(name, run)));
+        if (const auto problem = runUserTool(indexer.program, indexer.arguments,
+                                             QStringLiteral("Desktop search reindex failed")))
+            return failed(*problem);
         done << indexer.done;
     }
     return succeeded(done.join(QLatin1Char(' ')));
